@@ -1,0 +1,30 @@
+# kivcorelib10: all layers in one shared library, and its installation.
+get_property(uses GLOBAL PROPERTY KIV_USES)
+list(REMOVE_DUPLICATES uses)
+
+file(GLOB_RECURSE public_headers CONFIGURE_DEPENDS
+     ${PROJECT_SOURCE_DIR}/include/*.h)
+
+add_library(kivcorelib10 SHARED src/util/startup.cpp)
+target_compile_definitions(kivcorelib10 PRIVATE KIV_BUILDING_LIBRARY)
+target_sources(kivcorelib10 PUBLIC FILE_SET HEADERS
+               BASE_DIRS include FILES ${public_headers})
+target_include_directories(kivcorelib10 PRIVATE src)
+target_link_libraries(kivcorelib10 PRIVATE ${KIV_LAYERS} ${uses} kiv_warnings)
+set_target_properties(kivcorelib10 PROPERTIES
+  VERSION ${PROJECT_VERSION}
+  SOVERSION ${PROJECT_VERSION_MAJOR}
+  VERIFY_INTERFACE_HEADER_SETS ON)
+target_link_options(kivcorelib10 PRIVATE
+  $<$<NOT:$<BOOL:${KIV_SANITIZE}>>:-Wl,--no-undefined> -Wl,--as-needed)
+
+# Every object of the library in one executable, for what has to reach both the
+# published interface and the insides (scenario runs, benchmarks, fuzzing).
+add_library(kiv_whole INTERFACE)
+target_sources(kiv_whole INTERFACE ${PROJECT_SOURCE_DIR}/src/util/startup.cpp)
+target_include_directories(kiv_whole INTERFACE
+  ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
+target_link_libraries(kiv_whole INTERFACE ${KIV_LAYERS} ${uses})
+
+include(GNUInstallDirs)
+install(TARGETS kivcorelib10 LIBRARY FILE_SET HEADERS)

@@ -1,0 +1,48 @@
+# Shared by the scripts beside it: say what happens, install what is missing,
+# configure and build. Sourced with the repository as the current directory.
+
+say() { printf '== %s\n' "$*"; }
+
+# install_packages NAME...: those that are missing, through apt.
+install_packages() {
+  local missing=() name
+  for name in "$@"; do
+    dpkg-query -W -f='${Status}' "$name" 2>/dev/null |
+      grep -q 'install ok installed' || missing+=("$name")
+  done
+  [ ${#missing[@]} -eq 0 ] && return 0
+  say "installing ${missing[*]}"
+  local as_root=()
+  [ "$(id -u)" -eq 0 ] || as_root=(sudo)
+  local apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -qq)
+  local log
+  log=$(mktemp)
+  if ! { "${apt[@]}" update && "${apt[@]}" install -y \
+         --no-install-recommends "${missing[@]}"; } >"$log" 2>&1; then
+    cat "$log" >&2
+    say 'the packages could not be installed'
+    return 1
+  fi
+  rm -f "$log"
+}
+
+build_packages=(g++ cmake ninja-build ccache pkg-config libxerces-c-dev
+  libcli11-dev)
+test_packages=(libgtest-dev libgmock-dev python3 libicu-dev strace)
+bench_packages=(libbenchmark-dev libicu-dev libspdlog-dev libssl-dev
+  libhowardhinnant-date-dev python3)
+check_packages=(clang clang-format clang-tidy libclang-rt-14-dev)
+
+# build_preset NAME [TARGET...]: configures when needed and builds.
+build_preset() {
+  local preset=$1
+  shift
+  say "configuring $preset"
+  cmake --preset "$preset" >"build.$preset.log" 2>&1 || {
+    cat "build.$preset.log" >&2
+    return 1
+  }
+  rm -f "build.$preset.log"
+  say "building $preset"
+  cmake --build --preset "$preset" ${1:+--target "$@"}
+}

@@ -1,0 +1,42 @@
+#include "kiv/startup.h"
+
+#include <mutex>
+
+#include "util/runtime.h"
+
+namespace kiv {
+namespace {
+
+struct Startup {
+  std::recursive_mutex mutex;
+  int counter = 0;  // set, never incremented, by GlobalInit
+};
+
+// Made on first use: GlobalInit may run from another library's initialisers.
+Startup& State() {
+  static Startup startup;
+  return startup;
+}
+
+}  // namespace
+
+void GlobalInit() {
+  Startup& startup = State();
+  const std::lock_guard lock(startup.mutex);
+  if (startup.counter != 0) return;
+  startup.counter = 1;
+  StartValues();
+}
+
+void GlobalUninit() {
+  Startup& startup = State();
+  const std::lock_guard lock(startup.mutex);
+  // Goes below zero on purpose: one call undoes any number of GlobalInit calls,
+  // and one too many disables the next GlobalInit.
+  if (startup.counter-- == 1) StopValues();
+}
+
+ThreadInit::ThreadInit() = default;
+ThreadInit::~ThreadInit() = default;
+
+}  // namespace kiv
