@@ -18,7 +18,7 @@ namespace kiv {
 class LogBuffer : public std::streambuf {
  public:
   // Complete entries beyond this size are due to be written.
-  static constexpr std::size_t kFullBytes = std::size_t{64} * 1024;
+  static constexpr std::size_t kFullBytes = std::size_t{32} * 1024;
 
   // Where an entry begins, counted from the end of the complete ones; it stays
   // right while those are taken away or added to.
