@@ -71,19 +71,26 @@ class EntryScope {
 };
 
 // Writes the pieces of an entry: the stream is asked once whether it is fit,
-// not once a piece.
+// not once a piece, and the log's own buffer is spared virtual calls.
 class Pieces {
  public:
-  explicit Pieces(std::ostream& out) : out_(out), sentry_(out) {}
+  Pieces(std::ostream& out, LogBuffer* own)
+      : out_(out),
+        sentry_(out),
+        buffer_(own && out.rdbuf() == own ? own : nullptr) {}
   void Put(std::string_view piece) {
+    if (!sentry_) return;
     const auto size = static_cast<std::streamsize>(piece.size());
-    if (sentry_ && out_.rdbuf()->sputn(piece.data(), size) != size)
-      out_.setstate(std::ios::badbit);
+    const bool written = buffer_
+                             ? buffer_->Put(piece)
+                             : out_.rdbuf()->sputn(piece.data(), size) == size;
+    if (!written) out_.setstate(std::ios::badbit);
   }
 
  private:
   std::ostream& out_;
   std::ostream::sentry sentry_;
+  LogBuffer* buffer_;
 };
 
 }  // namespace
@@ -176,7 +183,7 @@ void Log::BuildFilename(std::string& name) const {
 void Log::BuildOutput(const char* message, const char* source,
                       const char* category, bool time_only, std::ostream& out) {
   if (IsEmpty(message)) return;
-  Pieces pieces(out);
+  Pieces pieces(out, stream_ ? &stream_->file.Buffer() : nullptr);
   if (stream_ && stream_->depth != 0) {
     pieces.Put(stream_->time.Stamp(time_only));
   } else {
