@@ -8,6 +8,7 @@
 
 namespace kiv {
 
+class DomDocument;
 class DomParser;
 
 // A serialised document or element. The text lives until the object is refilled
