@@ -63,12 +63,6 @@ class KIV_API QueueConfig : public std::enable_shared_from_this<QueueConfig> {
   QueueConfig();
   ~QueueConfig();
 
- private:
-  friend class Config;
-  friend class QueueConfigAccess;
-
-  void ReadDurations(DomElement& durations);
-
   std::string type_;
   std::string name_;
   std::string processor_;
@@ -76,6 +70,10 @@ class KIV_API QueueConfig : public std::enable_shared_from_this<QueueConfig> {
   std::shared_ptr<QueueReader> reader_;
   std::shared_ptr<QueueInfo> queue_info_;
   std::shared_ptr<module::Module> module_;
+
+ private:
+  bool ReadDurations(DomElement& durations);
+
   std::unique_ptr<StatusBoard> board_;
 };
 
