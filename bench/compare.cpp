@@ -1,0 +1,210 @@
+// Usage: kiv_bench [FILTER] [--report FILE]. FILTER is a part of a comparison's
+// name. Exits 1 when a target is missed.
+#include "compare.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <utility>
+#include <vector>
+
+#include "kiv/startup.h"
+
+namespace bench {
+namespace {
+
+constexpr int kRepetitions = 7;
+
+struct Pair {
+  Comparison comparison;
+  Body ours;
+  Body peer;
+};
+
+struct Limit {
+  std::string name;
+  std::string unit;
+  double limit;
+  std::function<double()> measure;
+};
+
+struct Result {
+  std::string name;
+  std::string unit;
+  double ours;
+  std::string peer_name;
+  double peer;
+  double ratio;
+  double target;
+  bool is_met() const { return ratio >= target; }
+};
+
+// Made on first use: the cases register themselves before main.
+std::vector<Pair>& Pairs() {
+  static std::vector<Pair> pairs;
+  return pairs;
+}
+
+std::vector<Limit>& Limits() {
+  static std::vector<Limit> limits;
+  return limits;
+}
+
+// Collects seconds an iteration of every repetition under the benchmark's name.
+class Collector : public benchmark::BenchmarkReporter {
+ public:
+  explicit Collector(
+      std::map<std::string, std::vector<double>, std::less<>>& seconds)
+      : seconds_(seconds) {}
+
+  bool ReportContext(const Context&) override { return true; }
+
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& run : runs) {
+      if (run.run_type != Run::RT_Iteration) continue;
+      if (run.error_occurred) {
+        std::fprintf(stderr, "%s: %s\n", run.run_name.function_name.c_str(),
+                     run.error_message.c_str());
+        continue;
+      }
+      seconds_[run.run_name.function_name].push_back(
+          run.real_accumulated_time / static_cast<double>(run.iterations));
+    }
+  }
+
+ private:
+  std::map<std::string, std::vector<double>, std::less<>>& seconds_;
+};
+
+double Median(std::vector<double> values) {
+  if (values.empty()) return 0;
+  std::sort(values.begin(), values.end());
+  return values[values.size() / 2];
+}
+
+std::string SideName(const Comparison& comparison, const std::string& side) {
+  return comparison.name + '/' + side;
+}
+
+void RegisterSide(const std::string& name, const Body& body) {
+  benchmark::RegisterBenchmark(name.c_str(), body)
+      ->Repetitions(kRepetitions)
+      ->MinTime(0.15)
+      ->UseRealTime();
+}
+
+std::vector<Result> Run(const std::string& filter) {
+  const auto is_wanted = [&](const std::string& name) {
+    return name.find(filter) != std::string::npos;
+  };
+  std::map<std::string, std::vector<double>, std::less<>> seconds;
+  std::vector<Result> results;
+  for (const Pair& pair : Pairs()) {
+    if (!is_wanted(pair.comparison.name)) continue;
+    const Comparison& comparison = pair.comparison;
+    const std::string ours = SideName(comparison, "ours");
+    const std::string peer = SideName(comparison, comparison.peer_name);
+    RegisterSide(ours, pair.ours);
+    RegisterSide(peer, pair.peer);
+    Collector collector(seconds);
+    benchmark::RunSpecifiedBenchmarks(&collector);
+    benchmark::ClearRegisteredBenchmarks();
+    const double ours_seconds = Median(seconds[ours]);
+    const double peer_seconds = Median(seconds[peer]);
+    const bool is_measured = ours_seconds > 0 && peer_seconds > 0;
+    results.push_back({comparison.name, comparison.unit,
+                       is_measured ? comparison.amount / ours_seconds : 0,
+                       comparison.peer_name,
+                       is_measured ? comparison.amount / peer_seconds : 0,
+                       is_measured ? peer_seconds / ours_seconds : 0,
+                       comparison.target});
+    std::fprintf(stderr, "%s done\n", comparison.name.c_str());
+  }
+  for (const Limit& limit : Limits()) {
+    if (!is_wanted(limit.name)) continue;
+    const double figure = limit.measure();
+    results.push_back({limit.name, limit.unit, figure, "limit", limit.limit,
+                       figure > 0 ? limit.limit / figure : 0, 1});
+    std::fprintf(stderr, "%s done\n", limit.name.c_str());
+  }
+  return results;
+}
+
+void PrintTable(const std::vector<Result>& results) {
+  std::printf("%-32s %12s %-12s %12s  %-14s %7s %7s  %s\n", "name", "ours",
+              "unit", "peer", "peer name", "ratio", "target", "met");
+  for (const Result& result : results) {
+    std::printf("%-32s %12.4g %-12s %12.4g  %-14s %7.2f %7.2f  %s\n",
+                result.name.c_str(), result.ours, result.unit.c_str(),
+                result.peer, result.peer_name.c_str(), result.ratio,
+                result.target, result.is_met() ? "yes" : "NO");
+  }
+}
+
+// Names, units and peers are this program's own and need no escaping.
+void WriteReport(const std::vector<Result>& results, const std::string& path) {
+  std::ofstream file(path);
+  file << "[\n";
+  for (std::size_t i = 0; i < results.size(); ++i) {
+    const Result& result = results[i];
+    file << "  {\"name\": \"" << result.name << "\", \"unit\": \""
+         << result.unit << "\", \"ours\": " << result.ours
+         << ", \"peer_name\": \"" << result.peer_name
+         << "\", \"peer\": " << result.peer << ", \"ratio\": " << result.ratio
+         << ", \"target\": " << result.target
+         << ", \"met\": " << (result.is_met() ? "true" : "false") << '}'
+         << (i + 1 < results.size() ? "," : "") << '\n';
+  }
+  file << "]\n";
+}
+
+}  // namespace
+
+bool Compare(Comparison comparison, Body ours, Body peer) {
+  Pairs().push_back({std::move(comparison), std::move(ours), std::move(peer)});
+  return true;
+}
+
+bool StayBelow(std::string name, std::string unit, double limit,
+               std::function<double()> measure) {
+  Limits().push_back(
+      {std::move(name), std::move(unit), limit, std::move(measure)});
+  return true;
+}
+
+}  // namespace bench
+
+int main(int argc, char** argv) {
+  std::string filter;
+  std::string report;
+  for (int i = 1; i < argc; ++i) {
+    if (std::strcmp(argv[i], "--report") == 0 && i + 1 < argc) {
+      report = argv[++i];
+    } else {
+      filter = argv[i];
+    }
+  }
+  // Repetitions of the two sides in random turns, so that a slow spell of the
+  // machine falls on both.
+  char interleave[] = "--benchmark_enable_random_interleaving=true";
+  char* options[] = {argv[0], interleave, nullptr};
+  int option_count = 2;
+  benchmark::Initialize(&option_count, options);
+
+  kiv::GlobalInit();
+  const std::vector<bench::Result> results = bench::Run(filter);
+  kiv::GlobalUninit();
+
+  bench::PrintTable(results);
+  if (!report.empty()) bench::WriteReport(results, report);
+  if (results.empty()) {
+    std::fprintf(stderr, "no comparison is called so: %s\n", filter.c_str());
+    return 1;
+  }
+  const bool all_met =
+      std::all_of(results.begin(), results.end(),
+                  [](const bench::Result& result) { return result.is_met(); });
+  return all_met ? 0 : 1;
+}

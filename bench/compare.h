@@ -1,0 +1,36 @@
+#ifndef BENCH_COMPARE_H_
+#define BENCH_COMPARE_H_
+
+#include <benchmark/benchmark.h>
+
+#include <functional>
+#include <string>
+
+// A comparison of ours with a peer, both measured in one run: the two sides are
+// registered as benchmarks <name>/ours and <name>/<peer>, repeated in turns,
+// and the medians compared.
+namespace bench {
+
+using Body = std::function<void(benchmark::State&)>;
+
+struct Comparison {
+  std::string name;  // folder/what, as "util/md5"
+  std::string unit;  // of the reported figures, as "MB/s"
+  // How much of the unit one iteration is worth: figures are
+  // amount / seconds an iteration.
+  double amount = 1;
+  std::string peer_name;
+  double target = 1;  // ours / peer, at least
+};
+
+// For registration before main: static const bool registered = Compare(...).
+bool Compare(Comparison comparison, Body ours, Body peer);
+
+// A figure that must stay below a limit, measured once by `measure`. Reported
+// with the limit as the peer and limit / figure as the ratio.
+bool StayBelow(std::string name, std::string unit, double limit,
+               std::function<double()> measure);
+
+}  // namespace bench
+
+#endif  // BENCH_COMPARE_H_

@@ -1,0 +1,103 @@
+#ifndef UTIL_ASCII_BLOCK_H_
+#define UTIL_ASCII_BLOCK_H_
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+// The fast path of the conversions: a block of units is copied whole, whatever
+// it holds, and the answer is how many ASCII characters it begins with. What
+// lies behind those in the target is then written over.
+namespace kiv::ascii_block {
+
+inline constexpr std::size_t kBytes = 16;
+inline constexpr std::size_t kUnits = 8;
+
+#if defined(__SSE2__)
+
+inline std::size_t Count(int mask) {
+  return static_cast<std::size_t>(
+      std::countr_zero(static_cast<unsigned>(mask) | 0x10000U));
+}
+
+// kBytes bytes.
+inline std::size_t Widen(const char* from, char16_t* to) {
+  const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+  const __m128i zero = _mm_setzero_si128();
+  auto* out = reinterpret_cast<__m128i*>(to);
+  _mm_storeu_si128(out, _mm_unpacklo_epi8(block, zero));
+  _mm_storeu_si128(out + 1, _mm_unpackhi_epi8(block, zero));
+  return Count(_mm_movemask_epi8(block));
+}
+
+// kBytes bytes.
+inline std::size_t Copy(const char* from, char* to) {
+  const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(to), block);
+  return Count(_mm_movemask_epi8(block));
+}
+
+// kUnits units.
+inline std::size_t Narrow(const char16_t* from, char* to) {
+  const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(to),
+                   _mm_packus_epi16(block, block));
+  // Signed saturation leaves 0..0x7F as they are: everything else differs.
+  const __m128i above =
+      _mm_and_si128(block, _mm_set1_epi16(static_cast<short>(0xFF80)));
+  const int is_ascii =
+      _mm_movemask_epi8(_mm_cmpeq_epi16(above, _mm_setzero_si128()));
+  return Count(~is_ascii & 0xFFFF) / 2;
+}
+
+#else
+
+// The lowest `width` bits of every lane whose top bits are set, as a count of
+// lanes before the first of them.
+template <int kLaneBits>
+inline std::size_t CountLanes(std::uint64_t marked) {
+  if (marked == 0) return 64 / kLaneBits;
+  const int bit = std::endian::native == std::endian::little
+                      ? std::countr_zero(marked)
+                      : std::countl_zero(marked);
+  return static_cast<std::size_t>(bit) / kLaneBits;
+}
+
+inline std::size_t CountBytes(const char* from) {
+  std::uint64_t words[2];
+  std::memcpy(words, from, sizeof words);
+  constexpr std::uint64_t kTops = 0x8080808080808080;
+  const std::size_t first = CountLanes<8>(words[0] & kTops);
+  return first < 8 ? first : 8 + CountLanes<8>(words[1] & kTops);
+}
+
+inline std::size_t Widen(const char* from, char16_t* to) {
+  for (std::size_t i = 0; i < kBytes; ++i)
+    to[i] = static_cast<unsigned char>(from[i]);
+  return CountBytes(from);
+}
+
+inline std::size_t Copy(const char* from, char* to) {
+  std::memmove(to, from, kBytes);
+  return CountBytes(from);
+}
+
+inline std::size_t Narrow(const char16_t* from, char* to) {
+  std::uint64_t words[2];
+  std::memcpy(words, from, sizeof words);
+  constexpr std::uint64_t kTops = 0xFF80FF80FF80FF80;
+  for (std::size_t i = 0; i < kUnits; ++i) to[i] = static_cast<char>(from[i]);
+  const std::size_t first = CountLanes<16>(words[0] & kTops);
+  return first < 4 ? first : 4 + CountLanes<16>(words[1] & kTops);
+}
+
+#endif
+
+}  // namespace kiv::ascii_block
+
+#endif  // UTIL_ASCII_BLOCK_H_

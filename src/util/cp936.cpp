@@ -1,0 +1,252 @@
+#include "util/cp936.h"
+
+#include <array>
+#include <cstdint>
+#include <cstring>
+
+#include "util/ascii_block.h"
+#include "util/gb_text.h"
+
+namespace kiv {
+namespace {
+
+constexpr char16_t kEuro = 0x20AC;
+constexpr char kEuroByte = '\x80';
+constexpr std::size_t kFirstLead = 0x81;
+constexpr std::size_t kLeads = 126;
+constexpr std::size_t kFirstTrail = 0x40;
+constexpr std::size_t kTrails = 192;
+
+constexpr char16_t kCodes[kLeads * kTrails] = {
+#include "util/cp936_table.inc"
+};
+
+// A unit for every pair of bytes whose first has its top bit; the index is that
+// pair without the bit. 0: no character.
+constexpr auto kDecoded = [] {
+  std::array<char16_t, 128 * 256> table{};
+  for (std::size_t lead = 0; lead < kLeads; ++lead)
+    for (std::size_t trail = 0; trail < kTrails; ++trail)
+      table[(lead + kFirstLead - 128) * 256 + trail + kFirstTrail] =
+          kCodes[lead * kTrails + trail];
+  return table;
+}();
+
+// For every unit its bytes, the first in the low half; one byte when the high
+// half is 0. "?" for what has no code.
+constexpr auto kEncoded = [] {
+  std::array<std::uint16_t, 65536> table{};
+  for (std::uint16_t& entry : table) entry = '?';
+  for (std::size_t ascii = 0; ascii < 128; ++ascii)
+    table[ascii] = static_cast<std::uint16_t>(ascii);
+  for (std::size_t i = 0; i < kLeads * kTrails; ++i)
+    if (kCodes[i] != 0)
+      table[kCodes[i]] = static_cast<std::uint16_t>(
+          (i / kTrails + kFirstLead) | (i % kTrails + kFirstTrail) << 8);
+  table[kEuro] = 0x80;
+  return table;
+}();
+
+// 0 when the pair is no character. `lead` has its top bit.
+inline char16_t Decode(char lead, char trail) {
+  return kDecoded[(static_cast<unsigned char>(lead) & 0x7FU) << 8 |
+                  static_cast<unsigned char>(trail)];
+}
+
+inline char16_t DecodeSingle(char byte) {
+  if (IsAscii(byte)) return static_cast<char16_t>(byte);
+  return byte == kEuroByte ? kEuro : kReplacementUnit;
+}
+
+// Writes both bytes, the second in vain for a single-byte code; the size is
+// what counts. Without a branch: which it is changes too often to be guessed.
+inline std::size_t Encode(char16_t unit, char* out) {
+  const std::uint16_t bytes = kEncoded[unit];
+  out[0] = static_cast<char>(bytes);
+  out[1] = static_cast<char>(bytes >> 8);
+  return 1 + (bytes > 0xFF ? 1 : 0);
+}
+
+// One character from `in`, at least one byte before `end`, handed to `put`.
+// Returns what is behind it.
+template <typename Put>
+inline const char* DecodeOne(const char* in, const char* end, Put&& put) {
+  if (!IsAscii(*in) && end - in >= 2) {
+    const char16_t unit = Decode(in[0], in[1]);
+    if (unit != 0) {
+      put(unit);
+      return in + 2;
+    }
+  }
+  put(DecodeSingle(*in));
+  return in + 1;
+}
+
+}  // namespace
+
+std::size_t Cp936ToUtf16(std::string_view text, char16_t* out) {
+  const char* in = text.data();
+  const char* const end = in + text.size();
+  char16_t* const start = out;
+  const auto put = [&out](char16_t unit) { *out++ = unit; };
+  // The room is never smaller than what is left to read, so a whole block fits.
+  while (end - in >= static_cast<std::ptrdiff_t>(ascii_block::kBytes)) {
+    const std::size_t ascii = ascii_block::Widen(in, out);
+    in += ascii;
+    out += ascii;
+    if (ascii == ascii_block::kBytes) continue;
+    do in = DecodeOne(in, end, put);
+    while (in != end && !IsAscii(*in));
+  }
+  while (in != end) in = DecodeOne(in, end, put);
+  return static_cast<std::size_t>(out - start);
+}
+
+std::size_t Cp936ToUtf8(std::string_view text, char* out) {
+  const char* in = text.data();
+  const char* const end = in + text.size();
+  char* const start = out;
+  const auto put = [&out](char16_t unit) { out += utf8::EncodeOne(unit, out); };
+  while (end - in >= static_cast<std::ptrdiff_t>(ascii_block::kBytes)) {
+    const std::size_t ascii = ascii_block::Copy(in, out);
+    in += ascii;
+    out += ascii;
+    if (ascii == ascii_block::kBytes) continue;
+    do in = DecodeOne(in, end, put);
+    while (in != end && !IsAscii(*in));
+  }
+  while (in != end) in = DecodeOne(in, end, put);
+  return static_cast<std::size_t>(out - start);
+}
+
+std::size_t Utf16ToCp936(std::u16string_view text, char* out) {
+  const char16_t* in = text.data();
+  const char16_t* const end = in + text.size();
+  char* const start = out;
+  const auto one = [&] {
+    const char16_t unit = *in++;
+    out += Encode(unit, out);
+    if (IsHighSurrogate(unit) && in != end && IsLowSurrogate(*in)) ++in;
+  };
+  while (end - in >= static_cast<std::ptrdiff_t>(ascii_block::kUnits)) {
+    const std::size_t ascii = ascii_block::Narrow(in, out);
+    in += ascii;
+    out += ascii;
+    if (ascii == ascii_block::kUnits) continue;
+    do one();
+    while (in != end && *in >= 0x80);
+  }
+  while (in != end) one();
+  return static_cast<std::size_t>(out - start);
+}
+
+std::size_t Utf8ToCp936(std::string_view text, char* out) {
+  const char* in = text.data();
+  const char* const end = in + text.size();
+  char* const start = out;
+  const auto one = [&] {
+    char32_t character;
+    in = utf8::DecodeOne(in, end, character);
+    const std::uint16_t bytes =
+        character > 0xFFFF ? std::uint16_t{'?'} : kEncoded[character];
+    *out++ = static_cast<char>(bytes);
+    if (bytes > 0xFF) *out++ = static_cast<char>(bytes >> 8);
+  };
+  while (end - in >= static_cast<std::ptrdiff_t>(ascii_block::kBytes)) {
+    const std::size_t ascii = ascii_block::Copy(in, out);
+    in += ascii;
+    out += ascii;
+    if (ascii == ascii_block::kBytes) continue;
+    do one();
+    while (in != end && !IsAscii(*in));
+  }
+  while (in != end) one();
+  return static_cast<std::size_t>(out - start);
+}
+
+std::u16string Cp936ToUtf16(std::string_view text) {
+  std::u16string result(text.size(), u'\0');
+  result.resize(Cp936ToUtf16(text, result.data()));
+  return result;
+}
+
+std::string Utf16ToCp936(std::u16string_view text) {
+  std::string result(2 * text.size(), '\0');
+  result.resize(Utf16ToCp936(text, result.data()));
+  return result;
+}
+
+std::string Cp936ToUtf8(std::string_view text) {
+  std::string result(3 * text.size(), '\0');
+  result.resize(Cp936ToUtf8(text, result.data()));
+  return result;
+}
+
+std::string Utf8ToCp936(std::string_view text) {
+  std::string result(text.size(), '\0');
+  result.resize(Utf8ToCp936(text, result.data()));
+  return result;
+}
+
+bool IsCp936(std::string_view text) {
+  for (std::size_t pos = 0; pos < text.size();) {
+    const std::size_t size = CharacterSize(text, pos);
+    if (size == 1 && DecodeSingle(text[pos]) == kReplacementUnit) return false;
+    pos += size;
+  }
+  return true;
+}
+
+bool IsInCp936(char32_t character) {
+  if (character > 0xFFFF) return false;
+  return character == '?' || kEncoded[character] != '?';
+}
+
+BlockProgress DecodeCp936Block(std::string_view block, char16_t* out,
+                               std::size_t room, unsigned char* sizes) {
+  BlockProgress done;
+  while (done.read < block.size() && done.written < room) {
+    const char* in = block.data() + done.read;
+    std::size_t left = block.size() - done.read;
+    if (left >= ascii_block::kBytes &&
+        room - done.written >= ascii_block::kBytes) {
+      const std::size_t ascii = ascii_block::Widen(in, out + done.written);
+      std::memset(sizes + done.written, 1, ascii_block::kBytes);
+      done.read += ascii;
+      done.written += ascii;
+      if (ascii == ascii_block::kBytes) continue;
+      in += ascii;
+      left -= ascii;
+    }
+    if (left == 1 && IsLeadByte(*in)) break;
+    const char* const next = DecodeOne(
+        in, in + left, [&](char16_t unit) { out[done.written] = unit; });
+    sizes[done.written++] = static_cast<unsigned char>(next - in);
+    done.read += static_cast<std::size_t>(next - in);
+  }
+  return done;
+}
+
+BlockProgress EncodeCp936Block(std::u16string_view block, char* out,
+                               std::size_t room) {
+  BlockProgress done;
+  while (done.read < block.size()) {
+    const char16_t unit = block[done.read];
+    std::size_t units = 1;
+    if (IsHighSurrogate(unit)) {
+      const bool is_last = done.read + 1 == block.size();
+      if (is_last && done.read > 0) break;
+      if (!is_last && IsLowSurrogate(block[done.read + 1])) units = 2;
+    }
+    char bytes[2];
+    const std::size_t size = Encode(unit, bytes);
+    if (size > room - done.written) break;
+    out[done.written] = bytes[0];
+    if (size == 2) out[done.written + 1] = bytes[1];
+    done.written += size;
+    done.read += units;
+  }
+  return done;
+}
+
+}  // namespace kiv

@@ -1,0 +1,17 @@
+#ifndef TOOLS_KIV_COMMAND_H_
+#define TOOLS_KIV_COMMAND_H_
+
+#include <CLI/CLI.hpp>
+
+// What every sub-command of kiv shares. A command adds itself to the program
+// and leaves its exit code in `exit_code` when it has run: 0 done, 1 failed.
+// Wrong usage is 2, and CLI11's doing.
+namespace kiv_tool {
+
+void AddHost(CLI::App& program, int& exit_code);
+void AddCheckConfig(CLI::App& program, int& exit_code);
+void AddLog(CLI::App& program, int& exit_code);
+
+}  // namespace kiv_tool
+
+#endif  // TOOLS_KIV_COMMAND_H_

@@ -1,0 +1,177 @@
+// kiv log: prints and follows the daily log as UTF-8.
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <deque>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "command.h"
+#include "kiv/environment.h"
+#include "service_folder.h"
+#include "terminal.h"
+
+namespace kiv_tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr auto kFollowInterval = std::chrono::milliseconds(200);
+
+struct LogOptions {
+  std::string folder = ".";
+  std::string date;
+  int lines = 0;
+  bool follow = false;
+};
+
+std::atomic<bool> interrupted{false};
+
+// The dated files lie below bin/ of a service folder, or below the folder
+// itself, or are the folder.
+fs::path LogFolder(const std::string& folder) {
+  const fs::path below = fs::path("Logfiles") / "System";
+  std::error_code error;
+  std::string reason;
+  if (const auto service = FindServiceFolder(folder, reason)) {
+    if (fs::is_directory(service->bin / below, error)) {
+      return service->bin / below;
+    }
+  }
+  if (fs::is_directory(folder / below, error)) return folder / below;
+  return folder;
+}
+
+std::string TodaysFile() {
+  const long second = kiv::time(nullptr);
+  const std::tm* local = kiv::localtime(&second);
+  if (local == nullptr) return "log.txt";
+  char name[32];
+  std::strftime(name, sizeof name, "%Y%m%d.txt", local);
+  return name;
+}
+
+// Control bytes have no place in a log and could steer the terminal.
+std::string Printable(const std::string& utf8) {
+  std::string out;
+  for (const char c : utf8) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte >= 0x20 && byte != 0x7F) {
+      out += c;
+    } else if (c == '\t') {
+      out += c;
+    }
+  }
+  return out;
+}
+
+void PrintLine(std::string line) {
+  if (!line.empty() && line.back() == '\r') line.pop_back();
+  Color color = Color::Plain;
+  // "[错误]" and "[严重错误]"
+  if (line.find("\xB4\xED\xCE\xF3] ") != std::string::npos) color = Color::Red;
+  std::cout << Colored(Printable(Utf8(line)), color) << '\n';
+}
+
+// Reads whole lines of one file from where it stopped.
+class LogReader {
+ public:
+  explicit LogReader(fs::path path) : path_(std::move(path)) {}
+
+  const fs::path& path() const { return path_; }
+
+  template <typename Sink>
+  bool ReadNewLines(Sink sink) {
+    std::ifstream file(path_, std::ios::binary);
+    if (!file) return false;
+    file.seekg(0, std::ios::end);
+    const std::streamoff size = file.tellg();
+    if (size < offset_) offset_ = 0;  // another file took its name
+    file.seekg(offset_);
+    std::string line;
+    while (std::getline(file, line)) {
+      if (file.eof()) break;  // still being written
+      offset_ += static_cast<std::streamoff>(line.size()) + 1;
+      sink(std::move(line));
+    }
+    return true;
+  }
+
+ private:
+  fs::path path_;
+  std::streamoff offset_ = 0;
+};
+
+void PrintTail(LogReader& reader, int lines) {
+  std::deque<std::string> tail;
+  reader.ReadNewLines([&](std::string line) {
+    tail.push_back(std::move(line));
+    if (lines > 0 && tail.size() > static_cast<std::size_t>(lines)) {
+      tail.pop_front();
+    }
+  });
+  for (std::string& line : tail) PrintLine(std::move(line));
+  std::cout.flush();
+}
+
+void Follow(const fs::path& folder, LogReader reader) {
+  std::signal(SIGINT, [](int) { interrupted = true; });
+  std::signal(SIGTERM, [](int) { interrupted = true; });
+  while (!interrupted && std::cout) {
+    std::this_thread::sleep_for(kFollowInterval);
+    reader.ReadNewLines(PrintLine);
+    const fs::path today = folder / TodaysFile();
+    if (today != reader.path() && fs::exists(today)) {
+      reader = LogReader(today);
+      reader.ReadNewLines(PrintLine);
+    }
+    std::cout.flush();
+  }
+}
+
+int Run(const LogOptions& options) {
+  const fs::path folder = LogFolder(options.folder);
+  const std::string name =
+      options.date.empty() ? TodaysFile() : options.date + ".txt";
+  LogReader reader(folder / name);
+  if (!fs::is_regular_file(reader.path())) {
+    std::cerr << "kiv log: " << reader.path().string()
+              << " is not there"
+                 "; name the service folder, or another day with --date\n";
+    if (!options.follow) return 1;
+  } else {
+    PrintTail(reader, options.lines);
+  }
+  if (options.follow) Follow(folder, std::move(reader));
+  return 0;
+}
+
+}  // namespace
+
+void AddLog(CLI::App& program, int& exit_code) {
+  auto options = std::make_shared<LogOptions>();
+  CLI::App* command = program.add_subcommand(
+      "log", "Prints and follows the daily log as UTF-8");
+  command
+      ->add_option("folder", options->folder,
+                   "The service folder, or a folder of log files")
+      ->capture_default_str();
+  command->add_option("-d,--date", options->date, "The day, as YYYYMMDD")
+      ->check([](const std::string& text) -> std::string {
+        const bool good = text.size() == 8 &&
+                          text.find_first_not_of("0123456789") == text.npos;
+        return good ? "" : "a day is written YYYYMMDD";
+      });
+  command->add_option("-n,--lines", options->lines, "Only the last lines")
+      ->check(CLI::PositiveNumber);
+  command->add_flag("-f,--follow", options->follow,
+                    "Go on with what is written, until interrupted");
+  command->callback([options, &exit_code] { exit_code = Run(*options); });
+}
+
+}  // namespace kiv_tool

@@ -1,0 +1,46 @@
+#include <exception>
+#include <iostream>
+
+#include "command.h"
+#include "kiv/startup.h"
+
+namespace {
+
+constexpr int kUsageError = 2;
+
+int Run(int argc, char** argv) {
+  CLI::App program{
+      "Runs and looks after message-queue services on kivcorelib10.", "kiv"};
+  program.require_subcommand(1);
+  program.footer(
+      "Exit codes: 0 done, 1 failed, 2 wrong usage. Colour only on a "
+      "terminal,\n"
+      "and not when NO_COLOR is set.\n"
+      "kiv COMMAND --help tells more of a command.");
+
+  int exit_code = 0;
+  kiv_tool::AddHost(program, exit_code);
+  kiv_tool::AddCheckConfig(program, exit_code);
+  kiv_tool::AddLog(program, exit_code);
+
+  try {
+    program.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return program.exit(error) == 0 ? 0 : kUsageError;
+  }
+  return exit_code;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  kiv::GlobalInit();
+  int exit_code = 1;
+  try {
+    exit_code = Run(argc, argv);
+  } catch (const std::exception& error) {
+    std::cerr << "kiv: " << error.what() << '\n';
+  }
+  kiv::GlobalUninit();
+  return exit_code;
+}
