@@ -12,8 +12,9 @@ namespace kiv::mq {
 class ComQueueReader;
 
 // Hands every block of the line to the processor, with the ComQueueConfig as
-// context, until a block begins with "exit" in any case. Times of day are not
-// consulted. A port that is missing or goes away is waited for.
+// context, until a block begins with "exit" in any case. A queue with times of
+// day drops the blocks that end outside them; one without is always read. A
+// port that is missing or goes away is waited for.
 class KIV_API ComQueueReaderThread final : public QueueReaderThread {
  public:
   // `reader` is not owned.

@@ -8,6 +8,10 @@
 #include "kiv/file_system_path.h"
 #include "kiv/mq/queue_config.h"
 
+namespace kiv {
+class DomNodeList2;
+}
+
 namespace kiv::mq {
 
 // The queues of conf/queue.xml, a folder beside the current directory.
@@ -48,10 +52,9 @@ class KIV_API Config {
 
  private:
   friend class Factory;
-  friend class ConfigAccess;
 
   bool LoadFile();
-  void LoadQueue(DomElement& element, unsigned index);
+  void LoadQueue(const DomNodeList2& elements, unsigned index);
 
   std::vector<std::shared_ptr<QueueConfig>> queues_;
   FileSystemPath path_;

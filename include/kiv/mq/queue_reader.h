@@ -21,7 +21,7 @@ class KIV_API QueueReader : public std::enable_shared_from_this<QueueReader> {
   // Asks the reader to end and waits for it that long, without limit for a
   // negative time. True when no thread of it runs any more; false when a
   // processor is still at work: it ends after that message. A reader that
-  // sleeps wakes at once. From any thread.
+  // sleeps wakes at once.
   virtual bool Stop(int wait_milliseconds);
 
  protected:

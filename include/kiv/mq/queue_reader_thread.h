@@ -42,7 +42,7 @@ class KIV_API QueueReaderThread
   const Impl& State() const { return *impl_; }
 
  private:
-  int RunSafely();
+  int RunSafely(const QueueConfig* config);
 
   std::atomic<int> running_{1};
   std::atomic<int> result_{-1};

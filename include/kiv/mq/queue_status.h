@@ -12,7 +12,7 @@ enum class QueueState {
   Stopped,
   Starting,
   Reading,
-  // A serial reader outside every "duration" of its queue.
+  // Outside every "duration" of the queue.
   OutsideTimes,
   // The port is missing, unplugged or in use by another program; it is tried
   // again until it answers.
@@ -34,6 +34,9 @@ struct QueueStatus {
   unsigned long long bytes = 0;
   // Messages whose processor answered false or threw.
   unsigned long long failures = 0;
+  // Blocks of a serial line that ended outside its times; not among the
+  // messages.
+  unsigned long long refused = 0;
   // The missing-value marker until the first message.
   DateTime last_message;
   // In the local encoding; empty while nothing went wrong.

@@ -29,6 +29,8 @@ std::string OpenErrorText(int error) {
   if (error == EBUSY || error == EWOULDBLOCK) return kInUse;
   if (error == EACCES)
     return ErrorText(error) + ": give this account access (group dialout)";
+  if (error == ENOENT)
+    return ErrorText(error) + ": check the cable and the queue's name";
   return ErrorText(error);
 }
 
