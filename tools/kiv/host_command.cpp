@@ -1,0 +1,217 @@
+// kiv host: runs the queues of a service folder.
+#include <signal.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "command.h"
+#include "kiv/date_time.h"
+#include "kiv/log.h"
+#include "kiv/mq/factory.h"
+#include "service_folder.h"
+#include "terminal.h"
+
+namespace kiv_tool {
+namespace {
+
+using kiv::mq::QueueConfig;
+using kiv::mq::QueueState;
+using kiv::mq::QueueStatus;
+
+using Queues = std::vector<std::shared_ptr<QueueConfig>>;
+
+constexpr timespec kRefreshInterval{1, 0};
+
+// The signals that end the host, held back from every thread so that the loop
+// below takes them.
+class StopSignals {
+ public:
+  StopSignals() {
+    sigemptyset(&signals_);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+      sigaddset(&signals_, number);
+    }
+    pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
+  }
+
+  // True when one came within the interval.
+  bool Wait(const timespec& interval) const {
+    return sigtimedwait(&signals_, nullptr, &interval) > 0;
+  }
+
+ private:
+  sigset_t signals_;
+};
+
+std::string ClockText(const kiv::DateTime& time) {
+  if (time == kiv::DateTime()) return "-";
+  char text[16];
+  std::snprintf(text, sizeof text, "%02d:%02d:%02d", time.Hour(), time.Minute(),
+                time.Second());
+  return text;
+}
+
+Color StateColor(QueueState state) {
+  switch (state) {
+    case QueueState::Reading:
+    case QueueState::LeftToHost:
+      return Color::Green;
+    case QueueState::Unplugged:
+      return Color::Yellow;
+    case QueueState::Failed:
+      return Color::Red;
+    default:
+      return Color::Plain;
+  }
+}
+
+std::string StatusTable(const Queues& queues) {
+  std::vector<std::vector<Cell>> rows;
+  for (const auto& queue : queues) {
+    const QueueStatus status = queue->Status();
+    const auto number = [](unsigned long long value, Color color) {
+      return Cell{std::to_string(value), color, true};
+    };
+    rows.push_back(
+        {{Utf8(queue->Name())},
+         number(status.messages, Color::Plain),
+         number(status.bytes, Color::Plain),
+         number(status.failures,
+                status.failures > 0 ? Color::Yellow : Color::Plain),
+         {ClockText(status.last_message)},
+         {kiv::mq::QueueStateText(status.state), StateColor(status.state)}});
+  }
+  return Table(
+      {"queue", "messages", "bytes", "failures", "last message", "state"},
+      rows);
+}
+
+// Draws the table over the one before.
+class LiveTable {
+ public:
+  explicit LiveTable(const Queues& queues) : queues_(queues) {}
+
+  void Draw() {
+    if (line_count_ > 0) std::cout << "\033[" << line_count_ << "A\033[J";
+    std::cout << StatusTable(queues_) << std::flush;
+    line_count_ = queues_.size() + 1;
+  }
+
+ private:
+  const Queues& queues_;
+  std::size_t line_count_ = 0;
+};
+
+// A line for every change of state, for logs and pipes.
+class StateLines {
+ public:
+  explicit StateLines(const Queues& queues)
+      : queues_(queues), shown_(queues.size(), QueueState::Stopped) {}
+
+  void Draw() {
+    for (std::size_t i = 0; i < queues_.size(); ++i) {
+      const QueueState state = queues_[i]->Status().state;
+      if (state == shown_[i]) continue;
+      shown_[i] = state;
+      std::cout << ClockText(kiv::DateTime::Now()) << ' '
+                << Utf8(queues_[i]->Name()) << ": "
+                << kiv::mq::QueueStateText(state) << std::endl;
+    }
+  }
+
+ private:
+  const Queues& queues_;
+  std::vector<QueueState> shown_;
+};
+
+template <typename View>
+void ShowUntil(const StopSignals& stop, View view) {
+  do {
+    view.Draw();
+  } while (!stop.Wait(kRefreshInterval));
+  view.Draw();
+}
+
+std::size_t StartAll(const Queues& queues) {
+  std::size_t listening = 0;
+  for (const auto& queue : queues) {
+    if (queue->StartListen()) {
+      ++listening;
+    } else {
+      std::cerr << "kiv host: queue " << Utf8(queue->Name())
+                << " is not listened on; kiv check-config says why\n";
+    }
+  }
+  return listening;
+}
+
+int Host(const ServiceFolder& service) {
+  const StopSignals stop;
+  const auto config = kiv::mq::Factory::GetConfig();
+  const std::string file = (service.conf / "queue.xml").string();
+  if (!config->IsLoaded()) {
+    std::cerr << "kiv host: " << file
+              << " could not be read; kiv check-config says where\n";
+    return 1;
+  }
+  const Queues& queues = config->Queues();
+  if (queues.empty()) {
+    std::cerr << "kiv host: " << file
+              << " gives no queue to listen on; kiv check-config says why\n";
+    return 1;
+  }
+  if (StartAll(queues) == 0) return 1;
+
+  if (IsTerminal()) {
+    ShowUntil(stop, LiveTable(queues));
+  } else {
+    ShowUntil(stop, StateLines(queues));
+    std::cout << StatusTable(queues);
+  }
+  const bool is_stopped = config->Stop();
+  if (!is_stopped) {
+    std::cerr << "kiv host: a processor did not end in time; the log names its "
+                 "queue\n";
+  }
+  return is_stopped ? 0 : 1;
+}
+
+int Run(const std::string& folder) {
+  std::string reason;
+  const auto service = FindServiceFolder(folder, reason);
+  if (!service) {
+    std::cerr << "kiv host: " << reason << '\n';
+    return 1;
+  }
+  std::error_code error;
+  std::filesystem::current_path(service->bin, error);
+  if (error) {
+    std::cerr << "kiv host: " << service->bin.string() << ": "
+              << error.message() << '\n';
+    return 1;
+  }
+  const int exit_code = Host(*service);
+  kiv::Log::Instance().Flush();
+  return exit_code;
+}
+
+}  // namespace
+
+void AddHost(CLI::App& program, int& exit_code) {
+  auto folder = std::make_shared<std::string>(".");
+  CLI::App* command = program.add_subcommand(
+      "host",
+      "Listens on the queues of a service folder until SIGINT or SIGTERM");
+  command
+      ->add_option("folder", *folder,
+                   "The service folder (bin/ beside conf/), or its bin/")
+      ->capture_default_str();
+  command->callback([folder, &exit_code] { exit_code = Run(*folder); });
+}
+
+}  // namespace kiv_tool
