@@ -47,8 +47,8 @@ bool GetCurrentDirectoryA(std::string& out);
 // Against the current directory; folds "." and "..", touches no file.
 bool GetFullPathNameA(const std::string& path, std::string& out);
 
-// FindFirstFile and FindNextFile: the names in one folder, "." and ".."
-// included where the system reports them.
+// FindFirstFile and FindNextFile: the names in one folder, without "." and
+// "..", which Linux reports anywhere in between.
 class FileSearch {
  public:
   static std::unique_ptr<FileSearch> Open(const std::string& directory);

@@ -4,6 +4,11 @@
 #include <mutex>
 #include <new>
 #include <string>
+#include <string_view>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "kiv/encoding.h"
 #include "kiv/file_system.h"
@@ -24,6 +29,32 @@ void ReportUnopenable() {
   std::fputs("Log::Output failed, Open() return false\n", stderr);
 }
 
+// An entry takes a fraction of a microsecond, and going to sleep for the lock
+// takes many: so a thread first tries for about as long as an entry takes.
+class WriterLock {
+ public:
+  explicit WriterLock(std::recursive_mutex& lock) : lock_(lock) {
+    for (int i = 0; i < kAttempts; ++i) {
+      if (lock_.try_lock()) return;
+      CpuPause();
+    }
+    lock_.lock();
+  }
+  ~WriterLock() { lock_.unlock(); }
+  WriterLock(const WriterLock&) = delete;
+  WriterLock& operator=(const WriterLock&) = delete;
+
+ private:
+  static constexpr int kAttempts = 32;
+  static void CpuPause() {
+#if defined(__SSE2__)
+    _mm_pause();
+#endif
+  }
+
+  std::recursive_mutex& lock_;
+};
+
 // The log's reading of the clock inside an entry.
 class EntryScope {
  public:
@@ -37,6 +68,29 @@ class EntryScope {
 
  private:
   int& depth_;
+};
+
+// Writes the pieces of an entry: the stream is asked once whether it is fit,
+// not once a piece, and the log's own buffer is spared virtual calls.
+class Pieces {
+ public:
+  Pieces(std::ostream& out, LogBuffer* own)
+      : out_(out),
+        sentry_(out),
+        buffer_(own && out.rdbuf() == own ? own : nullptr) {}
+  void Put(std::string_view piece) {
+    if (!sentry_) return;
+    const auto size = static_cast<std::streamsize>(piece.size());
+    const bool written = buffer_
+                             ? buffer_->Put(piece)
+                             : out_.rdbuf()->sputn(piece.data(), size) == size;
+    if (!written) out_.setstate(std::ios::badbit);
+  }
+
+ private:
+  std::ostream& out_;
+  std::ostream::sentry sentry_;
+  LogBuffer* buffer_;
 };
 
 }  // namespace
@@ -129,16 +183,25 @@ void Log::BuildFilename(std::string& name) const {
 void Log::BuildOutput(const char* message, const char* source,
                       const char* category, bool time_only, std::ostream& out) {
   if (IsEmpty(message)) return;
+  Pieces pieces(out, stream_ ? &stream_->file.Buffer() : nullptr);
   if (stream_ && stream_->depth != 0) {
-    out << stream_->time.Stamp(time_only);
+    pieces.Put(stream_->time.Stamp(time_only));
   } else {
     LogTime now;
     now.Read();
-    out << now.Stamp(time_only);
+    pieces.Put(now.Stamp(time_only));
   }
-  if (!IsEmpty(category)) out << '[' << category << "] ";
-  if (!IsEmpty(source)) out << source << ": ";
-  out << message << "\r\n";
+  if (!IsEmpty(category)) {
+    pieces.Put("[");
+    pieces.Put(category);
+    pieces.Put("] ");
+  }
+  if (!IsEmpty(source)) {
+    pieces.Put(source);
+    pieces.Put(": ");
+  }
+  pieces.Put(message);
+  pieces.Put("\r\n");
 }
 
 bool Log::AnalysePath(const FileSystemPath& path, bool is_directory) {
@@ -170,7 +233,7 @@ bool Log::OpenFile() { return stream_->file.Open(directory_, FilePath()); }
 void Log::Write(const char* message, const char* source, const char* category,
                 const FileSystemPath& path, bool daily) {
   if (IsEmpty(message) || !stream_) return;
-  const std::lock_guard lock(lock_);
+  const WriterLock lock(lock_);
   LogFile& file = stream_->file;
   try {
     const EntryScope scope(stream_->depth, stream_->time);

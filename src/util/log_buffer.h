@@ -2,6 +2,7 @@
 #define UTIL_LOG_BUFFER_H_
 
 #include <cstddef>
+#include <cstring>
 #include <memory>
 #include <streambuf>
 #include <string_view>
@@ -18,7 +19,7 @@ namespace kiv {
 class LogBuffer : public std::streambuf {
  public:
   // Complete entries beyond this size are due to be written.
-  static constexpr std::size_t kFullBytes = std::size_t{64} * 1024;
+  static constexpr std::size_t kFullBytes = std::size_t{32} * 1024;
 
   // Where an entry begins, counted from the end of the complete ones; it stays
   // right while those are taken away or added to.
@@ -32,6 +33,16 @@ class LogBuffer : public std::streambuf {
 
   std::string_view Complete() const { return {pbase(), complete_}; }
   bool IsFull() const { return complete_ >= kFullBytes; }
+  // As sputn, for the usual piece.
+  bool Put(std::string_view piece) {
+    if (piece.size() > static_cast<std::size_t>(epptr() - pptr()))
+      return sputn(piece.data(), static_cast<std::streamsize>(piece.size())) ==
+             static_cast<std::streamsize>(piece.size());
+    std::memcpy(pptr(), piece.data(), piece.size());
+    pbump(static_cast<int>(piece.size()));
+    return true;
+  }
+
   // Takes away complete text from the front.
   void RemoveFront(std::size_t size_bytes);
 

@@ -72,19 +72,26 @@ void LogPlain(const char* source, const std::string& text) {
 void FlushLog() { LogAccess::Flush(); }
 
 bool IsShownAsIs(std::string_view value) {
+  constexpr std::size_t kWord = sizeof(std::uint64_t);
   bool has_control = false;
   bool is_ascii = true;
-  const char* at = value.data();
-  const char* const end = at + value.size();
-  for (; end - at >= 8; at += 8) {
+  const auto look_at = [&](const char* at) {
     std::uint64_t word;
-    std::memcpy(&word, at, sizeof word);
+    std::memcpy(&word, at, kWord);
     has_control |= HasControl(word);
     is_ascii &= (word & kTops) == 0;
-  }
-  for (; at != end; ++at) {
-    has_control |= IsControl(*at);
-    is_ascii &= IsAscii(*at);
+  };
+  if (value.size() < kWord) {
+    for (const char byte : value) {
+      has_control |= IsControl(byte);
+      is_ascii &= IsAscii(byte);
+    }
+  } else {
+    std::size_t pos = 0;
+    for (; pos + kWord <= value.size(); pos += kWord)
+      look_at(value.data() + pos);
+    // What is left, together with some bytes once more.
+    look_at(value.data() + value.size() - kWord);
   }
   // No trail byte is a control byte, so bytes and characters agree on those.
   return !has_control && (is_ascii || IsCp936(value));

@@ -9,28 +9,22 @@
 namespace kiv {
 namespace {
 
-constexpr long long kTicksPerSecond = 10'000'000;
 constexpr char kNameWithoutDate[] = "log.txt";
-
-long long SecondOf(long long ticks) {
-  const long long second = ticks / kTicksPerSecond;
-  return ticks % kTicksPerSecond < 0 ? second - 1 : second;
-}
 
 }  // namespace
 
 void LogTime::Read() {
   const port::Clock& clock = port::CurrentClock();
-  const long long second = SecondOf(clock.UnixTicks());
+  const std::time_t second = clock.UnixSecond();
   if (second == second_ && &clock == clock_) return;
   Convert(clock, second);
   second_ = second;
   clock_ = &clock;
 }
 
-void LogTime::Convert(const port::Clock& clock, long long second) {
+void LogTime::Convert(const port::Clock& clock, std::time_t second) {
   std::tm local{};
-  if (!clock.LocalTime(static_cast<std::time_t>(second), local)) {
+  if (!clock.LocalTime(second, local)) {
     std::memcpy(name_, kNameWithoutDate, sizeof kNameWithoutDate);
     name_size_ = sizeof kNameWithoutDate - 1;
     stamp_size_ = date_size_ = 0;

@@ -2,6 +2,7 @@
 #define UTIL_LOG_TIME_H_
 
 #include <cstddef>
+#include <ctime>
 #include <string_view>
 
 namespace kiv {
@@ -27,10 +28,10 @@ class LogTime {
   }
 
  private:
-  void Convert(const port::Clock& clock, long long second);
+  void Convert(const port::Clock& clock, std::time_t second);
 
   const port::Clock* clock_ = nullptr;  // that gave the second below
-  long long second_ = 0;
+  std::time_t second_ = 0;
   // Room for any int in each field.
   char name_[48] = "";
   char stamp_[80] = "";

@@ -60,6 +60,8 @@ bool WorkingDirectory(std::string& out) {
   return true;
 }
 
+bool IsDots(std::string_view name) { return name == "." || name == ".."; }
+
 class LinuxFileSearch : public FileSearch {
  public:
   explicit LinuxFileSearch(DIR* folder) : folder_(folder) {}
@@ -68,13 +70,16 @@ class LinuxFileSearch : public FileSearch {
   LinuxFileSearch& operator=(const LinuxFileSearch&) = delete;
 
   Step Next(std::string& name) override {
-    errno = 0;
-    const dirent* entry = ::readdir(folder_);
-    if (entry == nullptr) {
-      if (errno == 0) return Step::End;
-      Fail();
-      return Step::Failed;
-    }
+    const dirent* entry = nullptr;
+    do {
+      errno = 0;
+      entry = ::readdir(folder_);
+      if (entry == nullptr) {
+        if (errno == 0) return Step::End;
+        Fail();
+        return Step::Failed;
+      }
+    } while (IsDots(entry->d_name));
     name = LocalPath(entry->d_name);
     return Step::Entry;
   }
