@@ -4,17 +4,20 @@
 #include <cstddef>
 #include <iterator>
 #include <string>
+#include <string_view>
 
 #include "kiv/export.h"
 #include "kiv/wide.h"
 
 namespace kiv {
 
+class Directory_Iterator;
 class FileSystemPathIterator;
 
 // A path in canonical generic form: an optional root name ("c:", "//server"),
 // an optional root directory "/", then names with single "/" between them, ".."
-// folded away where a name before it can take it up. Local encoding.
+// folded away where a name before it can take it up. Local encoding: a second
+// byte that looks like "\" or "|" is part of its character.
 //
 // Constructors never throw: a path with a fault holds what was built before it,
 // and a line on standard error says what was wrong. Who needs certainty builds
@@ -31,7 +34,7 @@ class KIV_API FileSystemPath {
 
   // Portable grammar: "/" separates, and every name is checked. It must not be
   // "." or hold a control character or one of <>:"/\|*?, or begin or end with a
-  // blank.
+  // blank. Null counts as "".
   FileSystemPath(const char* path);
   FileSystemPath(const std::string& path);
   FileSystemPath(const WideChar* path);
@@ -49,21 +52,26 @@ class KIV_API FileSystemPath {
 
   // False at the first fault; what was appended before it stays.
   bool m_path_append(const std::string& source, source_context format);
+  // Native grammar. Null takes the leaf away.
   void m_replace_leaf(const char* leaf);
   FileSystemPath& operator/=(const FileSystemPath& other);
   FileSystemPath operator/(const FileSystemPath& other) const;
 
   const std::string& string() const { return path_; }
-  // The same text with "\" for "/", on every platform.
+  // The same text with "\" for "/", on every platform. The operations on files
+  // take it.
   std::string native_file_string() const;
   std::string native_directory_string() const;
 
   bool empty() const { return path_.empty(); }
   bool has_leaf() const;
+  // Behind the last "/", or behind the root name's ":" when there is no "/".
   std::string leaf() const;
   // Behind the leaf's last "."; the flag is accepted and not consulted.
   std::string leaf_ext(bool flag = false) const;
   std::string leaf_name_not_ext() const;
+  // What is before the leaf, without a "/" at its end unless that is the root
+  // directory; "/" and "c:/" are their own branch.
   FileSystemPath branch_path() const;
 
   std::string root_name() const;
@@ -84,10 +92,14 @@ class KIV_API FileSystemPath {
   FileSystemPathIterator end() const;
 
  private:
+  friend class Directory_Iterator;
+  bool Append(std::string_view source, PathFormat format);
+
   std::string path_;
 };
 
-// Walks the elements of a path, of which it holds a copy.
+// Walks the elements of a path, of which it holds a copy. Going on at either
+// end stays there.
 class KIV_API FileSystemPathIterator {
  public:
   using iterator_category = std::bidirectional_iterator_tag;

@@ -15,6 +15,9 @@ namespace kiv::port {
 struct FileAttributes {
   bool is_directory = false;
   std::uint64_t size_bytes = 0;
+  // Together they name the object, under whatever path it is reached.
+  std::uint64_t device = 0;
+  std::uint64_t index = 0;
 };
 
 // The calling thread's last failure here.
@@ -22,8 +25,13 @@ int LastError();
 // In the local encoding, as "Permission denied".
 std::string ErrorText(int error);
 
+// The failure says that the path leads to nothing.
+bool IsNotFound(int error);
+
 // Follows links.
 bool GetFileAttributesA(const std::string& path, FileAttributes& out);
+// Of a link, the link's own: no folder, even where it leads to one.
+bool GetEntryAttributesA(const std::string& path, FileAttributes& out);
 bool CreateDirectoryA(const std::string& path);
 // Never follow a link: they take the link's own entry.
 bool RemoveDirectoryA(const std::string& path);
@@ -39,8 +47,8 @@ bool GetCurrentDirectoryA(std::string& out);
 // Against the current directory; folds "." and "..", touches no file.
 bool GetFullPathNameA(const std::string& path, std::string& out);
 
-// FindFirstFile and FindNextFile: the names in one folder, "." and ".."
-// included where the system reports them.
+// FindFirstFile and FindNextFile: the names in one folder, without "." and
+// "..", which Linux reports anywhere in between.
 class FileSearch {
  public:
   static std::unique_ptr<FileSearch> Open(const std::string& directory);
