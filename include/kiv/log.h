@@ -22,7 +22,7 @@ namespace kiv {
 // \x1B, so that a message cannot fake a second entry. Nothing is flushed an
 // entry, but everything is at exit and before a fork. When the file cannot be
 // written, entries are dropped and counted, and the first line after the fault
-// says how many were lost.
+// says how many were lost. docs/log.md tells the whole story.
 //
 // Every Output is safe from any thread. Open, Close, Offline, Flush, IsOK and
 // FilePath take no lock: they belong to start-up, shut-down and the owning
@@ -92,6 +92,11 @@ class KIV_API Log {
 
   void Write(const char* message, const char* source, const char* category,
              const FileSystemPath& path, bool daily);
+  bool Ready(const FileSystemPath& path, bool daily);
+  void WriteEntry(const char* message, const char* source, const char* category,
+                  bool daily);
+  void WriteFaultLine(bool daily);
+  bool OpenFile();
 
   std::recursive_mutex lock_;
   std::unique_ptr<Stream> stream_;

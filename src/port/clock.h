@@ -13,6 +13,15 @@ class Clock {
   virtual ~Clock() = default;
   // Since 1970-01-01 UTC, in ticks of 100 ns.
   virtual long long UnixTicks() const = 0;
+  // The second alone, as std::time tells it: cheaper, and some milliseconds
+  // late when it changes.
+  virtual std::time_t UnixSecond() const {
+    constexpr long long kTicksPerSecond = 10'000'000;
+    const long long ticks = UnixTicks();
+    const long long second = ticks / kTicksPerSecond;
+    return static_cast<std::time_t>(ticks % kTicksPerSecond < 0 ? second - 1
+                                                                : second);
+  }
   // False when the second has no local form.
   virtual bool LocalTime(std::time_t second, std::tm& out) const = 0;
 };

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-// How the library itself writes to its log.
+// How the library itself writes to its log. The Log functions never throw.
 namespace kiv {
 
 // One entry under the category 错误, 严重错误 or 信息, or under none. `text` is
@@ -15,9 +15,14 @@ void LogFatal(const char* source, const std::string& text);
 void LogInformation(const char* source, const std::string& text);
 void LogPlain(const char* source, const std::string& text);
 
+// Log::Flush, but from any thread.
+void FlushLog();
+
 // A foreign value as an entry shows it: control bytes and bytes that are no
 // character are written \n, \t, \x1B; everything else stays.
 std::string Shown(std::string_view value);
+// Whether Shown would leave every byte as it is. Quick.
+bool IsShownAsIs(std::string_view value);
 
 }  // namespace kiv
 

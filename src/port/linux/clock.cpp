@@ -15,6 +15,8 @@ class SystemClock : public Clock {
     return static_cast<long long>(now.tv_sec) * 10'000'000 + now.tv_nsec / 100;
   }
 
+  std::time_t UnixSecond() const override { return ::time(nullptr); }
+
   bool LocalTime(std::time_t second, std::tm& out) const override {
     std::tm local{};
     if (::localtime_r(&second, &local) == nullptr) return false;
