@@ -34,11 +34,19 @@ class KIV_API TimeSpan {
 
   // Each is cut toward zero and has the sign of the span; all but Days stay
   // within their unit, -59..59 for Seconds.
-  int Days() const;
-  int Hours() const;
-  int Minutes() const;
-  int Seconds() const;
-  int Milliseconds() const;
+  int Days() const { return static_cast<int>(ticks_ / TicksPerDay); }
+  int Hours() const {
+    return static_cast<int>(ticks_ % TicksPerDay / TicksPerHour);
+  }
+  int Minutes() const {
+    return static_cast<int>(ticks_ % TicksPerHour / TicksPerMinute);
+  }
+  int Seconds() const {
+    return static_cast<int>(ticks_ % TicksPerMinute / TicksPerSecond);
+  }
+  int Milliseconds() const {
+    return static_cast<int>(ticks_ % TicksPerSecond / TicksPerMillisecond);
+  }
 
   double TotalDays() const;
   double TotalHours() const;
@@ -52,7 +60,7 @@ class KIV_API TimeSpan {
   TimeSpan operator-(const TimeSpan& other) const { return Subtract(other); }
   // MinValue stays MinValue.
   TimeSpan Duration() const;
-  // Throws for MinValue, which has no positive counterpart.
+  // Throws std::out_of_range for MinValue, which has no positive counterpart.
   TimeSpan Negate() const;
 
   static int Compare(const TimeSpan& a, const TimeSpan& b);
@@ -75,7 +83,8 @@ class KIV_API TimeSpan {
   // 32 bits on every platform; the constructor takes more.
   static TimeSpan FromTicks(std::int32_t ticks);
   // Cut toward zero at one millisecond: FromSeconds(1.0009) is 1000 ms. The
-  // whole part must fit in 32 bits.
+  // whole part must fit in 32 bits; beyond them it is cut to the nearest number
+  // that does, and NaN counts as 0.
   static TimeSpan FromMilliseconds(double milliseconds);
   static TimeSpan FromSeconds(double seconds);
   static TimeSpan FromMinutes(double minutes);

@@ -1,0 +1,93 @@
+// The composite readers on one text in a block of exactly its size: connection
+// and location expressions, local paths, dates and times.
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "kiv/parser/parser.h"
+
+using kiv::DateTime;
+using kiv::parser::Parser;
+
+namespace {
+
+void Expect(bool holds) {
+  if (!holds) std::abort();
+}
+
+void ReadExpressions(const char* begin, const char* end) {
+  const std::string text(begin, end);
+  std::string protocol, rest, location, part2, part3;
+  unsigned consumed = 0;
+  const bool has_protocol =
+      Parser::ParseProtocol(begin, end, protocol, consumed);
+  Expect(has_protocol ? consumed == protocol.size() + 3
+                      : consumed == 0 && protocol.empty());
+  Expect(Parser::ParseConnectionExpression(begin, end, protocol, rest,
+                                           consumed) == has_protocol);
+  if (has_protocol) Expect(protocol + "://" + rest == text);
+  if (!Parser::ParseLocationExpression(begin, end, protocol, location, part2,
+                                       part3, consumed, false)) {
+    Expect(consumed == 0 && location.empty());
+    return;
+  }
+  Expect(consumed == text.size() && !location.empty());
+  const std::string parts = location + ":" + part2 + ":" + part3;
+  Expect(rest == parts.substr(0, rest.size()));
+  Parser::ParseLocationExpression(begin, end, protocol, location, part2, part3,
+                                  consumed, true);
+}
+
+void ReadPaths(const char* begin, const char* end) {
+  const auto size = static_cast<unsigned>(end - begin);
+  std::string out;
+  unsigned consumed = 0;
+  for (const char* const current : {"/srv/app/bin", "c:\\app", ""}) {
+    const bool is_read =
+        Parser::ParseLocalPath(begin, end, out, consumed, false, current);
+    Expect(is_read ? consumed == size : consumed == 0 && out.empty());
+    Parser::ParseLocalPath(begin, end, out, consumed, true, current);
+    Parser::ParseLocalPathItem(begin, end, out, consumed, false, current);
+    Expect(consumed <= size);
+  }
+}
+
+void ReadTimes(const char* begin, const char* end) {
+  const auto size = static_cast<unsigned>(end - begin);
+  unsigned consumed = 0;
+  DateTime time;
+  try {
+    const bool is_read = Parser::ParseDateTime(begin, end, time, consumed);
+    Expect(consumed <= size && (is_read || time == DateTime()));
+  } catch (const std::out_of_range&) {
+    Expect(time == DateTime());
+  }
+  if (time != DateTime()) {
+    std::string written;
+    Parser::DateTimeToRFC867(time, written);
+    DateTime again;
+    Parser::ParseDateTime(written.data(), written.data() + written.size(),
+                          again, consumed);
+    Expect(again == time || again == DateTime());
+  }
+  if (Parser::ParseTime(begin, end, time, consumed)) {
+    Expect(time.Year() == 1 && time.DayOfYear() == 1);
+  }
+  Expect(consumed <= size);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes,
+                                      std::size_t size) {
+  const std::unique_ptr<char[]> block(new char[size]);
+  if (size > 0) std::memcpy(block.get(), bytes, size);
+  ReadExpressions(block.get(), block.get() + size);
+  ReadPaths(block.get(), block.get() + size);
+  ReadTimes(block.get(), block.get() + size);
+  return 0;
+}
