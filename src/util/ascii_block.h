@@ -16,7 +16,7 @@
 namespace kiv::ascii_block {
 
 inline constexpr std::size_t kBytes = 16;
-inline constexpr std::size_t kUnits = 8;
+inline constexpr std::size_t kUnits = 16;
 
 #if defined(__SSE2__)
 
@@ -44,21 +44,32 @@ inline std::size_t Copy(const char* from, char* to) {
 
 // kUnits units.
 inline std::size_t Narrow(const char16_t* from, char* to) {
-  const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
-  _mm_storel_epi64(reinterpret_cast<__m128i*>(to),
-                   _mm_packus_epi16(block, block));
-  // Signed saturation leaves 0..0x7F as they are: everything else differs.
-  const __m128i above =
-      _mm_and_si128(block, _mm_set1_epi16(static_cast<short>(0xFF80)));
-  const int is_ascii =
-      _mm_movemask_epi8(_mm_cmpeq_epi16(above, _mm_setzero_si128()));
-  return Count(~is_ascii & 0xFFFF) / 2;
+  const auto* in = reinterpret_cast<const __m128i*>(from);
+  const __m128i low = _mm_loadu_si128(in);
+  const __m128i high = _mm_loadu_si128(in + 1);
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm_packus_epi16(low, high));
+  const __m128i above = _mm_set1_epi16(static_cast<short>(0xFF80));
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i is_ascii =
+      _mm_packs_epi16(_mm_cmpeq_epi16(_mm_and_si128(low, above), zero),
+                      _mm_cmpeq_epi16(_mm_and_si128(high, above), zero));
+  return Count(~_mm_movemask_epi8(is_ascii) & 0xFFFF);
+}
+
+// kUnits units.
+inline bool HasSurrogate(const char16_t* from) {
+  const auto* in = reinterpret_cast<const __m128i*>(from);
+  const __m128i kind = _mm_set1_epi16(static_cast<short>(0xF800));
+  const __m128i surrogate = _mm_set1_epi16(static_cast<short>(0xD800));
+  const __m128i low = _mm_and_si128(_mm_loadu_si128(in), kind);
+  const __m128i high = _mm_and_si128(_mm_loadu_si128(in + 1), kind);
+  return _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi16(low, surrogate),
+                                        _mm_cmpeq_epi16(high, surrogate))) != 0;
 }
 
 #else
 
-// The lowest `width` bits of every lane whose top bits are set, as a count of
-// lanes before the first of them.
+// How many lanes come before the first that has a bit in `marked`.
 template <int kLaneBits>
 inline std::size_t CountLanes(std::uint64_t marked) {
   if (marked == 0) return 64 / kLaneBits;
@@ -88,12 +99,21 @@ inline std::size_t Copy(const char* from, char* to) {
 }
 
 inline std::size_t Narrow(const char16_t* from, char* to) {
-  std::uint64_t words[2];
-  std::memcpy(words, from, sizeof words);
-  constexpr std::uint64_t kTops = 0xFF80FF80FF80FF80;
   for (std::size_t i = 0; i < kUnits; ++i) to[i] = static_cast<char>(from[i]);
-  const std::size_t first = CountLanes<16>(words[0] & kTops);
-  return first < 4 ? first : 4 + CountLanes<16>(words[1] & kTops);
+  constexpr std::uint64_t kTops = 0xFF80FF80FF80FF80;
+  for (std::size_t i = 0; i < kUnits; i += 4) {
+    std::uint64_t word;
+    std::memcpy(&word, from + i, sizeof word);
+    const std::size_t ascii = CountLanes<16>(word & kTops);
+    if (ascii < 4) return i + ascii;
+  }
+  return kUnits;
+}
+
+inline bool HasSurrogate(const char16_t* from) {
+  for (std::size_t i = 0; i < kUnits; ++i)
+    if ((from[i] & 0xF800) == 0xD800) return true;
+  return false;
 }
 
 #endif

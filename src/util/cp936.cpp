@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include "util/ascii_block.h"
 #include "util/gb_text.h"
@@ -47,32 +48,19 @@ constexpr auto kEncoded = [] {
   return table;
 }();
 
-// 0 when the pair is no character. `lead` has its top bit.
-inline char16_t Decode(char lead, char trail) {
-  return kDecoded[(static_cast<unsigned char>(lead) & 0x7FU) << 8 |
-                  static_cast<unsigned char>(trail)];
-}
-
 inline char16_t DecodeSingle(char byte) {
   if (IsAscii(byte)) return static_cast<char16_t>(byte);
   return byte == kEuroByte ? kEuro : kReplacementUnit;
 }
 
-// Writes both bytes, the second in vain for a single-byte code; the size is
-// what counts. Without a branch: which it is changes too often to be guessed.
-inline std::size_t Encode(char16_t unit, char* out) {
-  const std::uint16_t bytes = kEncoded[unit];
-  out[0] = static_cast<char>(bytes);
-  out[1] = static_cast<char>(bytes >> 8);
-  return 1 + (bytes > 0xFF ? 1 : 0);
-}
-
-// One character from `in`, at least one byte before `end`, handed to `put`.
-// Returns what is behind it.
+// Reads the character at `in`, before `end`, and hands it to `put`. Returns
+// what is behind it.
 template <typename Put>
 inline const char* DecodeOne(const char* in, const char* end, Put&& put) {
   if (!IsAscii(*in) && end - in >= 2) {
-    const char16_t unit = Decode(in[0], in[1]);
+    const char16_t unit =
+        kDecoded[(static_cast<unsigned char>(in[0]) & 0x7F) << 8 |
+                 static_cast<unsigned char>(in[1])];
     if (unit != 0) {
       put(unit);
       return in + 2;
@@ -80,6 +68,25 @@ inline const char* DecodeOne(const char* in, const char* end, Put&& put) {
   }
   put(DecodeSingle(*in));
   return in + 1;
+}
+
+// Writes the bytes of what is no surrogate and returns how many. Room for two
+// is needed, of which the second may be written in vain: where one-byte and
+// two-byte characters alternate, a branch is guessed wrong too often.
+inline int EncodeUnit(char16_t unit, char* out) {
+  const std::uint16_t bytes = kEncoded[unit];
+  out[0] = static_cast<char>(bytes);
+  out[1] = static_cast<char>(bytes >> 8);
+  return 1 + static_cast<int>(bytes > 0xFF);
+}
+
+// Reads the character at `in`, before `end`. Room as for EncodeUnit.
+inline const char16_t* EncodeOne(const char16_t* in, const char16_t* end,
+                                 char*& out) {
+  const char16_t unit = *in++;
+  out += EncodeUnit(unit, out);
+  if (IsHighSurrogate(unit) && in != end && IsLowSurrogate(*in)) ++in;
+  return in;
 }
 
 }  // namespace
@@ -123,20 +130,24 @@ std::size_t Utf16ToCp936(std::u16string_view text, char* out) {
   const char16_t* in = text.data();
   const char16_t* const end = in + text.size();
   char* const start = out;
-  const auto one = [&] {
-    const char16_t unit = *in++;
-    out += Encode(unit, out);
-    if (IsHighSurrogate(unit) && in != end && IsLowSurrogate(*in)) ++in;
-  };
   while (end - in >= static_cast<std::ptrdiff_t>(ascii_block::kUnits)) {
-    const std::size_t ascii = ascii_block::Narrow(in, out);
-    in += ascii;
-    out += ascii;
-    if (ascii == ascii_block::kUnits) continue;
-    do one();
-    while (in != end && *in >= 0x80);
+    const char16_t* const block_end = in + ascii_block::kUnits;
+    if (ascii_block::Narrow(in, out) == ascii_block::kUnits) {
+      in = block_end;
+      out += ascii_block::kUnits;
+      continue;
+    }
+    if (ascii_block::HasSurrogate(in)) [[unlikely]] {
+      while (in < block_end) in = EncodeOne(in, end, out);
+      continue;
+    }
+    [&]<std::size_t... i>(std::index_sequence<i...>) {
+      ((out += EncodeUnit(in[i], out)), ...);
+    }
+    (std::make_index_sequence<ascii_block::kUnits>{});
+    in = block_end;
   }
-  while (in != end) one();
+  while (in != end) in = EncodeOne(in, end, out);
   return static_cast<std::size_t>(out - start);
 }
 
@@ -204,49 +215,50 @@ bool IsInCp936(char32_t character) {
 
 BlockProgress DecodeCp936Block(std::string_view block, char16_t* out,
                                std::size_t room, unsigned char* sizes) {
-  BlockProgress done;
-  while (done.read < block.size() && done.written < room) {
-    const char* in = block.data() + done.read;
-    std::size_t left = block.size() - done.read;
-    if (left >= ascii_block::kBytes &&
-        room - done.written >= ascii_block::kBytes) {
-      const std::size_t ascii = ascii_block::Widen(in, out + done.written);
-      std::memset(sizes + done.written, 1, ascii_block::kBytes);
-      done.read += ascii;
-      done.written += ascii;
-      if (ascii == ascii_block::kBytes) continue;
+  const char* in = block.data();
+  const char* const end = in + block.size();
+  std::size_t written = 0;
+  while (in != end && written < room) {
+    if (end - in >= static_cast<std::ptrdiff_t>(ascii_block::kBytes) &&
+        room - written >= ascii_block::kBytes) {
+      const std::size_t ascii = ascii_block::Widen(in, out + written);
+      std::memset(sizes + written, 1, ascii_block::kBytes);
       in += ascii;
-      left -= ascii;
+      written += ascii;
+      if (ascii == ascii_block::kBytes) continue;
     }
-    if (left == 1 && IsLeadByte(*in)) break;
-    const char* const next = DecodeOne(
-        in, in + left, [&](char16_t unit) { out[done.written] = unit; });
-    sizes[done.written++] = static_cast<unsigned char>(next - in);
-    done.read += static_cast<std::size_t>(next - in);
+    do {
+      if (end - in == 1 && IsLeadByte(*in)) return {block.size() - 1, written};
+      const char* const next =
+          DecodeOne(in, end, [&](char16_t unit) { out[written] = unit; });
+      sizes[written++] = static_cast<unsigned char>(next - in);
+      in = next;
+    } while (in != end && written < room && !IsAscii(*in));
   }
-  return done;
+  return {static_cast<std::size_t>(in - block.data()), written};
 }
 
 BlockProgress EncodeCp936Block(std::u16string_view block, char* out,
                                std::size_t room) {
-  BlockProgress done;
-  while (done.read < block.size()) {
-    const char16_t unit = block[done.read];
-    std::size_t units = 1;
-    if (IsHighSurrogate(unit)) {
-      const bool is_last = done.read + 1 == block.size();
-      if (is_last && done.read > 0) break;
-      if (!is_last && IsLowSurrogate(block[done.read + 1])) units = 2;
+  const char16_t* in = block.data();
+  const char16_t* const end = in + block.size();
+  char* const start = out;
+  char* const out_end = out + room;
+  while (in != end) {
+    if (IsHighSurrogate(*in) && end - in == 1 && in != block.data()) break;
+    if (out_end - out >= 2) {
+      in = EncodeOne(in, end, out);
+      continue;
     }
     char bytes[2];
-    const std::size_t size = Encode(unit, bytes);
-    if (size > room - done.written) break;
-    out[done.written] = bytes[0];
-    if (size == 2) out[done.written + 1] = bytes[1];
-    done.written += size;
-    done.read += units;
+    char* behind = bytes;
+    const char16_t* const next = EncodeOne(in, end, behind);
+    if (behind - bytes > out_end - out) break;
+    *out++ = bytes[0];
+    in = next;
   }
-  return done;
+  return {static_cast<std::size_t>(in - block.data()),
+          static_cast<std::size_t>(out - start)};
 }
 
 }  // namespace kiv

@@ -36,7 +36,4 @@ void GlobalUninit() {
   if (startup.counter-- == 1) StopValues();
 }
 
-ThreadInit::ThreadInit() = default;
-ThreadInit::~ThreadInit() = default;
-
 }  // namespace kiv

@@ -1,0 +1,54 @@
+#include "kiv/module/module.h"
+
+#include <exception>
+#include <string>
+
+#include "kiv/module/dll_file_module.h"
+#include "mq/module_description.h"
+#include "mq/module_messages.h"
+#include "util/log_entry.h"
+
+namespace kiv::module {
+namespace {
+
+constexpr char kSource[] = "module";
+std::shared_ptr<Module> Create(const char* text) {
+  using Fault = ModuleDescription::Fault;
+  const ModuleDescription description = ReadModuleDescription(text);
+  switch (description.fault) {
+    case Fault::NoLocation:
+      return nullptr;
+    case Fault::Protocol:
+      LogError(kSource, message::InvalidFormat(Shown(text)));
+      return nullptr;
+    case Fault::NoFunction:
+      LogError(kSource, message::EmptyFunction());
+      return nullptr;
+    case Fault::NoFile:
+      LogError(kSource, message::FileNotFound(Shown(description.library)));
+      return nullptr;
+    case Fault::None:
+      break;
+  }
+  return std::make_shared<DllFileModule>(description.file.c_str(),
+                                         description.function.c_str());
+}
+
+}  // namespace
+
+std::shared_ptr<Module> Module::create(const char* description) {
+  if (description == nullptr) return nullptr;
+  try {
+    return Create(description);
+  } catch (const std::exception& fault) {
+    LogError(kSource, std::string("Module::create Failed: ") + fault.what());
+    return nullptr;
+  }
+}
+
+bool Module::process_mem(const char* /*data*/, int /*length*/,
+                         void* /*context*/) {
+  return false;
+}
+
+}  // namespace kiv::module

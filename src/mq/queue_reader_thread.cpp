@@ -1,0 +1,92 @@
+#include "kiv/mq/queue_reader_thread.h"
+
+#include <algorithm>
+#include <chrono>
+#include <climits>
+#include <condition_variable>
+#include <exception>
+#include <mutex>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "kiv/mq/queue_config.h"
+#include "kiv/mq/queue_reader.h"
+#include "mq/reader_thread_impl.h"
+#include "mq/status_board.h"
+#include "util/log_entry.h"
+
+namespace kiv::mq {
+
+QueueReaderThread::QueueReaderThread() : impl_(std::make_unique<Impl>()) {}
+
+QueueReaderThread::~QueueReaderThread() {
+  // The last holder may be the thread itself.
+  if (impl_->thread.joinable()) impl_->thread.detach();
+}
+
+bool QueueReaderThread::start(const QueueReader* reader,
+                              const QueueConfig* config) {
+  auto body = [self = shared_from_this(), config,
+               kept_reader = reader != nullptr ? reader->weak_from_this().lock()
+                                               : nullptr,
+               kept_config = config != nullptr ? config->weak_from_this().lock()
+                                               : nullptr,
+               ending = impl_->ending]() mutable {
+    self->result_ = self->RunSafely(config);
+    // All that was used is let go of before the end is announced: whoever
+    // waited for it may unload what he likes.
+    kept_config.reset();
+    kept_reader.reset();
+    self.reset();
+    ending->Announce();
+  };
+  try {
+    const std::lock_guard lock(impl_->mutex);
+    impl_->ending->Begin();
+    impl_->thread = std::thread(std::move(body));
+    return true;
+  } catch (const std::system_error& fault) {
+    impl_->ending->Announce();
+    LogError("mq", std::string("QueueReaderThread::start Failed: ") +
+                       Shown(fault.what()));
+    return false;
+  }
+}
+
+int QueueReaderThread::RunSafely(const QueueConfig* config) {
+  constexpr int kFault = 4;
+  try {
+    return run();
+  } catch (const std::exception& fault) {
+    const std::string text = Shown(fault.what());
+    LogError("mq", "queue_reader_func Failed: " + text);
+    if (config != nullptr) {
+      config->Board().SetError(text);
+      config->Board().SetState(QueueState::Failed);
+    }
+    return kFault;
+  }
+}
+
+bool QueueReaderThread::Stop(int wait_milliseconds) {
+  running_ = 0;
+  impl_->stop.Set();
+  {
+    const std::lock_guard lock(impl_->mutex);
+    if (impl_->thread.get_id() == std::this_thread::get_id()) return false;
+  }
+  if (!impl_->ending->WaitFor(wait_milliseconds)) return false;
+  const std::lock_guard lock(impl_->mutex);
+  if (impl_->thread.joinable()) impl_->thread.join();
+  return true;
+}
+
+bool QueueReaderThread::Sleep(long long milliseconds) const {
+  const long long most = INT_MAX;
+  return !impl_->stop.WaitFor(
+      static_cast<int>(std::clamp(milliseconds, 0LL, most)));
+}
+
+}  // namespace kiv::mq

@@ -1,0 +1,17 @@
+#ifndef MQ_READER_FAILURE_H_
+#define MQ_READER_FAILURE_H_
+
+#include <string>
+
+namespace kiv::mq {
+
+class QueueConfig;
+
+// Logs why a reader's thread ends before it began and shows it on the queue's
+// board, when there is one. Returns `result`, the thread's.
+int ReaderFailed(const QueueConfig* config, const char* function,
+                 const std::string& text, int result);
+
+}  // namespace kiv::mq
+
+#endif  // MQ_READER_FAILURE_H_

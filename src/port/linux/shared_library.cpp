@@ -1,0 +1,172 @@
+#include "port/shared_library.h"
+
+#include <dlfcn.h>
+#include <elf.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "kiv/encoding.h"
+#include "port/file.h"
+#include "port/linux/descriptor.h"
+#include "port/native_path.h"
+
+namespace kiv::port {
+namespace {
+
+#if defined(__x86_64__)
+constexpr unsigned kOwnMachine = EM_X86_64;
+#elif defined(__aarch64__)
+constexpr unsigned kOwnMachine = EM_AARCH64;
+#else
+constexpr unsigned kOwnMachine = EM_NONE;  // left to the loader
+#endif
+
+std::string LoaderError() {
+  const char* text = ::dlerror();
+  return text != nullptr ? utf8ToString(text, 0).get() : "unknown error";
+}
+
+// Who may write here could put his own code into this process.
+bool IsOurs(const struct stat& entry, std::string& reason) {
+  if (entry.st_uid != 0 && entry.st_uid != ::geteuid()) {
+    reason = "belongs to user " + std::to_string(entry.st_uid);
+    return false;
+  }
+  // A sticky folder keeps others from removing a file, not from adding one.
+  if ((entry.st_mode & S_IWOTH) != 0) {
+    reason = "may be written by everybody";
+    return false;
+  }
+  if ((entry.st_mode & S_IWGRP) != 0 && entry.st_gid != 0 &&
+      entry.st_gid != ::getegid()) {
+    reason = "may be written by group " + std::to_string(entry.st_gid);
+    return false;
+  }
+  return true;
+}
+
+bool IsTrusted(const std::string& path, std::string& reason) {
+  struct stat entry {};
+  std::string why;
+  if (::stat(path.c_str(), &entry) != 0) {
+    reason = ErrorText(errno);
+    return false;
+  }
+  if (IsOurs(entry, why)) return true;
+  reason = "refused, since '" + LocalPath(path) + "' " + why +
+           ": take that right away, or set KIV_MODULE_TRUST=any where anybody "
+           "may";
+  return false;
+}
+
+std::string FolderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// The file, its folder, and the folder of the link that leads to it.
+bool IsAllTrusted(const std::string& path, const std::string& real_path,
+                  std::string& reason) {
+  const char* trust = std::getenv("KIV_MODULE_TRUST");
+  if (trust != nullptr && std::string_view(trust) == "any") return true;
+  return IsTrusted(real_path, reason) &&
+         IsTrusted(FolderOf(real_path), reason) &&
+         IsTrusted(FolderOf(path), reason);
+}
+
+// The loader says of a library for another machine that there is no such file.
+bool IsForThisMachine(const std::string& path, std::string& reason) {
+  const Descriptor file(Retry(
+      [&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }));
+  struct stat entry {};
+  if (!file.is_open() || ::fstat(file.get(), &entry) != 0) {
+    reason = ErrorText(errno);
+    return false;
+  }
+  if (!S_ISREG(entry.st_mode)) {
+    reason = "this is no file";
+    return false;
+  }
+  Elf64_Ehdr header{};
+  const ssize_t got =
+      Retry([&] { return ::pread(file.get(), &header, sizeof header, 0); });
+  if (got < 2 || std::memcmp(header.e_ident, "MZ", 2) == 0) {
+    reason = got < 2 ? "the file is empty"
+                     : "this is a Windows library: build the processor for "
+                       "this system";
+    return false;
+  }
+  if (got < EI_NIDENT || std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0) {
+    reason = "this is no shared library";
+    return false;
+  }
+  const auto is_cut = got < static_cast<ssize_t>(sizeof header);
+  const bool is_other = header.e_ident[EI_CLASS] !=
+                        (sizeof(void*) == 8 ? ELFCLASS64 : ELFCLASS32);
+  // The machine stands at the same place in both classes.
+  if (is_other ||
+      (!is_cut && kOwnMachine != EM_NONE && header.e_machine != kOwnMachine)) {
+    reason = "the library is built for another machine (ELF machine " +
+             std::to_string(header.e_machine) + ", here " +
+             std::to_string(kOwnMachine) + ")";
+    return false;
+  }
+  return true;
+}
+
+class LinuxSharedLibrary final : public SharedLibrary {
+ public:
+  explicit LinuxSharedLibrary(void* handle) : handle_(handle) {}
+  ~LinuxSharedLibrary() override { ::dlclose(handle_); }
+
+  void* Symbol(const std::string& name, std::string& reason) override {
+    ::dlerror();
+    void* symbol = ::dlsym(handle_, name.c_str());
+    if (symbol == nullptr) reason = LoaderError();
+    return symbol;
+  }
+
+ private:
+  void* handle_;
+};
+
+}  // namespace
+
+std::unique_ptr<SharedLibrary> SharedLibrary::Open(const std::string& path,
+                                                   std::string& reason) {
+  std::string found;
+  switch (FindModule(path, found, reason)) {
+    case ModuleLookup::Missing:
+      reason = "there is no such file";
+      return nullptr;
+    case ModuleLookup::Ambiguous:
+      return nullptr;
+    case ModuleLookup::Found:
+      break;
+  }
+  const std::string file = SystemPath(found);
+  char real_path[PATH_MAX];
+  if (::realpath(file.c_str(), real_path) == nullptr) {
+    reason = ErrorText(errno);
+    return nullptr;
+  }
+  if (!IsAllTrusted(file, real_path, reason) ||
+      !IsForThisMachine(real_path, reason))
+    return nullptr;
+  void* handle = ::dlopen(real_path, RTLD_NOW | RTLD_LOCAL);
+  if (handle == nullptr) {
+    reason = LoaderError();
+    return nullptr;
+  }
+  return std::make_unique<LinuxSharedLibrary>(handle);
+}
+
+}  // namespace kiv::port
