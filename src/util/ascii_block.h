@@ -47,8 +47,7 @@ inline std::size_t Narrow(const char16_t* from, char* to) {
   const auto* in = reinterpret_cast<const __m128i*>(from);
   const __m128i low = _mm_loadu_si128(in);
   const __m128i high = _mm_loadu_si128(in + 1);
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(to),
-                   _mm_packus_epi16(low, high));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm_packus_epi16(low, high));
   const __m128i above = _mm_set1_epi16(static_cast<short>(0xFF80));
   const __m128i zero = _mm_setzero_si128();
   const __m128i is_ascii =
@@ -57,10 +56,20 @@ inline std::size_t Narrow(const char16_t* from, char* to) {
   return Count(~_mm_movemask_epi8(is_ascii) & 0xFFFF);
 }
 
+// kUnits units.
+inline bool HasSurrogate(const char16_t* from) {
+  const auto* in = reinterpret_cast<const __m128i*>(from);
+  const __m128i kind = _mm_set1_epi16(static_cast<short>(0xF800));
+  const __m128i surrogate = _mm_set1_epi16(static_cast<short>(0xD800));
+  const __m128i low = _mm_and_si128(_mm_loadu_si128(in), kind);
+  const __m128i high = _mm_and_si128(_mm_loadu_si128(in + 1), kind);
+  return _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi16(low, surrogate),
+                                        _mm_cmpeq_epi16(high, surrogate))) != 0;
+}
+
 #else
 
-// The lowest `width` bits of every lane whose top bits are set, as a count of
-// lanes before the first of them.
+// How many lanes come before the first that has a bit in `marked`.
 template <int kLaneBits>
 inline std::size_t CountLanes(std::uint64_t marked) {
   if (marked == 0) return 64 / kLaneBits;
@@ -99,6 +108,12 @@ inline std::size_t Narrow(const char16_t* from, char* to) {
     if (ascii < 4) return i + ascii;
   }
   return kUnits;
+}
+
+inline bool HasSurrogate(const char16_t* from) {
+  for (std::size_t i = 0; i < kUnits; ++i)
+    if ((from[i] & 0xF800) == 0xD800) return true;
+  return false;
 }
 
 #endif

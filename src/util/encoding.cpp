@@ -30,7 +30,7 @@ std::shared_ptr<Unit[]> Converted(View text, std::size_t units_per_unit,
 }  // namespace
 
 std::shared_ptr<char[]> wstringToString(const WideChar* text, unsigned length) {
-  return Converted<char>(Input(text, length), 3, Utf16ToCp936);
+  return Converted<char>(Input(text, length), 2, Utf16ToCp936);
 }
 
 std::shared_ptr<WideChar[]> stringToWstring(const char* text, unsigned length) {
