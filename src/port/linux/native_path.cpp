@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "util/cp936.h"
-#include "util/gb_text.h"
 
 namespace kiv::port {
 namespace {
@@ -18,15 +17,13 @@ void DropLongPathPrefix(std::string& path) {
 }  // namespace
 
 std::string SystemPath(const std::string& native_gb) {
-  std::string path = native_gb;
-  ReplaceAscii(path, '\\', '/');
-  DropLongPathPrefix(path);
+  // Converted before the separators are looked at: in UTF-8 every byte 0x5C is
+  // a "\", in the local encoding it may be the second half of a character.
+  std::string path = Cp936ToUtf8(native_gb);
+  std::replace(path.begin(), path.end(), '\\', '/');
   // No name holds a NUL: the system would take the text before it for the path.
   std::replace(path.begin(), path.end(), '\0', '?');
-  path = Cp936ToUtf8(path);
-  // Left over from a pair that is no character. It separated nothing before,
-  // so it must not now.
-  std::replace(path.begin(), path.end(), '\\', '?');
+  DropLongPathPrefix(path);
   return path;
 }
 

@@ -1,0 +1,318 @@
+#include "kiv/file_system.h"
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <functional>
+#include <stdexcept>
+#include <vector>
+
+#include "kiv/environment.h"
+#include "port/test_folder.h"
+
+namespace kiv {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::UnorderedElementsAre;
+
+constexpr char kChineseName[] = "\xD6\xD0\xB9\xFA.txt";  // 中国
+constexpr char kChineseNameUtf8[] = "\xE4\xB8\xAD\xE5\x9B\xBD.txt";
+
+FileSystemPath Native(const std::string& text) {
+  return {text, FileSystemPath::native};
+}
+
+class FileSystemTest : public testing::Test {
+ protected:
+  // The texts of the entries, in no order.
+  static std::vector<std::string> List(const char* folder) {
+    std::vector<std::string> names;
+    for (Directory_Iterator entry{FileSystemPath(folder)};
+         entry != Directory_Iterator(); ++entry)
+      names.push_back(entry->string());
+    return names;
+  }
+
+  static std::string WhatIsThrown(const std::function<void()>& action) {
+    try {
+      action();
+    } catch (const std::exception& error) {
+      return error.what();
+    }
+    return "nothing";
+  }
+
+  TestFolder folder_;
+};
+
+TEST_F(FileSystemTest, TellsFilesFromFoldersThroughLinks) {
+  WriteTestFile("file", "x");
+  fs::create_directory("folder");
+  fs::create_directory_symlink("folder", "link");
+  fs::create_symlink("nowhere", "dangling");
+  ASSERT_EQ(::mkfifo("pipe", 0600), 0);
+  const auto kind = [](const char* name) {
+    const FileSystemPath path(name);
+    return std::string(FileSystem::exists(path) ? "e" : "-") +
+           (FileSystem::is_directory(path) ? "d" : "-") +
+           (FileSystem::is_file(path) ? "f" : "-") +
+           (FileSystem::is_empty(path) ? "0" : "-");
+  };
+  EXPECT_EQ(kind("file"), "e-f-");
+  EXPECT_EQ(kind("folder"), "ed-0");
+  EXPECT_EQ(kind("link"), "ed-0");
+  EXPECT_EQ(kind("pipe"), "e-f0");
+  EXPECT_EQ(kind("dangling"), "----");
+  EXPECT_EQ(kind("missing"), "----");
+  EXPECT_EQ(kind("file/below"), "----");
+  EXPECT_EQ(kind(""), "----");
+  fs::create_directory("folder/empty");
+  EXPECT_EQ(kind("folder"), "ed--");
+}
+
+TEST_F(FileSystemTest, NamesOnDiskAreUtf8) {
+  EXPECT_TRUE(FileSystem::create_directory(FileSystemPath("\xC4\xBF\xC2\xBC")));
+  EXPECT_TRUE(fs::is_directory("\xE7\x9B\xAE\xE5\xBD\x95"));
+  WriteTestFile(fs::path("\xE7\x9B\xAE\xE5\xBD\x95") / kChineseNameUtf8, "x");
+  const FileSystemPath file =
+      FileSystemPath("\xC4\xBF\xC2\xBC") / FileSystemPath(kChineseName);
+  EXPECT_TRUE(FileSystem::is_file(file));
+  EXPECT_THAT(List("\xC4\xBF\xC2\xBC"), UnorderedElementsAre(file.string()));
+  EXPECT_TRUE(FileSystem::rename(file, FileSystemPath(kChineseName)));
+  EXPECT_EQ(ReadTestFile(kChineseNameUtf8), "x");
+}
+
+TEST_F(FileSystemTest, MakesFoldersFromTheTop) {
+  EXPECT_TRUE(FileSystem::create_directories(FileSystemPath("a/b/c")));
+  EXPECT_TRUE(fs::is_directory("a/b/c"));
+  EXPECT_TRUE(FileSystem::create_directories(FileSystemPath("a/b/c")));
+  EXPECT_TRUE(FileSystem::create_directories(FileSystemPath()));
+  EXPECT_TRUE(FileSystem::create_directories(Native("c:/x")))
+      << "a drive is a name here";
+  EXPECT_TRUE(fs::is_directory("c:/x"));
+  WriteTestFile("file");
+  EXPECT_TRUE(FileSystem::create_directories(FileSystemPath("file")));
+  EXPECT_FALSE(FileSystem::create_directories(FileSystemPath("file/x/y")));
+  EXPECT_FALSE(FileSystem::create_directory(FileSystemPath("a")));
+  std::string deep = "deep";
+  for (int i = 0; i < 50000; ++i) deep += "/d";
+  EXPECT_FALSE(FileSystem::create_directories(FileSystemPath(deep)));
+  EXPECT_FALSE(fs::exists("deep")) << "left something behind";
+}
+
+TEST_F(FileSystemTest, RemovesOneObjectAndNeverWhatALinkLeadsTo) {
+  fs::create_directories("full/sub");
+  WriteTestFile("file");
+  fs::create_directory_symlink("full", "link");
+  fs::create_symlink("nowhere", "dangling");
+  EXPECT_TRUE(FileSystem::remove(FileSystemPath("missing")));
+  EXPECT_TRUE(FileSystem::remove(FileSystemPath("file/below")));
+  EXPECT_FALSE(FileSystem::remove(FileSystemPath("full")));
+  EXPECT_TRUE(FileSystem::remove(FileSystemPath("link")));
+  EXPECT_TRUE(FileSystem::remove(FileSystemPath("dangling")));
+  EXPECT_TRUE(FileSystem::remove(FileSystemPath("file")));
+  EXPECT_TRUE(fs::is_directory("full/sub"));
+  EXPECT_FALSE(fs::exists(fs::symlink_status("dangling")));
+  EXPECT_TRUE(FileSystem::remove(FileSystemPath("full/sub")));
+}
+
+TEST_F(FileSystemTest, RemoveAllCountsWhatItVisits) {
+  EXPECT_EQ(FileSystem::remove_all(FileSystemPath("missing")), 0U);
+  EXPECT_EQ(FileSystem::remove_all(FileSystemPath()), 0U);
+  WriteTestFile("file");
+  EXPECT_EQ(FileSystem::remove_all(FileSystemPath("file")), 1U);
+  fs::create_directory("folder");
+  WriteTestFile("folder/one");
+  WriteTestFile("folder/two");
+  EXPECT_EQ(FileSystem::remove_all(FileSystemPath("folder")), 3U);
+  EXPECT_TRUE(fs::is_empty("."));
+}
+
+TEST_F(FileSystemTest, CopiesAndMovesOnlyToFreeNames) {
+  WriteTestFile("from", "text");
+  WriteTestFile("taken", "other");
+  EXPECT_FALSE(
+      FileSystem::copy_file(FileSystemPath("from"), FileSystemPath("taken")));
+  EXPECT_FALSE(
+      FileSystem::rename(FileSystemPath("from"), FileSystemPath("taken")));
+  EXPECT_FALSE(
+      FileSystem::copy_file(FileSystemPath("none"), FileSystemPath("copy")));
+  EXPECT_FALSE(fs::exists("copy"));
+  EXPECT_TRUE(
+      FileSystem::copy_file(FileSystemPath("from"), FileSystemPath("copy")));
+  EXPECT_TRUE(
+      FileSystem::rename(FileSystemPath("from"), FileSystemPath("moved")));
+  EXPECT_EQ(ReadTestFile("copy") + ReadTestFile("moved"), "texttext");
+  EXPECT_EQ(ReadTestFile("taken"), "other");
+  EXPECT_FALSE(fs::exists("from"));
+}
+
+TEST_F(FileSystemTest, CompletesPathsAgainstTheCurrentFolder) {
+  const std::string here = folder_.path().string();
+  EXPECT_EQ(FileSystem::current_path().string(), here);
+  EXPECT_EQ(FileSystem::system_complete(FileSystemPath()).string(), "");
+  EXPECT_EQ(FileSystem::system_complete(Native("a/./b/../c\\")).string(),
+            here + "/a/c");
+  EXPECT_EQ(FileSystem::system_complete(Native("/x/../../y")).string(), "/y");
+  const std::string longest = "/" + std::string(259, 'x');
+  EXPECT_EQ(FileSystem::system_complete(Native(longest)).string(), longest);
+  EXPECT_EQ(
+      WhatIsThrown([&] { FileSystem::system_complete(Native(longest + "x")); }),
+      "FileSystem::system_complete");
+}
+
+TEST_F(FileSystemTest, InitialPathStaysTheFirst) {
+  const FileSystemPath& initial = FileSystem::initial_path();
+  const std::string text = initial.string();
+  fs::create_directory("below");
+  fs::current_path("below");
+  EXPECT_EQ(&FileSystem::initial_path(), &initial);
+  EXPECT_EQ(initial.string(), text);
+  EXPECT_EQ(FileSystem::current_path().leaf(), "below");
+  fs::remove(folder_.path() / "below");
+  EXPECT_EQ(WhatIsThrown([] { FileSystem::current_path(); }),
+            "FileSystem::current_path");
+  EXPECT_EQ(WhatIsThrown([] { FileSystem::system_complete(Native("x")); }),
+            "FileSystem::system_complete");
+  EXPECT_EQ(FileSystem::system_complete(Native("/x")).string(), "/x");
+}
+
+TEST(FileSystem, CompletesAgainstABase) {
+  const auto complete = [](const char* path, const char* base) {
+    return FileSystem::complete(Native(path), Native(base)).string();
+  };
+  EXPECT_EQ(complete("", "c:/b"), "");
+  EXPECT_EQ(complete("d:/x", "c:/b"), "d:/x");
+  EXPECT_EQ(complete("x", "c:/b"), "c:/b/x");
+  EXPECT_EQ(complete("../x", "c:/b"), "c:/x");
+  EXPECT_EQ(complete("/x", "c:/b"), "c:/x");
+  EXPECT_EQ(complete("/x", "//srv/b"), "//srv/x");
+  EXPECT_EQ(complete("/x", "/b"), "/x");
+  EXPECT_EQ(complete("d:x", "c:/b"), "c:/bd:x");
+}
+
+TEST_F(FileSystemTest, IteratesOverEveryNameAsItIs) {
+  EXPECT_EQ(Directory_Iterator(), Directory_Iterator());
+  fs::create_directory("empty");
+  EXPECT_EQ(Directory_Iterator(FileSystemPath("empty")), Directory_Iterator());
+  fs::create_directory("d");
+  for (const char* name : {"a:b", "..data", " blank ", "new\nline", "x*?",
+                           "e:", kChineseNameUtf8, "back\\slash", "\xFF\xFE"})
+    WriteTestFile(fs::path("d") / name, name);
+  // Two names hold what our texts cannot; what is left of them leads nowhere.
+  EXPECT_THAT(List("d"), UnorderedElementsAre(
+                             "d/a:b", "d/..data", "d/ blank ", "d/new\nline",
+                             "d/x*?", "d/e:", std::string("d/") + kChineseName,
+                             "d/back?slash", "d/??"));
+  std::size_t found = 0;
+  for (Directory_Iterator entry{FileSystemPath("d")};
+       entry != Directory_Iterator(); ++entry)
+    found += FileSystem::is_file(*entry) ? 1 : 0;
+  EXPECT_EQ(found, 7U);
+  EXPECT_EQ(FileSystem::remove_all(FileSystemPath("d")), 10U);
+  EXPECT_FALSE(fs::exists("d"));
+}
+
+TEST_F(FileSystemTest, CopiesOfAnIteratorShareTheirPosition) {
+  fs::create_directory("d");
+  WriteTestFile("d/one");
+  WriteTestFile("d/two");
+  Directory_Iterator entry{FileSystemPath("d")};
+  const Directory_Iterator copy = entry;
+  const std::string first = entry->string();
+  EXPECT_EQ((*entry++).string(), first);
+  EXPECT_NE(copy->string(), first);
+  EXPECT_EQ(copy, entry);
+  EXPECT_NE(Directory_Iterator(FileSystemPath("d")), entry);
+  EXPECT_EQ(++entry, Directory_Iterator());
+  EXPECT_EQ(copy, Directory_Iterator());
+  EXPECT_EQ(++entry, Directory_Iterator());
+}
+
+TEST_F(FileSystemTest, IteratingNoFolderThrows) {
+  WriteTestFile("file");
+  for (const char* path : {"", "missing", "file"}) {
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(WhatIsThrown([&] { Directory_Iterator{FileSystemPath(path)}; }),
+              "dm::Directory_Iterator constructor");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Directory_Iterator constructor Failed\n");
+  }
+}
+
+TEST_F(FileSystemTest, FindsFilesDepthFirst) {
+  FileSystemPath found("untouched");
+  const auto find = [&](const char* top, const char* name) {
+    return FileSystem::find_file(FileSystemPath(top), name, found);
+  };
+  EXPECT_FALSE(find("missing", "x"));
+  fs::create_directories("top/sub/deep");
+  WriteTestFile("top/sub/deep/wanted");
+  WriteTestFile("top/sub/other");
+  // Searching these without an end would take 2 to the 40th steps.
+  fs::create_directory_symlink("..", "top/sub/up");
+  fs::create_directory_symlink("../..", "top/sub/deep/up");
+  fs::create_symlink("nowhere", "top/dangling");
+  EXPECT_FALSE(find("top", "WANTED"));
+  EXPECT_FALSE(find("top", "deep"));
+  EXPECT_EQ(found.string(), "untouched");
+  EXPECT_TRUE(find("top", "wanted"));
+  EXPECT_EQ(found.leaf(), "wanted");
+  EXPECT_TRUE(FileSystem::is_file(found));
+  EXPECT_TRUE(find("top", "dangling")) << "unreadable attributes are no folder";
+}
+
+TEST_F(FileSystemTest, AFolderThatMayNotBeReadHoldsNothingToFind) {
+  fs::create_directories("top/locked");
+  WriteTestFile("top/locked/wanted");
+  fs::permissions(folder_.path(), fs::perms(0755));
+  fs::permissions("top/locked", fs::perms::none);
+  const auto as_a_user = [] {
+    if (::geteuid() == 0 && ::setuid(65534) != 0) std::exit(2);
+    FileSystemPath found;
+    const bool is_found =
+        FileSystem::find_file(FileSystemPath("top"), "wanted", found);
+    const bool is_empty = FileSystem::is_empty(FileSystemPath("top/locked"));
+    std::exit(is_found || is_empty ? 1 : 0);
+  };
+  EXPECT_EXIT(as_a_user(), testing::ExitedWithCode(0), "");
+  fs::permissions("top/locked", fs::perms(0700));
+}
+
+class PathVariable : public FileSystemTest {
+ protected:
+  PathVariable() : before_(kiv::getenv("PATH", "")) {}
+  ~PathVariable() override { kiv::putenv("PATH", before_.c_str()); }
+  static std::string Now() { return kiv::getenv("PATH", ""); }
+
+ private:
+  std::string before_;
+};
+
+TEST_F(PathVariable, GetsAFolderInFrontOnce) {
+  const std::string here = folder_.path().string();
+  kiv::putenv("PATH", "/usr/bin");
+  EXPECT_FALSE(FileSystem::add_path_to_env(""));
+  EXPECT_TRUE(FileSystem::add_path_to_env(here));
+  EXPECT_EQ(Now(), here + ":/usr/bin") << "in the form the system searches";
+  EXPECT_TRUE(FileSystem::add_path_to_env(here));
+  WriteTestFile("module.so");
+  EXPECT_TRUE(FileSystem::add_path_to_env(here + "\\module.so"));
+  EXPECT_EQ(Now(), here + ":/usr/bin");
+  EXPECT_TRUE(FileSystem::add_path_to_env("/usr")) << "a part of an entry";
+  EXPECT_EQ(Now(), here + ":/usr/bin");
+  EXPECT_FALSE(FileSystem::add_path_to_env("/a:b")) << "would be two folders";
+  EXPECT_TRUE(FileSystem::add_path_to_env("/\xD6\xD0"));
+  EXPECT_EQ(Now(), "/\xE4\xB8\xAD:" + here + ":/usr/bin");
+}
+
+TEST_F(PathVariable, IsMadeWhenThereIsNone) {
+  kiv::putenv("PATH", "");
+  EXPECT_TRUE(FileSystem::add_path_to_env("/opt/x"));
+  EXPECT_EQ(Now(), "/opt/x");
+}
+
+}  // namespace
+}  // namespace kiv
