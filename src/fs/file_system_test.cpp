@@ -285,7 +285,7 @@ class PathVariable : public FileSystemTest {
  protected:
   PathVariable() : before_(kiv::getenv("PATH", "")) {}
   ~PathVariable() override { kiv::putenv("PATH", before_.c_str()); }
-  static std::string Now() { return kiv::getenv("PATH", ""); }
+  static std::string Now() { return std::getenv("PATH"); }
 
  private:
   std::string before_;
