@@ -34,7 +34,7 @@ class KIV_API DomDocumentContent {
   bool _GetElement(const DomElement& element, const char* encoding);
 
  private:
-  friend class DomDocument;
+  friend struct ContentAccess;
   struct Impl;
   bool Write(void* node, const char* encoding, bool declare);
 

@@ -1,0 +1,125 @@
+#include <cstring>
+#include <string>
+#include <xercesc/dom/DOMConfiguration.hpp>
+#include <xercesc/dom/DOMError.hpp>
+#include <xercesc/dom/DOMErrorHandler.hpp>
+#include <xercesc/dom/DOMImplementation.hpp>
+#include <xercesc/dom/DOMImplementationRegistry.hpp>
+#include <xercesc/dom/DOMLSOutput.hpp>
+#include <xercesc/dom/DOMLSSerializer.hpp>
+#include <xercesc/framework/MemBufFormatTarget.hpp>
+#include <xercesc/util/XMLUni.hpp>
+
+#include "xml/dom_content.h"
+#include "xml/dom_tree.h"
+#include "xml/xerces_access.h"
+#include "xml/xml_guard.h"
+#include "xml/xml_text.h"
+
+namespace kiv {
+namespace {
+
+constexpr XMLSize_t kFirstCapacity = 1023;
+constexpr std::size_t kMaxEncodingName = 99;
+
+// The writer says why it failed to this, and only whether it failed to its
+// caller.
+class WriteErrors : public xercesc::DOMErrorHandler {
+ public:
+  bool handleError(const xercesc::DOMError& error) override {
+    reason_ = LocalText(error.getMessage());
+    return error.getSeverity() == xercesc::DOMError::DOM_SEVERITY_WARNING;
+  }
+  const std::string& reason() const { return reason_; }
+
+ private:
+  std::string reason_;
+};
+
+template <class Released>
+struct Release {
+  void operator()(Released* released) const { released->release(); }
+};
+template <class Released>
+using ReleasedPtr = std::unique_ptr<Released, Release<Released>>;
+
+void WriteText(const char* text, xercesc::MemBufFormatTarget& target) {
+  target.writeChars(reinterpret_cast<const XMLByte*>(text), std::strlen(text),
+                    nullptr);
+}
+
+bool WriteNode(const xercesc::DOMNode& node, const char* encoding,
+               xercesc::MemBufFormatTarget& target) {
+  auto* implementation =
+      xercesc::DOMImplementationRegistry::getDOMImplementation(u"LS");
+  const ReleasedPtr<xercesc::DOMLSSerializer> writer(
+      implementation->createLSSerializer());
+  const ReleasedPtr<xercesc::DOMLSOutput> output(
+      implementation->createLSOutput());
+  WriteErrors errors;
+  writer->getDomConfig()->setParameter(xercesc::XMLUni::fgDOMErrorHandler,
+                                       &errors);
+  output->setByteStream(&target);
+  const WideText name(std::string_view(encoding).substr(0, kMaxEncodingName));
+  if (*encoding != '\0') output->setEncoding(name.get());
+  if (writer->write(&node, output.get())) return true;
+  LogRefused("DomDocumentContent", errors.reason());
+  return false;
+}
+
+}  // namespace
+
+struct DomDocumentContent::Impl {
+  xercesc::MemBufFormatTarget target{kFirstCapacity};
+};
+
+DomDocumentContent::DomDocumentContent() = default;
+
+DomDocumentContent::~DomDocumentContent() {
+  // The buffer belongs to the platform's memory.
+  if (!PlatformIsUp()) static_cast<void>(impl_.release());
+}
+
+std::string_view ContentAccess::Text(const DomDocumentContent& content) {
+  if (!content.impl_) return {};
+  const xercesc::MemBufFormatTarget& target = content.impl_->target;
+  return {reinterpret_cast<const char*>(target.getRawBuffer()),
+          target.getLen()};
+}
+
+const char* DomDocumentContent::GetContent() const {
+  return impl_ ? ContentAccess::Text(*this).data() : "";
+}
+
+bool DomDocumentContent::_GetDocument(const DomDocument& document,
+                                      const char* encoding) {
+  xercesc::DOMNode* node = XercesAccess::Document(document);
+  return Write(node, encoding, false);
+}
+
+bool DomDocumentContent::_GetElement(const DomElement& element,
+                                     const char* encoding) {
+  xercesc::DOMNode* node = XercesAccess::Element(element);
+  return Write(node, encoding, true);
+}
+
+bool DomDocumentContent::Write(void* opaque, const char* encoding,
+                               bool declare) {
+  impl_.reset();
+  const auto* node = static_cast<const xercesc::DOMNode*>(opaque);
+  if (node == nullptr || IsTooDeep(*node, "DomDocumentContent")) return false;
+  if (encoding == nullptr) encoding = "";
+  return Guarded("DomDocumentContent", [&] {
+    auto content = std::make_unique<Impl>();
+    if (declare && *encoding != '\0') {
+      WriteText("<?xml version=\"1.0\" encoding=\"", content->target);
+      WriteText(encoding, content->target);
+      WriteText("\" ?>", content->target);
+    }
+    if (!WriteNode(*node, encoding, content->target)) return false;
+    impl_ = std::move(content);
+    return !ContentAccess::Text(*this).empty();
+  });
+}
+
+}  // namespace kiv

@@ -1,0 +1,34 @@
+#ifndef XML_DOM_ERROR_HANDLER_H_
+#define XML_DOM_ERROR_HANDLER_H_
+
+#include <cstdint>
+#include <string>
+#include <xercesc/dom/DOMErrorHandler.hpp>
+
+namespace kiv {
+
+enum class ErrorSeverity { Warning, Error, Fatal };
+
+// Writes one message of a parser to the log.
+void LogParseError(ErrorSeverity severity, const std::string& file,
+                   std::uint64_t line, std::uint64_t column,
+                   const std::string& message);
+
+// Logs what the builder reports and lets it go on. After a fatal error it
+// cannot.
+class DomCountErrorHandler : public xercesc::DOMErrorHandler {
+ public:
+  bool handleError(const xercesc::DOMError& error) override;
+
+  bool HasErrors() const { return has_errors_; }
+  bool HasFatalError() const { return has_fatal_error_; }
+  void ResetErrors() { has_errors_ = has_fatal_error_ = false; }
+
+ private:
+  bool has_errors_ = false;
+  bool has_fatal_error_ = false;
+};
+
+}  // namespace kiv
+
+#endif  // XML_DOM_ERROR_HANDLER_H_

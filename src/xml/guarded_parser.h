@@ -1,0 +1,82 @@
+#ifndef XML_GUARDED_PARSER_H_
+#define XML_GUARDED_PARSER_H_
+
+#include <cstdint>
+#include <string>
+#include <xercesc/framework/XMLElementDecl.hpp>
+#include <xercesc/internal/XMLScanner.hpp>
+#include <xercesc/parsers/DOMLSParserImpl.hpp>
+#include <xercesc/parsers/XercesDOMParser.hpp>
+#include <xercesc/sax/Locator.hpp>
+
+#include "kiv/dom_parser.h"
+
+namespace kiv {
+
+// Why a document is refused that the XML library would have taken. Thrown
+// through its parser, which then stops where it is.
+struct DocumentRefused {
+  std::string reason;
+  std::uint64_t line = 0;
+  std::uint64_t column = 0;
+};
+
+// One element with more attributes is refused: the library's time for adding
+// them grows with their square.
+inline constexpr unsigned kMaxAttributes = 1000;
+
+// A parser of the XML library that refuses a document type declaration before
+// anything of it is read, and depth before it is built.
+template <class Parser>
+class GuardedParser : public Parser {
+ public:
+  void startDocument() override {
+    depth_ = 0;
+    Parser::startDocument();
+  }
+
+  void doctypeDecl(const xercesc::DTDElementDecl&, const XMLCh*, const XMLCh*,
+                   bool, bool) override {
+    Refuse("document type declarations are refused");
+  }
+
+  void startElement(const xercesc::XMLElementDecl& declaration,
+                    unsigned namespace_id, const XMLCh* prefix,
+                    const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes,
+                    XMLSize_t attribute_count, bool is_empty,
+                    bool is_root) override {
+    if (depth_ == DomParser::MaxDepth())
+      Refuse("elements are nested deeper than " + std::to_string(depth_) +
+             " levels");
+    if (attribute_count > kMaxAttributes)
+      Refuse("an element has more than " + std::to_string(kMaxAttributes) +
+             " attributes");
+    ++depth_;
+    // Ends an empty element too, through endElement below.
+    Parser::startElement(declaration, namespace_id, prefix, attributes,
+                         attribute_count, is_empty, is_root);
+  }
+
+  void endElement(const xercesc::XMLElementDecl& declaration,
+                  unsigned namespace_id, bool is_root,
+                  const XMLCh* prefix) override {
+    --depth_;
+    Parser::endElement(declaration, namespace_id, is_root, prefix);
+  }
+
+ private:
+  [[noreturn]] void Refuse(std::string reason) const {
+    const xercesc::Locator* locator = this->getScanner()->getLocator();
+    throw DocumentRefused{std::move(reason), locator->getLineNumber(),
+                          locator->getColumnNumber()};
+  }
+
+  unsigned depth_ = 0;
+};
+
+using GuardedBuilder = GuardedParser<xercesc::DOMLSParserImpl>;
+using GuardedPlainParser = GuardedParser<xercesc::XercesDOMParser>;
+
+}  // namespace kiv
+
+#endif  // XML_GUARDED_PARSER_H_
