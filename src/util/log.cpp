@@ -153,6 +153,11 @@ void Log::Flush() {
   }
 }
 
+void Log::LockedFlush() {
+  const WriterLock lock(lock_);
+  Flush();
+}
+
 bool Log::IsOK() const { return stream_ && stream_->file.IsOpen(); }
 
 std::string Log::FilePath() const {
@@ -318,11 +323,6 @@ void Log::WriteFaultLine(bool daily) {
 void LogAccess::Write(const char* text, const char* source,
                       const char* category) {
   Log::g_log.Write(text, source, category, FileSystemPath(), true);
-}
-
-void LogAccess::Flush() {
-  const std::lock_guard lock(Log::g_log.lock_);
-  Log::g_log.Flush();
 }
 
 }  // namespace kiv

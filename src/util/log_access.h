@@ -12,7 +12,6 @@ class LogAccess {
  public:
   // One entry of the library's own to the shared log, its text as it stands.
   static void Write(const char* text, const char* source, const char* category);
-  static void Flush();
 
   // Every living log stands still around a fork: entries are written before it,
   // so that the child has none to write again, and no lock is left held in it.
