@@ -37,6 +37,8 @@ function(kiv_layer name)
     get_property(uses GLOBAL PROPERTY KIV_USES)
     list(REMOVE_DUPLICATES uses)
     add_executable(kiv_${name}_test ${tests})
+    target_include_directories(kiv_${name}_test PRIVATE
+      ${PROJECT_SOURCE_DIR}/tests)
     target_link_libraries(kiv_${name}_test PRIVATE
       kiv_${name} ${arg_BELOW} ${uses} kiv_warnings GTest::gmock GTest::gtest_main)
     add_test(NAME ${name} COMMAND kiv_${name}_test)

@@ -10,8 +10,8 @@
 namespace kiv {
 
 // The variable's value; `fallback` when it is unset or `name` is null or empty.
-// Borrowed until the variable changes; the wide form until the thread's next
-// call of it.
+// Borrowed: lives as long as the process. Safe from any thread, together with
+// putenv, as long as no other code changes the environment.
 KIV_API const char* getenv(const char* name, const char* fallback);
 KIV_API const WideChar* getenv(const WideChar* name, const WideChar* fallback);
 

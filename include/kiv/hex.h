@@ -19,6 +19,8 @@ KIV_API bool bytesToHex(const unsigned char* bytes, unsigned size,
 // False for null, empty or odd-length text, too little room (length / 2), or a
 // character that is neither a digit nor a letter. Any letter counts as its
 // offset from "a" plus 10, so "0g" is the byte 0: the low digit is masked.
+// Bytes before a character that is refused have been written. `out` may be
+// `text`.
 KIV_API bool hexToBytes(const char* text, unsigned length, unsigned char* out,
                         unsigned out_size);
 
@@ -26,6 +28,7 @@ KIV_API bool hexToBytes(const char* text, unsigned length, unsigned char* out,
 // more room.
 KIV_API bool hexToString(const char* text, unsigned length, char* out,
                          unsigned out_size, bool terminate);
+// Leaves `out` alone on failure.
 KIV_API bool hexToString(const char* text, unsigned length, std::string& out);
 
 }  // namespace kiv

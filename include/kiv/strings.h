@@ -58,14 +58,19 @@ KIV_API bool isNotEnglish(const char* text, unsigned size_bytes);
 KIV_API unsigned hash_string(const char* text);
 
 // Null-safe forms of the runtime's functions. Comparisons give -1, 0 or 1;
-// narrow bytes compare unsigned, wide text by UTF-16 unit, and only ASCII
-// letters have a case.
+// narrow bytes compare unsigned, wide text by unit, and only ASCII letters have
+// a case: stricmp takes them as lower-case ones. The forms for wchar_t are
+// there for its literals.
 KIV_API unsigned strlen(const char* text);
 KIV_API unsigned strlen(const WideChar* text);
+KIV_API unsigned strlen(const wchar_t* text);
 KIV_API int strcmp(const char* a, const char* b);
 KIV_API int strcmp(const WideChar* a, const WideChar* b);
+KIV_API int strcmp(const wchar_t* a, const wchar_t* b);
 KIV_API int stricmp(const char* a, const char* b);
 KIV_API int stricmp(const WideChar* a, const WideChar* b);
+KIV_API int stricmp(const wchar_t* a, const wchar_t* b);
+// The nearest int when the number does not fit.
 KIV_API int atoi(const char* text);
 
 // Separators to "\" or "/", in place; the whole text is also upper-cased (ASCII

@@ -1,0 +1,333 @@
+#include "kiv/mq/config_check.h"
+
+#include <algorithm>
+#include <cctype>
+#include <map>
+#include <memory>
+
+#include "kiv/dom.h"
+#include "kiv/file_system.h"
+#include "kiv/mq/com_queue.h"
+#include "kiv/mq/factory.h"
+#include "kiv/parser/parser.h"
+#include "kiv/strings.h"
+#include "mq/com_line.h"
+#include "mq/module_description.h"
+#include "mq/queue_config_access.h"
+#include "port/serial_port.h"
+#include "port/shared_library.h"
+#include "xml/element_lines.h"
+
+namespace kiv::mq {
+namespace {
+
+using Severity = ConfigFinding::Severity;
+
+std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
+
+unsigned CountElements(const DomElement& element) {
+  unsigned count = 1;
+  DomNodeList2 children;
+  element.ChildElementList(children);
+  for (unsigned i = 0; i < children.GetLength(); ++i) {
+    DomElement child;
+    if (children.item(i, child)) count += CountElements(child);
+  }
+  return count;
+}
+
+// Looks at one queue and adds what it finds.
+class QueueCheck {
+ public:
+  // `ports` are the devices of the queues before this one, with their names.
+  QueueCheck(DomElement& element, unsigned line, unsigned number,
+             std::map<std::string, std::string>& ports,
+             std::vector<ConfigFinding>& findings)
+      : element_(element), line_(line), ports_(ports), findings_(findings) {
+    if (!element_.Attribute("name", name_)) {
+      name_ = "#" + std::to_string(number);
+    }
+  }
+
+  void Run() {
+    const std::size_t before = findings_.size();
+    CheckType();
+    CheckNames();
+    const auto is_fault = [](const ConfigFinding& finding) {
+      return finding.severity == Severity::Fault;
+    };
+    if (std::none_of(findings_.begin() + static_cast<std::ptrdiff_t>(before),
+                     findings_.end(), is_fault)) {
+      Add(Severity::Good, "will be listened on");
+    }
+  }
+
+ private:
+  void Add(Severity severity, const std::string& text) {
+    findings_.push_back({severity, line_, name_, text});
+  }
+  void Fault(const std::string& text) { Add(Severity::Fault, text); }
+  void Warn(const std::string& text) { Add(Severity::Warning, text); }
+
+  void CheckType() {
+    const std::string type = element_.Attribute("type");
+    if (type == Factory::T_COM) {
+      CheckProcessor();
+      CheckDurations(false);
+      CheckPort();
+    } else if (type == Factory::T_MSMQ) {
+      CheckReader();
+      CheckProcessor();
+      Fault(
+          "queues of type \"msmq\" are not available in this build: remove the "
+          "queue or wait for a version that has them");
+    } else if (type.empty()) {
+      Fault("has no \"type\": write type=\"com\" or type=\"msmq\"");
+    } else {
+      Fault("unknown type " + Quoted(type) +
+            ": it must be \"com\" or \"msmq\", in lower case");
+    }
+  }
+
+  void CheckNames() {
+    if (!element_.HasAttribute("name")) {
+      Fault(
+          "has no \"name\": write the port, such as COM3, or the queue's name");
+    }
+    // Names of attributes are exact; a wrong case leaves the default in force.
+    for (const char* const name :
+         {"type", "name", "processor", "reader", "interval", "BaudRate",
+          "DataLength", "Parity", "StopBits", "EvChar", "WaitMilliseconds",
+          "PackageSize"}) {
+      if (element_.HasAttribute(name)) continue;
+      for (const std::string& variant : Variants(name)) {
+        if (element_.HasAttribute(variant.c_str())) {
+          Warn("attribute " + Quoted(variant) + " is not read: write " +
+               Quoted(name));
+        }
+      }
+    }
+  }
+
+  static std::vector<std::string> Variants(const std::string& name) {
+    std::string lower = name;
+    std::string upper = name;
+    std::string camel = name;
+    for (char& c : lower) c = static_cast<char>(std::tolower(c));
+    for (char& c : upper) c = static_cast<char>(std::toupper(c));
+    camel[0] = static_cast<char>(std::isupper(name[0]) ? std::tolower(name[0])
+                                                       : std::toupper(name[0]));
+    std::vector<std::string> variants{lower, upper, camel};
+    std::sort(variants.begin(), variants.end());
+    variants.erase(std::unique(variants.begin(), variants.end()),
+                   variants.end());
+    std::erase(variants, name);
+    return variants;
+  }
+
+  void CheckReader() {
+    const std::string reader = element_.Attribute("reader");
+    if (reader.empty()) {
+      Fault(
+          "has no \"reader\": write reader=\"serial\" or reader=\"realtime\"");
+    } else if (reader == Factory::RT_SERIAL) {
+      CheckDurations(true);
+    } else if (reader != Factory::RT_REALTIME) {
+      Fault("unknown reader " + Quoted(reader) +
+            ": it must be \"serial\" or \"realtime\"");
+    }
+  }
+
+  void CheckProcessor() {
+    using DescriptionFault = module::ModuleDescription::Fault;
+    const std::string text = element_.Attribute("processor");
+    if (text.empty()) {
+      Fault("has no \"processor\": write dll://library:function");
+      return;
+    }
+    const auto description = module::ReadModuleDescription(text);
+    switch (description.fault) {
+      case DescriptionFault::NoLocation:
+      case DescriptionFault::Protocol:
+        Fault("processor " + Quoted(text) +
+              " is not understood: write dll://library:function, \"dll\" in "
+              "lower case");
+        return;
+      case DescriptionFault::NoFunction:
+        Fault("processor " + Quoted(text) +
+              " names no function: add it behind a \":\"");
+        return;
+      case DescriptionFault::NoFile:
+        Fault("processor library " + Quoted(description.library) +
+              " is not there; a relative path counts from the working folder");
+        return;
+      case DescriptionFault::None:
+        break;
+    }
+    CheckLibrary(description);
+  }
+
+  void CheckLibrary(const module::ModuleDescription& description) {
+    std::string reason;
+    const auto library = port::SharedLibrary::Open(description.file, reason);
+    if (library == nullptr) {
+      Fault("processor library cannot be loaded: " + reason);
+    } else if (library->Symbol(description.function, reason) == nullptr) {
+      Fault("the processor library has no function " +
+            Quoted(description.function) +
+            ": export it as extern \"C\" under exactly this name");
+    }
+  }
+
+  void CheckDurations(bool is_needed) {
+    DomElement durations;
+    if (!element_.GetFirstChildElement("duration", durations)) {
+      if (is_needed) {
+        Fault(
+            "has no \"duration\": a serial reader reads only inside its times, "
+            "so this queue is never read");
+      }
+      return;
+    }
+    DomNodeList2 ranges;
+    durations.ChildElementList(ranges);
+    unsigned good = 0;
+    for (unsigned i = 0; i < ranges.GetLength(); ++i) {
+      DomElement range;
+      if (ranges.item(i, range) && CheckRange(range)) ++good;
+    }
+    if (good > 0) return;
+    if (is_needed) {
+      Fault("\"duration\" holds no time range: this queue is never read");
+    } else {
+      Warn("\"duration\" holds no time range: this line is always read");
+    }
+  }
+
+  // Whether the range counts.
+  bool CheckRange(const DomElement& range) {
+    const std::string from = range.Attribute("from");
+    const std::string to = range.Attribute("to");
+    const std::string shown = Quoted(from) + " to " + Quoted(to);
+    const std::string read = to.substr(0, from.size());
+    DateTime start;
+    DateTime stop;
+    if (!ReadTime(from, start) || !ReadTime(read, stop)) {
+      Warn("time range " + shown +
+           " is ignored: both times are written hh:mm:ss and equally long");
+      return false;
+    }
+    if (read != to) {
+      Warn("time range " + shown +
+           ": \"to\" is cut to the length of \"from\" "
+           "and read as " +
+           Quoted(read) +
+           "; write both equally long, as 08:00:00 and 18:30:00");
+    }
+    if (stop < start) {
+      Warn("time range " + shown +
+           " runs backwards and is read the other way round; a range over "
+           "midnight is written as two");
+    }
+    return true;
+  }
+
+  static bool ReadTime(const std::string& text, DateTime& time) {
+    unsigned consumed = 0;
+    return parser::Parser::ParseTime(text.data(), text.data() + text.size(),
+                                     time, consumed);
+  }
+
+  void CheckPort() {
+    const std::string name = element_.Attribute("name");
+    if (name.empty()) return;
+    if (!ComQueueInfo::IsPortName(name.c_str())) {
+      Fault("name " + Quoted(name) +
+            " is no port: write COM1 and so on, or a device's path");
+      return;
+    }
+    const std::string device =
+        port::SerialDevice(name, ComQueueInfo::PortIndex(name.c_str()));
+    const auto [other, is_first] = ports_.try_emplace(device, name_);
+    if (!is_first) {
+      Fault("uses the same port as queue " + Quoted(other->second) + ": " +
+            device);
+      return;
+    }
+    std::string reason;
+    const auto opened = port::SerialPort::Open(device, reason);
+    if (opened == nullptr) {
+      Fault("port " + device + ": " + reason);
+    } else if (!opened->Configure(Settings(), reason)) {
+      Warn("port " + device + " refuses " + reason);
+    }
+  }
+
+  port::SerialSettings Settings() {
+    const auto config = Factory::CreateConfig(element_);
+    const auto reader = Factory::LoadReader(element_, config.get());
+    const auto com = std::dynamic_pointer_cast<ComQueueConfig>(config);
+    if (com == nullptr || !QueueConfigAccess::Read(*config, element_, reader)) {
+      return {};
+    }
+    return ComSettings(*com).port;
+  }
+
+  DomElement& element_;
+  const unsigned line_;
+  std::map<std::string, std::string>& ports_;
+  std::vector<ConfigFinding>& findings_;
+  std::string name_;
+};
+
+}  // namespace
+
+std::vector<ConfigFinding> CheckConfig(const FileSystemPath& file) {
+  std::vector<ConfigFinding> findings;
+  const auto fail = [&](const std::string& text) {
+    findings.push_back({Severity::Fault, 0, "", text});
+    return findings;
+  };
+  if (!FileSystem::is_file(file)) return fail("the file is not there");
+  DomParser parser;
+  DomDocument document;
+  const std::string path = file.native_file_string();
+  if (!parser.parseURI(path.c_str(), document)) {
+    return fail("the file is not read: the log has line, column and reason");
+  }
+  DomElement root;
+  DomElement queues;
+  if (!document.GetDocumentElement(root) ||
+      !root.GetFirstChildElement("queues", queues)) {
+    return fail("there is no element \"queues\" in the document element");
+  }
+  const std::vector<unsigned> lines = ReadElementLines(path);
+  const auto line_of = [&](unsigned index) {
+    return index < lines.size() ? lines[index] : 0;
+  };
+  // Document order: the root, what comes before "queues", "queues", its parts.
+  unsigned index = 1;
+  DomNodeList2 before;
+  root.ChildElementList(before);
+  for (unsigned i = 0; i < before.GetLength(); ++i) {
+    DomElement child;
+    if (!before.item(i, child) || child.IsSameNode(queues)) break;
+    index += CountElements(child);
+  }
+  ++index;
+  DomNodeList2 elements;
+  if (!queues.ChildElementList(elements)) {
+    findings.push_back(
+        {Severity::Warning, line_of(index - 1), "", "\"queues\" is empty"});
+  }
+  std::map<std::string, std::string> ports;
+  for (unsigned i = 0; i < elements.GetLength(); ++i) {
+    DomElement element;
+    if (!elements.item(i, element)) continue;
+    QueueCheck(element, line_of(index), i + 1, ports, findings).Run();
+    index += CountElements(element);
+  }
+  return findings;
+}
+
+}  // namespace kiv::mq

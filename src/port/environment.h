@@ -1,0 +1,20 @@
+#ifndef PORT_ENVIRONMENT_H_
+#define PORT_ENVIRONMENT_H_
+
+#include <string>
+
+namespace kiv::port {
+
+// Names and values in the local encoding; the system has them in UTF-8. What is
+// not well-formed in the one is handed to the other as it stands.
+//
+// Safe from any thread, as long as no other code changes the environment.
+
+// False when the variable is not set.
+bool GetEnvironmentVariableA(const std::string& name, std::string& value);
+// False when the system refuses the name, such as one with "=" in it.
+bool SetEnvironmentVariableA(const std::string& name, const std::string& value);
+
+}  // namespace kiv::port
+
+#endif  // PORT_ENVIRONMENT_H_

@@ -1,0 +1,75 @@
+// kiv check-config: says for every queue why it will or will not work.
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "command.h"
+#include "kiv/encoding.h"
+#include "kiv/mq/config_check.h"
+#include "service_folder.h"
+#include "terminal.h"
+
+namespace kiv_tool {
+namespace {
+
+using kiv::mq::ConfigFinding;
+
+std::string SeverityText(ConfigFinding::Severity severity) {
+  switch (severity) {
+    case ConfigFinding::Severity::Fault:
+      return Colored("fault:", Color::Red);
+    case ConfigFinding::Severity::Warning:
+      return Colored("warning:", Color::Yellow);
+    case ConfigFinding::Severity::Good:
+      break;
+  }
+  return Colored("good:", Color::Green);
+}
+
+void Print(const std::string& file, const ConfigFinding& finding) {
+  std::cout << file;
+  if (finding.line > 0) std::cout << ':' << finding.line;
+  std::cout << ": " << SeverityText(finding.severity) << ' ';
+  if (!finding.queue.empty())
+    std::cout << "queue " << Utf8(finding.queue) << ": ";
+  std::cout << Utf8(finding.text) << '\n';
+}
+
+int Run(const std::string& folder) {
+  std::string reason;
+  const auto service = FindServiceFolder(folder, reason);
+  std::error_code error;
+  if (service) std::filesystem::current_path(service->bin, error);
+  if (!service || error) {
+    std::cerr << "kiv check-config: "
+              << (service ? service->bin.string() + ": " + error.message()
+                          : reason)
+              << '\n';
+    return 1;
+  }
+  const std::string file = (service->conf / "queue.xml").string();
+  bool has_fault = false;
+  for (const ConfigFinding& finding : kiv::mq::CheckConfig(
+           kiv::FileSystemPath(kiv::utf8ToString(file.c_str(), 0).get(),
+                               kiv::FileSystemPath::native))) {
+    Print(file, finding);
+    has_fault |= finding.severity == ConfigFinding::Severity::Fault;
+  }
+  return has_fault ? 1 : 0;
+}
+
+}  // namespace
+
+void AddCheckConfig(CLI::App& program, int& exit_code) {
+  auto folder = std::make_shared<std::string>(".");
+  CLI::App* command = program.add_subcommand(
+      "check-config", "Says for every queue why it will or will not work");
+  command
+      ->add_option("folder", *folder,
+                   "The service folder (bin/ beside conf/), or its bin/")
+      ->capture_default_str();
+  command->callback([folder, &exit_code] { exit_code = Run(*folder); });
+}
+
+}  // namespace kiv_tool
