@@ -178,7 +178,7 @@ INSTANTIATE_TEST_SUITE_P(
                     RoundTripCase{"LooksLikeAscii", "\x81\x5C\x81\x7C"},
                     RoundTripCase{"Euro", "\x80"},
                     RoundTripCase{"Delete", "a\x7F"}),
-    [](const auto& info) { return info.param.name; });
+    [](const auto& row) { return row.param.name; });
 
 }  // namespace
 }  // namespace kiv

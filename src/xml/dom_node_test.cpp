@@ -108,6 +108,8 @@ TEST_F(DomNodeTest, RefusesWhatWouldBreakTheTree) {
 
   EXPECT_FALSE(b.AppendChild(root));
   EXPECT_FALSE(b.AppendChild(b));
+  EXPECT_FALSE(b.InsertBefore(b, stranger));
+  EXPECT_FALSE(a.ReplaceChild(a, b));
   EXPECT_FALSE(root.AppendChild(stranger));
   EXPECT_FALSE(root.InsertBefore(a, b));
   EXPECT_FALSE(root.ReplaceChild(a, stranger));

@@ -28,7 +28,7 @@ TEST_P(RefusedDocument, IsFalseWithPositionAndReason) {
   EXPECT_FALSE(document_.IsValid());
   std::string log = LogText();
   EXPECT_NE(log.find("xml: \nFatal Error at file document.xml, " +
-                     std::string(refused.position) + "\n  Message: "),
+                     std::string(refused.position)),
             std::string::npos)
       << log;
   EXPECT_NE(log.find(refused.reason), std::string::npos) << log;
@@ -54,15 +54,15 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedCase{"NoMarkup", "hello", "line 1, char 1", ""},
         RefusedCase{"Truncated", "<a>\n<b", "line 2, char 3", ""},
         RefusedCase{"Unclosed", "<a>\n <b></a>", "line 2, char 7", "'b'"},
-        RefusedCase{"TwoRoots", "<a/>\n<b/>", "line 2, char 2", ""},
-        RefusedCase{"TwiceTheAttribute", "<a x='1' x='2'/>", "line 1, char 16",
+        RefusedCase{"TwoRoots", "<a/>\n<b/>", "line 2, char 1", ""},
+        RefusedCase{"TwiceTheAttribute", "<a x='1' x='2'/>", "line 1, char 1",
                     "'x'"},
         RefusedCase{"UnknownEntity", "<a>&foo;</a>", "line 1, char 9", "'foo'"},
         RefusedCase{"Nul", std::string("<a>\n\0</a>", 9), "line 2, char 1",
                     "NUL"},
         RefusedCase{"NulAtTheEnd", std::string("<a/>\0", 5), "line 1, char 5",
                     "NUL"},
-        RefusedCase{"ControlZ", "<a>\x1A</a>", "line 1, char 4", ""},
+        RefusedCase{"ControlZ", "<a>\x1A</a>", "line 1, char 5", "0x1A"},
         RefusedCase{"ControlZAtTheEnd", "<a/>\x1A", "line 1, char 5", ""},
         RefusedCase{"UnknownEncoding",
                     "<?xml version='1.0' encoding='KLINGON'?><a/>",
@@ -72,22 +72,20 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedCase{"NotTheUtf8ItSays",
                     "<?xml version='1.0' encoding='utf-8'?><a>\xD6\xD0</a>",
                     "line 1, char 42", "UTF-8"},
-        RefusedCase{"DocumentType", "<!DOCTYPE a><a/>", "line 1, char 12",
+        RefusedCase{"DocumentType", "<!DOCTYPE a><a/>", "line 1, char 13",
                     "document type declarations are refused"}),
-    [](const auto& info) { return info.param.name; });
+    [](const auto& row) { return row.param.name; });
 
 class DomParserTest : public XmlTest {};
 
 TEST_F(DomParserTest, ReadsWhatIsWellFormed) {
   EXPECT_TRUE(ParseFile("\xEF\xBB\xBF<a/>").IsValid());
   EXPECT_TRUE(ParseFile(std::string("\xFF\xFE<\0a\0/\0>\0", 10)).IsValid());
-  EXPECT_TRUE(
-      ParseFile(std::string("<\0?\0x\0m\0l\0 \0v\0e\0r\0s\0i\0o\0n\0=\0'\0"
-                            "1\0.\0000\0'\0 \0e\0n\0c\0o\0d\0i\0n\0g\0=\0'\0"
-                            "U\0T\0F\0-\0001\0006\0L\0E\0'\0?\0>\0<\0a\0/\0>\0",
-                            86))
-          .IsValid())
-      << LogText();
+  std::string wide;
+  for (const char c :
+       std::string("<?xml version='1.0' encoding='UTF-16LE'?><a/>"))
+    wide.append(1, c).append(1, '\0');
+  EXPECT_TRUE(ParseFile(wide).IsValid()) << LogText();
   EXPECT_TRUE(ParseFile("<a>&lt;&#x4E2D;</a>").IsValid());
   EXPECT_EQ(Parse("<a>&#x4E2D;</a>").GetLocalName(), "");
   EXPECT_EQ(ParseFile("<a/>").GetLocalName(), "a");
@@ -222,7 +220,6 @@ TEST_F(DomParserTest, ForeignNamesCannotFakeALogEntry) {
 }
 
 TEST(DomParserDeathTest, EndsTheProcessBeforeGlobalInit) {
-  testing::FLAGS_gtest_death_test_style = "threadsafe";
   const TestFolder folder;
   WriteTestFile("a.xml", "<a/>");
   DomDocument document;
