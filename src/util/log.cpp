@@ -23,6 +23,10 @@ namespace {
 constexpr char kDefaultFolder[] = "Logfiles/System/";
 constexpr char kOwnSource[] = "sharelib::util";
 
+FileSystemPath FileIn(const FileSystemPath& folder, const std::string& name) {
+  return folder / FileSystemPath(name, FileSystemPath::native);
+}
+
 bool IsEmpty(const char* text) { return !text || !*text; }
 
 void ReportUnopenable() {
@@ -153,8 +157,7 @@ bool Log::IsOK() const { return stream_ && stream_->file.IsOpen(); }
 std::string Log::FilePath() const {
   if (directory_.empty() || file_name_.empty()) return {};
   try {
-    const FileSystemPath name(file_name_, FileSystemPath::native);
-    return (directory_ / name).native_file_string();
+    return FileIn(directory_, file_name_).native_file_string();
   } catch (...) {
     return {};
   }
@@ -298,7 +301,8 @@ void Log::WriteEntry(const char* message, const char* source,
 void Log::WriteFaultLine(bool daily) {
   LogFile& file = stream_->file;
   std::ostream& out = stream_->out;
-  const std::string text = message::EntriesLost(Shown(FilePath()), file.Lost());
+  const std::string text = message::EntriesLost(
+      Shown(FileIn(directory_, file_name_).string()), file.Lost());
   const LogBuffer::Mark entry = file.Buffer().Begin();
   try {
     BuildOutput(text.c_str(), kOwnSource, message::kError, daily, out);

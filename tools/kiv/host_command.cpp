@@ -83,12 +83,14 @@ std::string StatusTable(const Queues& queues) {
          number(status.bytes, Color::Plain),
          number(status.failures,
                 status.failures > 0 ? Color::Yellow : Color::Plain),
+         number(status.refused,
+                status.refused > 0 ? Color::Yellow : Color::Plain),
          {ClockText(status.last_message)},
          {kiv::mq::QueueStateText(status.state), StateColor(status.state)}});
   }
-  return Table(
-      {"queue", "messages", "bytes", "failures", "last message", "state"},
-      rows);
+  return Table({"queue", "messages", "bytes", "failures", "refused",
+                "last message", "state"},
+               rows);
 }
 
 // Draws the table over the one before.

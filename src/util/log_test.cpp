@@ -1,0 +1,346 @@
+#include "kiv/log.h"
+
+#include <stdexcept>
+
+#include "gmock/gmock.h"
+#include "util/log_entry.h"
+#include "util/log_test_fixture.h"
+
+namespace kiv {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr char kUnopenable[] = "Log::Output failed, Open() return false\n";
+
+struct Layout {
+  const char* name;
+  const char* source;
+  const char* category;
+  bool daily;
+  const char* line;
+};
+
+class LogLayout : public LogTest, public testing::WithParamInterface<Layout> {};
+
+TEST_P(LogLayout, PutsStampCategoryAndSourceBeforeTheMessage) {
+  Log log;
+  ASSERT_TRUE(log.Open(Folder(), true));
+  log.Output("text", GetParam().source, GetParam().category, FileSystemPath(),
+             GetParam().daily);
+  log.Flush();
+  EXPECT_EQ(Text(In(kDay)), GetParam().line);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Entry, LogLayout,
+    testing::Values(
+        Layout{"Whole", "sharelib::util", "\xB4\xED\xCE\xF3", true,
+               "12:00:00 [\xB4\xED\xCE\xF3] sharelib::util: text\r\n"},
+        Layout{"Bare", "", "", true, "12:00:00 text\r\n"},
+        Layout{"Nulls", nullptr, nullptr, true, "12:00:00 text\r\n"},
+        Layout{"OnlySource", "mq", "", true, "12:00:00 mq: text\r\n"},
+        Layout{"OnlyCategory", "", "c", true, "12:00:00 [c] text\r\n"},
+        Layout{"WithDate", "mq", "", false,
+               "2005-11-03 12:00:00 mq: text\r\n"}),
+    [](const auto& row) { return row.param.name; });
+
+TEST_F(LogTest, OpensTheDefaultFolderOnTheFirstEntryAndNotBefore) {
+  Log log;
+  log.Output(static_cast<const char*>(nullptr), "s", "c", FileSystemPath(),
+             true);
+  log.Output("", "s", "c", FileSystemPath(), true);
+  log.Output(u"", u"s", u"c", FileSystemPath(), true);
+  log.Trace("text", "s", "c", FileSystemPath(), true);
+  log.Trace(u"text", u"s", u"c", FileSystemPath(), true);
+  EXPECT_FALSE(std::filesystem::exists(In("Logfiles")));
+  EXPECT_FALSE(log.IsOK());
+  EXPECT_EQ(log.FilePath(), "");
+  EXPECT_EQ(log.FilePathU(), u"");
+
+  Put(log, "first");
+  EXPECT_TRUE(log.IsOK());
+  const std::string path =
+      (Folder() / FileSystemPath("Logfiles/System/20051103.txt"))
+          .native_file_string();
+  EXPECT_EQ(log.FilePath(), path);
+  EXPECT_EQ(log.FilePathU(), WideString(path.begin(), path.end()));
+  // Collected, not written an entry.
+  EXPECT_EQ(Text(In("Logfiles/System/20051103.txt")), "");
+  log.Flush();
+  EXPECT_EQ(Text(In("Logfiles/System/20051103.txt")), "12:00:00 first\r\n");
+}
+
+TEST_F(LogTest, KeepsAnExplicitFileOnlyUntilTheFirstEntry) {
+  Log log;
+  ASSERT_TRUE(log.Open(Folder() / FileSystemPath("x/app.log"), false));
+  EXPECT_THAT(log.FilePath(), testing::EndsWith("\\x\\app.log"));
+  Put(log, "one", false);
+  log.Close();
+  EXPECT_EQ(Text(In("x/app.log")), "");
+  EXPECT_EQ(Text(In("x/20051103.txt")), "2005-11-03 12:00:00 one\r\n");
+}
+
+TEST_F(LogTest, TakesThePathOfTheEntryWhenNoneIsOpen) {
+  Log log;
+  log.Output("one", "", "", Folder() / FileSystemPath("named"), true);
+  // No longer asked for: the log is open.
+  log.Output("two", "", "", Folder() / FileSystemPath("other"), true);
+  log.Close();
+  EXPECT_THAT(Lines(In("named/20051103.txt")),
+              ElementsAre("12:00:00 one", "12:00:00 two"));
+  EXPECT_FALSE(std::filesystem::exists(In("other")));
+}
+
+TEST_F(LogTest, AppendsAfterOfflineAndForgetsItsFolderOnClose) {
+  Log log;
+  ASSERT_TRUE(log.Open(Folder(), true));
+  Put(log, "one");
+  log.Offline();
+  EXPECT_FALSE(log.IsOK());
+  EXPECT_NE(log.FilePath(), "");
+  Put(log, "two");
+  log.Close();
+  EXPECT_EQ(log.FilePath(), "");
+  EXPECT_THAT(Lines(In(kDay)), ElementsAre("12:00:00 one", "12:00:00 two"));
+  Put(log, "three");
+  log.Close();
+  EXPECT_THAT(Lines(In("Logfiles/System/20051103.txt")),
+              ElementsAre("12:00:00 three"));
+}
+
+TEST_F(LogTest, WritesWithoutDateAndStampWhenThereIsNoLocalTime) {
+  clock_.has_local_time = false;
+  Log log;
+  ASSERT_TRUE(log.Open(Folder(), true));
+  log.Output("text", "s", "c", FileSystemPath(), false);
+  log.Flush();
+  EXPECT_EQ(Text(In("log.txt")), "[c] s: text\r\n");
+}
+
+TEST_F(LogTest, StampsAndFilesAnEntryByOneReadingOfTheClock) {
+  clock_.Set(HandClock::kNoon + 12 * 3600 - 20);
+  clock_.advance_each_reading = 1;
+  {
+    Log log;
+    log.Open(Folder(), true);
+    for (int i = 0; i < 40; ++i) Put(log, "x", false);
+  }
+  for (const std::string& line : Lines(In(kDay)))
+    EXPECT_EQ(line.substr(0, 10), "2005-11-03");
+  const auto next = Lines(In(kNextDay));
+  ASSERT_FALSE(next.empty());
+  EXPECT_EQ(next[0], "2005-11-04 00:00:00 x");
+}
+
+TEST_F(LogTest, AddsExceptionsAndComFailuresToTheMessage) {
+  Log log;
+  log.Open(Folder(), true);
+  const FileSystemPath none;
+  log.Output("m", std::runtime_error("why\n"), "", "", none, true);
+  log.Output("m", _com_error(static_cast<HRESULT>(0x80004005)), "", "", none,
+             true);
+  // 源 in the information
+  log.Output("m", _com_error(1, {u"\u6E90", std::nullopt}), "", "", none, true);
+  log.Output("m", _com_error(1, {u"src", u"text"}), "", "", none, true);
+  log.Flush();
+  EXPECT_THAT(Lines(In(kDay)),
+              ElementsAre(
+                  // C++ 异常：
+                  "12:00:00 m C++ \xD2\xEC\xB3\xA3\xA3\xBAwhy\\n",
+                  // HRESULT 错误:
+                  "12:00:00 m HRESULT \xB4\xED\xCE\xF3: -2147467259",
+                  "12:00:00 m 1 \xD4\xB4 ", "12:00:00 m 1 src text"));
+}
+
+TEST_F(LogTest, ConvertsWideAndUtf8Texts) {
+  Log log;
+  log.Open(Folder(), true);
+  log.Output(u"\u6E90", u"s", u"\u6E90", FileSystemPath(), true);
+  log.OutputUTF8("\xE6\xBA\x90", "s", nullptr, FileSystemPath(), true);
+  log.Flush();
+  EXPECT_THAT(Lines(In(kDay)), ElementsAre("12:00:00 [\xD4\xB4] s: \xD4\xB4",
+                                           "12:00:00 s: \xD4\xB4"));
+}
+
+TEST_F(LogTest, ReportsAnUnopenableLogOncePerAttemptAndCountsTheEntries) {
+  std::ofstream(In("blocked")) << "a file where a folder is wanted";
+  Log log;
+  log.Open(Folder() / FileSystemPath("blocked"), true);
+  testing::internal::CaptureStderr();
+  Put(log, "one");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), kUnopenable);
+  testing::internal::CaptureStderr();
+  Put(log, "two");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), kUnopenable);
+
+  std::filesystem::remove(In("blocked"));
+  Put(log, "three");
+  log.Flush();
+  const auto lines = Lines(In("blocked/20051103.txt"));
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_THAT(lines[0], HasSubstr(Lost(2)));
+  EXPECT_THAT(lines[0], HasSubstr("] sharelib::util: "));
+  EXPECT_EQ(lines[1], "12:00:00 three");
+}
+
+TEST_F(LogTest, DropsSilentlyWhenTheChangeOfFilesFails) {
+  Log log;
+  log.Open(Folder(), true);
+  Put(log, "one");
+  std::filesystem::create_directory(In(kNextDay));
+  clock_.Move(12 * 3600);
+  testing::internal::CaptureStderr();
+  Put(log, "two");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  testing::internal::CaptureStderr();
+  Put(log, "three");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), kUnopenable);
+  EXPECT_THAT(Lines(In(kDay)), ElementsAre("12:00:00 one"));
+  std::filesystem::remove(In(kNextDay));
+  Put(log, "four");
+  log.Flush();
+  const auto lines = Lines(In(kNextDay));
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_THAT(lines[0], HasSubstr(Lost(2)));
+  EXPECT_EQ(lines[1], "00:00:00 four");
+}
+
+TEST_F(LogTest, KeepsAnEntryLargerThanTheBufferWhole) {
+  const std::string large(300 * 1024, 'x');
+  Log log;
+  log.Open(Folder(), true);
+  Put(log, "before");
+  Put(log, large);
+  Put(log, "behind");
+  log.Flush();
+  EXPECT_THAT(
+      Lines(In(kDay)),
+      ElementsAre("12:00:00 before", "12:00:00 " + large, "12:00:00 behind"));
+}
+
+TEST_F(LogTest, CannotBeOpenedWithoutACurrentDirectory) {
+  std::filesystem::create_directory(In("gone"));
+  std::filesystem::current_path(In("gone"));
+  std::filesystem::remove(In("gone"));
+  Log log;
+  EXPECT_FALSE(log.Open());
+  testing::internal::CaptureStderr();
+  Put(log, "text");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), kUnopenable);
+}
+
+// Layouts of a host program.
+class HostLog : public Log {
+ public:
+  std::string file_name = "host.txt";
+  void (*before)(HostLog&, std::ostream&) = nullptr;
+
+  // As an entry of the layout's own.
+  void Nested(const char* message) {
+    Output(message, "", "", FileSystemPath(), true);
+  }
+
+ protected:
+  void BuildFilename(std::string& name) const override { name = file_name; }
+  void BuildOutput(const char* message, const char* source,
+                   const char* category, bool time_only,
+                   std::ostream& out) override {
+    if (std::string_view(message) == "special") before(*this, out);
+    Log::BuildOutput(message, source, category, time_only, out);
+  }
+};
+
+class LogDerived : public LogTest {
+ protected:
+  LogDerived() { log_.Open(Folder(), true); }
+  std::vector<std::string> WriteThree() {
+    Put(log_, "one");
+    Put(log_, "special");
+    Put(log_, "three");
+    log_.Flush();
+    return Lines(In("host.txt"));
+  }
+  HostLog log_;
+};
+
+TEST_F(LogDerived, MayLogInTheMiddleOfAnEntry) {
+  log_.before = [](HostLog& log, std::ostream& out) {
+    out << "begun ";
+    log.before = [](HostLog& inner, std::ostream& inner_out) {
+      inner_out << "inner ";
+      inner.Nested("deepest");
+    };
+    log.Nested("special");
+    log.Flush();
+    out << "ended ";
+  };
+  EXPECT_THAT(
+      WriteThree(),
+      ElementsAre("12:00:00 one", "12:00:00 deepest", "inner 12:00:00 special",
+                  "begun ended 12:00:00 special", "12:00:00 three"));
+}
+
+TEST_F(LogDerived, MayChangeFilesInTheMiddleOfAnEntry) {
+  log_.before = [](HostLog& log, std::ostream& out) {
+    out << "begun ";
+    log.file_name = "other.txt";
+    log.Nested("nested");
+  };
+  EXPECT_THAT(WriteThree(), ElementsAre("12:00:00 one"));
+  EXPECT_THAT(Lines(In("other.txt")),
+              ElementsAre("12:00:00 nested", "begun 12:00:00 special",
+                          "12:00:00 three"));
+}
+
+TEST_F(LogDerived, LeavesNoPartOfAnEntryThatFails) {
+  log_.before = [](HostLog&, std::ostream& out) {
+    out << "half";
+    throw std::runtime_error("no layout");
+  };
+  auto lines = WriteThree();
+  ASSERT_EQ(lines.size(), 3U);
+  EXPECT_THAT(lines[0], HasSubstr(Lost(1)));
+  EXPECT_THAT(lines[1], "12:00:00 one");
+  EXPECT_EQ(lines[2], "12:00:00 three");
+
+  log_.before = [](HostLog&, std::ostream& out) {
+    out << "half";
+    out.setstate(std::ios::failbit);
+  };
+  lines = WriteThree();
+  ASSERT_EQ(lines.size(), 6U);
+  EXPECT_THAT(lines[3], HasSubstr(Lost(1)));
+}
+
+TEST_F(LogDerived, FlushesWhenItsLayoutFlushes) {
+  log_.before = [](HostLog&, std::ostream& out) { out << std::flush; };
+  Put(log_, "special");
+  EXPECT_THAT(Lines(In("host.txt")), ElementsAre("12:00:00 special"));
+}
+
+TEST_F(LogDerived, HandsItsLayoutTextThatIsAlreadyShown) {
+  log_.Output("a\r\nb", "s\n", "\x1B", FileSystemPath(), true);
+  log_.Flush();
+  EXPECT_THAT(Lines(In("host.txt")),
+              ElementsAre("12:00:00 [\\x1B] s\\n: a\\r\\nb"));
+}
+
+TEST_F(LogTest, LibraryMessagesKeepTheirLineBreaksAndCategory) {
+  Log::Instance().Open(Folder(), true);
+  LogError("xml", "two\r\nlines");
+  LogFatal("mq", "x");
+  LogInformation("mq", "x");
+  LogPlain("mq", "x");
+  FlushLog();
+  EXPECT_EQ(Text(In(kDay)),
+            "12:00:00 [\xB4\xED\xCE\xF3] xml: two\r\nlines\r\n"
+            "12:00:00 [\xD1\xCF\xD6\xD8\xB4\xED\xCE\xF3] mq: x\r\n"
+            "12:00:00 [\xD0\xC5\xCF\xA2] mq: x\r\n"
+            "12:00:00 mq: x\r\n");
+  Log::Instance().Close();
+}
+
+}  // namespace
+}  // namespace kiv

@@ -1,0 +1,188 @@
+#include "kiv/md5.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+
+#include "gtest/gtest.h"
+#include "util/log_test_fixture.h"
+
+namespace kiv {
+namespace {
+
+std::string Hex(const unsigned char* digest) {
+  std::string out;
+  for (int i = 0; i < 16; ++i) {
+    out += "0123456789abcdef"[digest[i] >> 4];
+    out += "0123456789abcdef"[digest[i] & 15];
+  }
+  return out;
+}
+
+std::string Digest(const std::string& text) {
+  md5 digest;
+  digest.do_string(text.data(), static_cast<unsigned>(text.size()));
+  return Hex(digest.digest());
+}
+
+const unsigned char* Bytes(const std::string& text) {
+  return reinterpret_cast<const unsigned char*>(text.data());
+}
+
+// The byte at i is i * 7 + 3, cut to 8 bits.
+std::string Pattern(std::size_t size_bytes) {
+  std::string text(size_bytes, '\0');
+  for (std::size_t i = 0; i < size_bytes; ++i)
+    text[i] = static_cast<char>(i * 7 + 3);
+  return text;
+}
+
+TEST(Md5, GivesThePublishedDigests) {
+  EXPECT_EQ(Digest(""), "d41d8cd98f00b204e9800998ecf8427e");
+  EXPECT_EQ(Digest("a"), "0cc175b9c0f1b6a831c399e269772661");
+  EXPECT_EQ(Digest("abc"), "900150983cd24fb0d6963f7d28e17f72");
+  EXPECT_EQ(Digest("message digest"), "f96b697d7cb7938d525a2f31aaf161d0");
+  EXPECT_EQ(Digest("abcdefghijklmnopqrstuvwxyz"),
+            "c3fcd3d76192e4007dfb496cca67e13b");
+  EXPECT_EQ(
+      Digest("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"),
+      "d174ab98d277d9f5a5611c2c9f419d9f");
+  EXPECT_EQ(Digest("123456789012345678901234567890123456789012345678901234567"
+                   "89012345678901234567890"),
+            "57edf4a22be3c955ac49da2e2107b67a");
+}
+
+struct Length {
+  std::size_t size_bytes;
+  const char* digest;
+};
+
+// Where the padding and the bit count fill a block, and one either side.
+constexpr Length kLengths[] = {
+    {55, "52c0e574e1198de5fe3f8f11440dcb1b"},
+    {56, "46c9907fc908ee68b1e7b8e71286a518"},
+    {57, "1c805dd236c35cab25fcb1bc73802c51"},
+    {63, "a62f6d59e837867693f042f5b8f5a236"},
+    {64, "7160b8fb5e9e4023d549c3971fbaeead"},
+    {65, "70bd662e7aefbda85a0f7244167b7897"},
+    {119, "e84905d4214f4d1ca56c2cdcc152b143"},
+    {120, "e3eb5a6c8669ea01a8c185b8abc8a5dc"},
+    {121, "82f02aff7c685d5ef5f6abdfc38fd04f"},
+    {127, "acce2474d6cc8302120d09c818d17ef7"},
+    {128, "10b2da1a82f16d99a81a7203fe9f02cb"},
+    {129, "03fefbbcebe2959cf2270241aafe0250"},
+};
+
+TEST(Md5, PadsEveryLengthAroundABlock) {
+  for (const Length& row : kLengths)
+    EXPECT_EQ(Digest(Pattern(row.size_bytes)), row.digest) << row.size_bytes;
+}
+
+TEST(Md5, GivesTheSameInWhateverPiecesItIsFed) {
+  const std::string text = Pattern(4096);
+  const std::string whole = Digest(text);
+  for (const std::size_t step : {1, 3, 55, 63, 64, 65, 127, 128, 1000}) {
+    md5 digest;
+    for (std::size_t pos = 0; pos < text.size(); pos += step)
+      digest.update(Bytes(text) + pos, std::min(step, text.size() - pos));
+    digest.update(nullptr, 0);
+    digest.finalize();
+    EXPECT_EQ(Hex(digest.digest()), whole) << step;
+  }
+}
+
+TEST(Md5, CountsBitsBeyond32) {
+  const std::string block(1 << 20, '\0');
+  md5 digest;
+  for (int i = 0; i < 513; ++i) digest.update(Bytes(block), block.size());
+  digest.finalize();
+  EXPECT_EQ(Hex(digest.digest()), "f3a8799d64129a6fd8a5aa56f199ac54");
+}
+
+TEST(Md5, FoldsAndReadsAsAGuid) {
+  unsigned long fold = 0;
+  EXPECT_TRUE(md5::string_digest32("", 0, fold));
+  EXPECT_EQ(fold, 9886562U);
+  EXPECT_TRUE(md5::string_digest32("abc", 3, fold));
+  EXPECT_EQ(fold, 6478948U);
+
+  char text[37];
+  EXPECT_TRUE(md5::string_digest128("", 0, text, sizeof text));
+  EXPECT_STREQ(text, "d98c1dd4-008f-04b2-e980-0998ecf8427e");
+  EXPECT_TRUE(md5::string_digest128("abc", 3, text, sizeof text));
+  EXPECT_STREQ(text, "98500190-d23c-b04f-d696-3f7d28e17f72");
+
+  _GUID guid;
+  ASSERT_TRUE(md5::string_digest128("abc", 3, &guid));
+  EXPECT_EQ(guid.Data1, 0x98500190U);
+  EXPECT_EQ(guid.Data3, 0xB04FU);
+  EXPECT_EQ(guid.Data4[0], 0xD6U);
+  EXPECT_FALSE(md5::string_digest128("abc", 3, nullptr));
+}
+
+TEST(Md5, SaysTrueAndWritesNothingIntoATextTooSmall) {
+  std::string text(36, 'x');
+  EXPECT_TRUE(md5::string_digest128("abc", 3, text.data(), 36));
+  EXPECT_EQ(text, std::string(36, 'x'));
+}
+
+class Md5File : public LogTest {};
+
+TEST_F(Md5File, ReadsWholeFilesAndRefusesWhatCannotBeRead) {
+  const std::string text = Pattern(2 * 1024 + 17);
+  std::ofstream(In("block"), std::ios::binary) << text;
+  std::ofstream(In("empty"), std::ios::binary).flush();
+  md5 digest;
+  ASSERT_TRUE(digest.do_file(In("block").c_str()));
+  EXPECT_EQ(Hex(digest.digest()), Digest(text));
+
+  unsigned long fold = 1;
+  EXPECT_TRUE(md5::file_digest32(In("empty").c_str(), fold));
+  EXPECT_EQ(fold, 9886562U);
+
+  const std::string folder = In(".").string();
+  const std::string missing = In("missing").string();
+  for (const char* path : {folder.c_str(), missing.c_str(), "",
+                           static_cast<const char*>(nullptr)}) {
+    _GUID guid;
+    char guid_text[37] = "kept";
+    fold = 1;
+    EXPECT_FALSE(md5::file_digest32(path, fold));
+    EXPECT_EQ(fold, 1U);
+    EXPECT_FALSE(md5::file_digest128(path, &guid));
+    EXPECT_FALSE(md5::file_digest128(path, guid_text, sizeof guid_text));
+    EXPECT_STREQ(guid_text, "kept");
+  }
+}
+
+TEST_F(Md5File, TakesPathsInTheLocalEncoding) {
+  // 源, in UTF-8 on disk
+  std::ofstream(In("\xE6\xBA\x90"), std::ios::binary).flush();
+  unsigned long fold = 0;
+  EXPECT_TRUE(md5::file_digest32("\xD4\xB4", fold));
+  EXPECT_TRUE(md5::file_digest32(".\\\xD4\xB4", fold));
+}
+
+TEST_F(Md5File, HashLogsAndThrowsForNoText) {
+  EXPECT_EQ(md5_hash_string("abc", 0), 6478948U);
+  EXPECT_EQ(md5_hash_string("abcd", 3), 6478948U);
+
+  Log::Instance().Open(Folder(), true);
+  const char text[] = "md5_hash_string ''failed: encoding user message failed";
+  try {
+    md5_hash_string(nullptr, 3);
+    ADD_FAILURE();
+  } catch (const std::runtime_error& error) {
+    EXPECT_STREQ(error.what(), text);
+  }
+  Log::Instance().Close();
+  ASSERT_EQ(Lines(In(kDay)).size(), 1U);
+  EXPECT_EQ(Lines(In(kDay))[0],
+            std::string("12:00:00 [\xB4\xED\xCE\xF3] sharelib::util: ") + text);
+}
+
+}  // namespace
+}  // namespace kiv
