@@ -25,6 +25,10 @@ target_sources(kiv_whole INTERFACE ${PROJECT_SOURCE_DIR}/src/util/startup.cpp)
 target_include_directories(kiv_whole INTERFACE
   ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
 target_link_libraries(kiv_whole INTERFACE ${KIV_LAYERS} ${uses})
+# An object library gives its objects to its direct users alone.
+foreach(layer IN LISTS KIV_LAYERS)
+  target_sources(kiv_whole INTERFACE $<TARGET_OBJECTS:${layer}>)
+endforeach()
 
 include(GNUInstallDirs)
 install(TARGETS kivcorelib10 LIBRARY FILE_SET HEADERS)

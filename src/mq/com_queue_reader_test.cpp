@@ -55,7 +55,7 @@ class SerialLine : public ::testing::Test {
 
 TEST_F(SerialLine, GivesEveryLineToTheProcessorWithItsSettings) {
   void* context = nullptr;
-  processor_.answer = [&context](const std::string& message, void* given) {
+  processor_.answer = [&context](std::string_view message, void* given) {
     context = given;
     return message != "bad";
   };
@@ -190,7 +190,7 @@ TEST_F(SerialLine, WithABadNameIsNotListenedOn) {
 
 TEST_F(SerialLine, ReportsAProcessorThatDoesNotEnd) {
   std::atomic<bool> may_leave{false};
-  processor_.answer = [&may_leave](const std::string&, void*) {
+  processor_.answer = [&may_leave](std::string_view, void*) {
     return Eventually([&] { return may_leave.load(); });
   };
   Listen();

@@ -26,7 +26,7 @@ TEST_F(ProcessorModule, CallsTheFunctionWithWhatItIsGiven) {
   ASSERT_NE(parse, nullptr) << service_.log.Text();
   int given = 0;
   void* seen = nullptr;
-  processor_.answer = [&seen](const std::string& message, void* context) {
+  processor_.answer = [&seen](std::string_view message, void* context) {
     seen = context;
     return message.size() == 3;
   };
