@@ -38,6 +38,7 @@ void ReportUnopenable() {
 class WriterLock {
  public:
   explicit WriterLock(std::recursive_mutex& lock) : lock_(lock) {
+    LogAccess::LetForkPass();
     for (int i = 0; i < kAttempts; ++i) {
       if (lock_.try_lock()) return;
       CpuPause();
