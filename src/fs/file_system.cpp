@@ -7,9 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "kiv/environment.h"
+#include "port/environment.h"
 #include "port/file.h"
-#include "port/native_path.h"
 
 namespace kiv {
 namespace {
@@ -173,16 +172,7 @@ bool FileSystem::add_path_to_env(const std::string& path) {
   if (path.empty()) return false;
   FileSystemPath folder(path, FileSystemPath::native);
   if (is_file(folder)) folder = folder.branch_path();
-  // Who searches PATH is the system, so the entry is in the system's form.
-  std::string entry = port::SystemPath(folder.native_directory_string());
-  const char separator = port::PathListSeparator();
-  // Would be read as two folders.
-  if (entry.find(separator) != std::string::npos) return false;
-  const std::string old = getenv("PATH", "");
-  // As text, not as an entry: a folder above one that is listed is not added.
-  if (old.find(entry) != std::string::npos) return true;
-  if (!old.empty()) entry.append(1, separator).append(old);
-  return putenv("PATH", entry.c_str());
+  return port::PrependFolderA("PATH", folder.native_directory_string());
 }
 
 }  // namespace kiv

@@ -267,8 +267,9 @@ FileSystemPath FileSystemPath::operator/(const FileSystemPath& other) const {
 void FileSystemPath::m_replace_leaf(const char* leaf) {
   // The new leaf may be a part of this very text.
   const std::string name(NullIsEmpty(leaf));
-  path_.resize(name.empty() ? BranchSize(path_) : LeafPosition(path_));
+  path_.resize(LeafPosition(path_));
   Append(name, native);
+  if (!has_leaf()) path_.resize(BranchSize(path_));
 }
 
 std::string FileSystemPath::native_file_string() const {

@@ -2,7 +2,9 @@
 
 #include <cstdlib>
 #include <mutex>
+#include <string_view>
 
+#include "port/native_path.h"
 #include "util/cp936.h"
 #include "util/utf8.h"
 
@@ -45,6 +47,21 @@ bool SetEnvironmentVariableA(const std::string& name,
   const std::string system_value = ToSystem(value);
   const std::lock_guard lock(TableMutex());
   return setenv(system_name.c_str(), system_value.c_str(), 1) == 0;
+}
+
+bool PrependFolderA(const std::string& name, const std::string& native_folder) {
+  const std::string system_name = ToSystem(name);
+  std::string list = SystemPath(native_folder);
+  if (list.find(':') != std::string::npos) return false;
+  const std::lock_guard lock(TableMutex());
+  const char* const old = std::getenv(system_name.c_str());
+  if (old != nullptr && *old != '\0') {
+    // As text, not as an entry: a folder above one that is listed counts as
+    // there.
+    if (std::string_view(old).find(list) != std::string_view::npos) return true;
+    list.append(1, ':').append(old);
+  }
+  return setenv(system_name.c_str(), list.c_str(), 1) == 0;
 }
 
 }  // namespace kiv::port
