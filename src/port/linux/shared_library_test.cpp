@@ -150,7 +150,8 @@ TEST(SharedLibraryOpen, SaysWhyAFileIsNoLibraryOfOurs) {
     std::string bytes;
     const char* reason;
   };
-  std::string arm = ReadTestFile(KIV_TEST_PROCESSOR).substr(0, 4096);
+  const std::string whole = ReadTestFile(KIV_TEST_PROCESSOR);
+  std::string arm = whole.substr(0, 4096);
   arm[18] = '\xB7';
   arm[19] = 0;
   std::string narrow = arm;
