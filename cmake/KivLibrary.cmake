@@ -24,9 +24,13 @@ endif()
 # published interface and the insides (scenario runs, benchmarks, fuzzing).
 add_library(kiv_whole INTERFACE)
 target_sources(kiv_whole INTERFACE ${PROJECT_SOURCE_DIR}/src/util/startup.cpp)
+foreach(layer IN LISTS KIV_LAYERS)
+  # Object libraries hand their objects to direct users only.
+  target_sources(kiv_whole INTERFACE $<TARGET_OBJECTS:${layer}>)
+endforeach()
 target_include_directories(kiv_whole INTERFACE
   ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
-target_link_libraries(kiv_whole INTERFACE ${KIV_LAYERS} ${uses})
+target_link_libraries(kiv_whole INTERFACE ${uses})
 
 include(GNUInstallDirs)
 install(TARGETS kivcorelib10 LIBRARY FILE_SET HEADERS)

@@ -9,6 +9,7 @@
 
 #include "port/environment.h"
 #include "port/file.h"
+#include "port/native_path.h"
 
 namespace kiv {
 namespace {
@@ -172,7 +173,17 @@ bool FileSystem::add_path_to_env(const std::string& path) {
   if (path.empty()) return false;
   FileSystemPath folder(path, FileSystemPath::native);
   if (is_file(folder)) folder = folder.branch_path();
-  return port::PrependFolderA("PATH", folder.native_directory_string());
+  // Who searches PATH is the system, so the entry is in the system's form.
+  std::string entry = port::SystemPath(folder.native_directory_string());
+  const char separator = port::PathListSeparator();
+  // Would be read as two folders.
+  if (entry.find(separator) != std::string::npos) return false;
+  std::string old;
+  port::GetEnvironmentUtf8("PATH", old);
+  // As text, not as an entry: a folder above one that is listed is not added.
+  if (old.find(entry) != std::string::npos) return true;
+  if (!old.empty()) entry.append(1, separator).append(old);
+  return port::SetEnvironmentUtf8("PATH", entry);
 }
 
 }  // namespace kiv
