@@ -19,6 +19,9 @@ std::string SystemPath(const std::string& native_gb);
 // "?": a character that the local encoding lacks, and a "\" inside a name.
 std::string LocalPath(const std::string& system_path);
 
+// Stands between the folders in PATH.
+char PathListSeparator();
+
 }  // namespace kiv::port
 
 #endif  // PORT_NATIVE_PATH_H_

@@ -35,4 +35,6 @@ std::string LocalPath(const std::string& system_path) {
   return Utf8ToCp936(path);
 }
 
+char PathListSeparator() { return ':'; }
+
 }  // namespace kiv::port
