@@ -1,18 +1,12 @@
 // A serial line at the full speed of a pseudo-terminal: the reader of a queue
-// against a plain read loop with the same framing. And what a host costs while
-// its lines are silent.
-#include <sys/resource.h>
-
-#include <algorithm>
+// against a plain read loop with the same framing.
 #include <atomic>
-#include <chrono>
 #include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <utility>
-#include <vector>
 
 #include "compare.h"
 #include "kiv/dom.h"
@@ -124,38 +118,5 @@ void PlainLoop(benchmark::State& state) {
 const bool framed_blocks = bench::Compare(
     {"mq/serial_blocks", "blocks/s", kBlocks, "plain read loop", 0.9}, Reader,
     PlainLoop);
-
-double IdlePercent() {
-  constexpr int kLines = 8;
-  constexpr auto kTime = std::chrono::seconds(5);
-  std::vector<std::unique_ptr<PseudoTerminal>> lines;
-  std::vector<std::shared_ptr<LineQueue>> queues;
-  for (int i = 0; i < kLines; ++i) {
-    lines.push_back(std::make_unique<PseudoTerminal>());
-    queues.push_back(std::make_shared<LineQueue>(
-        lines.back()->Device(), std::make_shared<BlockCounter>()));
-    queues.back()->GetQueueReader()->Start();
-  }
-  const auto used = [] {
-    rusage usage{};
-    ::getrusage(RUSAGE_SELF, &usage);
-    return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-           static_cast<double>(usage.ru_utime.tv_usec +
-                               usage.ru_stime.tv_usec) /
-               1e6;
-  };
-  // The readers' own start is no idling.
-  std::this_thread::sleep_for(std::chrono::milliseconds(200));
-  const double before = used();
-  std::this_thread::sleep_for(kTime);
-  const double percent =
-      100 * (used() - before) / std::chrono::duration<double>(kTime).count();
-  for (const auto& queue : queues) queue->Stop();
-  // A clock that saw nothing is no proof of nothing.
-  return std::max(percent, 1e-4);
-}
-
-const bool idle_host =
-    bench::StayBelow("mq/idle_host", "% of a core", 0.5, IdlePercent);
 
 }  // namespace
