@@ -17,7 +17,6 @@ set_target_properties(kivcorelib10 PROPERTIES
   VERIFY_INTERFACE_HEADER_SETS ON)
 target_link_options(kivcorelib10 PRIVATE -Wl,--as-needed)
 if(NOT KIV_SANITIZE)
-  # The sanitizers' own symbols come from the program.
   target_link_options(kivcorelib10 PRIVATE -Wl,--no-undefined)
 endif()
 

@@ -38,8 +38,8 @@ bool DomDocument::CreateElement(const char* name, DomElement& out) {
   DOMDocument* document = XercesAccess::Document(*this);
   if (document == nullptr || name == nullptr || *name == '\0') return false;
   return Guarded("DomDocument::CreateElement", [&] {
-    return XercesAccess::Set(out,
-                             document->createElement(WideText(name).get()));
+    return XercesAccess::Set(
+        out, document->createElement(CheckedName(WideText(name))));
   });
 }
 

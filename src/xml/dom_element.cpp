@@ -22,12 +22,7 @@ bool NotEmpty(const XMLCh* text, std::string& value) {
 bool SetText(DOMElement* element, const char* name, const WideText& value) {
   if (element == nullptr) return false;
   return Guarded("DomElement::SetAttribute", [&] {
-    if (!IsXmlText(value.view())) {
-      LogRefused("DomElement::SetAttribute",
-                 "XML cannot hold the value '" + LocalText(value.get()) + "'");
-      return false;
-    }
-    element->setAttribute(WideText(name).get(), value.get());
+    element->setAttribute(CheckedName(WideText(name)), CheckedText(value));
     return true;
   });
 }

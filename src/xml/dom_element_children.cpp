@@ -116,7 +116,7 @@ bool DomElement::CreateElement(const char* name, DomElement& out) {
   if (element == nullptr || name == nullptr || *name == '\0') return false;
   return Guarded("DomElement::CreateElement", [&] {
     DOMElement* child =
-        element->getOwnerDocument()->createElement(WideText(name).get());
+        element->getOwnerDocument()->createElement(CheckedName(WideText(name)));
     element->appendChild(child);
     return XercesAccess::Set(out, child);
   });
@@ -131,16 +131,12 @@ bool DomElement::SetTextContent(const char* text) {
   if (element == nullptr) return false;
   return Guarded("DomElement::SetTextContent", [&] {
     const WideText value(text);
-    if (!IsXmlText(value.view())) {
-      LogRefused("DomElement::SetTextContent",
-                 "XML cannot hold the text '" + LocalText(value.get()) + "'");
-      return false;
-    }
+    const WideChar* checked = CheckedText(value);
     if (DOMNode* child = FirstTextChild(*element))
-      child->setNodeValue(value.get());
+      child->setNodeValue(checked);
     else
       element->appendChild(
-          element->getOwnerDocument()->createTextNode(value.get()));
+          element->getOwnerDocument()->createTextNode(checked));
     return true;
   });
 }

@@ -1,6 +1,7 @@
 #include "kiv/dom_node.h"
 
 #include <limits>
+#include <stdexcept>
 #include <string_view>
 
 #include "kiv/dom_parser.h"
@@ -18,21 +19,27 @@ using xercesc::DOMNode;
 
 // What a comment, a processing instruction or a CDATA section ends with cannot
 // stand inside it; the serialiser would write it all the same.
-bool MayHold(DOMNode::NodeType type, std::u16string_view text) {
-  if (!IsXmlText(text)) return false;
+bool EndsItself(DOMNode::NodeType type, std::u16string_view text) {
   const auto has = [text](std::u16string_view part) {
     return text.find(part) != std::u16string_view::npos;
   };
   switch (type) {
     case DOMNode::COMMENT_NODE:
-      return !has(u"--") && !text.ends_with(u'-');
+      return has(u"--") || text.ends_with(u'-');
     case DOMNode::PROCESSING_INSTRUCTION_NODE:
-      return !has(u"?>");
+      return has(u"?>");
     case DOMNode::CDATA_SECTION_NODE:
-      return !has(u"]]>");
+      return has(u"]]>");
     default:
-      return true;
+      return false;
   }
+}
+
+// The library would take the node out of the tree.
+bool IsItself(const DOMNode* node, const DOMNode* child) {
+  if (node != child) return false;
+  LogRefused("DomNode", "a node cannot be its own child");
+  return true;
 }
 
 }  // namespace
@@ -86,7 +93,8 @@ bool DomNode::CloneNode(bool deep, DomNode& out) const {
 bool DomNode::AppendChild(const DomNode& child) {
   DOMNode* node = XercesAccess::Node(*this);
   DOMNode* new_child = XercesAccess::Node(child);
-  if (node == nullptr || new_child == nullptr) return false;
+  if (node == nullptr || new_child == nullptr || IsItself(node, new_child))
+    return false;
   return Guarded("DomNode::AppendChild",
                  [&] { return node->appendChild(new_child) != nullptr; });
 }
@@ -95,7 +103,8 @@ bool DomNode::InsertBefore(DomNode& newChild, DomNode& refChild) {
   DOMNode* node = XercesAccess::Node(*this);
   DOMNode* new_child = XercesAccess::Node(newChild);
   DOMNode* ref_child = XercesAccess::Node(refChild);
-  if (node == nullptr || new_child == nullptr) return false;
+  if (node == nullptr || new_child == nullptr || IsItself(node, new_child))
+    return false;
   // It stands there already.
   if (new_child == ref_child) return new_child->getParentNode() == node;
   return Guarded("DomNode::InsertBefore", [&] {
@@ -109,6 +118,7 @@ bool DomNode::ReplaceChild(DomNode& newChild, DomNode& oldChild) {
   DOMNode* old_child = XercesAccess::Node(oldChild);
   if (node == nullptr || new_child == nullptr || old_child == nullptr)
     return false;
+  if (IsItself(node, new_child)) return false;
   // Replaced by itself, the library would lose it.
   if (new_child == old_child) return old_child->getParentNode() == node;
   return Guarded("DomNode::ReplaceChild", [&] {
@@ -209,12 +219,10 @@ bool DomNode::SetNodeValue(const char* value) {
   if (node == nullptr) return false;
   return Guarded("DomNode::SetNodeValue", [&] {
     const WideText text(value);
-    if (!MayHold(node->getNodeType(), text.view())) {
-      LogRefused("DomNode::SetNodeValue",
-                 "XML cannot hold the value '" + LocalText(text.get()) + "'");
-      return false;
-    }
-    node->setNodeValue(text.get());
+    if (EndsItself(node->getNodeType(), text.view()))
+      throw std::invalid_argument("'" + LocalText(text.get()) +
+                                  "' would end the node");
+    node->setNodeValue(CheckedText(text));
     return true;
   });
 }

@@ -8,7 +8,6 @@
 #include <xercesc/dom/DOMImplementationRegistry.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/framework/Wrapper4InputSource.hpp>
-#include <xercesc/sax/SAXParseException.hpp>
 #include <xercesc/util/XMLException.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
@@ -63,10 +62,6 @@ void LogParseFailure(const std::string& file) {
     else
       LogParseError(ErrorSeverity::Fatal, file, refused.line, refused.column,
                     refused.reason);
-  } catch (const xercesc::SAXParseException& exception) {
-    LogParseError(ErrorSeverity::Fatal, file, exception.getLineNumber(),
-                  exception.getColumnNumber(),
-                  LocalText(exception.getMessage()));
   } catch (const xercesc::XMLException& exception) {
     LogParseException(file, LocalText(exception.getMessage()));
   } catch (const xercesc::DOMException& exception) {

@@ -10,11 +10,12 @@
 #include <xercesc/sax/Locator.hpp>
 
 #include "kiv/dom_parser.h"
+#include "xml/xml_text.h"
 
 namespace kiv {
 
-// Why a document is refused that the XML library would have taken. Thrown
-// through its parser, which then stops where it is.
+// Why a document is refused. Thrown through the library's parser, which then
+// stops where it is.
 struct DocumentRefused {
   std::string reason;
   std::uint64_t line = 0;
@@ -75,7 +76,20 @@ class GuardedParser : public Parser {
 };
 
 using GuardedBuilder = GuardedParser<xercesc::DOMLSParserImpl>;
-using GuardedPlainParser = GuardedParser<xercesc::XercesDOMParser>;
+
+// Left alone, this parser passes over every error and hands out what it has
+// built so far.
+class GuardedPlainParser : public GuardedParser<xercesc::XercesDOMParser> {
+ public:
+  GuardedPlainParser() { getScanner()->setErrorReporter(this); }
+
+  void error(unsigned, const XMLCh*, xercesc::XMLErrorReporter::ErrTypes type,
+             const XMLCh* text, const XMLCh*, const XMLCh*, XMLFileLoc line,
+             XMLFileLoc column) override {
+    if (type == xercesc::XMLErrorReporter::ErrType_Fatal)
+      throw DocumentRefused{LocalText(text), line, column};
+  }
+};
 
 }  // namespace kiv
 

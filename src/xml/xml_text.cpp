@@ -1,6 +1,7 @@
 #include "xml/xml_text.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 #include "util/cp936.h"
 
@@ -76,6 +77,20 @@ bool IsXmlText(std::u16string_view text) {
     return unit >= 0x20 ? unit < 0xFFFE
                         : unit == u'\t' || unit == u'\n' || unit == u'\r';
   });
+}
+
+const WideChar* CheckedText(const WideText& text) {
+  if (!IsXmlText(text.view()))
+    throw std::invalid_argument("XML cannot hold '" +
+                                Utf16ToCp936(text.view()) + "'");
+  return text.get();
+}
+
+const WideChar* CheckedName(const WideText& name) {
+  // It would be written as a reference, and a name holds none.
+  if (name.view().find(kReplacementUnit) != std::u16string_view::npos)
+    throw std::invalid_argument("no name: '" + Utf16ToCp936(name.view()) + "'");
+  return name.get();
 }
 
 }  // namespace kiv

@@ -45,6 +45,12 @@ std::u16string_view LocalName(const WideChar* node_name);
 // reference.
 bool IsXmlText(std::u16string_view text);
 
+// The text itself. These throw std::invalid_argument for what no document can
+// hold: a control byte; in a name, bytes that are no character. The XML library
+// checks the rest of a name.
+const WideChar* CheckedText(const WideText& text);
+const WideChar* CheckedName(const WideText& name);
+
 }  // namespace kiv
 
 #endif  // XML_XML_TEXT_H_

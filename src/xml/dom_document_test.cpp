@@ -1,0 +1,184 @@
+#include "kiv/dom_document.h"
+
+#include <filesystem>
+
+#include "xml/xml_testing.h"
+
+namespace kiv {
+namespace {
+
+class DomDocumentTest : public XmlTest {
+ protected:
+  static std::string Content(const DomElement& element, const char* encoding) {
+    DomDocumentContent content;
+    return element.GetElementContent(content, encoding) ? content.GetContent()
+                                                        : "(none)";
+  }
+};
+
+TEST_F(DomDocumentTest, MadeByUsLivesAsLongAsACopyOfItsHandle) {
+  DomDocument kept;
+  {
+    DomDocument made;
+    ASSERT_TRUE(DomDocument::CreateDocument(made));
+    DomElement root;
+    ASSERT_TRUE(made.CreateDocumentElement("root", root));
+    kept = made;
+    // Made anew: the handle lets go of the first document, the copy does not.
+    ASSERT_TRUE(DomDocument::CreateDocument(made));
+    EXPECT_FALSE(made.GetDocumentElement(root));
+  }
+  DomElement root;
+  ASSERT_TRUE(kept.GetDocumentElement(root));
+  EXPECT_EQ(root.GetNodeName(), "root");
+}
+
+TEST_F(DomDocumentTest, TakesUpOneRoot) {
+  DomElement root;
+  DomElement second;
+  ASSERT_TRUE(DomDocument::CreateDocument(document_));
+  EXPECT_FALSE(document_.GetDocumentElement(root));
+  EXPECT_FALSE(document_.CreateDocumentElement("1", root));
+  ASSERT_TRUE(document_.CreateDocumentElement("root", root));
+  // The element is there all the same, outside the tree.
+  EXPECT_TRUE(document_.CreateDocumentElement("second", second));
+  EXPECT_TRUE(root.AppendChild(second));
+  EXPECT_EQ(Content(root, nullptr), "<root><second/></root>");
+}
+
+TEST_F(DomDocumentTest, AnElementDeclaresTheEncodingAsTheCallerWroteIt) {
+  DomElement root = Parse("<r>\xD6\xD0</r>");  // 中
+  EXPECT_EQ(Content(root, "GB2312"),
+            "<?xml version=\"1.0\" encoding=\"GB2312\" ?><r>\xD6\xD0</r>");
+  EXPECT_EQ(Content(root, "utf-8"),
+            "<?xml version=\"1.0\" encoding=\"utf-8\" ?><r>\xE4\xB8\xAD</r>");
+  EXPECT_EQ(Content(root, "US-ASCII"),
+            "<?xml version=\"1.0\" encoding=\"US-ASCII\" ?><r>&#x4E2D;</r>");
+  // Without one, that of the document is meant and nothing is declared.
+  EXPECT_EQ(Content(root, ""), "<r>\xD6\xD0</r>");
+}
+
+TEST_F(DomDocumentTest, UnknownEncodingsGiveNoContent) {
+  DomElement root = Parse("<r/>");
+  EXPECT_EQ(Content(root, "KLINGON"), "(none)");
+  EXPECT_EQ(Content(root, std::string(500, 'x').c_str()), "(none)");
+  EXPECT_EQ(Content(root, "\xD6\xD0"), "(none)");
+  EXPECT_NE(LogText().find("DomDocumentContent Failed: "), std::string::npos);
+  // An object that failed once is as good as new.
+  DomDocumentContent content;
+  EXPECT_FALSE(document_.GetDocumentContent(content, "KLINGON"));
+  EXPECT_STREQ(content.GetContent(), "");
+  EXPECT_TRUE(document_.GetDocumentContent(content, "UTF-8"));
+  EXPECT_STRNE(content.GetContent(), "");
+}
+
+TEST_F(DomDocumentTest, SavesWithItsFolders) {
+  ASSERT_TRUE(DomDocument::CreateDocument(document_));
+  DomElement root;
+  document_.CreateDocumentElement("r", root);
+  root.SetTextContent("\xD6\xD0");
+  ASSERT_TRUE(document_.SaveAs("one/two\\file.xml"));
+  const std::string text = ReadTestFile("one/two/file.xml");
+  EXPECT_TRUE(text.starts_with("<?xml version=\"1.0\" encoding=\"GB2312\""))
+      << text;
+  EXPECT_NE(text.find("<r>\xD6\xD0</r>"), std::string::npos) << text;
+  // A leading dot is the current folder.
+  ASSERT_TRUE(document_.SaveAs("./three/file.xml"));
+  EXPECT_EQ(ReadTestFile("three/file.xml"), text);
+  ASSERT_TRUE(document_.SaveAs(
+      (folder_.path() / "four" / "file.xml").string().c_str()));
+  EXPECT_EQ(ReadTestFile("four/file.xml"), text);
+  EXPECT_EQ(LogText(), "");
+}
+
+TEST_F(DomDocumentTest, SavingNothingSaysSo) {
+  EXPECT_FALSE(document_.SaveAs(nullptr));
+  EXPECT_EQ(LogText(), "");
+  EXPECT_FALSE(document_.SaveAs("file.xml"));
+  // [错误] Xml: DomDocument::SaveAs 失败：无法取得文档内容。
+  EXPECT_NE(
+      LogText().find(
+          "[\xB4\xED\xCE\xF3] Xml: DomDocument::SaveAs \xCA\xA7\xB0\xDC\xA3\xBA"
+          "\xCE\xDE\xB7\xA8\xC8\xA1\xB5\xC3\xCE\xC4\xB5\xB5\xC4\xDA\xC8\xDD"
+          "\xA1\xA3"),
+      std::string::npos)
+      << LogText();
+  EXPECT_FALSE(std::filesystem::exists("file.xml"));
+}
+
+TEST_F(DomDocumentTest, WhatCannotBeWrittenIsNamed) {
+  std::filesystem::create_directory("folder");
+  WriteTestFile("file");
+  ASSERT_TRUE(DomDocument::CreateDocument(document_));
+  DomElement root;
+  document_.CreateDocumentElement("r", root);
+  // [错误] Tarnwick: DomDocument::SaveAs 失败：为写入而打开文件“…
+  const std::string message =
+      "[\xB4\xED\xCE\xF3] Tarnwick: DomDocument::SaveAs \xCA\xA7\xB0\xDC\xA3"
+      "\xBA\xCE\xAA\xD0\xB4\xC8\xEB\xB6\xF8\xB4\xF2\xBF\xAA\xCE\xC4\xBC\xFE"
+      "\xA1\xB0";
+  // … ”失败。
+  const std::string end = " \xA1\xB1\xCA\xA7\xB0\xDC\xA1\xA3";
+  for (const std::string path : {"folder", "file/below.xml", ""}) {
+    EXPECT_FALSE(document_.SaveAs(path.c_str())) << path;
+    EXPECT_NE(LogText().find(message + path + end), std::string::npos)
+        << LogText();
+  }
+}
+
+TEST_F(DomDocumentTest, DeepTreesAreWrittenToTheLimitOnly) {
+  ASSERT_TRUE(DomDocument::CreateDocument(document_));
+  DomElement root = MakeDeep(document_, DomParser::MaxDepth());
+  ASSERT_TRUE(document_.SaveAs("deep.xml"));
+  DomDocument again;
+  EXPECT_TRUE(parser_.parseURI("deep.xml", again));
+
+  ASSERT_TRUE(DomDocument::CreateDocument(document_));
+  root = MakeDeep(document_, 200'000);
+  EXPECT_EQ(Content(root, "GB2312"), "(none)");
+  EXPECT_FALSE(document_.SaveAs("deeper.xml"));
+  EXPECT_FALSE(std::filesystem::exists("deeper.xml"));
+  EXPECT_NE(LogText().find("nested deeper than 1000 levels"),
+            std::string::npos);
+}
+
+struct RoundTripCase {
+  const char* name;
+  const char* text_gb;
+};
+
+class SavedText : public XmlTest,
+                  public testing::WithParamInterface<RoundTripCase> {};
+
+TEST_P(SavedText, ReadsBackEqual) {
+  const char* const text = GetParam().text_gb;
+  ASSERT_TRUE(DomDocument::CreateDocument(document_));
+  DomElement root;
+  document_.CreateDocumentElement("r", root);
+  ASSERT_TRUE(root.SetTextContent(text));
+  ASSERT_TRUE(root.SetAttribute("a", text));
+  ASSERT_TRUE(document_.SaveAs("file.xml"));
+  DomDocument again;
+  ASSERT_TRUE(parser_.parseURI("file.xml", again)) << LogText();
+  DomElement read;
+  std::string content;
+  ASSERT_TRUE(again.GetDocumentElement(read));
+  read.GetTextContent(content);
+  EXPECT_EQ(content, text);
+  EXPECT_EQ(read.Attribute("a"), text);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Document, SavedText,
+    testing::Values(RoundTripCase{"Plain", "a b"},
+                    RoundTripCase{"Marks", "<&>\"' ]]> --"},
+                    RoundTripCase{"LineBreaks", "a\r\nb\nc\rd\te"},
+                    RoundTripCase{"Blanks", "  a  "},
+                    RoundTripCase{"Chinese", "\xD6\xD0\xCE\xC4"},
+                    RoundTripCase{"LooksLikeAscii", "\x81\x5C\x81\x7C"},
+                    RoundTripCase{"Euro", "\x80"},
+                    RoundTripCase{"Delete", "a\x7F"}),
+    [](const auto& row) { return row.param.name; });
+
+}  // namespace
+}  // namespace kiv

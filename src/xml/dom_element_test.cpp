@@ -1,0 +1,310 @@
+#include "kiv/dom_element.h"
+
+#include <gmock/gmock.h>
+
+#include <vector>
+
+#include "xml/xml_testing.h"
+
+namespace kiv {
+namespace {
+
+using testing::ElementsAre;
+
+struct BooleanCase {
+  const char* name;
+  const char* text;
+  bool by_default;
+  bool expected;
+};
+
+class BooleanText : public testing::TestWithParam<BooleanCase> {};
+
+TEST_P(BooleanText, KnowsTwoWordsInAnyCase) {
+  EXPECT_EQ(DomNode::ToBoolean(GetParam().text, GetParam().by_default),
+            GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Attribute, BooleanText,
+    testing::Values(BooleanCase{"True", "true", false, true},
+                    BooleanCase{"MixedTrue", "TrUe", false, true},
+                    BooleanCase{"UpperFalse", "FALSE", true, false},
+                    BooleanCase{"OtherWordTrue", "yes", true, true},
+                    BooleanCase{"OtherWordFalse", "yes", false, false},
+                    BooleanCase{"Padded", " true", false, false},
+                    BooleanCase{"Longer", "trueish", false, false},
+                    BooleanCase{"Empty", "", true, true},
+                    BooleanCase{"Null", nullptr, true, true}),
+    [](const auto& row) { return row.param.name; });
+
+struct NumberCase {
+  const char* name;
+  const char* text;
+  int expected;
+};
+
+class NumberText : public testing::TestWithParam<NumberCase> {};
+
+TEST_P(NumberText, IsItsLeadingDigits) {
+  EXPECT_EQ(DomNode::ToInt(GetParam().text, 7), GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Attribute, NumberText,
+    testing::Values(NumberCase{"Plain", "12", 12}, NumberCase{"Zero", "0", 0},
+                    NumberCase{"Tail", "12abc", 12},
+                    NumberCase{"Fraction", "3.9", 3},
+                    NumberCase{"Minus", "-5", 7}, NumberCase{"Plus", "+5", 7},
+                    NumberCase{"Blank", " 5", 7}, NumberCase{"Empty", "", 7},
+                    NumberCase{"Null", nullptr, 7},
+                    NumberCase{"Largest", "2147483647", 2147483647},
+                    NumberCase{"TooLarge", "99999999999999999999", 2147483647}),
+    [](const auto& row) { return row.param.name; });
+
+class DomElementTest : public XmlTest {
+ protected:
+  static std::vector<std::string> Names(const DomNodeList2& list) {
+    std::vector<std::string> names;
+    DomNode node;
+    for (unsigned i = 0; list.item(i, node); ++i)
+      names.push_back(node.GetNodeName());
+    return names;
+  }
+  static std::string Content(const DomElement& element) {
+    DomDocumentContent content;
+    return element.GetElementContent(content, nullptr) ? content.GetContent()
+                                                       : "(none)";
+  }
+};
+
+TEST_F(DomElementTest, AttributeIsTrueOnlyForAValue) {
+  DomElement element = Parse("<a full='x y' empty='' gb='\xD6\xD0\xCE\xC4'/>");
+  std::string value = "before";
+  EXPECT_TRUE(element.Attribute("full", value));
+  EXPECT_EQ(value, "x y");
+  EXPECT_FALSE(element.Attribute("empty", value));
+  EXPECT_EQ(value, "");
+  value = "before";
+  EXPECT_FALSE(element.Attribute("missing", value));
+  EXPECT_EQ(value, "");
+  EXPECT_EQ(element.getAttribute("gb", value), 1);
+  EXPECT_EQ(value, "\xD6\xD0\xCE\xC4");  // 中文
+  EXPECT_EQ(element.getAttribute("missing", value), 0);
+  EXPECT_TRUE(element.HasAttribute("empty"));
+  EXPECT_FALSE(element.HasAttribute("missing"));
+  EXPECT_FALSE(element.HasAttribute(nullptr));
+}
+
+TEST_F(DomElementTest, LocalAttributeDropsThePrefix) {
+  DomElement element =
+      Parse("<a type='xsd:string' plain='int' two='a:b:c' bare='xsd:'/>");
+  EXPECT_EQ(element.LocalAttribute("type"), "string");
+  EXPECT_EQ(element.LocalAttribute("plain"), "int");
+  EXPECT_EQ(element.LocalAttribute("two"), "b:c");
+  std::string value = "before";
+  EXPECT_FALSE(element.LocalAttribute("bare", value));
+  EXPECT_EQ(value, "");
+  EXPECT_FALSE(element.LocalAttribute("missing", value));
+}
+
+TEST_F(DomElementTest, NumbersAndFlagsFallBackToTheDefault) {
+  DomElement element =
+      Parse("<a minus='-3' tail='12abc' empty='' no='FALSE' other='yes'/>");
+  EXPECT_EQ(element.AttributeInt("minus", 7), 7);
+  EXPECT_EQ(element.AttributeInt("tail", 7), 12);
+  EXPECT_EQ(element.AttributeInt("empty", 7), 7);
+  EXPECT_EQ(element.AttributeInt("missing", 7), 7);
+  EXPECT_FALSE(element.AttributeBool("no", true));
+  EXPECT_TRUE(element.AttributeBool("other", true));
+  EXPECT_FALSE(element.AttributeBool("other", false));
+  EXPECT_TRUE(element.AttributeBool("empty", true));
+}
+
+TEST_F(DomElementTest, NamespacesAreThoseOfTheFile) {
+  DomElement element = ParseFile(
+      "<p:a xmlns:p='urn:one' xmlns:q='urn:two' p:x='1' q:x='2' x='3'/>");
+  std::string value;
+  EXPECT_TRUE(element.AttributeNS("urn:two", "x", value));
+  EXPECT_EQ(value, "2");
+  EXPECT_TRUE(element.AttributeCurNS("x", value));
+  EXPECT_EQ(value, "1");
+  EXPECT_FALSE(element.AttributeNS("urn:three", "x", value));
+  EXPECT_EQ(element.GetLocalName(), "a");
+  EXPECT_TRUE(element.GetPrefix(value));
+  EXPECT_EQ(value, "p");
+  EXPECT_TRUE(element.GetNamespaceURI(value));
+  EXPECT_EQ(value, "urn:one");
+}
+
+TEST_F(DomElementTest, SetAttributeWritesTextAndNumbers) {
+  DomElement element = Parse("<a/>");
+  EXPECT_TRUE(element.SetAttribute("text", "\xC2\xEB & <"));
+  EXPECT_TRUE(element.SetAttribute("number", -12));
+  EXPECT_TRUE(element.SetAttribute(std::string("name"), std::string("v")));
+  EXPECT_TRUE(element.SetAttribute("null", static_cast<const char*>(nullptr)));
+  EXPECT_TRUE(element.SetXmlSchemaNs());
+  EXPECT_EQ(element.Attribute("text"), "\xC2\xEB & <");
+  EXPECT_EQ(element.Attribute("number"), "-12");
+  EXPECT_EQ(element.Attribute("xmlns:xsd"), "http://www.w3.org/2001/XMLSchema");
+  EXPECT_TRUE(element.HasAttribute("null"));
+  EXPECT_TRUE(element.RemoveAttribute("text"));
+  EXPECT_TRUE(element.RemoveAttribute("text"));
+  EXPECT_FALSE(element.HasAttribute("text"));
+}
+
+TEST_F(DomElementTest, RefusesWhatNoDocumentCanHold) {
+  DomElement element = Parse("<a kept='1'>text</a>");
+  for (const char* name : {"", "1st", "a b", "<", "a=\"", "\xA3"}) {
+    EXPECT_FALSE(element.SetAttribute(name, "x")) << name;
+    DomElement child;
+    EXPECT_FALSE(element.CreateElement(name, child)) << name;
+    EXPECT_FALSE(child.IsValid()) << name;
+  }
+  EXPECT_FALSE(element.SetAttribute("kept", "\x01"));
+  EXPECT_FALSE(element.SetAttribute("kept", std::string("a\0b", 3)));
+  EXPECT_FALSE(element.SetTextContent("\x1A"));
+  EXPECT_EQ(Content(element), "<a kept=\"1\">text</a>");
+  EXPECT_NE(LogText().find("DomElement::SetAttribute Failed: "),
+            std::string::npos);
+  EXPECT_NE(LogText().find("'\\x1A'"), std::string::npos) << LogText();
+}
+
+TEST_F(DomElementTest, FindsAChildByLocalNameAndAttribute) {
+  DomElement root = Parse(
+      "<r>text<!-- c --><xsd:element n='1'/><element n='2'/>"
+      "<other n='2'/><other/></r>");
+  DomElement child;
+  ASSERT_TRUE(root.GetFirstChildElement("element", child));
+  EXPECT_EQ(child.GetNodeName(), "xsd:element");
+  ASSERT_TRUE(root.GetFirstChildElement("element", child, "n", "2"));
+  EXPECT_EQ(child.GetNodeName(), "element");
+  ASSERT_TRUE(root.GetFirstChildElement(nullptr, child, "n", "2"));
+  EXPECT_EQ(child.GetNodeName(), "element");
+  ASSERT_TRUE(root.GetFirstChildElement("", child));
+  EXPECT_EQ(child.GetNodeName(), "xsd:element");
+  // A missing attribute counts as empty.
+  ASSERT_TRUE(root.GetFirstChildElement("other", child, "n", nullptr));
+  EXPECT_FALSE(child.HasAttribute("n"));
+  ASSERT_TRUE(root.GetFirstChildElement("other", child, "", "ignored"));
+  EXPECT_EQ(child.Attribute("n"), "2");
+
+  const DomElement before = child;
+  EXPECT_FALSE(root.GetFirstChildElement("Element", child));
+  EXPECT_FALSE(root.GetFirstChildElement("xsd:element", child));
+  EXPECT_FALSE(root.GetFirstChildElement("other", child, "n", "3"));
+  EXPECT_TRUE(child.IsSameNode(before));
+}
+
+TEST_F(DomElementTest, ListsCountsAndRemovesChildElements) {
+  DomElement root = Parse("<r>t<a/><p:b/><a/><!--c--><b/></r>");
+  EXPECT_EQ(root.ChildElementCount(), 4U);
+  EXPECT_EQ(root.ChildElementCount(""), 4U);
+  EXPECT_EQ(root.ChildElementCount("b"), 2U);
+  EXPECT_EQ(root.ChildElementCount("c"), 0U);
+
+  DomNodeList2 list;
+  list.push_back(root);
+  EXPECT_TRUE(root.ChildElementList("b", list));
+  EXPECT_THAT(Names(list), ElementsAre("p:b", "b"));
+  EXPECT_TRUE(root.ChildElementList(list));
+  EXPECT_THAT(Names(list), ElementsAre("a", "p:b", "a", "b"));
+  EXPECT_FALSE(root.ChildElementList("c", list));
+  EXPECT_FALSE(list.IsValid());
+
+  EXPECT_FALSE(root.RemoveChildElements("c"));
+  EXPECT_TRUE(root.RemoveChildElements("a"));
+  EXPECT_EQ(Content(root), "<r>t<p:b/><!--c--><b/></r>");
+  EXPECT_TRUE(root.RemoveChildElements(nullptr));
+  EXPECT_EQ(Content(root), "<r>t<!--c--></r>");
+}
+
+TEST_F(DomElementTest, ListsOfTheTreeAreLive) {
+  DomElement root = Parse("<r>t<a><b/></a><b/></r>");
+  DomNodeList children;
+  DomNodeList found;
+  ASSERT_TRUE(root.Children(children));
+  EXPECT_EQ(children.GetLength(), 3U);
+  ASSERT_TRUE(root.GetElementsByTagName("b", found));
+  EXPECT_EQ(found.GetLength(), 2U);
+  DomElement added;
+  ASSERT_TRUE(root.CreateElement("b", added));
+  EXPECT_EQ(children.GetLength(), 4U);
+  EXPECT_EQ(found.GetLength(), 3U);
+  DomNode last;
+  ASSERT_TRUE(found.item(2, last));
+  EXPECT_TRUE(last.IsSameNode(added));
+  EXPECT_FALSE(found.item(3, last));
+  EXPECT_FALSE(last.IsValid());
+
+  EXPECT_FALSE(root.GetElementsByTagName("z", found));
+  EXPECT_FALSE(root.GetElementsByTagName("", found));
+  EXPECT_FALSE(root.GetElementsByTagName(nullptr, found));
+  EXPECT_FALSE(added.Children(children));
+}
+
+TEST_F(DomElementTest, GetsOrCreatesAChild) {
+  DomElement root = Parse("<r><p:a/></r>");
+  DomElement child;
+  ASSERT_TRUE(root.GetOrCreateElement("a", child));
+  ASSERT_TRUE(root.GetOrCreateElement("b", child));
+  ASSERT_TRUE(child.SetAttribute("n", 1));
+  ASSERT_TRUE(root.GetOrCreateElement("b", child));
+  EXPECT_EQ(child.AttributeInt("n", 0), 1);
+  EXPECT_EQ(Content(root), "<r><p:a/><b n=\"1\"/></r>");
+  // Any child has an empty name; none is made of it.
+  DomElement first;
+  EXPECT_TRUE(root.GetOrCreateElement("", first));
+  EXPECT_EQ(first.GetNodeName(), "p:a");
+  EXPECT_FALSE(child.GetOrCreateElement("", first));
+  EXPECT_FALSE(child.GetOrCreateElement(nullptr, first));
+}
+
+TEST_F(DomElementTest, SetsTheFirstTextChildOnly) {
+  DomElement root = Parse("<r><a/>one<b/>two</r>");
+  EXPECT_TRUE(root.SetTextContent("\xCE\xC4<"));
+  EXPECT_EQ(Content(root), "<r><a/>\xCE\xC4&lt;<b/>two</r>");
+  EXPECT_TRUE(root.SetTextContent(nullptr));
+  EXPECT_EQ(Content(root), "<r><a/><b/>two</r>");
+  // A CDATA section is no text child.
+  root = Parse("<r><![CDATA[x]]></r>");
+  EXPECT_TRUE(root.SetTextContent("y"));
+  EXPECT_EQ(Content(root), "<r><![CDATA[x]]>y</r>");
+}
+
+TEST_F(DomElementTest, TheTextChildValueIsThatOfTheFirstChild) {
+  const auto value_of = [&](const char* document) {
+    std::string value = "before";
+    const bool result = Parse(document).GetTextChildValue(value);
+    return (result ? "true " : "false ") + value;
+  };
+  EXPECT_EQ(value_of("<r><!-- c -->text</r>"), "true  c ");
+  EXPECT_EQ(value_of("<r>text<a/></r>"), "true text");
+  EXPECT_EQ(value_of("<r><a>deep</a>text</r>"), "true ");
+  EXPECT_EQ(value_of("<r/>"), "false ");
+
+  std::string value = "before";
+  EXPECT_TRUE(Parse("<r>\n\t x y \r\n</r>").GetTrimTextChildValue(value));
+  EXPECT_EQ(value, "x y");
+  EXPECT_FALSE(Parse("<r/>").GetTrimTextChildValue(value));
+  EXPECT_EQ(value, "");
+}
+
+TEST_F(DomElementTest, LongNamesAndValuesAreWhole) {
+  for (const std::size_t size : {126U, 127U, 128U, 129U, 255U, 256U, 5000U}) {
+    const std::string name(size, 'n');
+    std::string value;
+    while (value.size() < size) value += "\xC0\xCB|x";
+    DomElement root = Parse("<r/>");
+    DomElement child;
+    ASSERT_TRUE(root.CreateElement(name.c_str(), child)) << size;
+    ASSERT_TRUE(child.SetAttribute(name.c_str(), value.c_str())) << size;
+    EXPECT_EQ(child.GetNodeName(), name) << size;
+    EXPECT_EQ(child.Attribute(name.c_str()), value) << size;
+    EXPECT_TRUE(child.LocalNameEqualTo(name.c_str())) << size;
+    EXPECT_FALSE(child.LocalNameEqualTo((name + "x").c_str())) << size;
+  }
+}
+
+}  // namespace
+}  // namespace kiv
