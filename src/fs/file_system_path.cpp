@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <functional>
 #include <iostream>
 
 #include "fs/fs_messages.h"
@@ -155,7 +154,7 @@ std::string Narrow(std::wstring_view text) {
   std::u16string units;
   units.reserve(text.size());
   for (const wchar_t c : text) {
-    const auto character = static_cast<std::uint32_t>(c);
+    const auto character = static_cast<char32_t>(c);
     if (character < 0x10000) {
       units += static_cast<char16_t>(character);
     } else if (character < 0x110000) {
