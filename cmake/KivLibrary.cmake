@@ -15,8 +15,10 @@ set_target_properties(kivcorelib10 PROPERTIES
   VERSION ${PROJECT_VERSION}
   SOVERSION ${PROJECT_VERSION_MAJOR}
   VERIFY_INTERFACE_HEADER_SETS ON)
-target_link_options(kivcorelib10 PRIVATE
-  $<$<NOT:$<BOOL:${KIV_SANITIZE}>>:-Wl,--no-undefined> -Wl,--as-needed)
+target_link_options(kivcorelib10 PRIVATE -Wl,--as-needed)
+if(NOT KIV_SANITIZE)
+  target_link_options(kivcorelib10 PRIVATE -Wl,--no-undefined)
+endif()
 
 # Every object of the library in one executable, for what has to reach both the
 # published interface and the insides (scenario runs, benchmarks, fuzzing).

@@ -174,6 +174,7 @@ TEST_F(Scenario07Log, LosesAndTearsNoLineOfEightThreads) {
         if (++written == kThreads * kEntries / 2) clock_.Move(1);
       }
     });
+  while (written < kThreads * kEntries) log_.LockedFlush();
   for (std::thread& thread : threads) thread.join();
   log_.Close();
 

@@ -45,11 +45,13 @@ class KIV_API FileSystem {
                                  const FileSystemPath& base);
 
   // Depth first, folders before what comes behind them; a folder never matches.
+  // Enters linked folders, each once.
   static bool find_file(const FileSystemPath& directory,
                         const std::string& name, FileSystemPath& found);
 
-  // Puts the folder (that of the file, for a file) in front of PATH unless PATH
-  // contains its text.
+  // Puts the folder (that of the file, for a file) in front of PATH, in the
+  // system's own form, unless PATH contains its text. False for an empty path
+  // and for a folder that PATH would read as two.
   static bool add_path_to_env(const std::string& path);
 };
 

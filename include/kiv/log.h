@@ -22,11 +22,11 @@ namespace kiv {
 // \x1B, so that a message cannot fake a second entry. Nothing is flushed an
 // entry, but everything is at exit and before a fork. When the file cannot be
 // written, entries are dropped and counted, and the first line after the fault
-// says how many were lost. docs/log.md tells the whole story.
+// says how many were lost; docs/log.md has the details.
 //
-// Every Output is safe from any thread. Open, Close, Offline, Flush, IsOK and
-// FilePath take no lock: they belong to start-up, shut-down and the owning
-// thread. Nothing throws.
+// Every Output and LockedFlush may be called from any thread. Open, Close,
+// Offline, Flush, IsOK and FilePath take no lock: they belong to start-up,
+// shut-down and the owning thread. Nothing throws.
 class KIV_API Log {
  public:
   static Log g_log;
@@ -48,6 +48,8 @@ class KIV_API Log {
   // Closes the file and keeps its name: the next entry reopens it.
   void Offline();
   void Flush();
+  // As Flush, from any thread: waits while an entry is written.
+  void LockedFlush();
   bool IsOK() const;
   // "" while no file is configured.
   std::string FilePath() const;

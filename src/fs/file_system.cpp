@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "kiv/environment.h"
+#include "port/environment.h"
 #include "port/file.h"
 #include "port/native_path.h"
 
@@ -178,11 +178,12 @@ bool FileSystem::add_path_to_env(const std::string& path) {
   const char separator = port::PathListSeparator();
   // Would be read as two folders.
   if (entry.find(separator) != std::string::npos) return false;
-  const std::string old = getenv("PATH", "");
+  std::string old;
+  port::GetEnvironmentUtf8("PATH", old);
   // As text, not as an entry: a folder above one that is listed is not added.
   if (old.find(entry) != std::string::npos) return true;
   if (!old.empty()) entry.append(1, separator).append(old);
-  return putenv("PATH", entry.c_str());
+  return port::SetEnvironmentUtf8("PATH", entry);
 }
 
 }  // namespace kiv

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <functional>
 #include <iostream>
 
 #include "fs/fs_messages.h"
@@ -155,7 +154,7 @@ std::string Narrow(std::wstring_view text) {
   std::u16string units;
   units.reserve(text.size());
   for (const wchar_t c : text) {
-    const auto character = static_cast<std::uint32_t>(c);
+    const auto character = static_cast<char32_t>(c);
     if (character < 0x10000) {
       units += static_cast<char16_t>(character);
     } else if (character < 0x110000) {
@@ -267,8 +266,9 @@ FileSystemPath FileSystemPath::operator/(const FileSystemPath& other) const {
 void FileSystemPath::m_replace_leaf(const char* leaf) {
   // The new leaf may be a part of this very text.
   const std::string name(NullIsEmpty(leaf));
-  path_.resize(name.empty() ? BranchSize(path_) : LeafPosition(path_));
+  path_.resize(LeafPosition(path_));
   Append(name, native);
+  if (!has_leaf()) path_.resize(BranchSize(path_));
 }
 
 std::string FileSystemPath::native_file_string() const {

@@ -95,7 +95,7 @@ INSTANTIATE_TEST_SUITE_P(
                     std::string("//s") + kEndsLikeBackslash + "/x",
                     std::string("//s") + kEndsLikeBackslash + "/x",
                     std::string("//s") + kEndsLikeBackslash + "/x"}),
-    [](const auto& info) { return info.param.name; });
+    [](const auto& row) { return row.param.name; });
 
 struct AppendCase {
   const char* name;
@@ -132,7 +132,7 @@ INSTANTIATE_TEST_SUITE_P(
                     AppendCase{"DriveBehindName", "a", "c:/x", "ac:/x"},
                     AppendCase{"ServerBehindName", "a", "//srv/x", "a//srv/x"},
                     AppendCase{"UncheckedName", "a", "b*|", "a/b*|"}),
-    [](const auto& info) { return info.param.name; });
+    [](const auto& row) { return row.param.name; });
 
 TEST(FileSystemPath, AppendsAPartOfItself) {
   FileSystemPath path("some/folder/with/a/name");
@@ -235,7 +235,7 @@ INSTANTIATE_TEST_SUITE_P(
         PartsCase{"ColonInName", "/d/a:b", "/d/a:", "/", "b", "/d", "a:b",
                   false},
         PartsCase{"Parent", "..", "", "", "..", "", "..", false}),
-    [](const auto& info) { return info.param.name; });
+    [](const auto& row) { return row.param.name; });
 
 TEST(FileSystemPath, SplitsTheLeafAtItsLastDot) {
   const auto parts = [](const char* text) {

@@ -4,11 +4,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <functional>
 #include <stdexcept>
 #include <vector>
 
-#include "kiv/environment.h"
 #include "port/test_folder.h"
 
 namespace kiv {
@@ -283,33 +283,35 @@ TEST_F(FileSystemTest, AFolderThatMayNotBeReadHoldsNothingToFind) {
 
 class PathVariable : public FileSystemTest {
  protected:
-  PathVariable() : before_(kiv::getenv("PATH", "")) {}
-  ~PathVariable() override { kiv::putenv("PATH", before_.c_str()); }
-  static std::string Now() { return kiv::getenv("PATH", ""); }
+  PathVariable() : before_(std::getenv("PATH")) {}
+  ~PathVariable() override { ::setenv("PATH", before_.c_str(), 1); }
+  // As the system sees it.
+  static std::string Now() { return std::getenv("PATH"); }
 
  private:
   std::string before_;
 };
 
 TEST_F(PathVariable, GetsAFolderInFrontOnce) {
+  // Holds what our texts cannot.
+  const std::string old = "/usr/bin:/opt/\xF0\x9F\x98\x80";
   const std::string here = folder_.path().string();
-  kiv::putenv("PATH", "/usr/bin");
+  ::setenv("PATH", old.c_str(), 1);
   EXPECT_FALSE(FileSystem::add_path_to_env(""));
   EXPECT_TRUE(FileSystem::add_path_to_env(here));
-  EXPECT_EQ(Now(), here + ":/usr/bin") << "in the form the system searches";
+  EXPECT_EQ(Now(), here + ":" + old) << "in the form the system searches";
   EXPECT_TRUE(FileSystem::add_path_to_env(here));
   WriteTestFile("module.so");
   EXPECT_TRUE(FileSystem::add_path_to_env(here + "\\module.so"));
-  EXPECT_EQ(Now(), here + ":/usr/bin");
   EXPECT_TRUE(FileSystem::add_path_to_env("/usr")) << "a part of an entry";
-  EXPECT_EQ(Now(), here + ":/usr/bin");
   EXPECT_FALSE(FileSystem::add_path_to_env("/a:b")) << "would be two folders";
+  EXPECT_EQ(Now(), here + ":" + old);
   EXPECT_TRUE(FileSystem::add_path_to_env("/\xD6\xD0"));
-  EXPECT_EQ(Now(), "/\xE4\xB8\xAD:" + here + ":/usr/bin");
+  EXPECT_EQ(Now(), "/\xE4\xB8\xAD:" + here + ":" + old);
 }
 
 TEST_F(PathVariable, IsMadeWhenThereIsNone) {
-  kiv::putenv("PATH", "");
+  ::unsetenv("PATH");
   EXPECT_TRUE(FileSystem::add_path_to_env("/opt/x"));
   EXPECT_EQ(Now(), "/opt/x");
 }

@@ -133,7 +133,7 @@ void ComLine::Unplugged() {
   if (dropped > 0)
     text +=
         std::to_string(dropped) + " bytes of an unfinished block are dropped; ";
-  Fault(text + "it is opened again when it is back");
+  Fault(text + "it is opened again when it returns");
 }
 
 void ComLine::PlanNextAttempt() {

@@ -191,9 +191,9 @@ DateTime DateTime::AddYears(int years) const {
 
 // Months are counted from January of the year 0.
 DateTime DateTime::PlusMonths(long long months) const {
-  constexpr long long kFirst = 1 * 12;
-  constexpr long long kLast = 9999 * 12 + 11;
-  const long long sum = Year() * 12 + (Month() - 1) + months;
+  constexpr long long kFirst = 12;
+  constexpr long long kLast = 9999LL * 12 + 11;
+  const long long sum = Year() * 12LL + (Month() - 1) + months;
   if (sum < kFirst || sum > kLast || !IsValid(Ticks())) {
     throw std::out_of_range(kUnrepresentable);
   }

@@ -27,6 +27,19 @@ const typename Text::value_type* Kept(Text value) {
   return kept.insert(std::move(value)).first->c_str();
 }
 
+// What is not well-formed in the one encoding is handed to the other as it
+// stands.
+std::string ToSystem(const std::string& text_gb) {
+  return IsCp936(text_gb) ? Cp936ToUtf8(text_gb) : text_gb;
+}
+
+bool LocalVariable(const std::string& name_gb, std::string& value_gb) {
+  std::string value;
+  if (!port::GetEnvironmentUtf8(ToSystem(name_gb), value)) return false;
+  value_gb = IsUtf8(value) ? Utf8ToCp936(value) : value;
+  return true;
+}
+
 long long FloorSeconds(long long ticks) {
   const long long seconds = ticks / kTicksPerSecond;
   return ticks % kTicksPerSecond < 0 ? seconds - 1 : seconds;
@@ -48,21 +61,21 @@ long long CivilSeconds(const std::tm& fields) {
 const char* getenv(const char* name, const char* fallback) {
   if (name == nullptr || *name == '\0') return fallback;
   std::string value;
-  if (!port::GetEnvironmentVariableA(name, value)) return fallback;
+  if (!LocalVariable(name, value)) return fallback;
   return Kept(std::move(value));
 }
 
 const WideChar* getenv(const WideChar* name, const WideChar* fallback) {
   if (name == nullptr || *name == u'\0') return fallback;
   std::string value;
-  if (!port::GetEnvironmentVariableA(Utf16ToCp936(name), value))
-    return fallback;
+  if (!LocalVariable(Utf16ToCp936(name), value)) return fallback;
   return Kept(Cp936ToUtf16(value));
 }
 
 bool putenv(const char* name, const char* value) {
   if (name == nullptr || *name == '\0') return false;
-  return port::SetEnvironmentVariableA(name, value == nullptr ? "" : value);
+  return port::SetEnvironmentUtf8(ToSystem(name),
+                                  value == nullptr ? "" : ToSystem(value));
 }
 
 void sleep(int seconds) {

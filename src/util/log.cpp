@@ -38,6 +38,7 @@ void ReportUnopenable() {
 class WriterLock {
  public:
   explicit WriterLock(std::recursive_mutex& lock) : lock_(lock) {
+    LogAccess::LetForkPass();
     for (int i = 0; i < kAttempts; ++i) {
       if (lock_.try_lock()) return;
       CpuPause();
@@ -150,6 +151,11 @@ void Log::Flush() {
     stream_->file.Flush();
   } catch (...) {
   }
+}
+
+void Log::LockedFlush() {
+  const WriterLock lock(lock_);
+  Flush();
 }
 
 bool Log::IsOK() const { return stream_ && stream_->file.IsOpen(); }
@@ -317,11 +323,6 @@ void Log::WriteFaultLine(bool daily) {
 void LogAccess::Write(const char* text, const char* source,
                       const char* category) {
   Log::g_log.Write(text, source, category, FileSystemPath(), true);
-}
-
-void LogAccess::Flush() {
-  const std::lock_guard lock(Log::g_log.lock_);
-  Log::g_log.Flush();
 }
 
 }  // namespace kiv

@@ -69,8 +69,6 @@ void LogPlain(const char* source, const std::string& text) {
   LogAccess::Write(text.c_str(), source, "");
 }
 
-void FlushLog() { LogAccess::Flush(); }
-
 bool IsShownAsIs(std::string_view value) {
   constexpr std::size_t kWord = sizeof(std::uint64_t);
   bool has_control = false;

@@ -15,9 +15,6 @@ void LogFatal(const char* source, const std::string& text);
 void LogInformation(const char* source, const std::string& text);
 void LogPlain(const char* source, const std::string& text);
 
-// Log::Flush, but from any thread.
-void FlushLog();
-
 // A foreign value as an entry shows it: control bytes and bytes that are no
 // character are written \n, \t, \x1B; everything else stays.
 std::string Shown(std::string_view value);

@@ -1,3 +1,4 @@
+#include <atomic>
 #include <mutex>
 #include <new>
 #include <thread>
@@ -17,6 +18,8 @@ constinit bool watches_forks = false;
 
 }  // namespace
 
+constinit std::atomic<int> LogAccess::forks_waiting_ = 0;
+
 void LogAccess::Enlist(Log& log) {
   const std::lock_guard lock(logs_mutex);
   log.stream_->next = logs;
@@ -31,6 +34,12 @@ void LogAccess::Strike(Log& log) {
   Log** link = &logs;
   while (*link != &log) link = &(*link)->stream_->next;
   *link = log.stream_->next;
+}
+
+void LogAccess::WaitForFork() {
+  constexpr int kPatience = 100;
+  for (int i = 0; i < kPatience && forks_waiting_ != 0; ++i)
+    std::this_thread::yield();
 }
 
 bool LogAccess::TryLockAll() {
@@ -50,6 +59,7 @@ void LogAccess::UnlockAll(Log* end) {
 void LogAccess::BeforeFork() {
   // All or none: a thread may hold one log and wait for another, since layouts
   // may log, make and destroy logs.
+  ++forks_waiting_;
   for (;;) {
     logs_mutex.lock();
     if (TryLockAll()) break;
@@ -60,11 +70,13 @@ void LogAccess::BeforeFork() {
 }
 
 void LogAccess::AfterForkInParent() {
+  --forks_waiting_;
   UnlockAll(nullptr);
   logs_mutex.unlock();
 }
 
 void LogAccess::AfterForkInChild() {
+  forks_waiting_ = 0;
   for (Log* log = logs; log; log = log->stream_->next) {
     log->stream_->file.Forget();
     // The lock knows its owner by a thread id that the child no longer has: it

@@ -333,7 +333,7 @@ TEST_F(LogTest, LibraryMessagesKeepTheirLineBreaksAndCategory) {
   LogFatal("mq", "x");
   LogInformation("mq", "x");
   LogPlain("mq", "x");
-  FlushLog();
+  Log::Instance().Flush();
   EXPECT_EQ(Text(In(kDay)),
             "12:00:00 [\xB4\xED\xCE\xF3] xml: two\r\nlines\r\n"
             "12:00:00 [\xD1\xCF\xD6\xD8\xB4\xED\xCE\xF3] mq: x\r\n"

@@ -1,7 +1,7 @@
 #ifndef TESTING_TEST_LOG_H_
 #define TESTING_TEST_LOG_H_
 
-#include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -12,6 +12,7 @@
 namespace kiv::testing {
 
 // The process's log, below the current directory for as long as this lives.
+// Made and destroyed while no other thread logs; may be read meanwhile.
 class TestLog {
  public:
   TestLog() { Log::Instance().Close(); }
@@ -19,12 +20,17 @@ class TestLog {
   TestLog(const TestLog&) = delete;
   TestLog& operator=(const TestLog&) = delete;
 
+  // Of every day.
   std::string Text() const {
-    Log::Instance().Flush();
-    std::string path = Log::Instance().FilePath();
-    std::replace(path.begin(), path.end(), '\\', '/');
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    Log::Instance().LockedFlush();
+    std::string text;
+    std::error_code missing;
+    for (const auto& entry :
+         std::filesystem::directory_iterator(folder_, missing)) {
+      std::ifstream file(entry.path(), std::ios::binary);
+      text.append(std::istreambuf_iterator<char>(file), {});
+    }
+    return text;
   }
   int Count(std::string_view part) const {
     const std::string text = Text();
@@ -35,6 +41,10 @@ class TestLog {
     return count;
   }
   bool Has(std::string_view part) const { return Count(part) > 0; }
+
+ private:
+  const std::filesystem::path folder_ =
+      std::filesystem::current_path() / "Logfiles" / "System";
 };
 
 }  // namespace kiv::testing

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -33,7 +34,8 @@ class TestProcessor {
 
   // What the processor does with a message; it answers true by default. Set
   // before a reader starts.
-  std::function<bool(const std::string& message, void* context)> answer;
+  std::function<bool(std::string_view message, void* context)> answer;
+  bool keeps_messages = true;
 
   std::vector<std::string> Messages() const {
     const std::lock_guard lock(mutex_);
@@ -47,10 +49,10 @@ class TestProcessor {
   static bool Take(void* receiver, const char* bytes, int length,
                    void* context) {
     auto& self = *static_cast<TestProcessor*>(receiver);
-    const std::string message(bytes, static_cast<std::size_t>(length));
-    {
+    const std::string_view message(bytes, static_cast<std::size_t>(length));
+    if (self.keeps_messages) {
       const std::lock_guard lock(self.mutex_);
-      self.messages_.push_back(message);
+      self.messages_.emplace_back(message);
     }
     return self.answer == nullptr || self.answer(message, context);
   }

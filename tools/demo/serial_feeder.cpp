@@ -10,104 +10,86 @@
 // the recording what to expect. Text is UTF-8 and goes out in GB2312.
 #include <fcntl.h>
 #include <poll.h>
-#include <stdlib.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdio>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <map>
+#include <memory>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <thread>
 
 #include "kiv/encoding.h"
 #include "kiv/startup.h"
+#include "testing/pseudo_terminal.h"
 
 namespace {
+
+using kiv::testing::PseudoTerminal;
 
 constexpr auto kReaderPatience = std::chrono::seconds(20);
 
 class Line {
  public:
   explicit Line(std::string link) : link_(std::move(link)) {}
-  ~Line() { Unplug(); }
-  Line(const Line&) = delete;
-  Line& operator=(const Line&) = delete;
 
-  bool Plug() {
-    master_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-    if (master_ < 0 || grantpt(master_) != 0 || unlockpt(master_) != 0) {
-      return false;
-    }
-    termios settings{};
-    tcgetattr(master_, &settings);
-    cfmakeraw(&settings);
-    tcsetattr(master_, TCSANOW, &settings);
+  void Plug() {
+    terminal_ = std::make_unique<PseudoTerminal>();
     // A terminal that nobody has opened yet does not look unplugged; opening
     // and closing it once makes the reader's arrival visible.
-    const int device = open(ptsname(master_), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    const int device =
+        open(terminal_->Device().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
     if (device >= 0) close(device);
-    const std::string fresh = link_ + ".new";
-    std::error_code error;
-    std::filesystem::remove(fresh, error);
-    std::filesystem::create_symlink(ptsname(master_), fresh, error);
-    std::filesystem::rename(fresh, link_, error);
-    return !error;
+    kiv::testing::LinkTo(link_, terminal_->Device());
   }
 
   void Unplug() {
-    if (master_ < 0) return;
-    std::error_code error;
-    std::filesystem::remove(link_, error);
-    close(master_);
-    master_ = -1;
+    std::filesystem::remove(link_);
+    terminal_.reset();
   }
 
   // Until somebody has opened the device.
-  bool WaitForReader() const {
+  void WaitForReader() const {
     const auto deadline = std::chrono::steady_clock::now() + kReaderPatience;
     while (std::chrono::steady_clock::now() < deadline) {
-      pollfd state{master_, POLLOUT, 0};
-      if (poll(&state, 1, 0) >= 0 && (state.revents & POLLHUP) == 0) {
-        return true;
-      }
+      pollfd state{terminal_->FarEnd(), POLLOUT, 0};
+      if (poll(&state, 1, 0) >= 0 && (state.revents & POLLHUP) == 0) return;
       std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
-    return false;
+    throw std::runtime_error("nobody reads " + link_);
   }
 
-  bool Send(const std::string& bytes) const {
-    return write(master_, bytes.data(), bytes.size()) ==
-           static_cast<ssize_t>(bytes.size());
+  void Send(const std::string& utf8) const {
+    terminal_->Send(std::string(kiv::utf8ToString(utf8.c_str(), 0).get()) +
+                    '\r');
   }
 
  private:
   std::string link_;
-  int master_ = -1;
+  std::unique_ptr<PseudoTerminal> terminal_;
 };
 
 using Lines = std::map<std::string, Line>;
 
-bool Perform(Line& line, const std::string& verb, const std::string& text) {
+void Perform(Line& line, const std::string& verb, const std::string& text) {
   if (verb == "unplug") {
     line.Unplug();
-    return true;
+  } else if (verb == "plug") {
+    line.Plug();
+    line.WaitForReader();
+  } else {
+    line.Send(text);
   }
-  if (verb == "plug") return line.Plug() && line.WaitForReader();
-  return line.Send(std::string(kiv::utf8ToString(text.c_str(), 0).get()) +
-                   '\r');
 }
 
-bool Play(const char* path, Lines& lines) {
+void Play(const char* path, Lines& lines) {
   std::ifstream recording(path);
-  if (!recording) {
-    std::cerr << "serial_feeder: cannot read " << path << '\n';
-    return false;
-  }
+  if (!recording) throw std::runtime_error(std::string("cannot read ") + path);
   std::string entry;
   while (std::getline(recording, entry)) {
     if (entry.empty() || entry[0] == '#') continue;
@@ -120,21 +102,14 @@ bool Play(const char* path, Lines& lines) {
     std::getline(words, text);
     const auto line = lines.find(port);
     if (!words.eof() || line == lines.end()) {
-      std::cerr << "serial_feeder: cannot play: " << entry << '\n';
-      return false;
+      throw std::runtime_error("cannot play: " + entry);
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(wait_ms));
-    if (!Perform(line->second, verb, text)) {
-      std::cerr << "serial_feeder: failed: " << entry << '\n';
-      return false;
-    }
+    Perform(line->second, verb, text);
   }
-  return true;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int Run(int argc, char** argv) {
   Lines lines;
   for (int i = 2; i < argc; ++i) {
     const std::string pair = argv[i];
@@ -142,21 +117,29 @@ int main(int argc, char** argv) {
     if (equals == pair.npos) continue;
     const auto added =
         lines.try_emplace(pair.substr(0, equals), pair.substr(equals + 1));
-    if (!added.first->second.Plug()) {
-      std::cerr << "serial_feeder: no pseudo-terminal for " << pair << '\n';
-      return 1;
-    }
+    added.first->second.Plug();
   }
   if (lines.empty()) {
     std::cerr << "usage: serial_feeder RECORDING PORT=LINK...\n";
     return 2;
   }
-  kiv::GlobalInit();
-  bool is_played = true;
-  for (auto& [port, line] : lines) is_played = line.WaitForReader();
-  is_played = is_played && Play(argv[1], lines);
+  for (auto& [port, line] : lines) line.WaitForReader();
+  Play(argv[1], lines);
   // What was sent last is read before the line goes away.
   std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  kiv::GlobalInit();
+  int exit_code = 1;
+  try {
+    exit_code = Run(argc, argv);
+  } catch (const std::exception& fault) {
+    std::cerr << "serial_feeder: " << fault.what() << '\n';
+  }
   kiv::GlobalUninit();
-  return is_played ? 0 : 1;
+  return exit_code;
 }

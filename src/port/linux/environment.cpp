@@ -3,9 +3,6 @@
 #include <cstdlib>
 #include <mutex>
 
-#include "util/cp936.h"
-#include "util/utf8.h"
-
 namespace kiv::port {
 namespace {
 
@@ -16,35 +13,19 @@ std::mutex& TableMutex() {
   return mutex;
 }
 
-std::string ToSystem(const std::string& text_gb) {
-  return IsCp936(text_gb) ? Cp936ToUtf8(text_gb) : text_gb;
-}
-
-std::string FromSystem(const std::string& text_utf8) {
-  return IsUtf8(text_utf8) ? Utf8ToCp936(text_utf8) : text_utf8;
-}
-
 }  // namespace
 
-bool GetEnvironmentVariableA(const std::string& name, std::string& value) {
-  const std::string system_name = ToSystem(name);
-  std::string found;
-  {
-    const std::lock_guard lock(TableMutex());
-    const char* const text = std::getenv(system_name.c_str());
-    if (text == nullptr) return false;
-    found = text;
-  }
-  value = FromSystem(found);
+bool GetEnvironmentUtf8(const std::string& name, std::string& value) {
+  const std::lock_guard lock(TableMutex());
+  const char* const text = std::getenv(name.c_str());
+  if (text == nullptr) return false;
+  value = text;
   return true;
 }
 
-bool SetEnvironmentVariableA(const std::string& name,
-                             const std::string& value) {
-  const std::string system_name = ToSystem(name);
-  const std::string system_value = ToSystem(value);
+bool SetEnvironmentUtf8(const std::string& name, const std::string& value) {
   const std::lock_guard lock(TableMutex());
-  return setenv(system_name.c_str(), system_value.c_str(), 1) == 0;
+  return ::setenv(name.c_str(), value.c_str(), 1) == 0;
 }
 
 }  // namespace kiv::port

@@ -31,7 +31,7 @@ INSTANTIATE_TEST_SUITE_P(
         PathCase{"SecondByteBackslash", "\x81\x5C\\x", "\xE4\xB9\x97/x"},
         PathCase{"LeadByteAlone", "a\x81", "a\xEF\xBF\xBD"},
         PathCase{"Nul", std::string("a\0b", 3), "a?b"}),
-    [](const auto& info) { return info.param.name; });
+    [](const auto& row) { return row.param.name; });
 
 TEST(LocalPath, ShowsWhatItCannotHoldAsQuestionMarks) {
   EXPECT_EQ(LocalPath("/\xE4\xB8\xAD/x"), "/\xD6\xD0/x");

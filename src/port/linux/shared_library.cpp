@@ -3,14 +3,18 @@
 #include <dlfcn.h>
 #include <elf.h>
 #include <fcntl.h>
+#include <link.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
+#include <vector>
 
 #include "kiv/encoding.h"
 #include "port/file.h"
@@ -19,6 +23,9 @@
 
 namespace kiv::port {
 namespace {
+
+using ElfHeader = ElfW(Ehdr);
+using ElfSegment = ElfW(Phdr);
 
 #if defined(__x86_64__)
 constexpr unsigned kOwnMachine = EM_X86_64;
@@ -82,8 +89,33 @@ bool IsAllTrusted(const std::string& path, const std::string& real_path,
          IsTrusted(FolderOf(path), reason);
 }
 
-// The loader says of a library for another machine that there is no such file.
-bool IsForThisMachine(const std::string& path, std::string& reason) {
+// False for a file that was broken off: the loader maps what is not there, and
+// the process would die of it.
+bool IsWhole(const Descriptor& file, const ElfHeader& header,
+             std::uint64_t size_bytes) {
+  const std::uint64_t table_end =
+      header.e_phoff + std::uint64_t{header.e_phnum} * sizeof(ElfSegment);
+  if (header.e_phentsize != sizeof(ElfSegment) || table_end < header.e_phoff ||
+      table_end > size_bytes)
+    return false;
+  std::vector<ElfSegment> segments(header.e_phnum);
+  const std::size_t table_size = segments.size() * sizeof(ElfSegment);
+  const ssize_t got = Retry([&] {
+    return ::pread(file.get(), segments.data(), table_size,
+                   static_cast<off_t>(header.e_phoff));
+  });
+  if (got != static_cast<ssize_t>(table_size)) return false;
+  return std::all_of(segments.begin(), segments.end(),
+                     [size_bytes](const ElfSegment& segment) {
+                       const std::uint64_t end =
+                           segment.p_offset + segment.p_filesz;
+                       return end >= segment.p_offset && end <= size_bytes;
+                     });
+}
+
+// What the loader would say badly, or not survive. It calls a library for
+// another machine a file that is not there.
+bool IsLoadable(const std::string& path, std::string& reason) {
   const Descriptor file(Retry(
       [&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }));
   struct stat entry {};
@@ -95,28 +127,35 @@ bool IsForThisMachine(const std::string& path, std::string& reason) {
     reason = "this is no file";
     return false;
   }
-  Elf64_Ehdr header{};
+  ElfHeader header{};
   const ssize_t got =
       Retry([&] { return ::pread(file.get(), &header, sizeof header, 0); });
-  if (got < 2 || std::memcmp(header.e_ident, "MZ", 2) == 0) {
-    reason = got < 2 ? "the file is empty"
-                     : "this is a Windows library: build the processor for "
-                       "this system";
+  const auto begins_with = [&](const char* magic, std::size_t size) {
+    return got >= static_cast<ssize_t>(size) &&
+           std::memcmp(header.e_ident, magic, size) == 0;
+  };
+  if (begins_with("MZ", 2)) {
+    reason = "this is a Windows library: build the processor for this system";
     return false;
   }
-  if (got < EI_NIDENT || std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0) {
-    reason = "this is no shared library";
+  if (!begins_with(ELFMAG, SELFMAG)) {
+    reason = got > 0 ? "this is no shared library" : "the file is empty";
     return false;
   }
-  const auto is_cut = got < static_cast<ssize_t>(sizeof header);
-  const bool is_other = header.e_ident[EI_CLASS] !=
-                        (sizeof(void*) == 8 ? ELFCLASS64 : ELFCLASS32);
+  const bool has_header = got == static_cast<ssize_t>(sizeof header);
+  const unsigned char own_class = sizeof(void*) == 8 ? ELFCLASS64 : ELFCLASS32;
   // The machine stands at the same place in both classes.
-  if (is_other ||
-      (!is_cut && kOwnMachine != EM_NONE && header.e_machine != kOwnMachine)) {
+  if (has_header &&
+      (header.e_ident[EI_CLASS] != own_class ||
+       (kOwnMachine != EM_NONE && header.e_machine != kOwnMachine))) {
     reason = "the library is built for another machine (ELF machine " +
              std::to_string(header.e_machine) + ", here " +
              std::to_string(kOwnMachine) + ")";
+    return false;
+  }
+  if (!has_header ||
+      !IsWhole(file, header, static_cast<std::uint64_t>(entry.st_size))) {
+    reason = "the file is broken off: copy it again";
     return false;
   }
   return true;
@@ -158,8 +197,7 @@ std::unique_ptr<SharedLibrary> SharedLibrary::Open(const std::string& path,
     reason = ErrorText(errno);
     return nullptr;
   }
-  if (!IsAllTrusted(file, real_path, reason) ||
-      !IsForThisMachine(real_path, reason))
+  if (!IsAllTrusted(file, real_path, reason) || !IsLoadable(real_path, reason))
     return nullptr;
   void* handle = ::dlopen(real_path, RTLD_NOW | RTLD_LOCAL);
   if (handle == nullptr) {

@@ -1,5 +1,6 @@
 #include "port/shared_library.h"
 
+#include <elf.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -150,7 +151,8 @@ TEST(SharedLibraryOpen, SaysWhyAFileIsNoLibraryOfOurs) {
     std::string bytes;
     const char* reason;
   };
-  std::string arm = ReadTestFile(KIV_TEST_PROCESSOR).substr(0, 4096);
+  const std::string whole = ReadTestFile(KIV_TEST_PROCESSOR);
+  std::string arm = whole.substr(0, 4096);
   arm[18] = '\xB7';
   arm[19] = 0;
   std::string narrow = arm;
@@ -159,10 +161,8 @@ TEST(SharedLibraryOpen, SaysWhyAFileIsNoLibraryOfOurs) {
       {"empty.so", "", "the file is empty"},
       {"windows.dll", std::string("MZ\x90\0", 4), "a Windows library"},
       {"text.so", "#!/bin/sh\nexit 0\n", "no shared library"},
-      {"short.so",
-       "\x7f"
-       "ELF",
-       "no shared library"},
+      {"short.so", ELFMAG, "broken off"},
+      {"half.so", whole.substr(0, 2000), "broken off"},
       {"arm.so", arm, "another machine (ELF machine 183"},
       {"narrow.so", narrow, "another machine"},
   };

@@ -1,0 +1,207 @@
+#include "kiv/mq/com_queue_reader.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <string>
+
+#include "kiv/date_time.h"
+#include "kiv/mq/com_queue.h"
+#include "testing/eventually.h"
+#include "testing/pseudo_terminal.h"
+#include "testing/service_folder.h"
+#include "testing/test_processor.h"
+#include "util/runtime.h"
+
+namespace kiv::mq {
+namespace {
+
+using testing::Eventually;
+using testing::PseudoTerminal;
+using testing::TestConfig;
+using Messages = std::vector<std::string>;
+
+class SerialLine : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { StartValues(); }
+  static void TearDownTestSuite() { StopValues(); }
+  void TearDown() override {
+    if (config_ != nullptr) {
+      EXPECT_TRUE(config_->Stop(20000));
+    }
+  }
+
+  // A queue on the line, with more attributes and children.
+  void Listen(const std::string& attributes = "",
+              const std::string& children = "") {
+    service_.WriteQueues("<q type='com' name='" + line_.Device() +
+                         "' processor='dll://../lib/p:Record' " + attributes +
+                         ">" + children + "</q>");
+    config_ = std::make_unique<TestConfig>();
+    ASSERT_TRUE(config_->StartListen()) << service_.log.Text();
+  }
+  QueueConfig& Queue() const { return *config_->Queues().at(0); }
+  QueueStatus Status() const { return Queue().Status(); }
+  bool WaitForState(QueueState state) const {
+    return Eventually([&] { return Status().state == state; });
+  }
+
+  const testing::ServiceFolder service_;
+  testing::TestProcessor processor_{"../lib/p.so"};
+  PseudoTerminal line_;
+  std::unique_ptr<TestConfig> config_;
+};
+
+TEST_F(SerialLine, GivesEveryLineToTheProcessorWithItsSettings) {
+  void* context = nullptr;
+  processor_.answer = [&context](std::string_view message, void* given) {
+    context = given;
+    return message != "bad";
+  };
+  Listen();
+  line_.Send("first\rbad\r\n");
+  line_.Send("\xD6\xD0\xB9\xFA\r\r");
+  ASSERT_TRUE(processor_.WaitForMessages(4));
+  ASSERT_TRUE(config_->Stop(20000));
+  EXPECT_EQ(processor_.Messages(),
+            (Messages{"first", "bad", "\xD6\xD0\xB9\xFA", ""}));
+  EXPECT_EQ(context, dynamic_cast<ComQueueConfig*>(&Queue()));
+  EXPECT_EQ(Status().messages, 4u);
+  EXPECT_EQ(Status().bytes, 12u);
+  EXPECT_EQ(Status().failures, 1u);
+  EXPECT_NE(Status().last_message, DateTime());
+  EXPECT_EQ(Status().state, QueueState::Stopped);
+}
+
+TEST_F(SerialLine, IsCutIntoPackages) {
+  Listen("PackageSize='3' EvChar=';'");
+  line_.Send("ab;c\rdef;");
+  ASSERT_TRUE(processor_.WaitForMessages(3));
+  EXPECT_EQ(processor_.Messages(), (Messages{"ab;", "c\rd", "ef;"}));
+}
+
+TEST_F(SerialLine, EndsItsReaderByTheStopWordAlone) {
+  Listen("reader='realtime' EvChar=';'");
+  line_.Send("go on;no exit;ExIt now;never read;");
+  ASSERT_TRUE(WaitForState(QueueState::StoppedByLine));
+  EXPECT_EQ(processor_.Messages(), (Messages{"go on", "no exit"}));
+  const auto reader =
+      std::dynamic_pointer_cast<ComQueueReader>(Queue().GetQueueReader());
+  EXPECT_TRUE(Eventually([&] { return reader->GetThread()->Result() == 0; }));
+
+  // Listening again reads again.
+  ASSERT_TRUE(config_->StartListen());
+  line_.Send("back;");
+  EXPECT_TRUE(processor_.WaitForMessages(3));
+}
+
+TEST_F(SerialLine, HasOneReaderHoweverOftenItIsStarted) {
+  Listen();
+  ASSERT_TRUE(config_->StartListen());
+  ASSERT_TRUE(config_->StartListen());
+  ASSERT_TRUE(WaitForState(QueueState::Reading));
+  line_.Send("once\r");
+  ASSERT_TRUE(processor_.WaitForMessages(1));
+  EXPECT_FALSE(service_.log.Has("in use"));
+}
+
+TEST_F(SerialLine, DropsWhatComesOutsideItsTimes) {
+  // An hour that is at least two hours away from now, and the whole day.
+  const int hour = (DateTime::Now().Hour() + 12) % 24;
+  const std::string away = (hour < 10 ? "0" : "") + std::to_string(hour);
+  Listen("", "<duration><x from='" + away + ":00:00' to='" + away +
+                 ":59:59'/></duration>");
+  ASSERT_TRUE(WaitForState(QueueState::OutsideTimes));
+  line_.Send("late\rlater\r");
+  ASSERT_TRUE(Eventually([&] { return Status().refused == 2; }));
+  line_.Send("exit\r");
+  ASSERT_TRUE(WaitForState(QueueState::StoppedByLine));
+  EXPECT_EQ(processor_.Messages(), Messages{});
+  EXPECT_EQ(Status().messages, 0u);
+  EXPECT_EQ(Status().last_message, DateTime());
+  EXPECT_EQ(service_.log.Count("is outside its times"), 1);
+}
+
+TEST_F(SerialLine, IsReadInItsTimes) {
+  Listen("", "<duration><x from='00:00:00' to='23:59:59'/></duration>");
+  line_.Send("in time\r");
+  EXPECT_TRUE(processor_.WaitForMessages(1));
+  EXPECT_EQ(Status().refused, 0u);
+}
+
+TEST_F(SerialLine, TellsWhatOfItsSettingsThePortRefuses) {
+  Listen("BaudRate='9600' DataLength='7' Parity='even'");
+  line_.Send("still read\r");
+  ASSERT_TRUE(processor_.WaitForMessages(1));
+  EXPECT_EQ(service_.log.Count("refuses DataLength 7, Parity E; its other "
+                               "settings are in force"),
+            1);
+  EXPECT_NE(Status().last_error.find("refuses"), std::string::npos);
+}
+
+TEST_F(SerialLine, StopsWhileItWaitsForItsPort) {
+  const std::string device = line_.Device();
+  line_.Unplug();
+  service_.WriteQueues("<q type='com' name='" + device +
+                       "' processor='dll://../lib/p:Record'/>");
+  config_ = std::make_unique<TestConfig>();
+  ASSERT_TRUE(config_->StartListen());
+  ASSERT_TRUE(WaitForState(QueueState::Unplugged));
+  EXPECT_EQ(service_.log.Count("cannot be opened"), 1);
+}
+
+TEST_F(SerialLine, IsAQueueOfMessagesToAHostThatReadsItItself) {
+  ComQueueInfo info;
+  EXPECT_TRUE(info.Create(line_.Device().c_str(), nullptr, false));
+  const auto queue = info.Open(line_.Device().c_str(), 1, 0);
+  ASSERT_NE(queue, nullptr);
+  std::thread sender([this] { line_.Send("one\rtwo\r"); });
+  std::string first;
+  std::string second;
+  if (const auto message = queue->Receive()) message->GetBody(first);
+  if (const auto message = queue->Receive()) message->GetBody(second);
+  sender.join();
+  EXPECT_EQ(first, "one");
+  EXPECT_EQ(second, "two");
+  EXPECT_FALSE(info.Create(line_.Device().c_str(), nullptr, false));
+}
+
+TEST_F(SerialLine, WithABadNameIsNotListenedOn) {
+  service_.WriteQueues(
+      "<q type='com' name='gate' processor='dll://../lib/p:Record'/>"
+      "<q type='com' name='COM1' processor='dll://../lib/none:Record'/>"
+      "<q type='msmq' name='orders' reader='serial' "
+      "processor='dll://../lib/p:Record'/>");
+  config_ = std::make_unique<TestConfig>();
+  EXPECT_FALSE(config_->StartListen());
+  const std::string failed =
+      "[\xB4\xED\xCE\xF3] mq: QueueConfig::StartListen Error: ";
+  EXPECT_TRUE(service_.log.Has(
+      failed + "Create Queue Failed, can not open the queue 'gate'"));
+  EXPECT_TRUE(service_.log.Has(
+      failed + "invalid processor: 'dll://../lib/none:Record'"));
+  EXPECT_TRUE(service_.log.Has(
+      failed + "Create Queue Failed, can not open the queue 'orders'"));
+  EXPECT_TRUE(service_.log.Has("queues of type 'msmq' are not available"));
+  for (const auto& queue : config_->Queues())
+    EXPECT_EQ(queue->Status().state, QueueState::Failed);
+}
+
+TEST_F(SerialLine, ReportsAProcessorThatDoesNotEnd) {
+  std::atomic<bool> may_leave{false};
+  processor_.answer = [&may_leave](std::string_view, void*) {
+    return Eventually([&] { return may_leave.load(); });
+  };
+  Listen();
+  line_.Send("stuck\r");
+  ASSERT_TRUE(processor_.WaitForMessages(1));
+  EXPECT_FALSE(config_->Stop(10));
+  EXPECT_TRUE(service_.log.Has("Config::Stop Failed: the processor of queue '" +
+                               line_.Device() + "' is still at work"));
+  may_leave = true;
+  EXPECT_TRUE(config_->Stop(-1));
+}
+
+}  // namespace
+}  // namespace kiv::mq

@@ -1,0 +1,109 @@
+#include "kiv/module/module.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "kiv/module/dll_file_module.h"
+#include "testing/service_folder.h"
+#include "testing/test_processor.h"
+#include "util/runtime.h"
+
+namespace kiv::module {
+namespace {
+
+class ProcessorModule : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { StartValues(); }
+  static void TearDownTestSuite() { StopValues(); }
+
+  const testing::ServiceFolder service_;
+  testing::TestProcessor processor_{"../lib/libparse.so"};
+};
+
+TEST_F(ProcessorModule, CallsTheFunctionWithWhatItIsGiven) {
+  const auto parse = Module::create("dll://..\\Lib\\Parse:Record:ignored");
+  ASSERT_NE(parse, nullptr) << service_.log.Text();
+  int given = 0;
+  void* seen = nullptr;
+  processor_.answer = [&seen](std::string_view message, void* context) {
+    seen = context;
+    return message.size() == 3;
+  };
+  EXPECT_TRUE(parse->process_mem("a\0b", 3, &given));
+  EXPECT_EQ(seen, &given);
+  EXPECT_FALSE(parse->process_mem("ab", 2, nullptr));
+  EXPECT_EQ(seen, nullptr);
+  EXPECT_EQ(processor_.Messages(),
+            (std::vector<std::string>{{"a\0b", 3}, "ab"}));
+}
+
+TEST_F(ProcessorModule, StaysLoadedAsLongAsOneModuleLives) {
+  auto first = Module::create("dll://../lib/parse.dll:Record");
+  const auto second = Module::create("dll://../lib/libparse.so:Record");
+  ASSERT_NE(first, nullptr);
+  ASSERT_NE(second, nullptr);
+  first.reset();
+  EXPECT_TRUE(second->process_mem("x", 1, nullptr));
+}
+
+struct Description {
+  const char* name;
+  const char* text;
+  // In the local encoding; "": no message.
+  std::string message;
+};
+
+class BadDescription : public ProcessorModule,
+                       public ::testing::WithParamInterface<Description> {};
+
+TEST_P(BadDescription, GivesNoModule) {
+  EXPECT_EQ(Module::create(GetParam().text), nullptr);
+  if (GetParam().message.empty())
+    EXPECT_EQ(service_.log.Text(), "");
+  else
+    EXPECT_TRUE(service_.log.Has(
+        "[\xB4\xED\xCE\xF3] module: " + GetParam().message + "\r\n"))
+        << service_.log.Text();
+}
+
+// 无效的格式。
+constexpr char kBadFormat[] =
+    "\xCE\xDE\xD0\xA7\xB5\xC4\xB8\xF1\xCA\xBD\xA1\xA3";
+// 文件没找到。
+constexpr char kNotFound[] = "\xCE\xC4\xBC\xFE\xC3\xBB\xD5\xD2\xB5\xBD\xA1\xA3";
+
+INSTANTIATE_TEST_SUITE_P(
+    Text, BadDescription,
+    ::testing::Values(
+        Description{"Null", nullptr, ""}, Description{"Empty", "", ""},
+        Description{"NoProtocol", "../lib/parse:Record", ""},
+        Description{"NoLibrary", "dll://", ""},
+        Description{"ProtocolInUpperCase", "DLL://../lib/parse:Record",
+                    std::string("Module::create Failed, "
+                                "'DLL://../lib/parse:Record' ") +
+                        kBadFormat},
+        Description{"OtherProtocol", "exe://../lib/parse:Record",
+                    std::string("Module::create Failed, "
+                                "'exe://../lib/parse:Record' ") +
+                        kBadFormat},
+        // 不允许为空。
+        Description{"NoFunction", "dll://../lib/parse",
+                    "Module::create Failed,  func "
+                    "\xB2\xBB\xD4\xCA\xD0\xED\xCE\xAA\xBF\xD5\xA1\xA3"},
+        Description{"NoFile", "dll://../lib/parser:Record",
+                    std::string("Module::create Failed,  "
+                                "'../LIB/PARSER.DLL' ") +
+                        kNotFound},
+        Description{
+            "AFolder", "dll://../conf:Record",
+            std::string("Module::create Failed,  '../CONF.DLL' ") + kNotFound}),
+    [](const auto& test) { return test.param.name; });
+
+TEST(ModuleBase, HandlesNothing) {
+  Module module;
+  EXPECT_FALSE(module.process_mem("x", 1, nullptr));
+}
+
+}  // namespace
+}  // namespace kiv::module

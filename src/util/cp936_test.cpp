@@ -1,0 +1,281 @@
+#include "util/cp936.h"
+
+#include <gtest/gtest.h>
+#include <iconv.h>
+
+#include <string>
+
+namespace kiv {
+namespace {
+
+// What the system's own converter says; 0 when it has no such code.
+class SystemConverter {
+ public:
+  SystemConverter() : handle_(iconv_open("UTF-16LE", "CP936")) {}
+  ~SystemConverter() { iconv_close(handle_); }
+
+  bool IsThere() const { return handle_ != reinterpret_cast<iconv_t>(-1); }
+
+  char16_t Decode(unsigned code) {
+    char bytes[2] = {static_cast<char>(code >> 8), static_cast<char>(code)};
+    char16_t unit = 0;
+    char* in = bytes;
+    std::size_t in_left = sizeof bytes;
+    char* out = reinterpret_cast<char*>(&unit);
+    std::size_t out_left = sizeof unit;
+    iconv(handle_, nullptr, nullptr, nullptr, nullptr);
+    if (iconv(handle_, &in, &in_left, &out, &out_left) ==
+        static_cast<std::size_t>(-1))
+      return 0;
+    return unit;
+  }
+
+ private:
+  iconv_t handle_;
+};
+
+// The three areas for characters of one's own, row by row; 0 outside them.
+char16_t UserDefined(unsigned lead, unsigned trail) {
+  if (trail >= 0xA1 && lead >= 0xAA && lead <= 0xAF)
+    return static_cast<char16_t>(0xE000 + (lead - 0xAA) * 94 + trail - 0xA1);
+  if (trail >= 0xA1 && lead >= 0xF8)
+    return static_cast<char16_t>(0xE234 + (lead - 0xF8) * 94 + trail - 0xA1);
+  if (trail <= 0xA0 && lead >= 0xA1 && lead <= 0xA7)
+    return static_cast<char16_t>(0xE4C6 + (lead - 0xA1) * 96 + trail - 0x40 -
+                                 (trail > 0x7F ? 1 : 0));
+  return 0;
+}
+
+// The system's converter leaves out the user-defined areas and 255 places that
+// were never given a character; these follow each other in private use.
+TEST(Cp936, EveryTwoByteCodeMeansWhatTheSystemSaysAndComesBack) {
+  SystemConverter system;
+  ASSERT_TRUE(system.IsThere());
+  char16_t next_unassigned = 0xE766;
+  int codes = 0;
+  for (unsigned lead = 0x81; lead <= 0xFE; ++lead) {
+    for (unsigned trail = 0x40; trail <= 0xFE; ++trail) {
+      if (trail == 0x7F) continue;
+      char16_t expected = UserDefined(lead, trail);
+      if (expected == 0) expected = system.Decode(lead << 8 | trail);
+      if (expected == 0) expected = next_unassigned++;
+      const std::string code{static_cast<char>(lead), static_cast<char>(trail)};
+      const std::u16string wide = Cp936ToUtf16(code);
+      ASSERT_EQ(wide, std::u16string(1, expected)) << std::hex << lead << trail;
+      ASSERT_EQ(Utf16ToCp936(wide), code) << std::hex << lead << trail;
+      const std::string utf8 = Cp936ToUtf8(code);
+      ASSERT_EQ(utf8, Utf16ToUtf8(wide));
+      ASSERT_EQ(Utf8ToCp936(utf8), code);
+      ++codes;
+    }
+  }
+  EXPECT_EQ(codes, 23940);
+  EXPECT_EQ(next_unassigned, 0xE865);
+}
+
+TEST(Cp936, HasExactlyTheCharactersItDecodes) {
+  int in = 0;
+  for (char32_t character = 0; character < 0x10000; ++character) {
+    const char16_t unit = static_cast<char16_t>(character);
+    const std::string code = Utf16ToCp936(std::u16string(1, unit));
+    const bool comes_back = Cp936ToUtf16(code) == std::u16string(1, unit);
+    ASSERT_EQ(IsInCp936(character), comes_back)
+        << static_cast<unsigned>(character);
+    if (!comes_back) {
+      ASSERT_EQ(code, "?") << static_cast<unsigned>(character);
+    }
+    in += comes_back;
+  }
+  EXPECT_EQ(in, 23940 + 128 + 1);
+  EXPECT_FALSE(IsInCp936(0x1F600));
+  EXPECT_FALSE(IsInCp936(0x10041));
+}
+
+struct BadBytes {
+  const char* name;
+  std::string gb;
+  std::u16string wide;
+};
+
+class Cp936Bytes : public testing::TestWithParam<BadBytes> {};
+
+// Alone, behind a block of ASCII and before one: the fast path and the slow one
+// meet at every place.
+TEST_P(Cp936Bytes, DecodeWithoutShiftingWhatFollows) {
+  const auto& [name, gb, wide] = GetParam();
+  for (std::size_t before = 0; before < 20; ++before) {
+    for (const std::size_t after : {0, 1, 15, 16, 40}) {
+      const std::string text =
+          std::string(before, 'a') + gb + std::string(after, '!');
+      const std::u16string expected =
+          std::u16string(before, u'a') + wide + std::u16string(after, u'!');
+      ASSERT_EQ(Cp936ToUtf16(text), expected) << before << ' ' << after;
+      ASSERT_EQ(Cp936ToUtf8(text), Utf16ToUtf8(expected));
+    }
+  }
+}
+
+using namespace std::string_literals;
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, Cp936Bytes,
+    testing::Values(
+        BadBytes{"Euro", "\x80", u"\u20AC"},
+        BadBytes{"EuroTwice", "\x80\x80", u"\u20AC\u20AC"},
+        BadBytes{"EuroBeforeCharacter", "\x80\xC8\xDD", u"\u20AC\u5BB9"},
+        BadBytes{"EuroBeforeLetter",
+                 "\x80"
+                 "A",
+                 u"\u20AC"
+                 u"A"},
+        BadBytes{"Ff", "\xFF", u"\uFFFD"},
+        BadBytes{"FfBeforeLetter",
+                 "\xFF"
+                 "A",
+                 u"\uFFFD"
+                 u"A"},
+        BadBytes{"LeadBeforeDigit",
+                 "\xB4"
+                 "1",
+                 u"\uFFFD"
+                 u"1"},
+        BadBytes{"LeadBeforeNul", "\xB4\0x"s, u"\uFFFD\0x"s},
+        BadBytes{"LeadBeforeDelete", "\xB4\x7F", u"\uFFFD\x7F"},
+        BadBytes{"LeadBeforeFf", "\xB4\xFF", u"\uFFFD\uFFFD"},
+        BadBytes{"BackslashAsTrail", "\x95\x5C", u"\u661E"},
+        BadBytes{"LowestAndHighest", "\x81\x40\xFE\xFE", u"\u4E02\uE4C5"}),
+    [](const auto& test) { return test.param.name; });
+
+TEST(Cp936, ALeadByteAtTheEndGivesOneReplacement) {
+  EXPECT_EQ(Cp936ToUtf16("ab\xB4"), u"ab\uFFFD");
+  EXPECT_EQ(Cp936ToUtf16(std::string(15, 'a') + "\xB4"),
+            std::u16string(15, u'a') + u"\uFFFD");
+  EXPECT_EQ(Cp936ToUtf8("\xB4"), "\xEF\xBF\xBD");
+  EXPECT_FALSE(IsCp936("ab\xB4"));
+  EXPECT_FALSE(IsCp936("\xFF"));
+  EXPECT_TRUE(IsCp936("\x80\x95\x5C"));
+}
+
+TEST(Cp936, WhatItLacksBecomesOneQuestionMark) {
+  const std::u16string pair = u"\xD83D\xDE00";
+  for (std::size_t before = 0; before < 20; ++before) {
+    const std::u16string lead(before, u'\u4E2D');
+    std::string expected;
+    for (std::size_t i = 0; i < before; ++i) expected += "\xD6\xD0";
+    EXPECT_EQ(Utf16ToCp936(lead + pair + u"!"), expected + "?!");
+    EXPECT_EQ(Utf16ToCp936(lead + u"\xD83D!"), expected + "?!");
+    EXPECT_EQ(Utf16ToCp936(lead + u"\xDE00\xD83D"), expected + "??");
+    EXPECT_EQ(Utf16ToCp936(lead + u"\x00EB\xFFFDz"), expected + "??z");
+  }
+  EXPECT_EQ(Utf8ToCp936("a\xF0\x9F\x98\x80z"), "a?z");
+}
+
+struct Utf8Case {
+  const char* name;
+  std::string text;
+  std::u16string wide;
+};
+
+class Utf8Text : public testing::TestWithParam<Utf8Case> {};
+
+TEST_P(Utf8Text, DecodesEachLongestPrefixOnce) {
+  const auto& [name, text, wide] = GetParam();
+  EXPECT_EQ(Utf8ToUtf16(text), wide);
+  const std::string behind_block = std::string(17, 'x') + text + "end";
+  EXPECT_EQ(Utf8ToUtf16(behind_block),
+            std::u16string(17, u'x') + wide + u"end");
+  const bool is_bad = wide.find(u'\uFFFD') != std::u16string::npos;
+  EXPECT_EQ(IsUtf8(text), !is_bad || text == "\xEF\xBF\xBD");
+  if (!is_bad) {
+    EXPECT_EQ(Utf16ToUtf8(wide), text);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, Utf8Text,
+    testing::Values(
+        Utf8Case{"EveryLength", "a\xC2\x80\xE0\xA0\x80\xF0\x90\x80\x80",
+                 u"a\u0080\u0800\U00010000"},
+        Utf8Case{"Highest", "\xF4\x8F\xBF\xBF\xEF\xBF\xBF",
+                 u"\U0010FFFF\uFFFF"},
+        Utf8Case{"ReplacementItself", "\xEF\xBF\xBD", u"\uFFFD"},
+        Utf8Case{"NulInside", "a\0b"s, u"a\0b"s},
+        Utf8Case{"Overlong", "\xC0\xAF\xE0\x80\xAF",
+                 u"\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD"},
+        Utf8Case{"Surrogate", "\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD"},
+        Utf8Case{"PastTheLast", "\xF4\x90\x80\x80",
+                 u"\uFFFD\uFFFD\uFFFD\uFFFD"},
+        Utf8Case{"CutBeforeLetter", "\xE4\xB8z\xF0\x9F\x98", u"\uFFFDz\uFFFD"},
+        Utf8Case{"StrayContinuation", "\x80\xFFz", u"\uFFFD\uFFFDz"}),
+    [](const auto& test) { return test.param.name; });
+
+TEST(Utf8Text, AnUnpairedSurrogateBecomesTheReplacement) {
+  EXPECT_EQ(Utf16ToUtf8(u"a\xD83Dz\xDE00"), "a\xEF\xBF\xBDz\xEF\xBF\xBD");
+  EXPECT_EQ(Utf16ToUtf8(std::u16string(16, u'a') + u"\xD83D\xDE00"),
+            std::string(16, 'a') + "\xF0\x9F\x98\x80");
+}
+
+// Reads a text in blocks and with little room, as the XML platform does.
+TEST(Cp936Block, DecodesTheSameHoweverTheTextIsCut) {
+  std::string text;
+  for (int i = 0; i < 30; ++i)
+    text += std::string(static_cast<std::size_t>(i), 'a') + "\xC8\xDD\x80\xB4" +
+            "1\x95\x5C";
+  const std::u16string whole = Cp936ToUtf16(text);
+  for (std::size_t step = 2; step < 40; ++step) {
+    for (const std::size_t room : {1, 7, 16, 64}) {
+      std::u16string result;
+      std::size_t pos = 0;
+      while (pos < text.size()) {
+        char16_t units[64];
+        unsigned char sizes[64];
+        const std::string_view block = std::string_view(text).substr(pos, step);
+        const BlockProgress done = DecodeCp936Block(block, units, room, sizes);
+        ASSERT_GT(done.read, 0u);
+        ASSERT_LE(done.written, room);
+        std::size_t sum = 0;
+        for (std::size_t i = 0; i < done.written; ++i) sum += sizes[i];
+        ASSERT_EQ(sum, done.read);
+        result.append(units, done.written);
+        pos += done.read;
+      }
+      ASSERT_EQ(result, whole) << step << ' ' << room;
+    }
+  }
+  char16_t unit;
+  unsigned char size;
+  EXPECT_EQ(DecodeCp936Block("\xB4", &unit, 1, &size).read, 0u);
+}
+
+TEST(Cp936Block, EncodesTheSameHoweverTheTextIsCut) {
+  std::u16string text;
+  for (std::size_t i = 0; i < 30; ++i)
+    text += std::u16string(i, u'a') + u"\u955D\xD83D\xDE00\u20AC\xDE00";
+  const std::string whole = Utf16ToCp936(text);
+  for (std::size_t step = 2; step < 20; ++step) {
+    for (const std::size_t room : {2, 3, 40}) {
+      std::string result;
+      for (std::size_t pos = 0; pos < text.size();) {
+        std::string bytes(room, '\0');
+        const BlockProgress done = EncodeCp936Block(
+            std::u16string_view(text).substr(pos, step), bytes.data(), room);
+        ASSERT_GT(done.read, 0u);
+        result.append(bytes, 0, done.written);
+        pos += done.read;
+      }
+      ASSERT_EQ(result, whole) << step << ' ' << room;
+    }
+  }
+}
+
+// A text that ends with half a pair must not make the caller wait for ever.
+TEST(Cp936Block, HalfAPairAloneIsWritten) {
+  char byte = 0;
+  const BlockProgress done = EncodeCp936Block(u"\xD83D", &byte, 1);
+  EXPECT_EQ(done.read, 1u);
+  EXPECT_EQ(done.written, 1u);
+  EXPECT_EQ(byte, '?');
+}
+
+}  // namespace
+}  // namespace kiv

@@ -1,0 +1,74 @@
+#include "dm/guid.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <set>
+#include <string>
+
+namespace {
+
+constexpr GUID kKnown = {0x01234567,
+                         0x89AB,
+                         0xCDEF,
+                         {0x10, 0x32, 0x54, 0x76, 0x98, 0xBA, 0xDC, 0xFE}};
+constexpr char kKnownText[] = "01234567-89ab-cdef-1032-547698badcfe";
+
+TEST(Guid, TextShowsTheFieldsAndComesBackInEitherCase) {
+  char text[37];
+  ASSERT_TRUE(dm_guid_to_string(&kKnown, text, sizeof text));
+  EXPECT_STREQ(text, kKnownText);
+  for (const char* form :
+       {kKnownText, "01234567-89AB-CDEF-1032-547698BADCFE"}) {
+    GUID guid{};
+    ASSERT_TRUE(dm_string_to_guid(form, &guid));
+    EXPECT_EQ(std::memcmp(&guid, &kKnown, sizeof guid), 0);
+  }
+}
+
+TEST(Guid, WritesNothingWithLessRoomThan37) {
+  char text[37] = "-";
+  EXPECT_FALSE(dm_guid_to_string(&kKnown, text, 36));
+  EXPECT_FALSE(dm_guid_to_string(nullptr, text, 37));
+  EXPECT_FALSE(dm_guid_to_string(&kKnown, nullptr, 37));
+  EXPECT_STREQ(text, "-");
+}
+
+TEST(Guid, RefusesEveryOtherFormAndLeavesTheValue) {
+  const std::string good = kKnownText;
+  std::set<std::string> bad = {"", good + "0", good.substr(1),
+                               "{" + good + "}"};
+  for (std::size_t i = 0; i < good.size(); ++i) {
+    for (const char wrong : {'g', ' ', '\xB0'}) {
+      std::string text = good;
+      text[i] = wrong;
+      bad.insert(text);
+    }
+    std::string text = good;
+    text[i] = text[i] == '-' ? '0' : '-';
+    bad.insert(text);
+  }
+  GUID guid = kKnown;
+  for (const std::string& text : bad)
+    EXPECT_FALSE(dm_string_to_guid(text.c_str(), &guid)) << text;
+  EXPECT_FALSE(dm_string_to_guid(nullptr, &guid));
+  EXPECT_FALSE(dm_string_to_guid(kKnownText, nullptr));
+  EXPECT_EQ(std::memcmp(&guid, &kKnown, sizeof guid), 0);
+}
+
+TEST(Guid, FreshOnesAreRandomOfVersion4) {
+  EXPECT_FALSE(dm_generate_guid(nullptr));
+  std::set<std::string> seen;
+  for (int i = 0; i < 1000; ++i) {
+    GUID guid;
+    ASSERT_TRUE(dm_generate_guid(&guid));
+    char text[37];
+    dm_guid_to_string(&guid, text, sizeof text);
+    EXPECT_EQ(text[14], '4');
+    EXPECT_NE(std::strchr("89ab", text[19]), nullptr) << text;
+    seen.insert(text);
+  }
+  EXPECT_EQ(seen.size(), 1000u);
+}
+
+}  // namespace

@@ -1,0 +1,239 @@
+#include "kiv/strings.h"
+
+#include <gmock/gmock.h>
+
+#include <climits>
+#include <string>
+
+namespace kiv {
+namespace {
+
+using testing::ElementsAre;
+using namespace std::string_literals;
+using Strings = std::vector<std::string>;
+
+TEST(Trim, TakesAsciiWhiteSpaceAtEitherEnd) {
+  std::string text = " \t\r\n\v\f a b \xA1\xA1 ";
+  EXPECT_EQ(&trim(text), &text);
+  EXPECT_EQ(text, "a b \xA1\xA1");
+  std::string left = "  a ";
+  EXPECT_EQ(trim_left(left), "a ");
+  std::string right = " a  ";
+  EXPECT_EQ(trim_right(right), " a");
+  std::string blank = " \t ";
+  EXPECT_EQ(trim(blank), "");
+  std::string no_break = "\xA0 \x85";
+  EXPECT_EQ(trim(no_break), "\xA0 \x85");
+}
+
+struct ReplaceCase {
+  const char* name;
+  std::string text;
+  const char* from;
+  const char* to;
+  std::string result;
+  long count;
+};
+
+class StringReplace : public testing::TestWithParam<ReplaceCase> {};
+
+TEST_P(StringReplace, ReplacesLeftToRightOnce) {
+  std::string text = GetParam().text;
+  EXPECT_EQ(string_replace(text, GetParam().from, GetParam().to),
+            GetParam().count);
+  EXPECT_EQ(text, GetParam().result);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, StringReplace,
+    testing::Values(
+        ReplaceCase{"InsertedIsNotSearched", "aaa", "a", "aa", "aaaaaa", 3},
+        ReplaceCase{"NotOverlapping", "aaaaa", "aa", "b", "bba", 2},
+        ReplaceCase{"NullToDeletes", "a-b-", "-", nullptr, "ab", 2},
+        ReplaceCase{"NullFrom", "abc", nullptr, "x", "abc", 0},
+        ReplaceCase{"EmptyFrom", "abc", "", "x", "abc", 0},
+        ReplaceCase{"BehindNul", "a\0a\0\0a"s, "a", "b", "b\0b\0\0b"s, 3},
+        ReplaceCase{"SecondByteIsNoBackslash", "\x95\\\\", "\\", "/", "\x95\\/",
+                    1},
+        ReplaceCase{"AcrossTwoCharacters", "\xB0\xB1\xB2\xB3", "\xB1\xB2", "",
+                    "\xB0\xB1\xB2\xB3", 0}),
+    [](const auto& test) { return test.param.name; });
+
+TEST(StringReplace, TakesArgumentsThatPointIntoTheText) {
+  std::string text = "ab";
+  EXPECT_EQ(string_replace(text, text.c_str() + 1, text.c_str()), 1);
+  EXPECT_EQ(text, "aab");
+}
+
+struct SplitCase {
+  const char* name;
+  std::string text;
+  std::string separator;
+  Strings pieces;
+};
+
+class StringToVector : public testing::TestWithParam<SplitCase> {};
+
+TEST_P(StringToVector, SplitsAtEverySeparatorButNoneBehindTheLast) {
+  const auto& [name, text, separator, pieces] = GetParam();
+  Strings out{"old"};
+  EXPECT_TRUE(string_to_vector(text, separator, out, false));
+  EXPECT_EQ(out, pieces);
+  if (separator.size() == 1) {
+    out = {"old"};
+    string_to_vector(text, separator[0], out, false);
+    EXPECT_EQ(out, pieces);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, StringToVector,
+    testing::Values(
+        SplitCase{"Empty", "", ",", {}},
+        SplitCase{"Doubled", "a,,b", ",", {"a", "", "b"}},
+        SplitCase{"Leading", ",a", ",", {"", "a"}},
+        SplitCase{"Last", "a,b,", ",", {"a", "b"}},
+        SplitCase{"Alone", ",", ",", {""}},
+        SplitCase{"LongSeparator", "a::b:c::", "::", {"a", "b:c"}},
+        SplitCase{"SecondByteIsNoBar", "\x81\x7C|x", "|", {"\x81\x7C", "x"}},
+        SplitCase{"ChineseComma",
+                  "\xB0\xA3\xAC\xB0\xA3\xAC\xB1\xB2",
+                  "\xA3\xAC",
+                  {"\xB0\xA3\xAC\xB0", "\xB1\xB2"}}),
+    [](const auto& test) { return test.param.name; });
+
+TEST(StringToVector, TrimsEachPieceAndTakesNoEmptySeparator) {
+  Strings out;
+  EXPECT_TRUE(string_to_vector(" a ; ;b", ";", out, true));
+  EXPECT_THAT(out, ElementsAre("a", "", "b"));
+  EXPECT_FALSE(string_to_vector("abc", "", out, true));
+  EXPECT_THAT(out, ElementsAre("a", "", "b"));
+}
+
+TEST(StringToVector, SplitsAnElementOfItsOwnOutput) {
+  Strings out{"a,b"};
+  string_to_vector(out[0], ',', out, false);
+  EXPECT_THAT(out, ElementsAre("a", "b"));
+}
+
+TEST(AppendUnique, ComparesExactlyOrIgnoringCase) {
+  Strings items{"One"};
+  append_unique("one", items, true);
+  EXPECT_THAT(items, ElementsAre("One"));
+  append_unique(Strings{"one", "two", "two"}, items, false);
+  EXPECT_THAT(items, ElementsAre("One", "one", "two"));
+  append_unique(items, items, false);
+  EXPECT_EQ(items.size(), 3u);
+}
+
+TEST(FirstChar, OneCharacterAloneIsLoweredByBoth) {
+  const auto upper = [](std::string text) { return upperFirstChar(text); };
+  const auto lower = [](std::string text) { return lowerFirstChar(text); };
+  EXPECT_EQ(upper("X"), "x");
+  EXPECT_EQ(upper("x"), "x");
+  EXPECT_EQ(upper("ab"), "Ab");
+  EXPECT_EQ(upper(""), "");
+  EXPECT_EQ(upper("\xE9\x61"), "\xE9\x61");
+  EXPECT_EQ(lower("AB"), "aB");
+  EXPECT_EQ(lower(""), "");
+}
+
+TEST(IsValidNumber, LooksAtTwoCharactersOnly) {
+  for (const char* yes : {"1", "-1abc", "+0", "7x", "12"})
+    EXPECT_TRUE(isValidNumber(yes)) << yes;
+  for (const char* no : {"", "-", "+", "a", "-a", "--1", ".5", "\xB1\xB1"})
+    EXPECT_FALSE(isValidNumber(no)) << no;
+}
+
+TEST(IsAllDigit, NeedsADigitAndNothingElse) {
+  EXPECT_TRUE(is_all_digit("0123456789"));
+  for (const char* no : {"", "1a", "-1", " 1", "\xA3\xB1"})
+    EXPECT_FALSE(is_all_digit(no)) << no;
+  EXPECT_FALSE(is_all_digit(nullptr));
+}
+
+TEST(IsNotEnglish, LooksAtTheGivenBytesOnly) {
+  EXPECT_TRUE(isNotEnglish("ab\xB0", 3));
+  EXPECT_FALSE(isNotEnglish("ab\xB0", 2));
+  EXPECT_TRUE(isNotEnglish("a\0\xB0", 3));
+  EXPECT_FALSE(isNotEnglish("\xB0", 0));
+  EXPECT_FALSE(isNotEnglish(nullptr, 3));
+}
+
+TEST(HashString, ReadsBytesAsSigned) {
+  EXPECT_EQ(hash_string(nullptr), 0u);
+  EXPECT_EQ(hash_string("ab"), 97u * 5 + 98);
+  EXPECT_EQ(hash_string("\xFF"), 0xFFFFFFFFu);
+  EXPECT_EQ(hash_string("\xB0\xA1"), static_cast<unsigned>(-80 * 5 - 95));
+  EXPECT_EQ(hash_string("zzzzzzzzzzzzzzz"), 0xB72D432Eu);
+}
+
+TEST(Comparisons, TakeNullAndAnswerASign) {
+  const char* const none = nullptr;
+  const char16_t* const no_wide = nullptr;
+  EXPECT_EQ(strcmp(none, ""), 0);
+  EXPECT_EQ(strcmp(none, "a"), -1);
+  EXPECT_EQ(strcmp("z", "\x80"), -1);
+  EXPECT_EQ(strcmp("c", "a"), 1);
+  EXPECT_EQ(stricmp("AbC", "aBc"), 0);
+  EXPECT_EQ(stricmp("\x81\x41", "\x81\x61"), -1);
+  EXPECT_EQ(strcmp(no_wide, u""), 0);
+  EXPECT_EQ(strcmp(u"a\uFFFF", u"a\u0001"), 1);
+  EXPECT_EQ(stricmp(u"\u5BB9Q", u"\u5BB9q"), 0);
+  EXPECT_EQ(stricmp(u"\u00C0", u"\u00E0"), -1);
+  EXPECT_EQ(stricmp(L"\u5BB9Q", L"\u5BB9q"), 0);
+  EXPECT_EQ(strlen(none), 0u);
+  EXPECT_EQ(strlen(u"\u5BB9x"), 2u);
+  EXPECT_EQ(strlen(L"abc"), 3u);
+}
+
+TEST(Atoi, StopsAtTheFirstOtherCharacterAndStaysInRange) {
+  EXPECT_EQ(atoi(" \t-12x"), -12);
+  EXPECT_EQ(atoi("+7"), 7);
+  EXPECT_EQ(atoi("- 7"), 0);
+  EXPECT_EQ(atoi("2147483647"), INT_MAX);
+  EXPECT_EQ(atoi("2147483648"), INT_MAX);
+  EXPECT_EQ(atoi("-2147483648"), INT_MIN);
+  EXPECT_EQ(atoi("-99999999999999999999"), INT_MIN);
+  EXPECT_EQ(atoi(nullptr), 0);
+}
+
+TEST(PathForms, TurnSeparatorsButNoSecondByte) {
+  const auto os = [](std::string path, bool keep) {
+    return toOsPath(path, keep);
+  };
+  const auto generic = [](std::string path, bool keep) {
+    return toGenericPath(path, keep);
+  };
+  EXPECT_EQ(os("a/b\\c", true), "a\\b\\c");
+  EXPECT_EQ(os("a/b", false), "A\\B");
+  EXPECT_EQ(generic("a\\\x95\\\\b", true), "a/\x95\\/b");
+  EXPECT_EQ(generic("a\\\x81\x61", false), "A/\x81\x61");
+}
+
+TEST(PathForms, ModulePathIgnoresItsFlag) {
+  const auto module = [](std::string path, bool keep) {
+    return toModulePath(path, keep);
+  };
+  for (const bool keep : {false, true}) {
+    EXPECT_EQ(module("bin\\worker", keep), "BIN/WORKER.DLL");
+    EXPECT_EQ(module("x.DLL", keep), "X.DLL");
+    EXPECT_EQ(module("dll", keep), "DLL.DLL");
+  }
+}
+
+TEST(PathForms, LongPathPrefixGoesOnce) {
+  char path[] = "\\\\?\\\\\\?\\c";
+  Fix_GetModuleFileName_Bug(path);
+  EXPECT_STREQ(path, "\\\\?\\c");
+  char exact[] = "\\\\?\\";
+  Fix_GetModuleFileName_Bug(exact);
+  EXPECT_STREQ(exact, "");
+  char other[] = "\\\\?";
+  Fix_GetModuleFileName_Bug(other);
+  EXPECT_STREQ(other, "\\\\?");
+  Fix_GetModuleFileName_Bug(nullptr);
+}
+
+}  // namespace
+}  // namespace kiv

@@ -1,0 +1,61 @@
+#include "kiv/startup.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace kiv {
+namespace {
+
+bool IsStarted() { return GlobalTranscoder() != nullptr; }
+
+TEST(Startup, ManyInitsAreUndoneByOneUninit) {
+  ASSERT_FALSE(IsStarted());
+  for (int round = 0; round < 20; ++round) {
+    GlobalInit();
+    GlobalInit();
+    EXPECT_TRUE(IsStarted());
+    GlobalUninit();
+    EXPECT_FALSE(IsStarted());
+  }
+}
+
+// In a process of its own: there is no way back.
+TEST(Startup, OneUninitTooManyDisablesTheNextInit) {
+  EXPECT_EXIT(
+      {
+        GlobalUninit();
+        GlobalInit();
+        std::_Exit(IsStarted() ? 1 : 0);
+      },
+      testing::ExitedWithCode(0), "");
+}
+
+TEST(Startup, ThreadsMayStartAtOnce) {
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([] {
+      const ThreadInit com;
+      GlobalInit();
+      EXPECT_TRUE(IsStarted());
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  GlobalUninit();
+  EXPECT_FALSE(IsStarted());
+}
+
+TEST(Identity, NamesTheModuleAndItsBuild) {
+  const std::string where = WhereAmI();
+  EXPECT_FALSE(where.empty());
+  EXPECT_LE(where.size(), 260u);
+  EXPECT_EQ(WhereAmI(), WhereAmI());
+  EXPECT_STREQ(BuildInfo(), "BuildInfo");
+  EXPECT_EQ(std::string(Copyright()).substr(0, 4), "\xB0\xE6\xC8\xA8");  // 版权
+}
+
+}  // namespace
+}  // namespace kiv
