@@ -1,0 +1,171 @@
+// What kiv check-config tells of a queue file, on real libraries and lines.
+#include "kiv/mq/config_check.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "kiv/startup.h"
+#include "port/serial_port.h"
+#include "testing/pseudo_terminal.h"
+#include "testing/service_folder.h"
+#include "testing/test_processor.h"
+
+namespace kiv::testing {
+namespace {
+
+using mq::ConfigFinding;
+using Severity = mq::ConfigFinding::Severity;
+
+class ConfigCheck : public ::testing::Test {
+ protected:
+  ConfigCheck() { GlobalInit(); }
+  ~ConfigCheck() override { GlobalUninit(); }
+
+  std::vector<ConfigFinding> CheckFile(const std::string& text) {
+    service_.WriteQueueFile(text);
+    return mq::CheckConfig(
+        FileSystemPath("../conf/queue.xml", FileSystemPath::native));
+  }
+  std::vector<ConfigFinding> CheckQueue(const std::string& attributes,
+                                        const std::string& inside = "") {
+    return CheckFile("<s><queues><q " + attributes + ">" + inside +
+                     "</q></queues></s>");
+  }
+  // A serial line and a processor that are there.
+  std::string Good() const {
+    return "type='com' processor='dll://../lib/worker:Record' name='" +
+           line_.Device() + "'";
+  }
+
+  ServiceFolder service_;
+  const PseudoTerminal line_;
+  const TestProcessor processor_{"../lib/libworker.so"};
+};
+
+bool Has(const std::vector<ConfigFinding>& findings, Severity severity,
+         const std::string& part) {
+  for (const ConfigFinding& finding : findings) {
+    if (finding.severity == severity &&
+        finding.text.find(part) != std::string::npos)
+      return true;
+  }
+  return false;
+}
+
+TEST_F(ConfigCheck, FindsNothingAgainstAQueueThatWorks) {
+  const auto findings = CheckQueue(Good());
+  ASSERT_EQ(findings.size(), 1u);
+  EXPECT_EQ(findings[0].severity, Severity::Good);
+  EXPECT_EQ(findings[0].queue, line_.Device());
+}
+
+TEST_F(ConfigCheck, NamesTheLineOfEveryQueue) {
+  const auto findings = CheckFile(
+      "<s>\n<other><deep/></other>\n<queues>\n"
+      "<q type='x' name='a'><duration><r from='1' to='2'/></duration></q>\n"
+      "\n"
+      "<q type='y'\n name='b'/>\n"
+      "</queues>\n</s>");
+  ASSERT_EQ(findings.size(), 2u);
+  EXPECT_EQ(findings[0].queue, "a");
+  EXPECT_EQ(findings[0].line, 4u);
+  EXPECT_EQ(findings[1].queue, "b");
+  EXPECT_EQ(findings[1].line, 7u);  // where its tag ends
+}
+
+struct FaultCase {
+  const char* name;
+  const char* attributes;
+  const char* inside;
+  Severity severity;
+  const char* part;  // of the finding's text
+};
+
+class ConfigCheckFinds : public ConfigCheck,
+                         public ::testing::WithParamInterface<FaultCase> {};
+
+TEST_P(ConfigCheckFinds, TheFault) {
+  const FaultCase& fault = GetParam();
+  std::string attributes = fault.attributes;
+  const std::string good = "GOOD";
+  const std::size_t at = attributes.find(good);
+  if (at != std::string::npos) attributes.replace(at, good.size(), Good());
+  const auto findings = CheckQueue(attributes, fault.inside);
+  EXPECT_TRUE(Has(findings, fault.severity, fault.part));
+  EXPECT_EQ(Has(findings, Severity::Good, ""),
+            fault.severity == Severity::Warning);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Queue, ConfigCheckFinds,
+    ::testing::Values(
+        FaultCase{"NoType", "name='a'", "", Severity::Fault, "no \"type\""},
+        FaultCase{"UpperCaseType", "type='COM' name='a'", "", Severity::Fault,
+                  "unknown type \"COM\""},
+        FaultCase{"NoReader", "type='msmq' name='a' processor='x'", "",
+                  Severity::Fault, "no \"reader\""},
+        FaultCase{"UnknownReader", "type='msmq' name='a' reader='Serial'", "",
+                  Severity::Fault, "unknown reader \"Serial\""},
+        FaultCase{"NeverRead", "type='msmq' name='a' reader='serial'", "",
+                  Severity::Fault, "never read"},
+        FaultCase{"OnlyBadRanges", "type='msmq' name='a' reader='serial'",
+                  "<duration><r from='25:00:00' to='26:00:00'/></duration>",
+                  Severity::Fault, "holds no time range"},
+        FaultCase{"KindNotAvailable", "type='msmq' name='a' reader='realtime'",
+                  "", Severity::Fault, "not available"},
+        FaultCase{"NoProcessor", "type='com' name='COM1'", "", Severity::Fault,
+                  "no \"processor\""},
+        FaultCase{"ForeignProtocol",
+                  "type='com' name='COM1' processor='DLL://x:y'", "",
+                  Severity::Fault, "is not understood"},
+        FaultCase{"NoFunction", "type='com' name='COM1' processor='dll://x'",
+                  "", Severity::Fault, "names no function"},
+        FaultCase{"NoLibrary", "type='com' name='COM1' processor='dll://x:y'",
+                  "", Severity::Fault, "is not there"},
+        FaultCase{"NoSuchFunction",
+                  "type='com' name='COM1' "
+                  "processor='dll://../lib/worker:Missing'",
+                  "", Severity::Fault, "no function \"Missing\""},
+        FaultCase{"NoPort", "type='com' name='COMx' processor='dll://x:y'", "",
+                  Severity::Fault, "is no port"},
+        FaultCase{"PortMissing",
+                  "type='com' name='/nowhere/tty' processor='dll://x:y'", "",
+                  Severity::Fault, "/nowhere/tty"},
+        FaultCase{"CutTime", "GOOD",
+                  "<duration><r from='8:00:00' to='18:30:00'/></duration>",
+                  Severity::Warning, "read as \"18:30:0\""},
+        FaultCase{"BackwardTime", "GOOD",
+                  "<duration><r from='22:00:00' to='06:00:00'/></duration>",
+                  Severity::Warning, "backwards"},
+        FaultCase{"WrongCase", "GOOD baudrate='9600'", "", Severity::Warning,
+                  "write \"BaudRate\""},
+        FaultCase{"RefusedSetting", "GOOD DataLength='9'", "",
+                  Severity::Warning, "DataLength 9"}),
+    [](const auto& row) { return row.param.name; });
+
+TEST_F(ConfigCheck, FindsTwoQueuesOnOnePortAndAPortInUse) {
+  const auto twice = CheckFile("<s><queues><q " + Good() + "/><q " + Good() +
+                               "/></queues></s>");
+  EXPECT_TRUE(Has(twice, Severity::Fault, "same port"));
+
+  std::string reason;
+  const auto held = port::SerialPort::Open(line_.Device(), reason);
+  ASSERT_NE(held, nullptr) << reason;
+  EXPECT_TRUE(Has(CheckQueue(Good()), Severity::Fault, "in use"));
+}
+
+TEST_F(ConfigCheck, SaysWhatIsWrongWithTheFile) {
+  EXPECT_TRUE(Has(mq::CheckConfig(FileSystemPath("../conf/none.xml",
+                                                 FileSystemPath::native)),
+                  Severity::Fault, "not there"));
+  EXPECT_TRUE(Has(CheckFile("<s/>"), Severity::Fault, "no element \"queues\""));
+  EXPECT_TRUE(Has(CheckFile("<s><queues/></s>"), Severity::Warning, "empty"));
+  const auto broken = CheckFile("<s>\n<queues></s>");
+  ASSERT_EQ(broken.size(), 1u);
+  EXPECT_EQ(broken[0].severity, Severity::Fault);
+}
+
+}  // namespace
+}  // namespace kiv::testing
