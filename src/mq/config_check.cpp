@@ -90,7 +90,7 @@ class QueueCheck {
   }
 
   void CheckNames() {
-    if (!element_.HasAttribute("name")) {
+    if (element_.Attribute("name").empty()) {
       Fault(
           "has no \"name\": write the port, such as COM3, or the queue's name");
     }
@@ -114,10 +114,12 @@ class QueueCheck {
     std::string upper = name;
     std::string camel = name;
     for (char& c : lower) c = static_cast<char>(std::tolower(c));
+    std::string title = lower;
+    title[0] = static_cast<char>(std::toupper(title[0]));
     for (char& c : upper) c = static_cast<char>(std::toupper(c));
     camel[0] = static_cast<char>(std::isupper(name[0]) ? std::tolower(name[0])
                                                        : std::toupper(name[0]));
-    std::vector<std::string> variants{lower, upper, camel};
+    std::vector<std::string> variants{lower, upper, camel, title};
     std::sort(variants.begin(), variants.end());
     variants.erase(std::unique(variants.begin(), variants.end()),
                    variants.end());
@@ -190,7 +192,14 @@ class QueueCheck {
       return;
     }
     DomNodeList2 ranges;
-    durations.ChildElementList(ranges);
+    std::string text;
+    if (!durations.ChildElementList(ranges) && durations.GetTextContent(text) &&
+        !trim(text).empty()) {
+      Fault("\"duration\" holds " + Quoted(text) +
+            ", and the queue is skipped: write <range from=\"08:00:00\" "
+            "to=\"18:30:00\"/> in it");
+      return;
+    }
     unsigned good = 0;
     for (unsigned i = 0; i < ranges.GetLength(); ++i) {
       DomElement range;
