@@ -3,6 +3,7 @@
 //
 // queue.xml names it as processor="dll://../lib/weighbridge_processor:Weigh".
 #include <cstdint>
+#include <mutex>
 #include <string>
 
 #include "kiv/dom.h"
@@ -59,7 +60,11 @@ bool Read(const char* at, const char* end, Weighing& out) {
   return !out.plate.empty();
 }
 
+// Every queue calls from its own thread, and all of them write to one file.
+std::mutex record_file_mutex;
+
 bool Append(const Weighing& weighing) {
+  const std::lock_guard lock(record_file_mutex);
   kiv::DomParser parser;
   kiv::DomDocument document;
   kiv::DomElement records;
