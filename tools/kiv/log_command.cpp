@@ -127,6 +127,8 @@ void Follow(const fs::path& folder, LogReader reader) {
     reader.ReadNewLines(PrintLine);
     const fs::path today = folder / TodaysFile();
     if (today != reader.path() && fs::exists(today)) {
+      // What the old day got before the new one began.
+      reader.ReadNewLines(PrintLine);
       reader = LogReader(today);
       reader.ReadNewLines(PrintLine);
     }
