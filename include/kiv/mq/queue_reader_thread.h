@@ -26,7 +26,7 @@ class KIV_API QueueReaderThread
   // As QueueReader::Stop.
   bool Stop(int wait_milliseconds);
   // -1 until the thread has ended; then 0, 1 no reader, 2 no module, 3 the
-  // queue cannot be opened.
+  // queue cannot be opened, 4 it failed on the way, as the log says.
   int Result() const { return result_; }
 
  protected:
