@@ -25,10 +25,10 @@ class QueueHostEnd : public ::testing::Test {
   // processor is at work and will not end.
   [[noreturn]] static void HostAndExit(bool is_busy) {
     GlobalInit();
-    // Left alone at exit, as what a host's own statics are.
-    const auto& service = *new testing::ServiceFolder;
-    auto& processor = *new testing::TestProcessor("../lib/p.so");
-    auto& line = *new testing::PseudoTerminal;
+    // Still there while the process ends.
+    static const auto& service = *new testing::ServiceFolder;
+    static auto& processor = *new testing::TestProcessor("../lib/p.so");
+    static auto& line = *new testing::PseudoTerminal;
     if (is_busy)
       processor.answer = [](std::string_view, void*) {
         std::this_thread::sleep_for(std::chrono::hours(1));

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <climits>
+#include <exception>
 #include <utility>
 
 #include "kiv/mq/queue_config.h"
 #include "mq/com_line.h"
+#include "util/log_entry.h"
 
 namespace kiv::mq {
 namespace {
@@ -72,6 +74,15 @@ void ComQueue::Configure(const ComQueueConfig& config) {
 }
 
 std::shared_ptr<Message> ComQueue::Receive() {
+  try {
+    return WaitForBlock();
+  } catch (const std::exception& fault) {
+    LogError("mq", "ComQueue::Receive Failed: " + Shown(fault.what()));
+    return nullptr;
+  }
+}
+
+std::shared_ptr<Message> ComQueue::WaitForBlock() {
   using Clock = std::chrono::steady_clock;
   const auto end = Clock::now() + std::chrono::milliseconds(
                                       line_->Settings().wait_milliseconds);

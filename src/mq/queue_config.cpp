@@ -82,28 +82,38 @@ bool QueueConfig::ReadDurations(DomElement& durations) {
 }
 
 bool QueueConfig::StartListen() {
-  const auto fail = [this](const std::string& text) {
-    board_->SetError(text);
-    board_->SetState(QueueState::Failed);
-    return false;
-  };
-  const auto log_and_fail = [&fail](const std::string& text) {
-    LogError(kSource, "QueueConfig::StartListen Error: " + text);
-    return fail(text);
-  };
-  if (reader_ == nullptr) return fail("the queue has no reader");
+  try {
+    return Listen();
+  } catch (const std::exception& fault) {
+    return LogAndFail(Shown(fault.what()));
+  }
+}
+
+bool QueueConfig::Listen() {
+  if (reader_ == nullptr) return Fail("the queue has no reader");
   board_->SetState(QueueState::Starting);
   if (module_ == nullptr) module_ = module::Module::create(processor_.c_str());
   if (module_ == nullptr)
-    return log_and_fail("invalid processor: '" + Shown(processor_) + "'");
+    return LogAndFail("invalid processor: '" + Shown(processor_) + "'");
   if (queue_info_ == nullptr)
     queue_info_ = Factory::CreateQueueInfoObject(type_.c_str());
-  if (queue_info_ == nullptr) return fail("there are no queues of this type");
+  if (queue_info_ == nullptr) return Fail("there are no queues of this type");
   queue_info_->Create(name_.c_str(), nullptr, false);
   if (queue_info_->Open(name_.c_str(), QueueInfo::ACCESS_PEEK, 0) == nullptr)
-    return log_and_fail("Create Queue Failed, can not open the queue '" +
-                        Shown(name_) + "'");
+    return LogAndFail("Create Queue Failed, can not open the queue '" +
+                      Shown(name_) + "'");
   return reader_->Start();
+}
+
+bool QueueConfig::Fail(const std::string& text) {
+  board_->SetError(text);
+  board_->SetState(QueueState::Failed);
+  return false;
+}
+
+bool QueueConfig::LogAndFail(const std::string& text) {
+  LogError(kSource, "QueueConfig::StartListen Error: " + text);
+  return Fail(text);
 }
 
 bool QueueConfig::Stop(int wait_milliseconds) {

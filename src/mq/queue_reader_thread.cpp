@@ -26,22 +26,23 @@ QueueReaderThread::~QueueReaderThread() {
   if (impl_->thread.joinable()) impl_->thread.detach();
 }
 
-bool QueueReaderThread::start(const QueueReader* reader,
+bool QueueReaderThread::start(const QueueReader* for_reader,
                               const QueueConfig* config) {
-  auto body = [self = shared_from_this(), config,
-               kept_reader = reader != nullptr ? reader->weak_from_this().lock()
-                                               : nullptr,
-               kept_config = config != nullptr ? config->weak_from_this().lock()
-                                               : nullptr,
-               ending = impl_->ending]() mutable {
-    self->result_ = self->RunSafely(config);
-    // All that was used is let go of before the end is announced: whoever
-    // waited for it may unload what he likes.
-    kept_config.reset();
-    kept_reader.reset();
-    self.reset();
-    ending->Announce();
-  };
+  auto body =
+      [self = shared_from_this(), config,
+       reader = for_reader != nullptr ? for_reader->weak_from_this().lock()
+                                      : nullptr,
+       owner = config != nullptr ? config->weak_from_this().lock() : nullptr,
+       ending = impl_->ending]() mutable {
+        // All that was used is let go of before the end is announced, so that
+        // whoever waited for it may unload what he likes: locals end in
+        // reverse.
+        const ThreadEnding::Announcer announcer(std::move(ending));
+        const auto kept_self = std::move(self);
+        const auto kept_reader = std::move(reader);
+        const auto kept_owner = std::move(owner);
+        kept_self->result_ = kept_self->RunSafely(config);
+      };
   try {
     const std::lock_guard lock(impl_->mutex);
     impl_->ending->Begin();

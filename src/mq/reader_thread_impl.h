@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 #include "kiv/mq/queue_reader_thread.h"
 #include "port/wake_event.h"
@@ -18,6 +19,19 @@ class ThreadEnding {
  public:
   void Begin() { Set(false); }
   void Announce() { Set(true); }
+
+  // Announces the end by its own, which a cancelled thread reaches too.
+  class Announcer {
+   public:
+    explicit Announcer(std::shared_ptr<ThreadEnding> ending)
+        : ending_(std::move(ending)) {}
+    ~Announcer() { ending_->Announce(); }
+    Announcer(const Announcer&) = delete;
+    Announcer& operator=(const Announcer&) = delete;
+
+   private:
+    const std::shared_ptr<ThreadEnding> ending_;
+  };
 
   // Without limit for a negative time.
   bool WaitFor(int milliseconds) {

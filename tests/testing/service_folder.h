@@ -43,7 +43,7 @@ class ServiceFolder {
   const TestFolder folder_;
 
  public:
-  const TestLog log;
+  const TestLog log{path() / "bin"};
 };
 
 }  // namespace kiv::testing

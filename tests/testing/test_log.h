@@ -11,11 +11,15 @@
 
 namespace kiv::testing {
 
-// The process's log, below the current directory for as long as this lives.
+// The process's log below its current directory, for as long as this lives.
 // Made and destroyed while no other thread logs; may be read meanwhile.
 class TestLog {
  public:
-  TestLog() { Log::Instance().Close(); }
+  explicit TestLog(const std::filesystem::path& current_directory =
+                       std::filesystem::current_path())
+      : folder_(current_directory / "Logfiles" / "System") {
+    Log::Instance().Close();
+  }
   ~TestLog() { Log::Instance().Close(); }
   TestLog(const TestLog&) = delete;
   TestLog& operator=(const TestLog&) = delete;
@@ -43,8 +47,7 @@ class TestLog {
   bool Has(std::string_view part) const { return Count(part) > 0; }
 
  private:
-  const std::filesystem::path folder_ =
-      std::filesystem::current_path() / "Logfiles" / "System";
+  const std::filesystem::path folder_;
 };
 
 }  // namespace kiv::testing

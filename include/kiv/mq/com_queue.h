@@ -61,6 +61,8 @@ class KIV_API ComQueue final : public Queue {
   ComLine& Line() const { return *line_; }
 
  private:
+  std::shared_ptr<Message> WaitForBlock();
+
   std::unique_ptr<ComLine> line_;
 };
 

@@ -73,6 +73,10 @@ class KIV_API QueueConfig : public std::enable_shared_from_this<QueueConfig> {
 
  private:
   bool ReadDurations(DomElement& durations);
+  bool Listen();
+  // False, for the queue's status and for the log.
+  bool Fail(const std::string& text);
+  bool LogAndFail(const std::string& text);
 
   std::unique_ptr<StatusBoard> board_;
 };
