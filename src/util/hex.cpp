@@ -1,9 +1,10 @@
 #include "kiv/hex.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
+#include <vector>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -117,6 +118,39 @@ bool Decode(const char* text, std::size_t pairs, unsigned char* out) {
   return true;
 }
 
+bool IsHex(const char* text, std::size_t size) {
+  std::size_t i = 0;
+#if defined(__SSE2__)
+  __m128i bytes;
+  while (size - i >= kBlock && DecodeBlock(text + i, bytes)) i += kBlock;
+#endif
+  for (; i < size; ++i)
+    if (kValues[static_cast<unsigned char>(text[i])] == kNoDigit) return false;
+  return true;
+}
+
+// Whether the input lies in the string that is to be overwritten.
+bool LiesIn(const std::string& out, const void* input) {
+  const auto begin = reinterpret_cast<std::uintptr_t>(out.data());
+  const auto at = reinterpret_cast<std::uintptr_t>(input);
+  return at >= begin && at < begin + out.capacity();
+}
+
+// Fills `out` with `size` bytes, piece by piece through a small buffer: a
+// string that is sized first is cleared in vain. `fill` gets the place and the
+// length of a piece.
+template <typename Fill>
+void Assign(std::string& out, std::size_t size, Fill&& fill) {
+  char piece[4096];
+  out.clear();
+  out.reserve(size);
+  while (out.size() < size) {
+    const std::size_t part = std::min(sizeof piece, size - out.size());
+    fill(out.size(), part, piece);
+    out.append(piece, part);
+  }
+}
+
 bool IsHexLength(const char* text, unsigned length) {
   return text != nullptr && length != 0 && length % 2 == 0;
 }
@@ -134,10 +168,14 @@ bool bytesToHex(const unsigned char* bytes, unsigned size, char* out,
 
 bool bytesToHex(const unsigned char* bytes, unsigned size, std::string& out) {
   if (bytes == nullptr) size = 0;
-  // Beside `out`, which the bytes may lie in.
-  std::string digits(2 * std::size_t{size}, '\0');
-  Encode(bytes, size, digits.data());
-  out.swap(digits);
+  if (LiesIn(out, bytes)) {
+    const std::vector<unsigned char> copy(bytes, bytes + size);
+    return bytesToHex(copy.data(), size, out);
+  }
+  Assign(out, 2 * std::size_t{size},
+         [=](std::size_t place, std::size_t length, char* piece) {
+           Encode(bytes + place / 2, length / 2, piece);
+         });
   return true;
 }
 
@@ -159,11 +197,15 @@ bool hexToString(const char* text, unsigned length, char* out,
 }
 
 bool hexToString(const char* text, unsigned length, std::string& out) {
-  if (!IsHexLength(text, length)) return false;
-  std::string bytes(length / 2, '\0');
-  if (!Decode(text, length / 2, reinterpret_cast<unsigned char*>(bytes.data())))
-    return false;
-  out.swap(bytes);
+  if (!IsHexLength(text, length) || !IsHex(text, length)) return false;
+  if (LiesIn(out, text)) {
+    const std::string copy(text, length);
+    return hexToString(copy.data(), length, out);
+  }
+  Assign(
+      out, length / 2, [=](std::size_t place, std::size_t size, char* piece) {
+        Decode(text + 2 * place, size, reinterpret_cast<unsigned char*>(piece));
+      });
   return true;
 }
 

@@ -54,7 +54,13 @@ TEST(Hex, EveryByteAtEveryLengthComesBack) {
     ASSERT_TRUE(hexToString(text.data(), 2 * size, back));
     ASSERT_EQ(back, bytes.substr(0, size));
   }
+  const std::string large(10'001, '\xC5');
   std::string text;
+  ASSERT_TRUE(bytesToHex(reinterpret_cast<const unsigned char*>(large.data()),
+                         10'001, text));
+  std::string back;
+  ASSERT_TRUE(hexToString(text.data(), 20'002, back));
+  EXPECT_EQ(back, large);
   const unsigned char order[] = {0x0F, 0xA0};
   bytesToHex(order, 2, text);
   EXPECT_EQ(text, "0FA0");
@@ -110,6 +116,8 @@ TEST(Hex, ConvertsInPlace) {
   std::string bytes = "ab";
   bytesToHex(reinterpret_cast<const unsigned char*>(bytes.data()), 2, bytes);
   EXPECT_EQ(bytes, "6162");
+  EXPECT_TRUE(hexToString(bytes.data(), 4, bytes));
+  EXPECT_EQ(bytes, "ab");
 }
 
 }  // namespace

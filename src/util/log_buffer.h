@@ -35,6 +35,7 @@ class LogBuffer : public std::streambuf {
   bool IsFull() const { return complete_ >= kFullBytes; }
   // As sputn, for the usual piece.
   bool Put(std::string_view piece) {
+    if (piece.empty()) return true;
     if (piece.size() > static_cast<std::size_t>(epptr() - pptr()))
       return sputn(piece.data(), static_cast<std::streamsize>(piece.size())) ==
              static_cast<std::streamsize>(piece.size());

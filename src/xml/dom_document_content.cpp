@@ -1,5 +1,7 @@
 #include <cstring>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <xercesc/dom/DOMConfiguration.hpp>
 #include <xercesc/dom/DOMError.hpp>
 #include <xercesc/dom/DOMErrorHandler.hpp>
@@ -10,6 +12,8 @@
 #include <xercesc/framework/MemBufFormatTarget.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
+#include "util/gb_text.h"
+#include "xml/cdata_as_text.h"
 #include "xml/dom_content.h"
 #include "xml/dom_tree.h"
 #include "xml/xerces_access.h"
@@ -48,6 +52,22 @@ void WriteText(const char* text, xercesc::MemBufFormatTarget& target) {
                     nullptr);
 }
 
+// Whether the node is written in an encoding of all characters, by the same
+// choice as the writer's.
+bool IsUnicode(const xercesc::DOMNode& node, std::string_view encoding) {
+  std::string chosen(encoding);
+  if (chosen.empty()) {
+    const xercesc::DOMDocument* document =
+        node.getNodeType() == xercesc::DOMNode::DOCUMENT_NODE
+            ? static_cast<const xercesc::DOMDocument*>(&node)
+            : node.getOwnerDocument();
+    if (!AssignLocal(document->getInputEncoding(), chosen) &&
+        !AssignLocal(document->getXmlEncoding(), chosen))
+      return true;
+  }
+  return StartsWithIgnoreCase(chosen, "UTF");
+}
+
 bool WriteNode(const xercesc::DOMNode& node, const char* encoding,
                xercesc::MemBufFormatTarget& target) {
   auto* implementation =
@@ -62,6 +82,8 @@ bool WriteNode(const xercesc::DOMNode& node, const char* encoding,
   output->setByteStream(&target);
   const WideText name(std::string_view(encoding).substr(0, kMaxEncodingName));
   if (*encoding != '\0') output->setEncoding(name.get());
+  std::optional<CdataAsText> cdata_as_text;
+  if (!IsUnicode(node, encoding)) cdata_as_text.emplace(node);
   if (writer->write(&node, output.get())) return true;
   LogRefused("DomDocumentContent", errors.reason());
   return false;

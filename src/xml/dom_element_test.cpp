@@ -129,12 +129,18 @@ TEST_F(DomElementTest, NamespacesAreThoseOfTheFile) {
   EXPECT_EQ(value, "2");
   EXPECT_TRUE(element.AttributeCurNS("x", value));
   EXPECT_EQ(value, "1");
+  EXPECT_TRUE(element.AttributeNS("", "x", value));
+  EXPECT_EQ(value, "3");
+  EXPECT_TRUE(element.AttributeNS(nullptr, "x", value));
+  EXPECT_EQ(value, "3");
   EXPECT_FALSE(element.AttributeNS("urn:three", "x", value));
   EXPECT_EQ(element.GetLocalName(), "a");
   EXPECT_TRUE(element.GetPrefix(value));
   EXPECT_EQ(value, "p");
   EXPECT_TRUE(element.GetNamespaceURI(value));
   EXPECT_EQ(value, "urn:one");
+  EXPECT_TRUE(ParseFile("<a x='4'/>").AttributeCurNS("x", value));
+  EXPECT_EQ(value, "4");
 }
 
 TEST_F(DomElementTest, SetAttributeWritesTextAndNumbers) {

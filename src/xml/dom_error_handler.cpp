@@ -45,7 +45,6 @@ void LogParseError(ErrorSeverity severity, const std::string& file,
 
 bool DomCountErrorHandler::handleError(const xercesc::DOMError& error) {
   const ErrorSeverity severity = SeverityOf(error);
-  has_errors_ = true;
   has_fatal_error_ = has_fatal_error_ || severity == ErrorSeverity::Fatal;
   const xercesc::DOMLocator* location = error.getLocation();
   LogParseError(severity, LocalText(location ? location->getURI() : nullptr),

@@ -20,12 +20,10 @@ class DomCountErrorHandler : public xercesc::DOMErrorHandler {
  public:
   bool handleError(const xercesc::DOMError& error) override;
 
-  bool HasErrors() const { return has_errors_; }
   bool HasFatalError() const { return has_fatal_error_; }
-  void ResetErrors() { has_errors_ = has_fatal_error_ = false; }
+  void ResetErrors() { has_fatal_error_ = false; }
 
  private:
-  bool has_errors_ = false;
   bool has_fatal_error_ = false;
 };
 

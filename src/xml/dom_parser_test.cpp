@@ -2,8 +2,11 @@
 
 #include <sys/stat.h>
 
+#include <atomic>
 #include <filesystem>
 #include <sstream>
+#include <thread>
+#include <vector>
 
 #include "xml/xml_testing.h"
 
@@ -211,6 +214,32 @@ TEST_F(DomParserTest, FilesThatAreNoneAreNamedWithTheReason) {
         << LogText();
   }
   EXPECT_NE(LogText().find("this is no regular file\n"), std::string::npos);
+}
+
+TEST_F(DomParserTest, DistinctParsersServeDistinctThreads) {
+  WriteTestFile("shared.xml", "<r a='1'><b>text</b></r>");
+  std::vector<std::thread> threads;
+  std::atomic<int> good = 0;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&good, i] {
+      const std::string name = "own" + std::to_string(i) + ".xml";
+      DomParser parser;
+      DomDocument document;
+      DomElement root;
+      for (int k = 0; k < 50; ++k) {
+        if (!parser.parseURI("shared.xml", document) ||
+            !document.GetDocumentElement(root) ||
+            !root.SetAttribute("own", i) || !document.SaveAs(name.c_str()) ||
+            !parser.parseURI(name.c_str(), document) ||
+            !document.GetDocumentElement(root))
+          return;
+        good += root.AttributeInt("own", -1) == i ? 1 : 0;
+        parser.parseMem("<broken", 7, document);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(good, 200);
 }
 
 TEST_F(DomParserTest, ForeignNamesCannotFakeALogEntry) {

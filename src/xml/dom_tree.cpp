@@ -6,32 +6,8 @@
 #include "xml/xml_guard.h"
 
 namespace kiv {
-namespace {
 
 using xercesc::DOMNode;
-
-// Calls enter(node, depth) for every node in document order, `top` with depth
-// 0, until it gives false.
-template <class Enter>
-void Walk(const DOMNode& top, Enter enter) {
-  const DOMNode* node = &top;
-  unsigned depth = 0;
-  while (enter(*node, depth)) {
-    if (const DOMNode* child = node->getFirstChild()) {
-      node = child;
-      ++depth;
-      continue;
-    }
-    while (node != &top && node->getNextSibling() == nullptr) {
-      node = node->getParentNode();
-      --depth;
-    }
-    if (node == &top) return;
-    node = node->getNextSibling();
-  }
-}
-
-}  // namespace
 
 bool IsDeeperThan(const DOMNode& top, unsigned levels) {
   // A document or fragment is no level.

@@ -10,6 +10,27 @@
 // number of those.
 namespace kiv {
 
+// Calls enter(node, depth) for every node in document order, `top` with depth
+// 0, until it gives false.
+template <class Enter>
+void Walk(const xercesc::DOMNode& top, Enter enter) {
+  const xercesc::DOMNode* node = &top;
+  unsigned depth = 0;
+  while (enter(*node, depth)) {
+    if (const xercesc::DOMNode* child = node->getFirstChild()) {
+      node = child;
+      ++depth;
+      continue;
+    }
+    while (node != &top && node->getNextSibling() == nullptr) {
+      node = node->getParentNode();
+      --depth;
+    }
+    if (node == &top) return;
+    node = node->getNextSibling();
+  }
+}
+
 // Whether elements are nested deeper than `levels`, `top` included.
 bool IsDeeperThan(const xercesc::DOMNode& top, unsigned levels);
 

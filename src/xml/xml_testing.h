@@ -22,7 +22,7 @@ class XmlTest : public testing::Test {
   }
   ~XmlTest() override {
     Log::Instance().Close();
-    // Parsers and documents of the test are gone by then.
+    document_ = DomDocument();
     parser_.release();
     StopValues();
   }

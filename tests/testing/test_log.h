@@ -15,7 +15,8 @@ namespace kiv::testing {
 // Made and destroyed while no other thread logs; may be read meanwhile.
 class TestLog {
  public:
-  explicit TestLog(const std::filesystem::path& current_directory)
+  explicit TestLog(const std::filesystem::path& current_directory =
+                       std::filesystem::current_path())
       : folder_(current_directory / "Logfiles" / "System") {
     Log::Instance().Close();
   }

@@ -1,0 +1,131 @@
+// What a GB2312 document really holds is code page 936, and what that lacks is
+// written as a reference: nothing is lost on the way in or out.
+#include <string>
+
+#include "gtest/gtest.h"
+#include "kiv/dom.h"
+#include "kiv/startup.h"
+#include "port/test_folder.h"
+#include "testing/test_log.h"
+
+namespace kiv {
+namespace {
+
+constexpr const char* kGb2312 = "<?xml version='1.0' encoding='GB2312'?>";
+
+class Scenario04Repertoire : public ::testing::Test {
+ protected:
+  Scenario04Repertoire() { GlobalInit(); }
+  ~Scenario04Repertoire() override {
+    first_.release();
+    second_.release();
+    GlobalUninit();
+  }
+
+  static DomElement Read(DomParser& parser, const char* name) {
+    DomDocument document;
+    DomElement root;
+    if (parser.parseURI(name, document)) document.GetDocumentElement(root);
+    return root;
+  }
+
+  // Saves what the text says, and expects the file to say the same. Gives the
+  // file's bytes.
+  std::string SavedAndRead(const std::string& text) {
+    WriteTestFile("first.xml", text);
+    DomDocument document;
+    EXPECT_TRUE(first_.parseURI("first.xml", document)) << log_.Text();
+    EXPECT_TRUE(document.SaveAs("second.xml")) << log_.Text();
+    DomElement first;
+    document.GetDocumentElement(first);
+    const DomElement second = Read(second_, "second.xml");
+    EXPECT_TRUE(second.IsEqualNode(first)) << ReadTestFile("second.xml");
+    return ReadTestFile("second.xml");
+  }
+
+  const TestFolder folder_;
+  const kiv::testing::TestLog log_;
+  DomParser first_;
+  DomParser second_;
+};
+
+TEST_F(Scenario04Repertoire, ReadsWhatWindowsMeansByGb2312) {
+  // 镕, €, —, ·, 〇, and 丂 whose second byte looks like "@".
+  const std::string text = "\xE9\x46\x80\xA1\xAA\xA1\xA4\xA9\x96\x81\x40";
+  WriteTestFile("file.xml", kGb2312 + ("<r a='" + text + "'>" + text + "</r>"));
+  const DomElement root = Read(first_, "file.xml");
+  std::string content;
+  EXPECT_TRUE(root.GetTextContent(content));
+  EXPECT_EQ(content, text);
+  EXPECT_EQ(root.Attribute("a"), text);
+  DomDocumentContent utf8;
+  ASSERT_TRUE(root.GetElementContent(utf8, "UTF-8"));
+  EXPECT_NE(std::string(utf8.GetContent())
+                .find("\xE9\x95\x95\xE2\x82\xAC\xE2\x80\x94\xC2\xB7\xE3\x80\x87"
+                      "\xE4\xB8\x82"),
+            std::string::npos)
+      << utf8.GetContent();
+}
+
+TEST_F(Scenario04Repertoire, ReadsTextThatIsSplitBetweenBlocks) {
+  // Two-byte characters on either side of every block border.
+  for (const char* lead : {"", "x"}) {
+    std::string text = lead;
+    for (int i = 0; i < 40'000; ++i) text += "\xE9\x46";
+    WriteTestFile("file.xml", kGb2312 + ("<r>" + text + "</r>"));
+    std::string content;
+    Read(first_, "file.xml").GetTextContent(content);
+    EXPECT_EQ(content, text);
+    EXPECT_NE(SavedAndRead(kGb2312 + ("<r>" + text + "</r>")).find(text),
+              std::string::npos);
+  }
+}
+
+TEST_F(Scenario04Repertoire, WritesWhatTheEncodingLacksAsOneReference) {
+  // 😀 in text and attribute, 한 beside 中.
+  const std::string saved = SavedAndRead(
+      "<r a='\xF0\x9F\x98\x80'>\xE4\xB8\xAD\xED\x95\x9C"
+      "\xF0\x9F\x98\x80</r>");
+  EXPECT_NE(saved.find("a=\"&#x1F600;\">\xD6\xD0&#xD55C;&#x1F600;</r>"),
+            std::string::npos)
+      << saved;
+}
+
+TEST_F(Scenario04Repertoire, WritesSuchACdataSectionAsText) {
+  WriteTestFile("first.xml",
+                "<r><![CDATA[<x\xF0\x9F\x98\x80y]]><a/><![CDATA[<z>]]></r>");
+  DomDocument document;
+  ASSERT_TRUE(first_.parseURI("first.xml", document));
+  ASSERT_TRUE(document.SaveAs("second.xml"));
+  EXPECT_NE(ReadTestFile("second.xml")
+                .find("<r>&lt;x&#x1F600;y<a/><![CDATA[<z>]]></r>"),
+            std::string::npos)
+      << ReadTestFile("second.xml");
+  // In the document itself it is still one.
+  DomDocumentContent utf8;
+  ASSERT_TRUE(document.GetDocumentContent(utf8, "UTF-8"));
+  EXPECT_NE(
+      std::string(utf8.GetContent()).find("<![CDATA[<x\xF0\x9F\x98\x80y]]>"),
+      std::string::npos)
+      << utf8.GetContent();
+}
+
+TEST_F(Scenario04Repertoire, WritesReferencesAtEveryPlaceOfALongText) {
+  std::string text = "<r>";
+  for (int i = 0; i < 3'000; ++i)
+    text += std::string(static_cast<std::size_t>(i % 7), 'x') +
+            "\xF0\x9F\x98\x80\xE4\xB8\xAD";
+  SavedAndRead(text + "</r>");
+}
+
+TEST_F(Scenario04Repertoire, RefusesToWriteANameThatTheEncodingLacks) {
+  WriteTestFile("first.xml", "<\xED\x95\x9C/>");  // 한
+  DomDocument document;
+  ASSERT_TRUE(first_.parseURI("first.xml", document));
+  EXPECT_FALSE(document.SaveAs("second.xml"));
+  EXPECT_TRUE(log_.Has("DomDocumentContent Failed: ")) << log_.Text();
+  EXPECT_EQ(ReadTestFile("second.xml"), "");
+}
+
+}  // namespace
+}  // namespace kiv
