@@ -172,6 +172,9 @@ TEST_F(ConfigCheck, SaysWhatIsWrongWithTheFile) {
   const auto broken = CheckFile("<s>\n<queues></s>");
   ASSERT_EQ(broken.size(), 1u);
   EXPECT_EQ(broken[0].severity, Severity::Fault);
+  EXPECT_EQ(broken[0].line, 2u);
+  EXPECT_NE(broken[0].text.find("column 1"), std::string::npos)
+      << broken[0].text;
 }
 
 }  // namespace

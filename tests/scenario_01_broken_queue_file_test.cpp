@@ -2,7 +2,7 @@
 // run, and the log says where it is broken.
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <ostream>
 #include <string>
 
 #include "kiv/startup.h"
@@ -17,11 +17,13 @@ using testing::TestConfig;
 
 struct BrokenFile {
   const char* name;
-  // Behind two good queues; LINE stands for them.
+  // QUEUES stands for a good queue, a line of its own.
   const char* text;
-  // "" where there is no place to name.
   const char* place;
 };
+
+// The test's name in a list of tests.
+void PrintTo(const BrokenFile& file, std::ostream* out) { *out << file.name; }
 
 class Scenario01BrokenQueueFile : public ::testing::TestWithParam<BrokenFile> {
  protected:

@@ -86,7 +86,7 @@ class Scenario02HostileDocument : public ::testing::TestWithParam<Hostile> {
   ~Scenario02HostileDocument() override { GlobalUninit(); }
 
   const TestFolder folder_;
-  const kiv::testing::TestLog log_;
+  const kiv::testing::TestLog log_{folder_.path()};
 };
 
 TEST_P(Scenario02HostileDocument, IsRefusedFastAndInLittleMemory) {

@@ -49,7 +49,7 @@ class Scenario03UnreadableDocument : public ::testing::Test {
   }
 
   const TestFolder folder_;
-  const kiv::testing::TestLog log_;
+  const kiv::testing::TestLog log_{folder_.path()};
   DomParser parser_;
   DomDocument document_;
 };

@@ -44,7 +44,7 @@ class Scenario04Repertoire : public ::testing::Test {
   }
 
   const TestFolder folder_;
-  const kiv::testing::TestLog log_;
+  const kiv::testing::TestLog log_{folder_.path()};
   DomParser first_;
   DomParser second_;
 };
@@ -118,13 +118,23 @@ TEST_F(Scenario04Repertoire, WritesReferencesAtEveryPlaceOfALongText) {
   SavedAndRead(text + "</r>");
 }
 
-TEST_F(Scenario04Repertoire, RefusesToWriteANameThatTheEncodingLacks) {
-  WriteTestFile("first.xml", "<\xED\x95\x9C/>");  // 한
-  DomDocument document;
-  ASSERT_TRUE(first_.parseURI("first.xml", document));
-  EXPECT_FALSE(document.SaveAs("second.xml"));
-  EXPECT_TRUE(log_.Has("DomDocumentContent Failed: ")) << log_.Text();
-  EXPECT_EQ(ReadTestFile("second.xml"), "");
+TEST_F(Scenario04Repertoire, RefusesToWriteWhatCannotHoldAReference) {
+  WriteTestFile("kept.xml", "<kept/>");
+  // 한 as a name, in a comment and in a processing instruction.
+  for (const char* text :
+       {"<\xED\x95\x9C/>", "<r \xED\x95\x9C='1'/>", "<r><\xED\x95\x9C/></r>",
+        "<r><a \xED\x95\x9C='1'/></r>", "<r \xF0\xA0\x80\x80='1'/>",
+        "<r><!--\xED\x95\x9C--></r>", "<r><?p \xED\x95\x9C?></r>"}) {
+    WriteTestFile("first.xml", text);
+    DomDocument document;
+    ASSERT_TRUE(first_.parseURI("first.xml", document)) << text;
+    EXPECT_FALSE(document.SaveAs("kept.xml")) << text;
+    DomDocumentContent utf8;
+    EXPECT_TRUE(document.GetDocumentContent(utf8, "UTF-8")) << text;
+  }
+  EXPECT_EQ(ReadTestFile("kept.xml"), "<kept/>");
+  EXPECT_EQ(log_.Count("not representable in 'GB2312' encoding"), 7)
+      << log_.Text();
 }
 
 }  // namespace

@@ -62,7 +62,7 @@ class Scenario05Save : public ::testing::Test {
   }
 
   const TestFolder folder_;
-  const kiv::testing::TestLog log_;
+  const kiv::testing::TestLog log_{folder_.path()};
   DomDocument document_;
   DomParser parser_;
 };

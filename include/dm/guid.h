@@ -13,6 +13,7 @@
 #define KIV_API __attribute__((visibility("default")))
 #endif
 
+/* The tag is the published one. NOLINTNEXTLINE(bugprone-reserved-identifier) */
 typedef struct _GUID {
   uint32_t Data1;
   uint16_t Data2;

@@ -3,11 +3,21 @@
 
 #include <cstddef>
 #include <memory>
+#include <string>
 
 #include "kiv/dom_document.h"
 #include "kiv/export.h"
 
 namespace kiv {
+
+// Why a document was refused. Line and column count from 1; both are 0 where
+// the fault has no place, as for a file that cannot be read. The reason is in
+// the local encoding.
+struct ParseFault {
+  unsigned long long line = 0;
+  unsigned long long column = 0;
+  std::string reason;
+};
 
 // Reads documents, and owns them.
 //
@@ -35,6 +45,9 @@ class KIV_API DomParser {
   // The buffer is not kept. The document replaces that of the last parseMem. On
   // failure `doc` becomes invalid.
   bool parseMem(const char* buffer, unsigned length, DomDocument& doc);
+
+  // Of the last parse; without a reason when that gave a document.
+  const ParseFault& LastFault() const;
 
   // The limits of every document, 1,000 levels and 64 MiB at first. For a
   // program that knows its documents; set before parsers run on other threads.

@@ -293,8 +293,8 @@ class QueueCheck {
 
 std::vector<ConfigFinding> CheckConfig(const FileSystemPath& file) {
   std::vector<ConfigFinding> findings;
-  const auto fail = [&](const std::string& text) {
-    findings.push_back({Severity::Fault, 0, "", text});
+  const auto fail = [&](const std::string& text, unsigned line = 0) {
+    findings.push_back({Severity::Fault, line, "", text});
     return findings;
   };
   if (!FileSystem::is_file(file)) return fail("the file is not there");
@@ -302,7 +302,11 @@ std::vector<ConfigFinding> CheckConfig(const FileSystemPath& file) {
   DomDocument document;
   const std::string path = file.native_file_string();
   if (!parser.parseURI(path.c_str(), document)) {
-    return fail("the file is not read: the log has line, column and reason");
+    const ParseFault& fault = parser.LastFault();
+    const std::string place =
+        fault.line > 0 ? ", column " + std::to_string(fault.column) : "";
+    return fail("the file is not read" + place + ": " + fault.reason,
+                static_cast<unsigned>(fault.line));
   }
   DomElement root;
   DomElement queues;

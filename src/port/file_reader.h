@@ -11,8 +11,8 @@ namespace kiv::port {
 // native text (native_path.h); interrupted calls are retried.
 class FileReader {
  public:
-  // Null on failure, also for a folder; LastError() of port/file.h has the
-  // system's code.
+  // Null on failure, also for what is no regular file; LastError() of
+  // port/file.h has the system's code.
   static std::unique_ptr<FileReader> Open(const std::string& path);
   virtual ~FileReader() = default;
   // Up to `room` bytes; `size_bytes` is 0 at the end. False when the system

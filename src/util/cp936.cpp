@@ -25,7 +25,7 @@ constexpr char16_t kCodes[kLeads * kTrails] = {
 // A unit for every pair of bytes whose first has its top bit; the index is that
 // pair without the bit. 0: no character.
 constexpr auto kDecoded = [] {
-  std::array<char16_t, 128 * 256> table{};
+  std::array<char16_t, std::size_t{128} * 256> table{};
   for (std::size_t lead = 0; lead < kLeads; ++lead)
     for (std::size_t trail = 0; trail < kTrails; ++trail)
       table[(lead + kFirstLead - 128) * 256 + trail + kFirstTrail] =
@@ -99,9 +99,13 @@ std::size_t Cp936ToUtf16(std::string_view text, char16_t* out) {
   // The room is never smaller than what is left to read, so a whole block fits.
   while (end - in >= static_cast<std::ptrdiff_t>(ascii_block::kBytes)) {
     const std::size_t ascii = ascii_block::Widen(in, out);
+    if (ascii == ascii_block::kBytes) {
+      in += ascii_block::kBytes;
+      out += ascii_block::kBytes;
+      continue;
+    }
     in += ascii;
     out += ascii;
-    if (ascii == ascii_block::kBytes) continue;
     do in = DecodeOne(in, end, put);
     while (in != end && !IsAscii(*in));
   }
@@ -116,9 +120,13 @@ std::size_t Cp936ToUtf8(std::string_view text, char* out) {
   const auto put = [&out](char16_t unit) { out += utf8::EncodeOne(unit, out); };
   while (end - in >= static_cast<std::ptrdiff_t>(ascii_block::kBytes)) {
     const std::size_t ascii = ascii_block::Copy(in, out);
+    if (ascii == ascii_block::kBytes) {
+      in += ascii_block::kBytes;
+      out += ascii_block::kBytes;
+      continue;
+    }
     in += ascii;
     out += ascii;
-    if (ascii == ascii_block::kBytes) continue;
     do in = DecodeOne(in, end, put);
     while (in != end && !IsAscii(*in));
   }
@@ -165,9 +173,13 @@ std::size_t Utf8ToCp936(std::string_view text, char* out) {
   };
   while (end - in >= static_cast<std::ptrdiff_t>(ascii_block::kBytes)) {
     const std::size_t ascii = ascii_block::Copy(in, out);
+    if (ascii == ascii_block::kBytes) {
+      in += ascii_block::kBytes;
+      out += ascii_block::kBytes;
+      continue;
+    }
     in += ascii;
     out += ascii;
-    if (ascii == ascii_block::kBytes) continue;
     do one();
     while (in != end && !IsAscii(*in));
   }
@@ -223,9 +235,13 @@ BlockProgress DecodeCp936Block(std::string_view block, char16_t* out,
         room - written >= ascii_block::kBytes) {
       const std::size_t ascii = ascii_block::Widen(in, out + written);
       std::memset(sizes + written, 1, ascii_block::kBytes);
+      if (ascii == ascii_block::kBytes) {
+        in += ascii_block::kBytes;
+        written += ascii_block::kBytes;
+        continue;
+      }
       in += ascii;
       written += ascii;
-      if (ascii == ascii_block::kBytes) continue;
     }
     do {
       if (end - in == 1 && IsLeadByte(*in)) return {block.size() - 1, written};

@@ -1,5 +1,7 @@
 #include "kiv/md5.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -145,7 +147,9 @@ TEST_F(Md5File, ReadsWholeFilesAndRefusesWhatCannotBeRead) {
 
   const std::string folder = In(".").string();
   const std::string missing = In("missing").string();
-  for (const char* path : {folder.c_str(), missing.c_str(), "",
+  const std::string pipe = In("pipe").string();
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  for (const char* path : {folder.c_str(), missing.c_str(), pipe.c_str(), "",
                            static_cast<const char*>(nullptr)}) {
     _GUID guid;
     char guid_text[37] = "kept";

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <climits>
-#include <cstdint>
 #include <cstring>
 #include <string_view>
 #include <utility>
@@ -25,12 +24,12 @@ int CompareWide(const Unit* a, const Unit* b) {
   a = OrEmpty(a);
   b = OrEmpty(b);
   const auto key = [](Unit unit) {
-    const auto value = static_cast<std::uint32_t>(unit);
-    return fold && value - 'A' < 26 ? value + ('a' - 'A') : value;
+    const auto value = static_cast<char32_t>(unit);
+    return fold && value >= U'A' && value <= U'Z' ? value + 32 : value;
   };
   for (;; ++a, ++b) {
-    const std::uint32_t x = key(*a);
-    const std::uint32_t y = key(*b);
+    const char32_t x = key(*a);
+    const char32_t y = key(*b);
     if (x != y) return x < y ? -1 : 1;
     if (x == 0) return 0;
   }

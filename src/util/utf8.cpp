@@ -23,9 +23,13 @@ std::size_t Utf8ToUtf16(std::string_view text, char16_t* out) {
   // one fits.
   while (end - in >= static_cast<std::ptrdiff_t>(ascii_block::kBytes)) {
     const std::size_t ascii = ascii_block::Widen(in, out);
+    if (ascii == ascii_block::kBytes) {
+      in += ascii_block::kBytes;
+      out += ascii_block::kBytes;
+      continue;
+    }
     in += ascii;
     out += ascii;
-    if (ascii == ascii_block::kBytes) continue;
     do one();
     while (in != end && !IsAscii(*in));
   }
@@ -49,9 +53,13 @@ std::size_t Utf16ToUtf8(std::u16string_view text, char* out) {
   };
   while (end - in >= static_cast<std::ptrdiff_t>(ascii_block::kUnits)) {
     const std::size_t ascii = ascii_block::Narrow(in, out);
+    if (ascii == ascii_block::kUnits) {
+      in += ascii_block::kUnits;
+      out += ascii_block::kUnits;
+      continue;
+    }
     in += ascii;
     out += ascii;
-    if (ascii == ascii_block::kUnits) continue;
     do one();
     while (in != end && *in >= 0x80);
   }

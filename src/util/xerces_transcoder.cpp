@@ -56,8 +56,11 @@ bool Cp936Transcoder::canTranscodeTo(unsigned int character) {
 }
 
 void RegisterCp936Transcoder() {
+  // The platform adopts the entry.
+  // NOLINTBEGIN(clang-analyzer-cplusplus.NewDeleteLeaks)
   xercesc::XMLTransService::addEncoding(
       kGb2312, new xercesc::ENameMapFor<Cp936Transcoder>(kGb2312));
 }
+// NOLINTEND(clang-analyzer-cplusplus.NewDeleteLeaks)
 
 }  // namespace kiv

@@ -13,6 +13,7 @@
 #include <xercesc/util/XMLUni.hpp>
 
 #include "util/gb_text.h"
+#include "xml/attribute_names.h"
 #include "xml/cdata_as_text.h"
 #include "xml/dom_content.h"
 #include "xml/dom_tree.h"
@@ -52,24 +53,35 @@ void WriteText(const char* text, xercesc::MemBufFormatTarget& target) {
                     nullptr);
 }
 
-// Whether the node is written in an encoding of all characters, by the same
-// choice as the writer's.
-bool IsUnicode(const xercesc::DOMNode& node, std::string_view encoding) {
-  std::string chosen(encoding);
-  if (chosen.empty()) {
-    const xercesc::DOMDocument* document =
-        node.getNodeType() == xercesc::DOMNode::DOCUMENT_NODE
-            ? static_cast<const xercesc::DOMDocument*>(&node)
-            : node.getOwnerDocument();
-    if (!AssignLocal(document->getInputEncoding(), chosen) &&
-        !AssignLocal(document->getXmlEncoding(), chosen))
-      return true;
-  }
-  return StartsWithIgnoreCase(chosen, "UTF");
+// The encoding that the node is written in, by the same choice as the writer's.
+std::string ChosenEncoding(const xercesc::DOMNode& node, const char* encoding) {
+  std::string chosen(std::string_view(encoding).substr(0, kMaxEncodingName));
+  if (!chosen.empty()) return chosen;
+  const xercesc::DOMDocument* document =
+      node.getNodeType() == xercesc::DOMNode::DOCUMENT_NODE
+          ? static_cast<const xercesc::DOMDocument*>(&node)
+          : node.getOwnerDocument();
+  if (!AssignLocal(document->getInputEncoding(), chosen) &&
+      !AssignLocal(document->getXmlEncoding(), chosen))
+    chosen = "UTF-8";
+  return chosen;
 }
 
-bool WriteNode(const xercesc::DOMNode& node, const char* encoding,
+bool WriteNode(const xercesc::DOMNode& node, const std::string& encoding,
                xercesc::MemBufFormatTarget& target) {
+  const WideText wide_encoding{std::string_view(encoding)};
+  std::optional<CdataAsText> cdata_as_text;
+  if (!StartsWithIgnoreCase(encoding, "UTF")) {
+    if (const WideChar* name =
+            FindUnwritableAttribute(node, wide_encoding.get())) {
+      LogRefused("DomDocumentContent",
+                 "the attribute name '" + LocalText(name) +
+                     "' is not representable in '" + encoding + "' encoding");
+      return false;
+    }
+    cdata_as_text.emplace(node);
+  }
+
   auto* implementation =
       xercesc::DOMImplementationRegistry::getDOMImplementation(u"LS");
   const ReleasedPtr<xercesc::DOMLSSerializer> writer(
@@ -80,10 +92,7 @@ bool WriteNode(const xercesc::DOMNode& node, const char* encoding,
   writer->getDomConfig()->setParameter(xercesc::XMLUni::fgDOMErrorHandler,
                                        &errors);
   output->setByteStream(&target);
-  const WideText name(std::string_view(encoding).substr(0, kMaxEncodingName));
-  if (*encoding != '\0') output->setEncoding(name.get());
-  std::optional<CdataAsText> cdata_as_text;
-  if (!IsUnicode(node, encoding)) cdata_as_text.emplace(node);
+  output->setEncoding(wide_encoding.get());
   if (writer->write(&node, output.get())) return true;
   LogRefused("DomDocumentContent", errors.reason());
   return false;
@@ -138,7 +147,8 @@ bool DomDocumentContent::Write(void* opaque, const char* encoding,
       WriteText(encoding, content->target);
       WriteText("\" ?>", content->target);
     }
-    if (!WriteNode(*node, encoding, content->target)) return false;
+    if (!WriteNode(*node, ChosenEncoding(*node, encoding), content->target))
+      return false;
     impl_ = std::move(content);
     return !ContentAccess::Text(*this).empty();
   });

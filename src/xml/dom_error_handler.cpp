@@ -45,12 +45,16 @@ void LogParseError(ErrorSeverity severity, const std::string& file,
 
 bool DomCountErrorHandler::handleError(const xercesc::DOMError& error) {
   const ErrorSeverity severity = SeverityOf(error);
-  has_fatal_error_ = has_fatal_error_ || severity == ErrorSeverity::Fatal;
   const xercesc::DOMLocator* location = error.getLocation();
+  const ParseFault fault{location ? location->getLineNumber() : 0,
+                         location ? location->getColumnNumber() : 0,
+                         LocalText(error.getMessage())};
   LogParseError(severity, LocalText(location ? location->getURI() : nullptr),
-                location ? location->getLineNumber() : 0,
-                location ? location->getColumnNumber() : 0,
-                LocalText(error.getMessage()));
+                fault.line, fault.column, fault.reason);
+  if (severity == ErrorSeverity::Fatal && !has_fatal_error_) {
+    has_fatal_error_ = true;
+    fault_ = fault;
+  }
   return true;
 }
 

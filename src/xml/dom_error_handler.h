@@ -5,6 +5,8 @@
 #include <string>
 #include <xercesc/dom/DOMErrorHandler.hpp>
 
+#include "kiv/dom_parser.h"
+
 namespace kiv {
 
 enum class ErrorSeverity { Warning, Error, Fatal };
@@ -21,10 +23,16 @@ class DomCountErrorHandler : public xercesc::DOMErrorHandler {
   bool handleError(const xercesc::DOMError& error) override;
 
   bool HasFatalError() const { return has_fatal_error_; }
-  void ResetErrors() { has_fatal_error_ = false; }
+  // The first fatal error.
+  const ParseFault& Fault() const { return fault_; }
+  void ResetErrors() {
+    has_fatal_error_ = false;
+    fault_ = {};
+  }
 
  private:
   bool has_fatal_error_ = false;
+  ParseFault fault_;
 };
 
 }  // namespace kiv

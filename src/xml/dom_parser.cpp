@@ -52,8 +52,8 @@ void LogDomException(const std::string& file,
   LogPlain(kLogSource, entry);
 }
 
-// For a catch block: what ended the parse.
-void LogParseFailure(const std::string& file) {
+// For a catch block: logs what ended the parse, and returns it.
+ParseFault LogParseFailure(const std::string& file) {
   try {
     throw;
   } catch (const DocumentRefused& refused) {
@@ -62,13 +62,18 @@ void LogParseFailure(const std::string& file) {
     else
       LogParseError(ErrorSeverity::Fatal, file, refused.line, refused.column,
                     refused.reason);
+    return {refused.line, refused.column, refused.reason};
   } catch (const xercesc::XMLException& exception) {
-    LogParseException(file, LocalText(exception.getMessage()));
+    const std::string reason = LocalText(exception.getMessage());
+    LogParseException(file, reason);
+    return {0, 0, reason};
   } catch (const xercesc::DOMException& exception) {
     LogDomException(file, exception);
+    return {0, 0, LocalText(exception.getMessage())};
   } catch (...) {
     LogPlain(kLogSource,
              "\nUnexpected exception during parsing: '" + Shown(file) + "'\n");
+    return {0, 0, "unexpected exception"};
   }
 }
 
@@ -107,6 +112,7 @@ void CloseDoors(xercesc::DOMConfiguration& features) {
 
 struct DomParser::Impl {
   DomCountErrorHandler error_handler;
+  ParseFault fault;
   std::unique_ptr<GuardedBuilder> builder;
   std::unique_ptr<GuardedPlainParser> plain;
 
@@ -196,6 +202,7 @@ bool DomParser::parseURI(const char* path, DomDocument& doc) {
   Initialize(true, false, false);
   std::string name = path;
   if (!toFullPath(name)) {
+    impl_->fault = {0, 0, "the path cannot be resolved"};
     doc.Initialize(nullptr, this);
     return false;
   }
@@ -209,8 +216,9 @@ bool DomParser::parseURI(const char* path, DomDocument& doc) {
   xercesc::DOMDocument* document = nullptr;
   try {
     document = impl_->ParseFile(native_path, name);
+    impl_->fault = impl_->error_handler.Fault();
   } catch (...) {
-    LogParseFailure(name);
+    impl_->fault = LogParseFailure(name);
   }
   // Half a document helps nobody and holds memory.
   if (document == nullptr) impl_->builder->resetDocumentPool();
@@ -224,13 +232,16 @@ bool DomParser::parseMem(const char* buffer, unsigned length,
   xercesc::DOMDocument* document = nullptr;
   try {
     document = impl_->ParseMemory({buffer, buffer == nullptr ? 0 : length});
+    impl_->fault = {};
   } catch (...) {
-    LogParseFailure(kMemoryName);
+    impl_->fault = LogParseFailure(kMemoryName);
     LogPlain(kLogSource, "Error occurs while parsing XML use parseMem");
     if (impl_->plain) impl_->plain->resetDocumentPool();
   }
   return doc.Initialize(document, this);
 }
+
+const ParseFault& DomParser::LastFault() const { return impl_->fault; }
 
 unsigned DomParser::MaxDepth() { return max_depth; }
 

@@ -31,8 +31,10 @@ class LinuxFileReader : public FileReader {
 }  // namespace
 
 std::unique_ptr<FileReader> FileReader::Open(const std::string& path) {
+  // Not blocking: opening a pipe would wait for a writer.
   Descriptor file(Retry([&] {
-    return ::open(SystemPath(path).c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
+    return ::open(SystemPath(path).c_str(),
+                  O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
   }));
   struct stat status;
   if (!file.is_open() || ::fstat(file.get(), &status) != 0) {
@@ -42,6 +44,11 @@ std::unique_ptr<FileReader> FileReader::Open(const std::string& path) {
   // The system opens a folder and refuses only the reading.
   if (S_ISDIR(status.st_mode)) {
     Fail(EISDIR);
+    return nullptr;
+  }
+  // A pipe or a device may never end.
+  if (!S_ISREG(status.st_mode)) {
+    Fail(EINVAL);
     return nullptr;
   }
   return std::make_unique<LinuxFileReader>(std::move(file));
