@@ -27,10 +27,13 @@ class KIV_API DomDocumentContent {
   // False, and no content, for an encoding that is not known and for a tree of
   // more levels than DomParser::MaxDepth(). A null or empty encoding is the
   // document's own, else UTF-8. A character that the encoding lacks is written
-  // as a reference.
+  // as a reference; in a name or a comment it cannot be, and the result is
+  // false.
+  // NOLINTNEXTLINE(bugprone-reserved-identifier): the published name
   bool _GetDocument(const DomDocument& document, const char* encoding);
   // An encoding is declared in front of the element, without a line break
   // behind it; without an encoding there is no declaration.
+  // NOLINTNEXTLINE(bugprone-reserved-identifier): the published name
   bool _GetElement(const DomElement& element, const char* encoding);
 
  private:
