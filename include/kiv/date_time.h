@@ -8,7 +8,8 @@
 
 namespace kiv {
 
-enum class DayOfWeek {
+// Counts from 0, which callers use as a number and as an index.
+enum DayOfWeek {
   Sunday,
   Monday,
   Tuesday,

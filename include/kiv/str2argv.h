@@ -11,7 +11,7 @@ namespace kiv {
 // line that begins with one loses its last piece.
 class KIV_API Str2Argv {
  public:
-  explicit Str2Argv(const char* line = nullptr);
+  Str2Argv(const char* line = nullptr);
   ~Str2Argv();
   Str2Argv(const Str2Argv&) = delete;
   Str2Argv& operator=(const Str2Argv&) = delete;

@@ -156,7 +156,9 @@ TEST(DateTime, TimeOfDayAndDateTakeTheValueApart) {
   EXPECT_EQ(time.Millisecond(), 250);
   EXPECT_EQ(time.TimeOfDay(), TimeSpan(0, 9, 5, 7, 250));
   EXPECT_EQ(time.Date(), Midnight(2005, 11, 3));
-  EXPECT_EQ(Midnight(2005, 1, 1).getDayOfWeek(), DayOfWeek::Saturday);
+  const int day_of_week = Midnight(2005, 1, 1).getDayOfWeek();
+  EXPECT_EQ(day_of_week, 6);
+  EXPECT_EQ(Midnight(1, 1, 1).getDayOfWeek(), DayOfWeek::Monday);
 }
 
 TEST(DateTime, ArithmeticStaysInRange) {

@@ -33,13 +33,6 @@ std::string ToSystem(const std::string& text_gb) {
   return IsCp936(text_gb) ? Cp936ToUtf8(text_gb) : text_gb;
 }
 
-bool LocalVariable(const std::string& name_gb, std::string& value_gb) {
-  std::string value;
-  if (!port::GetEnvironmentUtf8(ToSystem(name_gb), value)) return false;
-  value_gb = IsUtf8(value) ? Utf8ToCp936(value) : value;
-  return true;
-}
-
 long long FloorSeconds(long long ticks) {
   const long long seconds = ticks / kTicksPerSecond;
   return ticks % kTicksPerSecond < 0 ? seconds - 1 : seconds;
@@ -61,15 +54,15 @@ long long CivilSeconds(const std::tm& fields) {
 const char* getenv(const char* name, const char* fallback) {
   if (name == nullptr || *name == '\0') return fallback;
   std::string value;
-  if (!LocalVariable(name, value)) return fallback;
-  return Kept(std::move(value));
+  if (!port::GetEnvironmentUtf8(ToSystem(name), value)) return fallback;
+  return Kept(IsUtf8(value) ? Utf8ToCp936(value) : std::move(value));
 }
 
 const WideChar* getenv(const WideChar* name, const WideChar* fallback) {
   if (name == nullptr || *name == u'\0') return fallback;
   std::string value;
-  if (!LocalVariable(Utf16ToCp936(name), value)) return fallback;
-  return Kept(Cp936ToUtf16(value));
+  if (!port::GetEnvironmentUtf8(Utf16ToUtf8(name), value)) return fallback;
+  return Kept(IsUtf8(value) ? Utf8ToUtf16(value) : Cp936ToUtf16(value));
 }
 
 bool putenv(const char* name, const char* value) {

@@ -41,6 +41,13 @@ TEST(Environment, ValuesAreInTheLocalEncodingHereAndInUtf8There) {
   EXPECT_EQ(std::u16string(getenv(u"KIV_TEST_TEXT", u"")), u"\u4E2D\u20AC");
   ::setenv("KIV_TEST_TEXT", "\xD6\xD0", 1);
   EXPECT_STREQ(getenv("KIV_TEST_TEXT", ""), "\xD6\xD0");
+  EXPECT_EQ(std::u16string(getenv(u"KIV_TEST_TEXT", u"")), u"\u4E2D");
+}
+
+TEST(Environment, WideTextKeepsWhatTheLocalEncodingLacks) {
+  ::setenv("KIV_TEST_\xC3\xAB", "\xC3\xAB\xF0\x9F\x98\x80", 1);
+  EXPECT_EQ(std::u16string(getenv(u"KIV_TEST_\u00EB", u"")),
+            u"\u00EB\U0001F600");
 }
 
 TEST(Environment, AValueHandedOutOutlivesTheNextOne) {

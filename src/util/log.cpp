@@ -109,7 +109,11 @@ Log::Log() : stream_(new (std::nothrow) Stream) {
 
 Log::~Log() {
   if (stream_) LogAccess::Strike(*this);
+  // The shared log ends with the process, whose threads may still write: who
+  // gets the lock from here on finds no stream and touches nothing else.
+  const WriterLock lock(lock_);
   Close();
+  stream_.reset();
 }
 
 bool Log::Open() { return Open(FileSystemPath(), true); }
@@ -241,8 +245,9 @@ bool Log::OpenFile() { return stream_->file.Open(directory_, FilePath()); }
 
 void Log::Write(const char* message, const char* source, const char* category,
                 const FileSystemPath& path, bool daily) {
-  if (IsEmpty(message) || !stream_) return;
+  if (IsEmpty(message)) return;
   const WriterLock lock(lock_);
+  if (!stream_) return;
   LogFile& file = stream_->file;
   try {
     const EntryScope scope(stream_->depth, stream_->time);

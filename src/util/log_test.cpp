@@ -1,6 +1,9 @@
 #include "kiv/log.h"
 
+#include <atomic>
+#include <cstdlib>
 #include <stdexcept>
+#include <thread>
 
 #include "gmock/gmock.h"
 #include "util/log_entry.h"
@@ -229,6 +232,26 @@ TEST_F(LogTest, CannotBeOpenedWithoutACurrentDirectory) {
   testing::internal::CaptureStderr();
   Put(log, "text");
   EXPECT_EQ(testing::internal::GetCapturedStderr(), kUnopenable);
+}
+
+// In processes of their own: each ends while its threads are at it.
+TEST_F(LogTest, EndsWithTheProcessWhileThreadsStillWrite) {
+  for (int round = 0; round < 20; ++round) {
+    EXPECT_EXIT(
+        {
+          Log::Instance().Open(Folder(), true);
+          std::atomic<int> written = 0;
+          for (int i = 0; i < 4; ++i)
+            std::thread([&written] {
+              for (;; ++written) Put(Log::Instance(), "late");
+            }).detach();
+          while (written < 100) std::this_thread::yield();
+          std::exit(0);
+        },
+        testing::ExitedWithCode(0), "");
+  }
+  for (const std::string& line : Lines(In(kDay)))
+    ASSERT_EQ(line, "12:00:00 late");
 }
 
 // Layouts of a host program.

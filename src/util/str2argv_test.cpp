@@ -21,7 +21,7 @@ struct LineCase {
 class CommandLine : public testing::TestWithParam<LineCase> {};
 
 TEST_P(CommandLine, IsCutAtEverySpace) {
-  const Str2Argv split(GetParam().line.c_str());
+  const Str2Argv split = GetParam().line.c_str();
   EXPECT_EQ(Entries(split), GetParam().entries);
   if (split.Argc() > 0) {
     EXPECT_EQ(split.Argv()[split.Argc()], nullptr);

@@ -5,7 +5,7 @@
 
 namespace kiv {
 
-// Code page 936 for the XML platform, whose own "GB2312" lacks a third of it.
+// Code page 936 for the XML platform, whose own "GB2312" lacks most of it.
 // Without state: any number of threads may share one.
 //
 // What is no character decodes to U+FFFD instead of throwing, so that one bad

@@ -64,8 +64,9 @@ std::string ModuleFileName(const void* address) {
 }
 
 std::string LocalIpv4() {
-  char host[HOST_NAME_MAX + 1] = {};
-  if (::gethostname(host, sizeof host - 1) != 0) return {};
+  constexpr std::size_t kNameRoom = 256;  // with the terminator
+  char host[kNameRoom] = {};
+  if (::gethostname(host, sizeof host) != 0) return {};
   addrinfo hints{};
   hints.ai_family = AF_INET;
   hints.ai_socktype = SOCK_STREAM;
