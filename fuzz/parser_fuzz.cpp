@@ -1,5 +1,6 @@
 // Every primitive reader on one text: none may read outside it or claim to have
 // used more than there is. The text lies in a block of exactly its size.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

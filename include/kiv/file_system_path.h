@@ -106,11 +106,12 @@ class KIV_API FileSystemPathIterator {
   using value_type = std::string;
   using difference_type = std::ptrdiff_t;
   using pointer = const std::string*;
-  using reference = const std::string&;
+  using reference = std::string;
 
   FileSystemPathIterator() = default;
 
-  const std::string& operator*() const { return element_; }
+  // A copy: what stepped there, as std::reverse_iterator, may be gone at once.
+  std::string operator*() const { return element_; }
   const std::string* operator->() const { return &element_; }
   FileSystemPathIterator& operator++();
   FileSystemPathIterator operator++(int);

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <iterator>
 #include <vector>
 
 namespace kiv {
@@ -283,12 +284,19 @@ TEST(FileSystemPathIterator, WalksRootNameRootDirectoryAndNames) {
 
 TEST(FileSystemPathIterator, WalksBackTheSameWay) {
   for (const char* text : {"/", "a", "a/b/c", "/a", "c:/a/b", "c:a", "c:",
-                           "//srv", "//srv/", "//srv/a", "/d/a:b", "ab:c/d"}) {
+                           "//srv", "//srv/", "//srv/a", "/d/a:b", "ab:c/d",
+                           "a/name-too-long-to-stand-in-the-iterator/b"}) {
     const FileSystemPath path(text, FileSystemPath::native);
     std::vector<std::string> back;
     for (auto element = path.end(); element != path.begin();)
       back.insert(back.begin(), *--element);
     EXPECT_EQ(back, Elements(path)) << text;
+    // An iterator that lives for one step gives an element that outlives it.
+    EXPECT_EQ(
+        std::vector<std::string>(std::make_reverse_iterator(path.end()),
+                                 std::make_reverse_iterator(path.begin())),
+        std::vector<std::string>(back.rbegin(), back.rend()))
+        << text;
   }
 }
 

@@ -1,5 +1,6 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
+#include <array>
 #include <string>
 
 #include "kiv/parser/parser.h"
@@ -225,39 +226,42 @@ TEST(Parser, NullAndEmptyRangesGiveTheDefault) {
   for (const auto& range : ranges) {
     const char* const begin = range[0];
     const char* const end = range[1];
-    unsigned consumed = 99;
+    // One for each reader.
+    std::array<unsigned, 14> consumed;
+    consumed.fill(99);
+    unsigned* next = consumed.data();
     std::string out = "old";
-    EXPECT_TRUE(Parser::ParseTo(begin, end, ';', out, consumed));
+    EXPECT_TRUE(Parser::ParseTo(begin, end, ';', out, *next++));
     EXPECT_EQ(out, "");
-    EXPECT_TRUE(Parser::ParseToAny(begin, end, ";", "", out, consumed, "d1"));
+    EXPECT_TRUE(Parser::ParseToAny(begin, end, ";", "", out, *next++, "d1"));
     EXPECT_EQ(out, "d1");
-    EXPECT_TRUE(Parser::ParseWord(begin, end, out, consumed, "d2"));
+    EXPECT_TRUE(Parser::ParseWord(begin, end, out, *next++, "d2"));
     EXPECT_EQ(out, "d2");
-    EXPECT_TRUE(Parser::ParseString(begin, end, out, consumed, "d3"));
+    EXPECT_TRUE(Parser::ParseString(begin, end, out, *next++, "d3"));
     EXPECT_EQ(out, "d3");
-    EXPECT_TRUE(Parser::ParseAlpha(begin, end, 3, out, consumed));
+    EXPECT_TRUE(Parser::ParseAlpha(begin, end, 3, out, *next++));
     EXPECT_EQ(out, "");
     bool flag = true;
-    EXPECT_TRUE(Parser::ParseSign(begin, end, flag, consumed, false));
+    EXPECT_TRUE(Parser::ParseSign(begin, end, flag, *next++, false));
     EXPECT_FALSE(flag);
-    EXPECT_TRUE(Parser::ParseBool(begin, end, flag, consumed, true));
+    EXPECT_TRUE(Parser::ParseBool(begin, end, flag, *next++, true));
     EXPECT_TRUE(flag);
-    EXPECT_TRUE(Parser::ParseStrBool(begin, end, flag, consumed, false));
+    EXPECT_TRUE(Parser::ParseStrBool(begin, end, flag, *next++, false));
     EXPECT_FALSE(flag);
     std::int32_t number = 0;
-    EXPECT_TRUE(Parser::ParseInt32(begin, end, number, consumed, 7));
+    EXPECT_TRUE(Parser::ParseInt32(begin, end, number, *next++, 7));
     EXPECT_EQ(number, 7);
     double real = 0;
-    EXPECT_TRUE(Parser::ParseDouble(begin, end, real, consumed, 2.5));
+    EXPECT_TRUE(Parser::ParseDouble(begin, end, real, *next++, 2.5));
     EXPECT_EQ(real, 2.5);
     out = "old";
-    EXPECT_TRUE(Parser::ParseLocalPath(begin, end, out, consumed));
+    EXPECT_TRUE(Parser::ParseLocalPath(begin, end, out, *next++));
     EXPECT_EQ(out, "");
-    EXPECT_FALSE(Parser::ParseProtocol(begin, end, out, consumed));
+    EXPECT_FALSE(Parser::ParseProtocol(begin, end, out, *next++));
     DateTime time;
-    EXPECT_FALSE(Parser::ParseDateTime(begin, end, time, consumed));
-    EXPECT_FALSE(Parser::ParseTime(begin, end, time, consumed));
-    EXPECT_EQ(consumed, 0u);
+    EXPECT_FALSE(Parser::ParseDateTime(begin, end, time, *next++));
+    EXPECT_FALSE(Parser::ParseTime(begin, end, time, *next++));
+    EXPECT_THAT(consumed, testing::Each(0u));
   }
 }
 

@@ -2,16 +2,13 @@
 #define PARSER_PARSER_TESTING_H_
 
 #include <algorithm>
-#include <atomic>
-#include <chrono>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <string_view>
 
 #include "kiv/log.h"
+#include "port/test_folder.h"
 
 // For the tests of this folder.
 namespace kiv::parser {
@@ -36,20 +33,11 @@ class ExactText {
 class CapturedLog {
  public:
   CapturedLog() {
-    static std::atomic<int> number{0};
-    const auto ticks = std::chrono::steady_clock::now().time_since_epoch();
-    folder_ = std::filesystem::temp_directory_path() /
-              ("kiv_parser_log_" + std::to_string(ticks.count()) + "_" +
-               std::to_string(++number));
-    std::filesystem::create_directories(folder_);
     Log::g_log.Close();
-    Log::g_log.Open(FileSystemPath(folder_.string(), FileSystemPath::native),
-                    true);
+    Log::g_log.Open(
+        FileSystemPath(folder_.path().string(), FileSystemPath::native), true);
   }
-  ~CapturedLog() {
-    Log::g_log.Close();
-    std::filesystem::remove_all(folder_);
-  }
+  ~CapturedLog() { Log::g_log.Close(); }
   CapturedLog(const CapturedLog&) = delete;
   CapturedLog& operator=(const CapturedLog&) = delete;
 
@@ -57,9 +45,9 @@ class CapturedLog {
   std::string Text() const {
     Log::g_log.Flush();
     std::string text;
-    for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
-      std::ifstream file(entry.path(), std::ios::binary);
-      text.append(std::istreambuf_iterator<char>(file), {});
+    for (const auto& entry :
+         std::filesystem::directory_iterator(folder_.path())) {
+      text += ReadTestFile(entry.path());
     }
     return text;
   }
@@ -72,7 +60,7 @@ class CapturedLog {
   }
 
  private:
-  std::filesystem::path folder_;
+  TestFolder folder_;
 };
 
 }  // namespace kiv::parser
