@@ -168,7 +168,7 @@ TEST_F(ConfigCheck, SaysWhatIsWrongWithTheFile) {
                                                  FileSystemPath::native)),
                   Severity::Fault, "not there"));
   EXPECT_TRUE(Has(CheckFile("<s/>"), Severity::Fault, "no element \"queues\""));
-  EXPECT_TRUE(Has(CheckFile("<s><queues/></s>"), Severity::Warning, "empty"));
+  EXPECT_TRUE(Has(CheckFile("<s><queues/></s>"), Severity::Fault, "empty"));
   const auto broken = CheckFile("<s>\n<queues></s>");
   ASSERT_EQ(broken.size(), 1u);
   EXPECT_EQ(broken[0].severity, Severity::Fault);

@@ -25,6 +25,12 @@ constexpr int kRestartWaitMs = 5000;
 constexpr int kShortestWaitMs = 100;
 constexpr int kLongestWaitMs = 3'600'000;
 
+// Ranges name whole seconds: 23:59:59 lasts to midnight.
+DateTime ThisSecond() {
+  const long long ticks = DateTime::NowTime().Ticks();
+  return DateTime(ticks - ticks % TimeSpan::TicksPerSecond);
+}
+
 // Hands the blocks of one line to its processor.
 class LineReading {
  public:
@@ -82,7 +88,7 @@ class LineReading {
   void CheckTimes() {
     const auto& times = config_.GetDuration();
     const bool was_time = is_time_;
-    is_time_ = times.empty() || IsInTimes(times, DateTime::NowTime());
+    is_time_ = times.empty() || IsInTimes(times, ThisSecond());
     if (was_time && !is_time_)
       LogInformation("mq", std::string(kFunction) + " Info: '" +
                                Shown(config_.Name()) +

@@ -331,7 +331,7 @@ std::vector<ConfigFinding> CheckConfig(const FileSystemPath& file) {
   DomNodeList2 elements;
   if (!queues.ChildElementList(elements)) {
     findings.push_back(
-        {Severity::Warning, line_of(index - 1), "", "\"queues\" is empty"});
+        {Severity::Fault, line_of(index - 1), "", "\"queues\" is empty"});
   }
   std::map<std::string, std::string> ports;
   for (unsigned i = 0; i < elements.GetLength(); ++i) {

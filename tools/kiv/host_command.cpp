@@ -135,6 +135,8 @@ template <typename View>
 void ShowUntil(const StopSignals& stop, View view) {
   do {
     view.Draw();
+    // Who follows the log sees an entry within a second.
+    kiv::Log::Instance().LockedFlush();
   } while (!stop.Wait(kRefreshInterval));
   view.Draw();
 }
