@@ -22,8 +22,8 @@ struct ConfigFinding {
   std::string text;
 };
 
-// Says for every queue of the file why it will or will not work, in the order of
-// the file, at least one finding a queue. Starts nothing, but loads the
+// Says for every queue of the file why it will or will not work, in the order
+// of the file, at least one finding a queue. Starts nothing, but loads the
 // processor libraries and opens the serial ports for a moment. Relative
 // processor paths count from the current directory, as they do for a host.
 KIV_API std::vector<ConfigFinding> CheckConfig(const FileSystemPath& file);
