@@ -29,7 +29,9 @@ namespace kiv {
 // shut-down and the owning thread. Nothing throws.
 class KIV_API Log {
  public:
-  static Log g_log;
+  // Closed when the library is unloaded, at the end of the process; threads
+  // that still run may go on writing, to no effect.
+  static Log& g_log;
   static Log& Instance() { return g_log; }
 
   Log();

@@ -98,23 +98,28 @@ class Pieces {
   LogBuffer* buffer_;
 };
 
+// Made with the library and ended with it, but never destroyed: threads that
+// the program left running may still write to it.
+struct SharedLog {
+  union {
+    Log log;
+  };
+  SharedLog() { new (&log) Log; }
+  ~SharedLog() { LogAccess::End(log); }
+};
+
+SharedLog shared_log;
+
 }  // namespace
 
-Log Log::g_log;
+constinit Log& Log::g_log = shared_log.log;
 
 Log::Log() : stream_(new (std::nothrow) Stream) {
   // Without memory for a stream, every operation answers false.
   if (stream_) LogAccess::Enlist(*this);
 }
 
-Log::~Log() {
-  if (stream_) LogAccess::Strike(*this);
-  // The shared log ends with the process, whose threads may still write: who
-  // gets the lock from here on finds no stream and touches nothing else.
-  const WriterLock lock(lock_);
-  Close();
-  stream_.reset();
-}
+Log::~Log() { LogAccess::End(*this); }
 
 bool Log::Open() { return Open(FileSystemPath(), true); }
 
@@ -323,6 +328,13 @@ void Log::WriteFaultLine(bool daily) {
   if (!out) file.Buffer().Drop(entry);
   out.clear();
   file.EndFaultLine(entry);
+}
+
+void LogAccess::End(Log& log) {
+  if (log.stream_) Strike(log);
+  const WriterLock lock(log.lock_);
+  log.Close();
+  log.stream_.reset();
 }
 
 void LogAccess::Write(const char* text, const char* source,

@@ -13,6 +13,10 @@ class LogAccess {
   // One entry of the library's own to the shared log, its text as it stands.
   static void Write(const char* text, const char* source, const char* category);
 
+  // Flushes and closes for good: whoever waits for the log's lock, or comes
+  // later, finds no stream and writes nothing.
+  static void End(Log& log);
+
   // Every living log stands still around a fork: entries are written before it,
   // so that the child has none to write again, and no lock is left held in it.
   static void Enlist(Log& log);

@@ -9,6 +9,7 @@
 #include <xercesc/dom/DOMImplementationRegistry.hpp>
 #include <xercesc/dom/DOMLSOutput.hpp>
 #include <xercesc/dom/DOMLSSerializer.hpp>
+#include <xercesc/dom/DOMNamedNodeMap.hpp>
 #include <xercesc/framework/MemBufFormatTarget.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
@@ -53,18 +54,44 @@ void WriteText(const char* text, xercesc::MemBufFormatTarget& target) {
                     nullptr);
 }
 
+const xercesc::DOMDocument* DocumentOf(const xercesc::DOMNode& node) {
+  return node.getNodeType() == xercesc::DOMNode::DOCUMENT_NODE
+             ? static_cast<const xercesc::DOMDocument*>(&node)
+             : node.getOwnerDocument();
+}
+
 // The encoding that the node is written in, by the same choice as the writer's.
 std::string ChosenEncoding(const xercesc::DOMNode& node, const char* encoding) {
   std::string chosen(std::string_view(encoding).substr(0, kMaxEncodingName));
   if (!chosen.empty()) return chosen;
-  const xercesc::DOMDocument* document =
-      node.getNodeType() == xercesc::DOMNode::DOCUMENT_NODE
-          ? static_cast<const xercesc::DOMDocument*>(&node)
-          : node.getOwnerDocument();
+  const xercesc::DOMDocument* document = DocumentOf(node);
   if (!AssignLocal(document->getInputEncoding(), chosen) &&
       !AssignLocal(document->getXmlEncoding(), chosen))
     chosen = "UTF-8";
   return chosen;
+}
+
+bool EndsLineIn11(const WideChar* text) {
+  return text != nullptr && std::u16string_view(text).find_first_of(
+                                u"\x85\u2028") != std::u16string_view::npos;
+}
+
+// A reader of version 1.1 takes U+0085 and U+2028 for line ends, and in an
+// encoding that has them the serialiser writes them as they are.
+bool WouldLoseText(const xercesc::DOMNode& top) {
+  const XMLCh* version = DocumentOf(top)->getXmlVersion();
+  if (version == nullptr || std::u16string_view(version) != u"1.1")
+    return false;
+  bool is_lost = false;
+  Walk(top, [&](const xercesc::DOMNode& node, unsigned) {
+    is_lost = EndsLineIn11(node.getNodeValue());
+    const xercesc::DOMNamedNodeMap* attributes = node.getAttributes();
+    const XMLSize_t count = attributes ? attributes->getLength() : 0;
+    for (XMLSize_t i = 0; i < count && !is_lost; ++i)
+      is_lost = EndsLineIn11(attributes->item(i)->getNodeValue());
+    return !is_lost;
+  });
+  return is_lost;
 }
 
 bool WriteNode(const xercesc::DOMNode& node, const std::string& encoding,
@@ -80,6 +107,11 @@ bool WriteNode(const xercesc::DOMNode& node, const std::string& encoding,
       return false;
     }
     cdata_as_text.emplace(node);
+  } else if (WouldLoseText(node)) {
+    LogRefused("DomDocumentContent",
+               "U+0085 and U+2028 end a line in XML 1.1; write '" + encoding +
+                   "' as GB2312, or declare version 1.0");
+    return false;
   }
 
   auto* implementation =

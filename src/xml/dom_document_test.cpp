@@ -72,6 +72,22 @@ TEST_F(DomDocumentTest, UnknownEncodingsGiveNoContent) {
   EXPECT_STRNE(content.GetContent(), "");
 }
 
+// A reader of version 1.1 makes a line feed of U+0085.
+TEST_F(DomDocumentTest, Version11IsWrittenOnlyWhereNoTextIsLost) {
+  for (const std::string inner :
+       {"&#x85;", "<b a='&#x2028;'/>", "<!--\xC2\x85-->"}) {
+    DomElement root =
+        Parse("<?xml version='1.1'?><r>a" + inner + "</r>", false);
+    ASSERT_TRUE(root.IsValid()) << inner;
+    // Read raw, it is a line feed already.
+    const bool is_lost = inner.starts_with("&") || inner.starts_with("<b");
+    EXPECT_EQ(Content(root, "UTF-8") == "(none)", is_lost) << inner;
+    EXPECT_EQ(Content(root, "UTF-16LE") == "(none)", is_lost) << inner;
+    EXPECT_NE(Content(root, "GB2312"), "(none)") << inner;
+  }
+  EXPECT_NE(Content(Parse("<r>&#x85;</r>", false), "UTF-8"), "(none)");
+}
+
 TEST_F(DomDocumentTest, SavesWithItsFolders) {
   ASSERT_TRUE(DomDocument::CreateDocument(document_));
   DomElement root;

@@ -1,15 +1,16 @@
 #include "xml/element_lines.h"
 
 #include <memory>
-#include <xercesc/framework/LocalFileInputSource.hpp>
+#include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/sax/Locator.hpp>
 #include <xercesc/sax2/DefaultHandler.hpp>
 #include <xercesc/sax2/SAX2XMLReader.hpp>
 #include <xercesc/sax2/XMLReaderFactory.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
-#include "port/native_path.h"
-#include "util/utf8.h"
+#include "kiv/dom_parser.h"
+#include "port/read_file.h"
+#include "xml/guarded_parser.h"
 
 namespace kiv {
 namespace {
@@ -27,6 +28,11 @@ class LineCollector final : public xercesc::DefaultHandler {
     lines_.push_back(static_cast<unsigned>(locator_->getLineNumber()));
   }
 
+  // The file may be another one by now than DomParser took.
+  void startDTD(const XMLCh*, const XMLCh*, const XMLCh*) override {
+    throw DocumentRefused{"document type declarations are refused"};
+  }
+
   void fatalError(const xercesc::SAXParseException& error) override {
     throw error;
   }
@@ -36,7 +42,7 @@ class LineCollector final : public xercesc::DefaultHandler {
   const xercesc::Locator* locator_ = nullptr;
 };
 
-void Read(const std::u16string& path, std::vector<unsigned>& lines) {
+void Read(const std::string& document, std::vector<unsigned>& lines) {
   const std::unique_ptr<xercesc::SAX2XMLReader> reader(
       xercesc::XMLReaderFactory::createXMLReader());
   reader->setFeature(xercesc::XMLUni::fgSAX2CoreValidation, false);
@@ -44,7 +50,9 @@ void Read(const std::u16string& path, std::vector<unsigned>& lines) {
   LineCollector collector(lines);
   reader->setContentHandler(&collector);
   reader->setErrorHandler(&collector);
-  reader->parse(xercesc::LocalFileInputSource(path.c_str()));
+  reader->setLexicalHandler(&collector);
+  reader->parse(xercesc::MemBufInputSource(
+      reinterpret_cast<const XMLByte*>(document.data()), document.size(), ""));
 }
 
 }  // namespace
@@ -52,7 +60,10 @@ void Read(const std::u16string& path, std::vector<unsigned>& lines) {
 std::vector<unsigned> ReadElementLines(const std::string& file) {
   std::vector<unsigned> lines;
   try {
-    Read(Utf8ToUtf16(port::SystemPath(file)), lines);
+    std::string document;
+    if (port::ReadFileText(file, DomParser::MaxBytes(), document) ==
+        port::FileRead::Whole)
+      Read(document, lines);
   } catch (...) {
     // What is wrong with the document is DomParser's to say.
     lines.clear();
