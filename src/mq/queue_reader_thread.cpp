@@ -59,7 +59,9 @@ bool QueueReaderThread::start(const QueueReader* for_reader,
   }
 }
 
-int QueueReaderThread::RunSafely(const QueueConfig* config) {
+// There is no object behind a forced unwind; the reference to it is never used.
+__attribute__((no_sanitize("null"))) int QueueReaderThread::RunSafely(
+    const QueueConfig* config) {
   constexpr char kFunction[] = "queue_reader_func";
   constexpr int kFault = 4;
   try {
