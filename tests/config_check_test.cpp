@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -152,11 +153,31 @@ INSTANTIATE_TEST_SUITE_P(
                   Severity::Warning, "DataLength 9"}),
     [](const auto& row) { return row.param.name; });
 
-TEST_F(ConfigCheck, FindsTwoQueuesOnOnePortAndAPortInUse) {
-  const auto twice = CheckFile("<s><queues><q " + Good() + "/><q " + Good() +
-                               "/></queues></s>");
-  EXPECT_TRUE(Has(twice, Severity::Fault, "same port"));
+// Links and variables are names of a port as good as its node.
+TEST_F(ConfigCheck, FindsTwoQueuesOnOnePortUnderWhateverNames) {
+  LinkTo("../gate", line_.Device());
+  ::setenv("KIV_COM77", "../gate", 1);
+  const auto queue = [](const std::string& name) {
+    return "<q type='com' processor='dll://../lib/worker:Record' name='" +
+           name + "'/>\n";
+  };
+  const auto gate = service_.path() / "gate";
+  const PseudoTerminal other;
+  const auto findings =
+      CheckFile("<s><queues>\n" + queue(line_.Device()) + queue("COM77") +
+                queue(other.Device()) + queue(gate.string()) +
+                queue("/nowhere/a") + queue("/nowhere/b") + "</queues></s>");
+  ::unsetenv("KIV_COM77");
+  std::vector<std::string> taken;
+  for (const ConfigFinding& finding : findings)
+    if (finding.text.starts_with("uses the same port as queue \"" +
+                                 line_.Device() + "\" of line 2: "))
+      taken.push_back(std::to_string(finding.line) + " " + finding.queue);
+  EXPECT_EQ(taken, (std::vector<std::string>{"3 COM77", "5 " + gate.string()}));
+  EXPECT_EQ(findings.size(), 6u);
+}
 
+TEST_F(ConfigCheck, FindsAPortInUse) {
   std::string reason;
   const auto held = port::SerialPort::Open(line_.Device(), reason);
   ASSERT_NE(held, nullptr) << reason;

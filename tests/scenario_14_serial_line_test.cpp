@@ -252,7 +252,10 @@ TEST_F(Scenario14SerialLine, AtTheWrongRateGivesGarbageAndGoesOn) {
   line_->Send(std::string("\xE6\x98\xFE\x80\r\x80\0\xF8\r\xFE\rgood\r", 16));
   ASSERT_TRUE(Eventually([&] { return Status().messages == 4; }));
   EXPECT_EQ(Status().failures, 3u);
-  EXPECT_EQ(service_.log.Count("refuses DataLength 7, Parity M"), 1);
+  EXPECT_EQ(service_.log.Count("refuses DataLength 7, Parity M; its other "
+                               "settings are in force"),
+            1);
+  EXPECT_TRUE(Status().last_error.find("refuses") != std::string::npos);
 }
 
 }  // namespace

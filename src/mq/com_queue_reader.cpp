@@ -10,7 +10,7 @@
 #include "kiv/startup.h"
 #include "mq/com_line.h"
 #include "mq/queue_times.h"
-#include "mq/reader_failure.h"
+#include "mq/reader_opening.h"
 #include "mq/reader_thread_impl.h"
 #include "mq/status_board.h"
 #include "util/log_entry.h"
@@ -112,31 +112,20 @@ ComQueueReaderThread::ComQueueReaderThread(ComQueueReader* reader)
 
 int ComQueueReaderThread::run() {
   const ThreadInit com;
-  if (reader_ == nullptr)
-    return ReaderFailed(nullptr, kFunction, "reader can not be null", 1);
-  QueueConfig* const config = reader_->GetConfig();
-  const auto processor = config != nullptr ? config->GetModule() : nullptr;
-  if (processor == nullptr)
-    return ReaderFailed(config, kFunction, "module can not be null", 2);
-  const auto queue_info = config->GetQueueInfo();
-  const auto queue = std::dynamic_pointer_cast<ComQueue>(
-      queue_info != nullptr ? queue_info->Open(config->Name().c_str(),
-                                               QueueInfo::ACCESS_RECEIVE, 0)
-                            : nullptr);
-  if (queue == nullptr)
-    return ReaderFailed(config, kFunction,
-                        "open '" + Shown(config->Name()) + "' queue failed", 3);
-  LineReading reading(*config, *processor, queue->Line());
+  ReaderOpening<ComQueue> opened;
+  if (const int fault = opened.Open(kFunction, reader_)) return fault;
+  ComLine& line = opened.queue->Line();
+  LineReading reading(*opened.config, *opened.processor, line);
   QueueState end = QueueState::Stopped;
   Block block;
   while (IsRunning()) {
     const ComLine::Step step =
-        queue->Line().Next(reading.WaitMilliseconds(), State().stop, block);
+        line.Next(reading.WaitMilliseconds(), State().stop, block);
     if (step == ComLine::Step::Stopped) break;
     if (step == ComLine::Step::Block) {
       if (reading.Take(block)) continue;
       LogInformation("mq", std::string(kFunction) + " Info: '" +
-                               Shown(config->Name()) +
+                               Shown(opened.config->Name()) +
                                "' sent \"exit\": its reader ends");
       end = QueueState::StoppedByLine;
       break;
@@ -144,7 +133,7 @@ int ComQueueReaderThread::run() {
     if (step == ComLine::Step::Changed) reading.ShowFault();
     reading.ShowState();
   }
-  config->Board().SetState(end);
+  opened.config->Board().SetState(end);
   return 0;
 }
 

@@ -130,16 +130,6 @@ TEST_F(SerialLine, IsReadInItsTimes) {
   EXPECT_EQ(Status().refused, 0u);
 }
 
-TEST_F(SerialLine, TellsWhatOfItsSettingsThePortRefuses) {
-  Listen("BaudRate='9600' DataLength='7' Parity='even'");
-  line_.Send("still read\r");
-  ASSERT_TRUE(processor_.WaitForMessages(1));
-  EXPECT_EQ(service_.log.Count("refuses DataLength 7, Parity E; its other "
-                               "settings are in force"),
-            1);
-  EXPECT_NE(Status().last_error.find("refuses"), std::string::npos);
-}
-
 TEST_F(SerialLine, StopsWhileItWaitsForItsPort) {
   const std::string device = line_.Device();
   line_.Unplug();

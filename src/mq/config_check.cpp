@@ -36,13 +36,21 @@ unsigned CountElements(const DomElement& element) {
   return count;
 }
 
+// The queue that has a device, and where it stands in the file.
+struct PortUser {
+  std::string queue;
+  unsigned line = 0;
+};
+
+// By port::SerialIdentity.
+using PortUsers = std::map<std::string, PortUser>;
+
 // Looks at one queue and adds what it finds.
 class QueueCheck {
  public:
-  // `ports` are the devices of the queues before this one, with their names.
+  // `ports` are the devices of the queues before this one.
   QueueCheck(DomElement& element, unsigned line, unsigned number,
-             std::map<std::string, std::string>& ports,
-             std::vector<ConfigFinding>& findings)
+             PortUsers& ports, std::vector<ConfigFinding>& findings)
       : element_(element), line_(line), ports_(ports), findings_(findings) {
     if (!element_.Attribute("name", name_)) {
       name_ = "#" + std::to_string(number);
@@ -257,10 +265,13 @@ class QueueCheck {
     }
     const std::string device =
         port::SerialDevice(name, ComQueueInfo::PortIndex(name.c_str()));
-    const auto [other, is_first] = ports_.try_emplace(device, name_);
+    const auto [known, is_first] = ports_.try_emplace(
+        port::SerialIdentity(device), PortUser{name_, line_});
     if (!is_first) {
-      Fault("uses the same port as queue " + Quoted(other->second) + ": " +
-            device);
+      const PortUser& other = known->second;
+      Fault("uses the same port as queue " + Quoted(other.queue) + " of line " +
+            std::to_string(other.line) + ": " + device +
+            "; give one of them another port");
       return;
     }
     std::string reason;
@@ -284,7 +295,7 @@ class QueueCheck {
 
   DomElement& element_;
   const unsigned line_;
-  std::map<std::string, std::string>& ports_;
+  PortUsers& ports_;
   std::vector<ConfigFinding>& findings_;
   std::string name_;
 };
@@ -333,7 +344,7 @@ std::vector<ConfigFinding> CheckConfig(const FileSystemPath& file) {
     findings.push_back(
         {Severity::Fault, line_of(index - 1), "", "\"queues\" is empty"});
   }
-  std::map<std::string, std::string> ports;
+  PortUsers ports;
   for (unsigned i = 0; i < elements.GetLength(); ++i) {
     DomElement element;
     if (!elements.item(i, element)) continue;

@@ -91,19 +91,10 @@ INSTANTIATE_TEST_SUITE_P(
         Description{"NoFunction", "dll://../lib/parse",
                     "Module::create Failed,  func "
                     "\xB2\xBB\xD4\xCA\xD0\xED\xCE\xAA\xBF\xD5\xA1\xA3"},
-        Description{"NoFile", "dll://../lib/parser:Record",
-                    std::string("Module::create Failed,  "
-                                "'../LIB/PARSER.DLL' ") +
-                        kNotFound},
         Description{
             "AFolder", "dll://../conf:Record",
             std::string("Module::create Failed,  '../CONF.DLL' ") + kNotFound}),
     [](const auto& test) { return test.param.name; });
-
-TEST(ModuleBase, HandlesNothing) {
-  Module module;
-  EXPECT_FALSE(module.process_mem("x", 1, nullptr));
-}
 
 }  // namespace
 }  // namespace kiv::module

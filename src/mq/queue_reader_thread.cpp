@@ -1,5 +1,7 @@
 #include "kiv/mq/queue_reader_thread.h"
 
+#include <cxxabi.h>
+
 #include <algorithm>
 #include <chrono>
 #include <climits>
@@ -13,6 +15,7 @@
 
 #include "kiv/mq/queue_config.h"
 #include "kiv/mq/queue_reader.h"
+#include "mq/reader_failure.h"
 #include "mq/reader_thread_impl.h"
 #include "mq/status_board.h"
 #include "util/log_entry.h"
@@ -56,18 +59,22 @@ bool QueueReaderThread::start(const QueueReader* for_reader,
   }
 }
 
-int QueueReaderThread::RunSafely(const QueueConfig* config) {
+// There is no object behind a forced unwind; the reference to it is never used.
+__attribute__((no_sanitize("null"))) int QueueReaderThread::RunSafely(
+    const QueueConfig* config) {
+  constexpr char kFunction[] = "queue_reader_func";
   constexpr int kFault = 4;
   try {
     return run();
   } catch (const std::exception& fault) {
-    const std::string text = Shown(fault.what());
-    LogError("mq", "queue_reader_func Failed: " + text);
-    if (config != nullptr) {
-      config->Board().SetError(text);
-      config->Board().SetState(QueueState::Failed);
-    }
-    return kFault;
+    return ReaderFailed(config, kFunction, Shown(fault.what()), kFault);
+  } catch (abi::__forced_unwind&) {
+    // No exception, but the thread being cancelled: it must not end here.
+    if (config != nullptr) config->Board().SetState(QueueState::Stopped);
+    throw;
+  } catch (...) {
+    return ReaderFailed(config, kFunction, "something unknown was thrown",
+                        kFault);
   }
 }
 

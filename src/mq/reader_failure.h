@@ -7,8 +7,8 @@ namespace kiv::mq {
 
 class QueueConfig;
 
-// Logs why a reader's thread ends before it began and shows it on the queue's
-// board, when there is one. Returns `result`, the thread's.
+// Logs why a reader's thread ends and shows it on the queue's board, when there
+// is one. Returns `result`, the thread's.
 int ReaderFailed(const QueueConfig* config, const char* function,
                  const std::string& text, int result);
 

@@ -7,9 +7,8 @@
 #include "kiv/mq/queue_config.h"
 #include "kiv/startup.h"
 #include "mq/queue_times.h"
-#include "mq/reader_failure.h"
+#include "mq/reader_opening.h"
 #include "mq/status_board.h"
-#include "util/log_entry.h"
 
 namespace kiv::mq {
 namespace {
@@ -40,25 +39,15 @@ SerialQueueReaderThread::SerialQueueReaderThread(SerialQueueReader* reader)
 
 int SerialQueueReaderThread::run() {
   const ThreadInit com;
-  if (reader_ == nullptr)
-    return ReaderFailed(nullptr, kFunction, "reader can not be null", 1);
-  QueueConfig* const config = reader_->GetConfig();
-  const auto processor = config != nullptr ? config->GetModule() : nullptr;
-  if (processor == nullptr)
-    return ReaderFailed(config, kFunction, "module can not be null", 2);
-  const auto queue_info = config->GetQueueInfo();
-  const auto queue = queue_info != nullptr
-                         ? queue_info->Open(config->Name().c_str(),
-                                            QueueInfo::ACCESS_RECEIVE, 0)
-                         : nullptr;
-  if (queue == nullptr)
-    return ReaderFailed(config, kFunction,
-                        "open '" + Shown(config->Name()) + "' queue failed", 3);
-  StatusBoard& board = config->Board();
+  ReaderOpening<Queue> opened;
+  if (const int fault = opened.Open(kFunction, reader_)) return fault;
+  QueueConfig& config = *opened.config;
+  StatusBoard& board = config.Board();
   while (IsRunning()) {
-    const bool is_time = IsInTimes(config->GetDuration(), DateTime::NowTime());
+    const bool is_time = IsInTimes(config.GetDuration(), DateTime::NowTime());
     board.SetState(is_time ? QueueState::Reading : QueueState::OutsideTimes);
-    const bool has_taken = is_time && TakeOne(*config, *queue, *processor);
+    const bool has_taken =
+        is_time && TakeOne(config, *opened.queue, *opened.processor);
     if (!IsRunning()) break;
     const int seconds = reader_->Interval();
     if (seconds > 0)

@@ -1,6 +1,7 @@
 #include "kiv/mq/serial_queue_reader.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <atomic>
 #include <chrono>
@@ -8,6 +9,7 @@
 #include <deque>
 #include <functional>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -153,6 +155,9 @@ class PolledQueue : public ::testing::Test {
   bool WaitForState(QueueState state) const {
     return Eventually([&] { return queue_->Status().state == state; });
   }
+  SerialQueueReader& Reader() const {
+    return static_cast<SerialQueueReader&>(*queue_->GetQueueReader());
+  }
   int ResultOf(SerialQueueReader& reader) const {
     Eventually([&] { return reader.GetThread()->Result() >= 0; });
     return reader.GetThread()->Result();
@@ -233,7 +238,7 @@ TEST_F(PolledQueue, LosesWhatItsProcessorRefuses) {
 
 TEST_F(PolledQueue, EndsItsThreadWhenSomethingIsMissing) {
   Make("1", kAllDay);
-  auto& reader = static_cast<SerialQueueReader&>(*queue_->GetQueueReader());
+  SerialQueueReader& reader = Reader();
   queue_->SetModule(nullptr);
   EXPECT_TRUE(reader.Start());
   EXPECT_EQ(ResultOf(reader), 2);
@@ -243,7 +248,7 @@ TEST_F(PolledQueue, EndsItsThreadWhenSomethingIsMissing) {
   EXPECT_EQ(queue_->Status().state, QueueState::Failed);
 
   Make("1", kAllDay);
-  auto& closed = static_cast<SerialQueueReader&>(*queue_->GetQueueReader());
+  SerialQueueReader& closed = Reader();
   mailbox_.can_open = false;
   EXPECT_TRUE(queue_->StartListen());
   EXPECT_EQ(ResultOf(closed), 3);
@@ -256,6 +261,52 @@ TEST_F(PolledQueue, EndsItsThreadWhenSomethingIsMissing) {
   EXPECT_EQ(orphan->Result(), 1);
   EXPECT_TRUE(service_.log.Has(
       "serial_queue_reader_func Failed: reader can not be null\r\n"));
+}
+
+TEST_F(PolledQueue, FailsAloneWhenSomethingIsThrown) {
+  struct Case {
+    std::function<bool(const std::string&, void*)> take;
+    const char* text;
+  };
+  const Case cases[] = {
+      {[](const std::string&, void*) -> bool {
+         throw std::runtime_error("out of paper");
+       },
+       "out of paper"},
+      {[](const std::string&, void*) -> bool { throw 42; },
+       "something unknown was thrown"},
+  };
+  for (const Case& thrown : cases) {
+    mailbox_.messages = {"one"};
+    Make("0", kAllDay);
+    queue_->SetModule(std::make_shared<FunctionModule>(thrown.take));
+    ASSERT_TRUE(queue_->StartListen());
+    EXPECT_EQ(ResultOf(Reader()), 4) << thrown.text;
+    EXPECT_TRUE(service_.log.Has(
+        "mq: queue_reader_func Failed: " + std::string(thrown.text) + "\r\n"))
+        << service_.log.Text();
+    EXPECT_EQ(queue_->Status().state, QueueState::Failed);
+    EXPECT_EQ(queue_->Status().last_error, thrown.text);
+    EXPECT_TRUE(queue_->Stop(20000));
+  }
+}
+
+// A cancelled thread unwinds; who stops it there ends the process.
+TEST_F(PolledQueue, MayBeCancelledByItsProcessor) {
+  mailbox_.messages = {"one"};
+  Make("0", kAllDay);
+  queue_->SetModule(
+      std::make_shared<FunctionModule>([](const std::string&, void*) {
+        ::pthread_cancel(::pthread_self());
+        ::pthread_testcancel();
+        return true;
+      }));
+  ASSERT_TRUE(queue_->StartListen());
+  ASSERT_TRUE(Eventually([&] { return mailbox_.Size() == 0; }));
+  EXPECT_TRUE(queue_->Stop(20000));
+  EXPECT_EQ(Reader().GetThread()->Result(), -1);
+  EXPECT_EQ(queue_->Status().state, QueueState::Stopped);
+  EXPECT_FALSE(service_.log.Has("queue_reader_func Failed"));
 }
 
 TEST_F(PolledQueue, MayBeLetGoOfWhileItsProcessorWorks) {

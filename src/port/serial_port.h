@@ -21,6 +21,10 @@ struct SerialSettings {
 // index gives "".
 std::string SerialDevice(const std::string& name, int port_index);
 
+// The same text for every name of one device: its node, a second node, links to
+// them. A device that is not there is its name.
+std::string SerialIdentity(const std::string& device);
+
 // One open port, used by one thread. CreateFile on a COM device and its
 // overlapped reads; a raw, locked tty on Linux.
 class SerialPort {

@@ -18,8 +18,8 @@ ModuleLookup FindModule(const std::string& path, std::string& found,
 class SharedLibrary {
  public:
   // Null on failure; `reason` then says why, in the local encoding. A file that
-  // others may write, or whose folder they may, is refused before it is opened,
-  // unless KIV_MODULE_TRUST=any.
+  // others may write, or could replace in a folder on the way to it, is refused
+  // before it is opened, unless KIV_MODULE_TRUST=any.
   static std::unique_ptr<SharedLibrary> Open(const std::string& path,
                                              std::string& reason);
   virtual ~SharedLibrary() = default;

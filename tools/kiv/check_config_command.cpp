@@ -1,13 +1,11 @@
 // kiv check-config: says for every queue why it will or will not work.
-#include <filesystem>
 #include <iostream>
-#include <memory>
 #include <string>
 
 #include "command.h"
 #include "kiv/encoding.h"
 #include "kiv/mq/config_check.h"
-#include "service_folder.h"
+#include "service_command.h"
 #include "terminal.h"
 
 namespace kiv_tool {
@@ -36,19 +34,8 @@ void Print(const std::string& file, const ConfigFinding& finding) {
   std::cout << Utf8(finding.text) << '\n';
 }
 
-int Run(const std::string& folder) {
-  std::string reason;
-  const auto service = FindServiceFolder(folder, reason);
-  std::error_code error;
-  if (service) std::filesystem::current_path(service->bin, error);
-  if (!service || error) {
-    std::cerr << "kiv check-config: "
-              << (service ? service->bin.string() + ": " + error.message()
-                          : reason)
-              << '\n';
-    return 1;
-  }
-  const std::string file = (service->conf / "queue.xml").string();
+int Run(const ServiceFolder& service) {
+  const std::string file = (service.conf / "queue.xml").string();
   bool has_fault = false;
   for (const ConfigFinding& finding : kiv::mq::CheckConfig(
            kiv::FileSystemPath(kiv::utf8ToString(file.c_str(), 0).get(),
@@ -62,14 +49,9 @@ int Run(const std::string& folder) {
 }  // namespace
 
 void AddCheckConfig(CLI::App& program, int& exit_code) {
-  auto folder = std::make_shared<std::string>(".");
-  CLI::App* command = program.add_subcommand(
-      "check-config", "Says for every queue why it will or will not work");
-  command
-      ->add_option("folder", *folder,
-                   "The service folder (bin/ beside conf/), or its bin/")
-      ->capture_default_str();
-  command->callback([folder, &exit_code] { exit_code = Run(*folder); });
+  AddServiceCommand(program, "check-config",
+                    "Says for every queue why it will or will not work", Run,
+                    exit_code);
 }
 
 }  // namespace kiv_tool

@@ -3,7 +3,6 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -13,7 +12,7 @@
 #include "kiv/date_time.h"
 #include "kiv/log.h"
 #include "kiv/mq/factory.h"
-#include "service_folder.h"
+#include "service_command.h"
 #include "terminal.h"
 
 namespace kiv_tool {
@@ -185,21 +184,8 @@ int Host(const ServiceFolder& service) {
   return is_stopped ? 0 : 1;
 }
 
-int Run(const std::string& folder) {
-  std::string reason;
-  const auto service = FindServiceFolder(folder, reason);
-  if (!service) {
-    std::cerr << "kiv host: " << reason << '\n';
-    return 1;
-  }
-  std::error_code error;
-  std::filesystem::current_path(service->bin, error);
-  if (error) {
-    std::cerr << "kiv host: " << service->bin.string() << ": "
-              << error.message() << '\n';
-    return 1;
-  }
-  const int exit_code = Host(*service);
+int Run(const ServiceFolder& service) {
+  const int exit_code = Host(service);
   kiv::Log::Instance().Flush();
   return exit_code;
 }
@@ -207,15 +193,10 @@ int Run(const std::string& folder) {
 }  // namespace
 
 void AddHost(CLI::App& program, int& exit_code) {
-  auto folder = std::make_shared<std::string>(".");
-  CLI::App* command = program.add_subcommand(
-      "host",
-      "Listens on the queues of a service folder until SIGINT or SIGTERM");
-  command
-      ->add_option("folder", *folder,
-                   "The service folder (bin/ beside conf/), or its bin/")
-      ->capture_default_str();
-  command->callback([folder, &exit_code] { exit_code = Run(*folder); });
+  AddServiceCommand(
+      program, "host",
+      "Listens on the queues of a service folder until SIGINT or SIGTERM", Run,
+      exit_code);
 }
 
 }  // namespace kiv_tool

@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "command.h"
 #include "kiv/environment.h"
@@ -21,6 +22,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr char kSuffix[] = ".txt";
 constexpr auto kFollowInterval = std::chrono::milliseconds(200);
 
 struct LogOptions {
@@ -32,19 +34,22 @@ struct LogOptions {
 
 std::atomic<bool> interrupted{false};
 
-// The dated files lie below bin/ of a service folder, or below the folder
-// itself, or are the folder.
-fs::path LogFolder(const std::string& folder) {
+// Where the log file of that name lies, or will lie when it is there: below
+// bin/ of a service folder, below the folder itself, or in it.
+fs::path LogFile(const fs::path& folder, const std::string& name) {
   const fs::path below = fs::path("Logfiles") / "System";
+  std::vector<fs::path> places;
   std::error_code error;
   std::string reason;
   if (const auto service = FindServiceFolder(folder, reason)) {
-    if (fs::is_directory(service->bin / below, error)) {
-      return service->bin / below;
-    }
+    places.push_back(service->bin / below);
   }
-  if (fs::is_directory(folder / below, error)) return folder / below;
-  return folder;
+  if (fs::is_directory(folder / below, error)) places.push_back(folder / below);
+  places.push_back(folder);
+  for (const fs::path& place : places) {
+    if (fs::is_regular_file(place / name, error)) return place / name;
+  }
+  return places.front() / name;
 }
 
 std::string TodaysFile() {
@@ -52,8 +57,8 @@ std::string TodaysFile() {
   const std::tm* local = kiv::localtime(&second);
   if (local == nullptr) return "log.txt";
   char name[32];
-  std::strftime(name, sizeof name, "%Y%m%d.txt", local);
-  return name;
+  std::strftime(name, sizeof name, "%Y%m%d", local);
+  return name + std::string(kSuffix);
 }
 
 // Control bytes have no place in a log and could steer the terminal.
@@ -119,13 +124,11 @@ void PrintTail(LogReader& reader, int lines) {
   std::cout.flush();
 }
 
-void Follow(const fs::path& folder, LogReader reader) {
-  std::signal(SIGINT, [](int) { interrupted = true; });
-  std::signal(SIGTERM, [](int) { interrupted = true; });
+void Follow(const std::string& folder, LogReader reader) {
   while (!interrupted && std::cout) {
     std::this_thread::sleep_for(kFollowInterval);
     reader.ReadNewLines(PrintLine);
-    const fs::path today = folder / TodaysFile();
+    const fs::path today = LogFile(folder, TodaysFile());
     if (today != reader.path() && fs::exists(today)) {
       // What the old day got before the new one began.
       reader.ReadNewLines(PrintLine);
@@ -137,10 +140,13 @@ void Follow(const fs::path& folder, LogReader reader) {
 }
 
 int Run(const LogOptions& options) {
-  const fs::path folder = LogFolder(options.folder);
   const std::string name =
-      options.date.empty() ? TodaysFile() : options.date + ".txt";
-  LogReader reader(folder / name);
+      options.date.empty() ? TodaysFile() : options.date + kSuffix;
+  LogReader reader(LogFile(options.folder, name));
+  if (options.follow) {
+    for (const int number : {SIGINT, SIGTERM})
+      std::signal(number, [](int) { interrupted = true; });
+  }
   if (!fs::is_regular_file(reader.path())) {
     std::cerr << "kiv log: " << reader.path().string()
               << " is not there"
@@ -149,7 +155,7 @@ int Run(const LogOptions& options) {
   } else {
     PrintTail(reader, options.lines);
   }
-  if (options.follow) Follow(folder, std::move(reader));
+  if (options.follow) Follow(options.folder, std::move(reader));
   return 0;
 }
 
@@ -173,7 +179,17 @@ void AddLog(CLI::App& program, int& exit_code) {
       ->check(CLI::PositiveNumber);
   command->add_flag("-f,--follow", options->follow,
                     "Go on with what is written, until interrupted");
-  command->callback([options, &exit_code] { exit_code = Run(*options); });
+  command->callback([options, &exit_code] {
+    // Another day's file does not grow.
+    if (options->follow && !options->date.empty() &&
+        options->date + kSuffix != TodaysFile()) {
+      throw CLI::ValidationError("--follow",
+                                 "goes on with today's log: leave out --date, "
+                                 "or leave out --follow to "
+                                 "see that day");
+    }
+    exit_code = Run(*options);
+  });
 }
 
 }  // namespace kiv_tool

@@ -11,7 +11,10 @@ namespace kiv_tool {
 namespace {
 
 bool WantsColor() {
-  static const bool wants = IsTerminal() && std::getenv("NO_COLOR") == nullptr;
+  static const bool wants = [] {
+    const char* refusal = std::getenv("NO_COLOR");
+    return IsTerminal() && (refusal == nullptr || *refusal == '\0');
+  }();
   return wants;
 }
 

@@ -11,7 +11,7 @@ enum class Color { Plain, Dim, Green, Yellow, Red };
 
 // True when standard output is a terminal.
 bool IsTerminal();
-// `text` in the colour, when standard output is a terminal and NO_COLOR unset.
+// `text` in the colour, on a terminal and without NO_COLOR.
 std::string Colored(const std::string& text, Color color);
 
 // Local encoding to the UTF-8 that a terminal shows.

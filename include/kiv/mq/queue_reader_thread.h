@@ -25,8 +25,9 @@ class KIV_API QueueReaderThread
   bool start(const QueueReader* reader, const QueueConfig* config);
   // As QueueReader::Stop.
   bool Stop(int wait_milliseconds);
-  // -1 until the thread has ended; then 0, 1 no reader, 2 no module, 3 the
-  // queue cannot be opened, 4 it failed on the way, as the log says.
+  // -1 until the thread has ended, and when it was cancelled; then 0, 1 no
+  // reader, 2 no module, 3 the queue cannot be opened, 4 it failed on the way,
+  // as the log says.
   int Result() const { return result_; }
 
  protected:

@@ -6,6 +6,7 @@
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -202,6 +203,15 @@ std::string SerialDevice(const std::string& name, int port_index) {
   const char* device = std::getenv(variable.c_str());
   if (device != nullptr && *device != '\0') return device;
   return "/dev/ttyS" + std::to_string(port_index);
+}
+
+std::string SerialIdentity(const std::string& device) {
+  struct stat found {};
+  if (::stat(SystemPath(device).c_str(), &found) != 0 ||
+      !S_ISCHR(found.st_mode))
+    return device;
+  return std::to_string(::major(found.st_rdev)) + ":" +
+         std::to_string(::minor(found.st_rdev));
 }
 
 std::unique_ptr<SerialPort> SerialPort::Open(const std::string& device,

@@ -11,14 +11,13 @@
 #include <cerrno>
 #include <climits>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <string_view>
 #include <vector>
 
 #include "kiv/encoding.h"
 #include "port/file.h"
 #include "port/linux/descriptor.h"
+#include "port/linux/module_trust.h"
 #include "port/native_path.h"
 
 namespace kiv::port {
@@ -38,55 +37,6 @@ constexpr unsigned kOwnMachine = EM_NONE;  // left to the loader
 std::string LoaderError() {
   const char* text = ::dlerror();
   return text != nullptr ? utf8ToString(text, 0).get() : "unknown error";
-}
-
-// Who may write here could put his own code into this process.
-bool IsOurs(const struct stat& entry, std::string& reason) {
-  if (entry.st_uid != 0 && entry.st_uid != ::geteuid()) {
-    reason = "belongs to user " + std::to_string(entry.st_uid);
-    return false;
-  }
-  // A sticky folder keeps others from removing a file, not from adding one.
-  if ((entry.st_mode & S_IWOTH) != 0) {
-    reason = "may be written by everybody";
-    return false;
-  }
-  if ((entry.st_mode & S_IWGRP) != 0 && entry.st_gid != 0 &&
-      entry.st_gid != ::getegid()) {
-    reason = "may be written by group " + std::to_string(entry.st_gid);
-    return false;
-  }
-  return true;
-}
-
-bool IsTrusted(const std::string& path, std::string& reason) {
-  struct stat entry {};
-  std::string why;
-  if (::stat(path.c_str(), &entry) != 0) {
-    reason = ErrorText(errno);
-    return false;
-  }
-  if (IsOurs(entry, why)) return true;
-  reason = "refused, since '" + LocalPath(path) + "' " + why +
-           ": take that right away, or set KIV_MODULE_TRUST=any where anybody "
-           "may";
-  return false;
-}
-
-std::string FolderOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-// The file, its folder, and the folder of the link that leads to it.
-bool IsAllTrusted(const std::string& path, const std::string& real_path,
-                  std::string& reason) {
-  const char* trust = std::getenv("KIV_MODULE_TRUST");
-  if (trust != nullptr && std::string_view(trust) == "any") return true;
-  return IsTrusted(real_path, reason) &&
-         IsTrusted(FolderOf(real_path), reason) &&
-         IsTrusted(FolderOf(path), reason);
 }
 
 // False for a file that was broken off: the loader maps what is not there, and
@@ -197,7 +147,7 @@ std::unique_ptr<SharedLibrary> SharedLibrary::Open(const std::string& path,
     reason = ErrorText(errno);
     return nullptr;
   }
-  if (!IsAllTrusted(file, real_path, reason) || !IsLoadable(real_path, reason))
+  if (!IsTrustedModule(file, reason) || !IsLoadable(real_path, reason))
     return nullptr;
   void* handle = ::dlopen(real_path, RTLD_NOW | RTLD_LOCAL);
   if (handle == nullptr) {

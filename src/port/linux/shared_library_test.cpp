@@ -131,6 +131,28 @@ TEST_F(LibraryTrust, LooksAtTheFolderThatALinkLeadsTo) {
   EXPECT_TRUE(IsRefusedFor("/open'")) << reason_;
 }
 
+TEST_F(LibraryTrust, LooksAtEveryFolderOnTheWay) {
+  fs::create_directories("srv/app/real");
+  fs::rename("lib/p.so", "srv/app/real/p.so");
+  fs::remove("lib");
+  // A link in the middle of the path, and back through a parent.
+  fs::create_symlink(folder_.path() / "srv/app/real/../real", "lib");
+  EXPECT_TRUE(Loads()) << reason_;
+  for (const char* folder : {"srv", "srv/app"}) {
+    ASSERT_EQ(::chmod(folder, 0777), 0);
+    EXPECT_TRUE(IsRefusedFor("/" + std::string(folder) + "' may be written"))
+        << reason_;
+    // Others may add to it, but not replace what is ours.
+    ASSERT_EQ(::chmod(folder, 01777), 0);
+    EXPECT_TRUE(Loads()) << reason_;
+    ASSERT_EQ(::chmod(folder, 0755), 0);
+  }
+  // Where the link lies counts as well as where it leads.
+  ASSERT_EQ(::chmod(".", 0777), 0);
+  EXPECT_TRUE(IsRefusedFor(folder_.path().string() + "' may be written"))
+      << reason_;
+}
+
 TEST_F(LibraryTrust, RefusesForeignOwnersAndGroups) {
   if (::geteuid() != 0) GTEST_SKIP() << "needs root to give files away";
   constexpr unsigned kOther = 4711;
@@ -141,6 +163,17 @@ TEST_F(LibraryTrust, RefusesForeignOwnersAndGroups) {
   ASSERT_EQ(::chmod("lib/p.so", 0755), 0);
   EXPECT_TRUE(Loads()) << reason_;
   ASSERT_EQ(::chown("lib", kOther, 0), 0);
+  EXPECT_TRUE(IsRefusedFor("user 4711")) << reason_;
+  ASSERT_EQ(::chown("lib", 0, 0), 0);
+
+  // The owner of a link, and of a folder further up, decides what lies there.
+  fs::rename("lib", "real");
+  fs::create_symlink("real", "lib");
+  EXPECT_TRUE(Loads()) << reason_;
+  ASSERT_EQ(::lchown("lib", kOther, 0), 0);
+  EXPECT_TRUE(IsRefusedFor("/lib' belongs to user 4711")) << reason_;
+  ASSERT_EQ(::lchown("lib", 0, 0), 0);
+  ASSERT_EQ(::chown(".", kOther, 0), 0);
   EXPECT_TRUE(IsRefusedFor("user 4711")) << reason_;
 }
 
