@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "compare.h"
-#include "dm/data_runtime.h"
 #include "dm/object.h"
 #include "kiv/date_time.h"
 
@@ -16,12 +15,6 @@ namespace {
 
 using Any = dm::ObjectPtr<int*>;
 using StructPtr = dm::ObjectPtr<dm::StructType>;
-
-// Never stopped: benchmarks run until the process ends.
-void StartOnce() {
-  static const bool started = kiv::StartData();
-  benchmark::DoNotOptimize(started);
-}
 
 void OurInt32(benchmark::State& state) {
   for (auto _ : state) {
@@ -68,16 +61,15 @@ void HandWritten(benchmark::State& state) {
     weighing->gross = 20.25;
     weighing->plate = "A12345";
     weighing->time = kiv::DateTime(631000000000000000 + i);
-    weighing->signature.assign(reinterpret_cast<const unsigned char*>(&kScale),
-                               reinterpret_cast<const unsigned char*>(&kScale) +
-                                   sizeof kScale);
+    weighing->signature.assign(
+        reinterpret_cast<const unsigned char*>(&kScale),
+        reinterpret_cast<const unsigned char*>(&kScale) + sizeof kScale);
     benchmark::DoNotOptimize(weighing);
     if (weighing->count.fetch_sub(1) == 1) delete weighing;
   }
 }
 
 StructPtr WeighingType() {
-  StartOnce();
   const auto type = StructPtr::Take(dm_o_struct_metadata_new());
   const auto add = [&](const char* name, void* metadata) {
     dm_o_struct_metadata_append(type.get(), name, metadata);
@@ -126,9 +118,8 @@ constexpr std::size_t kDoubles = 1000000;
 
 void OurVector(benchmark::State& state) {
   for (auto _ : state) {
-    const auto vector =
-        Any::Take(dm_o_new(DM_SIGN_DEFAULT + DM_VALUE_VECTOR,
-                           dm_o_type_info_from_id(DM_DOUBLE)));
+    const auto vector = Any::Take(dm_o_new(DM_SIGN_DEFAULT + DM_VALUE_VECTOR,
+                                           dm_o_type_info_from_id(DM_DOUBLE)));
     for (std::size_t i = 0; i < kDoubles; ++i) {
       const auto value = static_cast<double>(i);
       dm_o_vector_append_values(vector.get(), &value, 1);
@@ -170,7 +161,6 @@ const std::vector<std::string>& Names() {
 }
 
 void OurNames(benchmark::State& state) {
-  StartOnce();
   for (const std::string& name : Names()) {
     dm_o_typedef(dm_o_int32_metadata(), name.c_str(), true);
   }
@@ -192,20 +182,18 @@ void StandardNames(benchmark::State& state) {
   }
 }
 
-const bool int32 =
-    bench::Compare({"dm/int32", "objects/s", 1, "make_shared", 1.0}, OurInt32,
-                   SharedInt);
+const bool int32 = bench::Compare(
+    {"dm/int32", "objects/s", 1, "make_shared", 1.0}, OurInt32, SharedInt);
 // At most two and a half times the time.
 const bool record =
     bench::Compare({"dm/struct_of_ten", "objects/s", 1, "hand_written", 0.4},
                    OurStruct, HandWritten);
 // At most twice the time.
-const bool vector =
-    bench::Compare({"dm/double_vector", "doubles/s", kDoubles, "vector_at",
-                    0.5},
-                   OurVector, StandardVector);
-const bool names = bench::Compare(
-    {"dm/type_names", "look-ups/s", 10000, "unordered_map", 1.0}, OurNames,
-    StandardNames);
+const bool vector = bench::Compare(
+    {"dm/double_vector", "doubles/s", kDoubles, "vector_at", 0.5}, OurVector,
+    StandardVector);
+const bool names =
+    bench::Compare({"dm/type_names", "look-ups/s", 10000, "unordered_map", 1.0},
+                   OurNames, StandardNames);
 
 }  // namespace
