@@ -248,7 +248,7 @@ TEST_P(FromAdoDb, ConvertsByTheFieldsType) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Value, FromAdoDb, testing::ValuesIn(AdoCases()),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& row) { return row.param.name; });
 
 TEST_F(DataTest, FromAdoDbTakesAGuidOfSixteenBytes) {
   GUID guid;

@@ -188,6 +188,7 @@ std::string FillAtRandom(std::mt19937& random, void* object) {
 }
 
 std::string Shown(const void* object) {
+  if (object == nullptr) return "null";
   const unsigned id = Object(const_cast<void*>(object)).GetTypeId();
   switch (id) {
     case DM_STRUCT: {

@@ -88,7 +88,7 @@ INSTANTIATE_TEST_SUITE_P(
                              Kind::kValue, false, false},
                     TypeCase{"Binary", 18, "System.Binary", "hexBinary",
                              4 * kWord, Kind::kValue, true, true}),
-    [](const auto& info) { return info.param.name; });
+    [](const auto& row) { return row.param.name; });
 
 TEST(TypeTable, HasNoRecordForOtherIds) {
   for (const unsigned id : {12u, 19u, 255u, 0xFFFFFFFFu}) {

@@ -50,7 +50,7 @@ unsigned SysStringLen(BSTR text) {
   if (text == nullptr) return 0;
   Length bytes;
   std::memcpy(&bytes, LengthOf(text), sizeof bytes);
-  return bytes / sizeof(char16_t);
+  return static_cast<unsigned>(bytes / sizeof(char16_t));
 }
 
 SAFEARRAY* SafeArrayCreateVector(VARTYPE type, std::int32_t first,
