@@ -19,6 +19,10 @@ constexpr std::size_t kLongReason = 1000;
 
 std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
 
+bool IsElement(const DomElement& node) {
+  return node.GetNodeType() == kiv::DomNode::ELEMENT_NODE;
+}
+
 // A type inside an element has no name of its own.
 std::string NameOf(const DomElement& construct, const DomElement& parent) {
   std::string name;
@@ -67,22 +71,23 @@ bool SchemaReader::Refuse(std::string reason) {
 
 bool SchemaReader::DeclareSchema(const DomElement& schema,
                                  const Observer& observer) {
-  bool done = schema.GetNodeType() == kiv::DomNode::ELEMENT_NODE;
-  done &= DeclareGroup(schema, "simpleType", &SchemaReader::DeclareSimpleType,
-                       done, observer);
-  done &= DeclareGroup(schema, "complexType", &SchemaReader::DeclareComplexType,
-                       done, observer);
-  return DeclareGroup(schema, "element", &SchemaReader::DeclareTopElement, done,
-                      observer) &&
+  bool done = IsElement(schema);
+  DomNodeList2 children;
+  schema.ChildElementList(children);
+  done &= DeclareGroup(schema, children, "simpleType",
+                       &SchemaReader::DeclareSimpleType, done, observer);
+  done &= DeclareGroup(schema, children, "complexType",
+                       &SchemaReader::DeclareComplexType, done, observer);
+  return DeclareGroup(schema, children, "element",
+                      &SchemaReader::DeclareTopElement, done, observer) &&
          done;
 }
 
-bool SchemaReader::DeclareGroup(const DomElement& schema, const char* construct,
-                                Declare declare, bool is_tried,
-                                const Observer& observer) {
+bool SchemaReader::DeclareGroup(const DomElement& schema,
+                                const DomNodeList2& children,
+                                const char* construct, Declare declare,
+                                bool is_tried, const Observer& observer) {
   if (!is_tried && !observer) return false;
-  DomNodeList2 children;
-  schema.ChildElementList(children);
   bool done = true;
   DomElement child;
   for (unsigned i = 0; children.item(i, child); ++i) {
@@ -232,7 +237,7 @@ MetadataPtr SchemaReader::StructOfComplexType(const DomElement& complex_type) {
 }
 
 MetadataPtr SchemaReader::StructOfSequence(const DomElement& sequence) {
-  if (sequence.GetNodeType() != kiv::DomNode::ELEMENT_NODE) return nullptr;
+  if (!IsElement(sequence)) return nullptr;
   // A tree that a program built may be of any depth.
   if (depth_ == FieldTable::kMaxDepth) {
     Refuse("structs are nested too deep");
@@ -240,14 +245,15 @@ MetadataPtr SchemaReader::StructOfSequence(const DomElement& sequence) {
   }
   MetadataPtr structure = MetadataPtr::Take(dm_o_struct_metadata_new());
   if (!structure) return nullptr;
-  DomNodeList2 elements;
-  sequence.ChildElementList("element", elements);
   ++depth_;
   bool whole = true;
-  DomElement element;
   // To the end also after a refusal, so that the log has every reference.
-  for (unsigned i = 0; elements.item(i, element); ++i) {
-    whole &= AppendField(structure.get(), element);
+  DomElement child;
+  for (bool is_there = sequence.GetFirstChild(child); is_there;
+       is_there = child.GetNextSibling(child)) {
+    if (IsElement(child) && child.LocalNameEqualTo("element")) {
+      whole &= AppendField(structure.get(), child);
+    }
   }
   --depth_;
   return whole ? std::move(structure) : nullptr;

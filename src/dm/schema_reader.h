@@ -58,7 +58,8 @@ class SchemaReader {
   using Declare = bool (SchemaReader::*)(const kiv::DomElement& parent,
                                          const kiv::DomElement& construct);
 
-  bool DeclareGroup(const kiv::DomElement& schema, const char* construct,
+  bool DeclareGroup(const kiv::DomElement& schema,
+                    const kiv::DomNodeList2& children, const char* construct,
                     Declare declare, bool is_tried, const Observer& observer);
   bool DeclareTopElement(const kiv::DomElement& schema,
                          const kiv::DomElement& element);
