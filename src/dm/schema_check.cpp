@@ -3,6 +3,7 @@
 #include <exception>
 #include <set>
 
+#include "dm/layout.h"
 #include "dm/life.h"
 #include "dm/registry.h"
 #include "dm/schema_reader.h"
@@ -89,13 +90,28 @@ std::string DeclaredText(const std::string& name) {
          (fields == 1 ? " field, " : " fields, ") + size + " bytes";
 }
 
+// The name of the built-in type that a schema calls so; null when there is
+// none.
+const char* BuiltInName(const std::string& schema_name) {
+  for (unsigned id = 0; id < kTypeIds; ++id) {
+    const dm_type_info_t* const info = InfoFromId(id);
+    if (info != nullptr && schema_name == info->schema_name) {
+      return info->type_name;
+    }
+  }
+  return nullptr;
+}
+
 std::string RefusedText(const SchemaReader& reader, const SchemaPlan& plan) {
   const std::string& type = reader.unknown_type();
   if (type.empty()) return reader.reason();
   if (plan.Declares(type)) {
     return reader.reason() +
-           ": it is not declared yet; simple types come first, then complex "
-           "types, then elements, each in the order of the file";
+           ": it is refused itself or declared later; simple types come first, "
+           "then complex types, then elements, each in the order of the file";
+  }
+  if (const char* const name = BuiltInName(type)) {
+    return reader.reason() + ": write " + name;
   }
   return reader.reason() +
          ": no built-in type, and no declaration has that name";
@@ -111,7 +127,7 @@ std::string TextOf(SchemaReader::Outcome outcome, const SchemaReader& reader,
     case SchemaReader::Outcome::NotTried:
       break;
   }
-  return "not tried, because one before it was refused";
+  return "a declaration of a group before this one was refused";
 }
 
 Outcome Published(SchemaReader::Outcome outcome) {

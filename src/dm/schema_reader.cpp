@@ -205,7 +205,7 @@ MetadataPtr SchemaReader::TypeOfElement(const DomElement& element,
   if (element.LocalAttribute("type", type)) return Find(type);
   if (element.HasAttribute("ref")) {
     kiv::LogError("Object", message::ElementReferenceRefused(function));
-    Refuse("the attribute \"ref\" is not supported");
+    Refuse("it has the attribute \"ref\", which is not supported");
     return nullptr;
   }
   DomElement child;
@@ -267,11 +267,13 @@ bool SchemaReader::AppendField(void* structure, const DomElement& element) {
     if (dm_o_struct_metadata_append(structure, name.c_str(), type.get())) {
       return true;
     }
-    Refuse(name.empty() ? "it has no name"
+    Refuse(name.empty() ? "it must have one"
                         : "structs are nested too deep, or larger than 4 GiB");
   }
   if (is_first && reason_.size() < kLongReason) {
-    reason_ = "field " + Quoted(name) + ": " + reason_;
+    reason_ =
+        (name.empty() ? "a field without a name" : "field " + Quoted(name)) +
+        ": " + reason_;
   }
   return false;
 }

@@ -112,7 +112,11 @@ class LayoutTable {
     AddRow(Shown(name), TypeText(metadata, name), "",
            kWordsSize + dm_o_instance_header_size(metadata) +
                dm_o_instance_data_size(metadata));
-    AddFields(metadata, "  ");
+    // The fields of a record with several names stand under the first of them,
+    // unless it is the only one asked for.
+    if (rows_.size() == 1 || types_.names.at(metadata) == name) {
+      AddFields(metadata, "  ");
+    }
   }
 
   bool is_whole() const { return rows_.size() < kMaxRows; }
@@ -204,12 +208,13 @@ int Export(const SchemaOptions& options) {
   const std::string type = Local(options.type);
   const void* const metadata = dm_o_get_metadata(type.c_str());
   if (metadata == nullptr) return UnknownType("export", options.type);
+  const std::size_t logged_before = log.Entries().size();
   const auto text = dm::ObjectPtr<int*>::Take(
       dm_o_metadata_to_xsd_as(metadata, type.c_str()));
   if (!text) {
     std::cerr << "kiv schema export: " << options.type
               << " cannot be written as a schema:\n"
-              << log.Entries();
+              << log.Entries().substr(logged_before);
     return 1;
   }
   if (!Write(options.output, dm_o_string_text(text.get()),
