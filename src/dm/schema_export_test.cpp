@@ -100,8 +100,9 @@ TEST_F(SchemaExport, RefusesOptionsWithoutAWord) {
 TEST_F(SchemaExport, RefusesWhatIsNoStructType) {
   const StructPtr type = NewStructType();
   const Any instance = Any::Take(dm_o_instance_from_metadata(type.get()));
-  const std::vector<const void*> others = {
-      dm_o_int32_metadata(), NewText("x").get(), instance.get(), nullptr};
+  const Any text = NewText("x");
+  const std::vector<const void*> others = {dm_o_int32_metadata(), text.get(),
+                                           instance.get(), nullptr};
   std::string expected;
   for (const void* const other : others) {
     EXPECT_EQ(dm_o_metadata_to_xsd(other, 0), nullptr);
