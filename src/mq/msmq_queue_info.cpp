@@ -99,6 +99,15 @@ std::shared_ptr<MsmqQueue> MsmqQueueInfo::OpenQueue(const char* name,
   return std::make_shared<MsmqQueue>(std::move(opened));
 }
 
+bool MsmqQueueInfo::ReadName(const char* written, std::string& name) {
+  QueueName queue;
+  std::string reason;
+  if (!QueueName::Read(written != nullptr ? written : "", queue, reason))
+    return false;
+  name = queue.Text();
+  return true;
+}
+
 bool MsmqQueueInfo::List(std::vector<std::string>& names) {
   std::vector<QueueName> found;
   if (!impl_->Run("List", "", [&](MessageStores& stores, std::string& reason) {

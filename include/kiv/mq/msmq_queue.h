@@ -91,6 +91,9 @@ class KIV_API MsmqQueueInfo final : public QueueInfo {
                               int share_mode) override;
   std::shared_ptr<MsmqQueue> OpenQueue(const char* name, int access);
 
+  // The name alone, without the path that may stand in front of it. False for
+  // one that no queue can have.
+  static bool ReadName(const char* written, std::string& name);
   // The names of the queues that are there. A broker does not tell: none.
   bool List(std::vector<std::string>& names);
   // Where the queues lie, for people: never with a password.
