@@ -47,8 +47,8 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(BrokerUrls, OfAnotherKindAreRefused) {
   AmqpAddress address;
   for (const std::string url :
-       {"", "amqp", "http://h", "amqp://", "amqp://u:p@", "amqp://h:port",
-        "amqp://h:99999999", "amqp://u:%zz@h", "sqlite:queues"})
+       {"", "amqp", "http://h", "amqp://h:port", "amqp://h:99999999",
+        "amqp://u:%zz@h", "sqlite:queues"})
     EXPECT_FALSE(AmqpAddress::Parse(url, address)) << url;
   EXPECT_FALSE(AmqpAddress::Parse(std::string("amqp://h\0x", 10), address));
 }

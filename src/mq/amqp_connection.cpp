@@ -59,10 +59,14 @@ bool Trust(amqp_socket_t* socket) {
 std::unique_ptr<AmqpConnection> AmqpConnection::Open(const AmqpAddress& address,
                                                      std::string& reason) {
   std::unique_ptr<AmqpConnection> connection(new AmqpConnection(address));
+  const std::string shown = Utf8ToCp936(address.Masked());
   std::string why;
-  if (connection->Connect(why) && connection->LogIn(why)) return connection;
-  reason = "the broker " + Utf8ToCp936(address.Masked()) +
-           " does not let us in: " + why;
+  if (!connection->Connect(why))
+    reason = "no broker answers at " + shown + ": " + why;
+  else if (!connection->LogIn(why))
+    reason = "the broker " + shown + " refuses us: " + why;
+  else
+    return connection;
   return nullptr;
 }
 

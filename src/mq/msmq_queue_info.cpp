@@ -120,12 +120,13 @@ bool MsmqQueueInfo::List(std::vector<std::string>& names) {
 }
 
 std::string MsmqQueueInfo::Place() {
-  std::string place;
-  impl_->Run("Place", "", [&place](MessageStores& stores, std::string&) {
-    place = stores.Place();
-    return true;
-  });
-  return place;
+  std::string reason;
+  try {
+    const auto stores = MessageStores::Choose(reason);
+    return stores != nullptr ? stores->Place() : "";
+  } catch (const std::exception&) {
+    return "";  // no current folder
+  }
 }
 
 std::string MsmqQueueInfo::LastError() const {

@@ -65,12 +65,13 @@ std::size_t CharacterSize(std::string_view text, std::size_t at) {
 
 bool QueueName::Read(const std::string& written, QueueName& out,
                      std::string& reason) {
+  // Dropped as often as it comes: a name that was read is read the same again.
   std::string_view text = written;
   std::string_view direct = text;
   if (DropPrefix(direct, kFormat) && DropPrefix(direct, kPrivate))
     text = direct;
-  else
-    DropPrefix(text, kPrivate);
+  while (DropPrefix(text, kPrivate)) {
+  }
   if (text.empty()) {
     reason = "the name is empty";
     return false;

@@ -41,8 +41,7 @@ INSTANTIATE_TEST_SUITE_P(
                  "srv%5Cprivate$%5Cx.queue"},
         NameCase{"DirectRemote", "DIRECT=OS:srv\\x", "DIRECT=OS:srv\\x",
                  "DIRECT%3DOS%3Asrv%5Cx.queue"},
-        NameCase{"PathTwice", ".\\private$\\.\\private$\\x", ".\\private$\\x",
-                 "%2E%5Cprivate$%5Cx.queue"},
+        NameCase{"PathTwice", ".\\private$\\.\\private$\\x", "x", "x.queue"},
         NameCase{"Up", "../x", "../x", "%2E.%2Fx.queue"},
         NameCase{"Percent", "a%41 ", "a%41 ", "a%2541%20.queue"},
         NameCase{"Chinese", "\xB6\xA9\xB5\xA5", "\xB6\xA9\xB5\xA5",
@@ -62,7 +61,7 @@ TEST(QueueNames, ThatNoQueueCanHaveAreRefusedWithAReason) {
               {"a\nb", "the name holds a control character"},
               {std::string("a\0b", 3), "the name holds a control character"},
               {"a\xB6", "the name is no text in the local encoding"},
-              {"\xA2\xE3", "the name is no text in the local encoding"},
+              {"\xFF\x41", "the name is no text in the local encoding"},
               {std::string(235, 'a'), "the name is too long: at most 234 "}};
   for (const auto& row : rows) {
     QueueName name;

@@ -3,11 +3,10 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iostream>
 #include <iterator>
-#include <sstream>
 #include <string>
 
 #include "kiv/mq/msmq_queue.h"
@@ -79,12 +78,8 @@ class Sender {
   bool SendFile(const std::string& path) {
     if (path == "-") return SendStream(std::cin, "standard input");
     std::ifstream file(path, std::ios::binary);
-    // A folder opens, too, and fails when it is read.
-    if (!file || file.peek() == std::char_traits<char>::eof()) {
-      if (!file.is_open() || file.bad())
-        return Fail("cannot be read from " + path);
-      file.clear();
-    }
+    if (!file || std::filesystem::is_directory(path))
+      return Fail("cannot be read from " + path);
     return SendStream(file, path);
   }
 

@@ -96,8 +96,9 @@ class KIV_API MsmqQueueInfo final : public QueueInfo {
   static bool ReadName(const char* written, std::string& name);
   // The names of the queues that are there. A broker does not tell: none.
   bool List(std::vector<std::string>& names);
-  // Where the queues lie, for people: never with a password.
-  std::string Place();
+  // Where the queues lie, for people: never with a password. Empty when that
+  // cannot be told.
+  static std::string Place();
 
   // Why the last call failed, in the local encoding; empty when it did not.
   std::string LastError() const;
