@@ -37,7 +37,7 @@ constexpr char kLayout[] =
 constexpr char kSettings[] =
     "PRAGMA synchronous = FULL;"
     "PRAGMA secure_delete = FAST;"
-    "PRAGMA journal_size_limit = 4194304";
+    "PRAGMA journal_size_limit = 16777216";
 
 bool FillQueueFile(const std::string& path, const QueueName& name,
                    const std::string& label, std::string& reason) {
