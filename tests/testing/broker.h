@@ -83,6 +83,10 @@ class Broker {
     broker_.reset();
   }
 
+  // It keeps its connections and says nothing.
+  void Suspend() { broker_->Send(SIGSTOP); }
+  void Resume() { broker_->Send(SIGCONT); }
+
   int Port() const { return ports_.Get(1); }
   std::string Url(const std::string& user = "guest:guest") const {
     return "amqp://" + user + "@127.0.0.1:" + std::to_string(Port());
