@@ -25,9 +25,7 @@ class SqliteStore final : public MessageStore {
     opened_.reset();
     auto file = OpenQueueFile(path_, name_, reason);
     if (file == nullptr) return false;
-    auto opened = std::make_unique<Opened>(std::move(file));
-    port::GetFileAttributesA(path_, opened->attributes);
-    opened_ = std::move(opened);
+    opened_ = std::make_unique<Opened>(path_, std::move(file));
     return true;
   }
 
@@ -78,11 +76,12 @@ class SqliteStore final : public MessageStore {
 
  private:
   struct Opened {
-    explicit Opened(std::unique_ptr<SqliteConnection> connection)
-        : file(std::move(connection)) {}
+    Opened(const std::string& path,
+           std::unique_ptr<SqliteConnection> connection)
+        : name(path), file(std::move(connection)) {}
 
-    std::unique_ptr<SqliteConnection> file;
-    port::FileAttributes attributes;
+    const port::NamedFile name;
+    const std::unique_ptr<SqliteConnection> file;
     SqliteStatement insert{
         *file, "INSERT INTO message(id, sent, label, body) VALUES(?, ?, ?, ?)"};
     SqliteStatement look{*file,
@@ -100,11 +99,7 @@ class SqliteStore final : public MessageStore {
 
   // A file that was moved or removed under us would swallow what is sent.
   bool IsReady(std::string& reason) {
-    port::FileAttributes now;
-    if (opened_ != nullptr && port::GetFileAttributesA(path_, now) &&
-        now.device == opened_->attributes.device &&
-        now.index == opened_->attributes.index)
-      return true;
+    if (opened_ != nullptr && opened_->name.IsStillThere()) return true;
     return Open(reason);
   }
 
