@@ -84,7 +84,12 @@ class Broker {
   }
 
   // It keeps its connections and says nothing.
-  void Suspend() { broker_->Send(SIGSTOP); }
+  void Suspend() {
+    broker_->Send(SIGSTOP);
+    // Its threads do not stop at once.
+    if (!Eventually([this] { return !Answers(); }))
+      throw std::runtime_error("the broker does not stop");
+  }
   void Resume() { broker_->Send(SIGCONT); }
 
   int Port() const { return ports_.Get(1); }

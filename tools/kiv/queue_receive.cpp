@@ -16,7 +16,6 @@ namespace {
 
 using kiv::mq::MsmqMessage;
 using kiv::mq::MsmqQueue;
-using kiv::mq::MsmqQueueInfo;
 using kiv::mq::QueueInfo;
 
 void TellDetails(MsmqMessage& message, const std::string& body) {
