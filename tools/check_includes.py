@@ -45,7 +45,7 @@ def layer_of_include(name):
     for prefix, number in PUBLIC_LAYERS.items():
         if name.startswith(prefix):
             return number
-    if name.startswith(("kiv/", "dm/")):
+    if name.startswith("kiv/") or name == "dm/guid.h":
         return 0
     first = name.split("/")[0]
     for number, folders in enumerate(LAYERS):

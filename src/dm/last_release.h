@@ -1,0 +1,15 @@
+#ifndef DM_LAST_RELEASE_H_
+#define DM_LAST_RELEASE_H_
+
+namespace dm {
+
+// Destroys an object whose count has reached 0 and gives its memory back.
+//
+// What holds references may be the head of a chain as long as memory lasts, so
+// the links do not release each other on the stack beyond a fixed depth: from
+// there on they wait until the outermost release takes them in turn.
+void AfterLastRelease(void* object);
+
+}  // namespace dm
+
+#endif  // DM_LAST_RELEASE_H_
