@@ -15,10 +15,9 @@ constexpr int kFields = 10;
 
 const std::string& Schema() {
   static const std::string schema = [] {
-    const char* const types[kFields] = {"int",     "short",  "long",
-                                        "byte",    "double", "float",
-                                        "boolean", "string", "dateTime",
-                                        "string"};
+    const char* const types[kFields] = {
+        "int",   "short",   "long",   "byte",     "double",
+        "float", "boolean", "string", "dateTime", "string"};
     std::string text =
         "<?xml version=\"1.0\" encoding=\"GB2312\"?>\n"
         "<xsd:schema xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\">\n";
