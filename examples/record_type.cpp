@@ -1,5 +1,5 @@
-// The data model: a record type with a record inside, an instance of it, filled
-// and printed field by field.
+// The data model: a record type built by calls, one declared by a schema with
+// the first inside, an instance of it, filled and printed field by field.
 #include <cstdint>
 #include <iostream>
 #include <string>
@@ -14,23 +14,31 @@ namespace {
 using Any = dm::ObjectPtr<int*>;
 using StructPtr = dm::ObjectPtr<dm::StructType>;
 
+constexpr const char kWeighingSchema[] =
+    "<xsd:schema xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\">"
+    "  <xsd:complexType name=\"Weighing\">"
+    "    <xsd:sequence>"
+    "      <xsd:element name=\"ticket\" type=\"xsd:int\"/>"
+    "      <xsd:element name=\"time\" type=\"xsd:dateTime\"/>"
+    "      <xsd:element name=\"gross\" type=\"xsd:double\"/>"
+    "      <xsd:element name=\"vehicle\" type=\"Vehicle\"/>"
+    "    </xsd:sequence>"
+    "  </xsd:complexType>"
+    "</xsd:schema>";
+
 bool Add(const StructPtr& type, const char* name, void* field_type) {
   return dm_o_struct_metadata_append(type.get(), name, field_type);
 }
 
-// Types get a name when all their fields are there: from then on they are
-// fixed.
+// A type gets a name when all its fields are there: from then on it is fixed.
+// The schema refers to types by their names.
 bool DeclareTypes() {
   const auto vehicle = StructPtr::Take(dm_o_struct_metadata_new());
-  const auto weighing = StructPtr::Take(dm_o_struct_metadata_new());
   return Add(vehicle, "plate", dm_o_get_metadata("string")) &&
          Add(vehicle, "axles", dm_o_get_metadata("byte")) &&
-         Add(weighing, "ticket", dm_o_get_metadata("int")) &&
-         Add(weighing, "time", dm_o_get_metadata("dateTime")) &&
-         Add(weighing, "gross", dm_o_get_metadata("double")) &&
-         Add(weighing, "vehicle", vehicle.get()) &&
          dm_o_typedef(vehicle.get(), "Vehicle", false) &&
-         dm_o_typedef(weighing.get(), "Weighing", false);
+         dm_o_declare_from_mem(kWeighingSchema, sizeof kWeighingSchema - 1, 0,
+                               false);
 }
 
 dm::Object Field(dm::Object record, const char* name) {

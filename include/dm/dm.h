@@ -9,6 +9,7 @@
  *                   borrowed and consumed
  *   dm/values.h     strings, vectors, pointers, structs and their types
  *   dm/registry.h   names of types
+ *   dm/schema.h     types from XML Schema, and back
  *   dm/memory.h     memory blocks
  *   dm/guid.h       GUIDs
  *   dm/object.h     the handles for C++ (not included here)
@@ -20,6 +21,7 @@
 #include "dm/life.h"
 #include "dm/memory.h"
 #include "dm/registry.h"
+#include "dm/schema.h"
 #include "dm/type_info.h"
 #include "dm/values.h"
 /* IWYU pragma: end_exports */

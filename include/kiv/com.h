@@ -15,7 +15,7 @@ using HRESULT = std::int32_t;
 
 // A COM failure: its code and, when the failing object offered one, an error
 // information object with two UTF-16 texts. A text may be missing.
-class _com_error {
+class _com_error {  // NOLINT(bugprone-reserved-identifier): its known name
  public:
   struct Information {
     std::optional<std::u16string> source;
