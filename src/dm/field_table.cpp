@@ -9,11 +9,6 @@
 namespace dm {
 namespace {
 
-bool IsZeroConstructed(unsigned type_id) {
-  return type_id <= DM_DOUBLE || type_id == DM_DATA_POINTER ||
-         type_id == DM_OBJECT_POINTER;
-}
-
 unsigned DepthOf(const void* metadata) {
   return IsA(metadata, DM_STRUCT_METADATA) ? TableOf(metadata).depth() : 0;
 }
@@ -31,7 +26,6 @@ Field::Field(Field&& other) noexcept
       sign(other.sign),
       info(other.info),
       header_info(other.header_info),
-      is_zero_constructed(other.is_zero_constructed),
       name_(std::move(other.name_)),
       metadata_(std::exchange(other.metadata_, nullptr)) {}
 
@@ -41,7 +35,6 @@ Field& Field::operator=(Field other) noexcept {
   sign = other.sign;
   info = other.info;
   header_info = other.header_info;
-  is_zero_constructed = other.is_zero_constructed;
   name_.swap(other.name_);
   std::swap(metadata_, other.metadata_);
   return *this;
@@ -49,11 +42,27 @@ Field& Field::operator=(Field other) noexcept {
 
 Field::~Field() { dm_o_inner_release(metadata_); }
 
+void Field::WriteHead(void* object) const {
+  WriteWords(object, sign);
+  if (header_info == nullptr || header_info->initialise == nullptr) return;
+  // A struct comes with its metadata in a word, all others with nothing.
+  header_info->initialise(HeaderOf(object), IsA(metadata_, DM_STRUCT_METADATA)
+                                                ? &metadata_
+                                                : nullptr);
+}
+
 bool FieldTable::Append(std::string name, void* metadata) {
   if (is_sealed_.load(std::memory_order_relaxed)) return false;
-  const std::size_t count = fields_.size();
+  if (offsets_.size() == offsets_.capacity()) {
+    offsets_.reserve(2 * offsets_.size() + 8);
+  }
   fields_.emplace_back(std::move(name), metadata);
-  if (LayOut(count)) return true;
+  try {
+    if (LayOutLast()) return true;
+  } catch (...) {
+    fields_.pop_back();
+    throw;
+  }
   fields_.pop_back();
   return false;
 }
@@ -61,52 +70,47 @@ bool FieldTable::Append(std::string name, void* metadata) {
 bool FieldTable::CopyFrom(const FieldTable& other) {
   if (&other == this) return true;
   if (is_sealed_.load(std::memory_order_relaxed)) return false;
-  fields_ = other.fields_;
-  total_size_ = 0;
-  depth_ = 1;
-  return LayOut(0);
-}
-
-bool FieldTable::LayOut(std::size_t first) {
-  std::uint32_t total = total_size_;
-  unsigned depth = depth_;
-  for (std::size_t i = first; i < fields_.size(); ++i) {
-    Field& field = fields_[i];
-    if (!LayOutBehind(total, field)) return false;
-    total += field.size;
-    depth = std::max(depth, DepthOf(field.metadata()) + 1);
+  FieldTable copy;
+  for (const Field& field : other.fields_) {
+    if (!copy.Append(field.name(), field.metadata())) return false;
   }
-  if (depth > kMaxDepth) return false;
-  total_size_ = total;
-  depth_ = depth;
-  // The size of a field's type is part of this layout now.
-  for (std::size_t i = first; i < fields_.size(); ++i) {
-    SealLayout(fields_[i].metadata());
-  }
+  fields_.swap(copy.fields_);
+  offsets_.swap(copy.offsets_);
+  std::swap(plan_, copy.plan_);
+  total_size_ = copy.total_size_;
+  depth_ = copy.depth_;
   return true;
 }
 
-bool FieldTable::LayOutBehind(std::uint32_t offset, Field& field) {
+bool FieldTable::LayOutLast() {
   // Leaves room for an instance's own words and header.
   constexpr std::uint64_t kMaxTotal =
       std::numeric_limits<std::uint32_t>::max() - 64;
+  Field& field = fields_.back();
   const void* const metadata = field.metadata();
-  if (field.name().empty() || metadata == nullptr) return false;
   const dm_type_info_t* const describing = InfoOf(metadata);
-  if (describing == nullptr || describing->instance_sign == nullptr) {
+  if (field.name().empty() || describing == nullptr ||
+      describing->instance_sign == nullptr) {
     return false;
   }
   field.sign = DM_SIGN_PLACED;
   if (!describing->instance_sign(metadata, &field.sign)) return false;
   field.info = InfoFromId(TypeIdOf(field.sign));
   field.header_info = describing->instance_header_info(metadata);
-  field.is_zero_constructed = IsZeroConstructed(TypeIdOf(field.sign));
   const std::uint64_t size =
       kHeaderOffset + std::uint64_t{dm_o_instance_header_size(metadata)} +
       dm_o_instance_data_size(metadata);
-  if (offset + size > kMaxTotal) return false;
-  field.offset = offset;
+  const unsigned depth = DepthOf(metadata) + 1;
+  if (total_size_ + size > kMaxTotal || depth > kMaxDepth) return false;
+  field.offset = total_size_;
   field.size = static_cast<std::uint32_t>(size);
+
+  plan_.Add(field, field.offset + field.size);
+  offsets_.push_back(field.offset);
+  total_size_ = field.offset + field.size;
+  depth_ = std::max(depth_, depth);
+  // The size of the field's type is part of this layout now.
+  SealLayout(metadata);
   return true;
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "dm/instance_plan.h"
 #include "dm/layout.h"
 
 namespace dm {
@@ -29,13 +30,9 @@ class Field {
   dm_sign sign = 0;
   const dm_type_info_t* info = nullptr;
   const dm_header_info_t* header_info = nullptr;
-  // Data of zeros are this field's value after construction.
-  bool is_zero_constructed = false;
 
-  // What an instance is constructed with: a struct's metadata in a word.
-  const void* argument() const {
-    return IsA(metadata_, DM_STRUCT_METADATA) ? &metadata_ : nullptr;
-  }
+  // The words and the header of the field's object.
+  void WriteHead(void* object) const;
 
  private:
   std::string name_;
@@ -58,10 +55,15 @@ class FieldTable {
   const Field* at(std::size_t index) const {
     return index < fields_.size() ? &fields_[index] : nullptr;
   }
+  // Of field `index`, which is below count(). Kept apart from the fields, whose
+  // size makes them slow to index.
+  std::size_t count() const { return offsets_.size(); }
+  std::uint32_t offset(std::size_t index) const { return offsets_[index]; }
   // -1 when there is none, or for a null name.
   int IndexOf(const char* name) const;
   // Of the data of an instance.
   std::uint32_t total_size() const { return total_size_; }
+  const InstancePlan& plan() const { return plan_; }
   // Levels of structs, this one included.
   unsigned depth() const { return depth_; }
 
@@ -73,12 +75,13 @@ class FieldTable {
   }
 
  private:
-  // Lays out the fields from `first` on, behind those before. Stops and fails
-  // at one with an empty name, no metadata, no size, or no room.
-  bool LayOut(std::size_t first);
-  bool LayOutBehind(std::uint32_t offset, Field& field);
+  // Puts the last field behind those before. False for an empty name, no
+  // metadata, no size, or no room.
+  bool LayOutLast();
 
   std::vector<Field> fields_;
+  std::vector<std::uint32_t> offsets_;
+  InstancePlan plan_;
   std::uint32_t total_size_ = 0;
   unsigned depth_ = 1;
   std::atomic<bool> is_sealed_ = false;
@@ -86,7 +89,7 @@ class FieldTable {
 
 // Of a struct metadata object.
 inline FieldTable& TableOf(const void* metadata) {
-  return *Load<FieldTable*>(DataOf(metadata));
+  return *Load<FieldTable*>(At(metadata, kHeaderOffset));
 }
 
 // Fixes the layout of a struct metadata; nothing for other objects.

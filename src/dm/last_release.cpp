@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "dm/layout.h"
+#include "dm/type_functions.h"
 
 namespace dm {
 namespace {
@@ -22,6 +22,7 @@ struct Releases {
 
 thread_local constinit Releases releases{};
 
+// Whether its end may be the end of others, and so on.
 bool OwnsReferences(unsigned type_id) {
   return type_id == DM_OBJECT_VECTOR || type_id == DM_OBJECT_POINTER ||
          type_id == DM_STRUCT || type_id == DM_STRUCT_METADATA;
@@ -29,10 +30,7 @@ bool OwnsReferences(unsigned type_id) {
 
 void End(void* object, const dm_type_info_t* info) {
   if (info != nullptr && info->destroy != nullptr) info->destroy(object);
-  const dm_deletor_info_t* const deletor = DeletorFromSign(SignOf(object));
-  if (deletor != nullptr && deletor->release != nullptr) {
-    deletor->release(object);
-  }
+  GiveBack(object);
 }
 
 // False when memory is short: then the stack has to do.
@@ -47,6 +45,10 @@ bool Wait(Releases& mine, void* object) {
 }  // namespace
 
 void AfterLastRelease(void* object) {
+  if (IsA(object, DM_STRUCT) && struct_type::DestroyAlone(object)) {
+    GiveBack(object);
+    return;
+  }
   const dm_type_info_t* const info = InfoOf(object);
   if (info == nullptr || !OwnsReferences(info->type_id)) {
     End(object, info);

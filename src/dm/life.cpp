@@ -1,5 +1,6 @@
 #include "dm/life.h"
 
+#include <cstdlib>
 #include <cstring>
 
 #include "dm/last_release.h"
@@ -30,19 +31,34 @@ void* WriteHead(void* object, dm_sign sign, const dm_type_info_t* info,
   return object;
 }
 
-void GiveBack(void* object) {
-  const dm_deletor_info_t* const deletor = dm_o_deletor_info(object);
-  if (deletor != nullptr && deletor->release != nullptr) {
-    deletor->release(object);
-  }
-}
-
 bool ConstructWith(const dm_type_info_t* info, void* object, const void* arg) {
   return info->construct == nullptr || info->construct(object, arg);
 }
 
 void* CountOf(const void* object) {
   return const_cast<void*>(At(object, kCountOffset));
+}
+
+void* NewNumber(dm_sign sign) {
+  const std::size_t size = kHeaderOffset + kPlainSizes[TypeIdOf(sign)];
+  void* const object = std::malloc(size);
+  if (object == nullptr) return nullptr;
+  // Zeros that end with the object; where they begin in the words, those are
+  // written over them.
+  Store<std::uint64_t>(At(object, size - sizeof(std::uint64_t)), 0);
+  WriteWords(object, sign);
+  return object;
+}
+
+void* RawNew(dm_sign sign, const void* arg) {
+  const dm_type_info_t* const info = InfoFromId(TypeIdOf(sign));
+  const dm_deletor_info_t* const deletor = DeletorFromSign(sign);
+  if (info == nullptr || deletor == nullptr || deletor->allocate == nullptr) {
+    return nullptr;
+  }
+  const std::size_t size = SizeWithArgument(info, arg);
+  void* const memory = size == 0 ? nullptr : deletor->allocate(size);
+  return memory == nullptr ? nullptr : WriteHead(memory, sign, info, arg);
 }
 
 }  // namespace
@@ -61,19 +77,17 @@ size_t dm_o_sizeof_from_object(const void* object) {
 }
 
 void* dm_o_raw_new(dm_sign sign, const void* arg) {
-  const dm_type_info_t* const info = dm::InfoFromId(dm::TypeIdOf(sign));
-  const dm_deletor_info_t* const deletor = dm::DeletorFromSign(sign);
-  if (info == nullptr || deletor == nullptr || deletor->allocate == nullptr) {
-    return nullptr;
-  }
-  const std::size_t size = dm::SizeWithArgument(info, arg);
-  void* const memory = size == 0 ? nullptr : deletor->allocate(size);
-  return memory == nullptr ? nullptr : dm::WriteHead(memory, sign, info, arg);
+  return dm::RawNew(sign, arg);
 }
 
 void* dm_o_new(dm_sign sign, const void* arg) {
-  void* const object = dm_o_raw_new(sign, arg);
-  if (object == nullptr || dm_o_construct(object, arg)) return object;
+  if (dm::IsNumber(dm::TypeIdOf(sign)) && dm::IsHeap(sign)) {
+    return dm::NewNumber(sign);
+  }
+  void* const object = dm::RawNew(sign, arg);
+  if (object == nullptr || dm::ConstructWith(dm::InfoOf(object), object, arg)) {
+    return object;
+  }
   dm::GiveBack(object);
   return nullptr;
 }
@@ -108,7 +122,14 @@ void dm_o_raw_delete(void* object) {
 }
 
 bool dm_o_copy_from(void* object, const void* source) {
-  const dm_type_info_t* const info = dm::InfoOf(object);
+  if (object == nullptr) return false;
+  const unsigned id = dm::TypeIdOfObject(object);
+  if (const std::size_t size = dm::PlainSize(id)) {
+    if (source == nullptr) return false;
+    dm::CopyPlain(dm::At(object, dm::kHeaderOffset), source, size);
+    return true;
+  }
+  const dm_type_info_t* const info = dm::InfoFromId(id);
   if (info == nullptr) return false;
   if (info->copy != nullptr) return info->copy(object, source);
   if (source == nullptr || info->header_info != dm_value_header_info) {
@@ -124,13 +145,11 @@ void* dm_o_data(const void* object) {
 }
 
 bool dm_o_read_value(const void* object, void* value, size_t size) {
-  const dm_type_info_t* const info = dm::InfoOf(object);
-  if (info == nullptr || value == nullptr || info->destroy != nullptr ||
-      info->header_info != dm_value_header_info ||
-      info->data_size(nullptr) != size) {
+  if (object == nullptr || value == nullptr || size == 0 ||
+      dm::PlainSize(dm::TypeIdOfObject(object)) != size) {
     return false;
   }
-  std::memcpy(value, dm::DataOf(object), size);
+  dm::CopyPlain(value, dm::At(object, dm::kHeaderOffset), size);
   return true;
 }
 
@@ -151,8 +170,13 @@ void* dm_o_add_ref(void* object) {
 int32_t dm_o_inner_release(void* object) {
   if (object == nullptr) return 0;
   const std::int32_t count = dm::DecrementCount(dm::CountOf(object));
-  if (count == 0) dm::AfterLastRelease(object);
-  return count;
+  if (count != 0) return count;
+  if (!dm::IsNumber(dm::TypeIdOfObject(object))) {
+    dm::AfterLastRelease(object);
+  } else {
+    dm::GiveBack(object);
+  }
+  return 0;
 }
 
 int32_t dm_o_get_ref(const void* object) {

@@ -40,10 +40,8 @@ void* Object::GetType() const { return dm_o_metadata(object_); }
 bool Object::IsType() const { return dm_o_is_metadata(object_); }
 
 bool Object::WriteValue(const void* value, std::size_t size) const {
-  const dm_type_info_t* const info = InfoOf(object_);
-  return info != nullptr && info->destroy == nullptr &&
-         info->header_info == dm_value_header_info &&
-         info->data_size(nullptr) == size && dm_o_copy_from(object_, value);
+  return object_ != nullptr && PlainSize(TypeIdOfObject(object_)) == size &&
+         dm_o_copy_from(object_, value);
 }
 
 const dm_deletor_info_t* Object::DeletorInfoFromId(dm_deletor_id_e id) {

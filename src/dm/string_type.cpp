@@ -1,3 +1,5 @@
+#include <cstring>
+#include <exception>
 #include <limits>
 #include <memory>
 #include <new>
@@ -11,36 +13,48 @@
 namespace dm {
 namespace {
 
-bool SuitsString(const void* data) {
-  return reinterpret_cast<std::uintptr_t>(data) % alignof(std::string) == 0;
-}
-
 std::string* InPlace(const void* data) {
   return std::launder(static_cast<std::string*>(const_cast<void*>(data)));
 }
 
+constexpr std::size_t kLongestInside = sizeof(std::string) - 2;
+
+bool IsElsewhere(const void* data) {
+  return Load<unsigned char>(data) == kTextElsewhere;
+}
+
+std::string* Elsewhere(const void* data) {
+  return Load<std::string*>(At(data, 1));
+}
+
+void AssignPacked(void* data, std::string_view text) {
+  if (IsElsewhere(data)) {
+    Elsewhere(data)->assign(text);
+  } else if (text.size() <= kLongestInside) {
+    char* const inside = static_cast<char*>(At(data, 1));
+    if (!text.empty()) std::memmove(inside, text.data(), text.size());
+    inside[text.size()] = '\0';
+    Store<unsigned char>(data, static_cast<unsigned char>(text.size()));
+  } else {
+    auto* const stored = new std::string(text);
+    Store<std::string*>(At(data, 1), stored);
+    Store<unsigned char>(data, kTextElsewhere);
+  }
+}
+
 }  // namespace
 
-const std::string& StringAt(const void* data) {
-  // Never destroyed: objects may be read while the process ends.
-  static const std::string& empty = *new std::string;
-  if (SuitsString(data)) [[likely]] {
-    return *InPlace(data);
-  }
-  const auto* text = Load<const std::string*>(data);
-  return text == nullptr ? empty : *text;
+std::string_view StringAt(const void* data) {
+  if (SuitsString(data)) return *InPlace(data);
+  if (IsElsewhere(data)) return *Elsewhere(data);
+  return {static_cast<const char*>(At(data, 1)), Load<unsigned char>(data)};
 }
 
 bool AssignStringAt(void* data, std::string_view text) try {
-  if (SuitsString(data)) [[likely]] {
+  if (SuitsString(data)) {
     InPlace(data)->assign(text);
-    return true;
-  }
-  auto* stored = Load<std::string*>(data);
-  if (stored != nullptr) {
-    stored->assign(text);
-  } else if (!text.empty()) {
-    Store<std::string*>(data, new std::string(text));
+  } else {
+    AssignPacked(data, text);
   }
   return true;
 } catch (const std::exception&) {
@@ -51,31 +65,22 @@ namespace string_type {
 
 bool Construct(void* object, const void*) {
   void* const data = DataOf(object);
-  if (SuitsString(data)) [[likely]] {
+  if (SuitsString(data)) {
     new (data) std::string;
   } else {
-    Store<std::string*>(data, nullptr);
+    std::memset(data, 0, 2);  // a length and a NUL
   }
   return true;
 }
 
-void Destroy(void* object) {
-  void* const data = DataOf(object);
-  if (SuitsString(data)) [[likely]] {
-    std::destroy_at(InPlace(data));
-  } else {
-    delete Load<std::string*>(data);
-  }
-}
+void Destroy(void* object) { DestroyStringAt(DataOf(object)); }
 
 bool Copy(void* object, const void* source) {
   return AssignStringAt(DataOf(object), source == nullptr ? std::string_view()
                                                           : StringAt(source));
 }
 
-const char* Text(const void* object) {
-  return StringAt(DataOf(object)).c_str();
-}
+const char* Text(const void* object) { return StringAt(DataOf(object)).data(); }
 
 bool AssignWide(void* object, const char16_t* text) try {
   if (text == nullptr || *text == u'\0') {

@@ -4,6 +4,7 @@
 
 #include "dm/data_test_fixture.h"
 #include "dm/words.h"
+#include "kiv/date_time.h"
 
 namespace dm {
 namespace {
@@ -157,6 +158,40 @@ TEST_F(Struct, NeverExceedsFourGibibytesOrAThousandLevels) {
   EXPECT_TRUE(dm_o_copy_from(copy.get(), dm_o_data(object.get())));
 }
 
+// Such a type keeps no image of its instances.
+TEST_F(Struct, LargeInstancesAreMadeFieldByField) {
+  StructPtr large = NewStructType();
+  Append(large, "odd", dm_o_byte_metadata());
+  Append(large, "text", dm_o_ansi_string_metadata());
+  Append(large, "time", dm_o_datetime_metadata());
+  Append(large, "bytes", dm_o_binary_metadata());
+  for (int level = 0; level < 11; ++level) {
+    const StructPtr outer = NewStructType();
+    Append(outer, "first", large.get());
+    Append(outer, "second", large.get());
+    large = outer;
+  }
+  ASSERT_GT(dm_o_instance_data_size(large.get()), 128u * 1024);
+  const Any object = NewInstance(large), copy = NewInstance(large);
+  void* record = object.get();
+  while (dm_o_struct_field_count(record) == 2) {
+    record = dm_o_struct_field_at(record, 1);
+  }
+  EXPECT_EQ(ValueOf<kiv::DateTime>(dm_o_struct_field_at(record, 2)),
+            kiv::DateTime());
+  ASSERT_TRUE(
+      dm_o_string_assign(dm_o_struct_field_at(record, 1), "in the last"));
+  ASSERT_TRUE(
+      dm_o_vector_append_values(dm_o_struct_field_at(record, 3), "b", 1));
+  ASSERT_TRUE(dm_o_copy_from(copy.get(), dm_o_data(object.get())));
+
+  ASSERT_TRUE(dm_o_add_std_metadata(DM_STD_METADATA, "metadata", false));
+  const StructPtr impossible = NewStructType();
+  Append(impossible, "large", large.get());
+  Append(impossible, "never", dm_o_get_metadata("metadata"));
+  EXPECT_FALSE(NewInstance(impossible));
+}
+
 // An instance of a metadata type cannot be made without saying for what.
 TEST_F(Struct, ConstructionThatFailsMidwayUndoesItself) {
   ASSERT_TRUE(dm_o_add_std_metadata(DM_STD_METADATA, "metadata", false));
@@ -231,6 +266,15 @@ TEST_F(Struct, TextsMoveBetweenFieldsOfAnyAddress) {
   const Any object = NewInstance(type);
   void* const even = FieldOf(object, "even");
   void* const odd = FieldOf(object, "odd");
+  // On both sides of what fits inside such data.
+  for (std::size_t size = 28; size < 34; ++size) {
+    const std::string around(size, 'a');
+    ASSERT_TRUE(dm_o_string_assign(odd, around.c_str()));
+    ASSERT_TRUE(dm_o_copy_from(odd, dm_o_data(odd)));
+    EXPECT_EQ(TextOf(odd), around);
+    ASSERT_TRUE(dm_o_string_assign(odd, dm_o_string_text(odd) + 1));
+    EXPECT_EQ(TextOf(odd), around.substr(1));
+  }
   const std::string text(50, 't');
   ASSERT_TRUE(dm_o_string_assign(even, text.c_str()));
   ASSERT_TRUE(dm_o_copy_from(odd, dm_o_data(even)));

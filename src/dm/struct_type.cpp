@@ -1,6 +1,8 @@
+#include <cstdlib>
 #include <cstring>
 
 #include "dm/field_table.h"
+#include "dm/last_release.h"
 #include "dm/life.h"
 #include "dm/type_functions.h"
 #include "dm/value_vector.h"
@@ -10,35 +12,14 @@
 namespace dm {
 namespace {
 
+constexpr std::size_t kDataOffset = kHeaderOffset + sizeof(void*);
+
 // Null: a struct without fields.
 void* MetadataOf(const void* object) { return Load<void*>(HeaderOf(object)); }
 
 const FieldTable* TableOfInstance(const void* object) {
   const void* const metadata = MetadataOf(object);
   return metadata == nullptr ? nullptr : &TableOf(metadata);
-}
-
-bool ConstructField(void* object, const Field& field) {
-  WriteWords(object, field.sign);
-  if (field.is_zero_constructed) return true;
-  const void* const argument = field.argument();
-  if (field.header_info != nullptr &&
-      field.header_info->initialise != nullptr) {
-    field.header_info->initialise(HeaderOf(object), argument);
-  }
-  return field.info->construct(object, argument);
-}
-
-// As dm_o_inner_release does, for a field whose struct is at its end: nobody
-// else may be counting it, and its memory is the struct's.
-void ReleaseField(void* object, const Field& field) {
-  void* const count = At(object, kCountOffset);
-  if (Load<std::int32_t>(count) != 1) {
-    dm_o_inner_release(object);
-    return;
-  }
-  Store<std::int32_t>(count, 0);
-  if (field.info->destroy != nullptr) field.info->destroy(object);
 }
 
 // Whether CopyField will succeed as far as types go.
@@ -98,27 +79,26 @@ bool Construct(void* object, const void*) {
   void* const metadata = MetadataOf(object);
   if (metadata == nullptr) return true;
   const FieldTable& table = TableOf(metadata);
-  void* const data = DataOf(object);
-  std::memset(data, 0, table.total_size());
-  for (const Field& field : table.fields()) {
-    if (ConstructField(At(data, field.offset), field)) continue;
-    for (const Field* done = &table.fields().front(); done != &field; ++done) {
-      ReleaseField(At(data, done->offset), *done);
-    }
-    return false;
-  }
-  dm_o_add_ref(metadata);
+  if (!table.plan().Construct(DataOf(object), table.fields())) return false;
+  AddReference(metadata);
   return true;
 }
 
 void Destroy(void* object) {
   void* const metadata = MetadataOf(object);
   if (metadata == nullptr) return;
-  void* const data = DataOf(object);
-  for (const Field& field : TableOf(metadata).fields()) {
-    ReleaseField(At(data, field.offset), field);
-  }
-  dm_o_inner_release(metadata);
+  TableOf(metadata).plan().Destroy(At(object, kDataOffset));
+  ReleaseReference(metadata);
+}
+
+bool DestroyAlone(void* object) {
+  void* const metadata = MetadataOf(object);
+  if (metadata == nullptr) return true;
+  const InstancePlan& plan = TableOf(metadata).plan();
+  if (plan.owns_references()) return false;
+  plan.Destroy(At(object, kDataOffset));
+  ReleaseReference(metadata);
+  return true;
 }
 
 bool Copy(void* object, const void* source) {
@@ -153,10 +133,23 @@ int FieldIndex(const void* object, const char* name) {
 
 void* FieldAt(const void* object, std::size_t index) {
   const FieldTable* const table = TableOfInstance(object);
-  const Field* const field = table == nullptr ? nullptr : table->at(index);
-  return field == nullptr
-             ? nullptr
-             : const_cast<void*>(At(DataOf(object), field->offset));
+  if (table == nullptr || index >= table->count()) return nullptr;
+  return const_cast<void*>(At(object, kDataOffset + table->offset(index)));
+}
+
+void* New(void* metadata) {
+  FieldTable& table = TableOf(metadata);
+  void* const object = std::malloc(kDataOffset + table.total_size());
+  if (object == nullptr) return nullptr;
+  WriteWords(object, DM_SIGN_DEFAULT + DM_STRUCT);
+  Store<void*>(HeaderOf(object), metadata);
+  table.Seal();
+  if (table.plan().Construct(At(object, kDataOffset), table.fields())) {
+    AddReference(metadata);
+    return object;
+  }
+  std::free(object);
+  return nullptr;
 }
 
 }  // namespace struct_type

@@ -56,6 +56,11 @@ void* Metadata(const void* object);
 std::size_t FieldCount(const void* object);
 int FieldIndex(const void* object, const char* name);
 void* FieldAt(const void* object, std::size_t index);
+// What dm_o_new and dm_o_instance_from_metadata come to for a struct metadata.
+void* New(void* metadata);
+// Destroys a struct whose end cannot be the end of further objects; false, with
+// nothing done, for any other.
+bool DestroyAlone(void* object);
 // Of an instance; null metadata: a struct without fields.
 std::size_t DataSize(const void* metadata);
 void InitialiseHeader(void* header, const void* arg);

@@ -193,10 +193,10 @@ constexpr dm_type_info_t StructType() {
 
 void FreeObject(void* object) { std::free(object); }
 
-constexpr dm_deletor_info_t kDeletors[] = {
-    {std::malloc, FreeObject}, {nullptr, nullptr}, {std::malloc, FreeObject}};
-
 }  // namespace
+
+constinit const dm_deletor_info_t kDeletorTable[] = {
+    {std::malloc, FreeObject}, {nullptr, nullptr}, {std::malloc, FreeObject}};
 
 const dm_header_info_t* VectorHeaderInfo() { return &kVectorHeader; }
 
@@ -245,7 +245,7 @@ unsigned dm_o_align_bytes_from_id(dm_align_id_e id) {
 }
 
 const dm_deletor_info_t* dm_o_deletor_info_from_id(dm_deletor_id_e id) {
-  return id < std::size(dm::kDeletors) ? &dm::kDeletors[id] : nullptr;
+  return id < std::size(dm::kDeletorTable) ? &dm::kDeletorTable[id] : nullptr;
 }
 
 const dm_deletor_info_t* dm_o_deletor_info(const void* object) {

@@ -12,7 +12,9 @@ namespace dm {
 bool Reserve(VectorWords& words, std::size_t bytes) {
   if (bytes <= words.room()) return true;
   const std::size_t used = words.used();
-  auto* const buffer = static_cast<char*>(std::realloc(words.begin, bytes));
+  void* const grown = words.begin == nullptr ? std::malloc(bytes)
+                                             : std::realloc(words.begin, bytes);
+  auto* const buffer = static_cast<char*>(grown);
   if (buffer == nullptr) return false;
   words.begin = buffer;
   words.end = buffer + used;
@@ -93,10 +95,12 @@ bool Construct(void* object, const void*) {
 }
 
 void Destroy(void* object) {
-  VectorWords words = VectorOf(object);
-  std::free(words.begin);
-  words.begin = words.end = words.capacity = nullptr;
-  StoreVector(object, words);
+  void* const data = DataOf(object);
+  void* const buffer = Load<void*>(data);
+  if (buffer == nullptr) return;
+  std::free(buffer);
+  // Begin, end and capacity.
+  std::memset(data, 0, 3 * sizeof(void*));
 }
 
 bool Copy(void* object, const void* source) {

@@ -32,7 +32,11 @@ inline const void* At(const void* address, std::size_t offset) {
 
 // False when the product does not fit.
 inline bool Multiply(std::size_t a, std::size_t b, std::size_t& product) {
-  if (b != 0 && a > static_cast<std::size_t>(-1) / b) return false;
+  // Halves of a word cannot exceed one; only larger ones pay for the division.
+  constexpr std::size_t kHalf = std::size_t{1} << sizeof(std::size_t) * 4;
+  if ((a | b) >= kHalf && b != 0 && a > static_cast<std::size_t>(-1) / b) {
+    return false;
+  }
   product = a * b;
   return true;
 }
