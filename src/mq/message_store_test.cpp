@@ -4,8 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <cstdlib>
 #include <map>
 #include <memory>
+#include <new>
 #include <optional>
 #include <set>
 #include <string>
@@ -18,6 +21,30 @@
 #include "port/test_folder.h"
 #include "testing/broker.h"
 #include "util/runtime.h"
+
+namespace {
+
+// While one of these lives, there is no memory for a piece of its size.
+constexpr std::size_t kScarceBytes = 3'000'000;
+std::atomic<bool> is_scarce = false;
+
+struct ScarceMemory {
+  ScarceMemory() { is_scarce = true; }
+  ~ScarceMemory() { is_scarce = false; }
+};
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  if (is_scarce && size >= kScarceBytes) throw std::bad_alloc();
+  void* const memory = std::malloc(size == 0 ? 1 : size);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t /*size*/) noexcept {
+  std::free(memory);
+}
 
 namespace kiv::mq {
 namespace {
@@ -256,6 +283,44 @@ TEST_P(Store, HasThePathOfAPrivateQueueAsASecondName) {
   EXPECT_EQ(Receive(*Open(Name("orders"))), "y");
 }
 
+// An operator moved it away and back: it keeps its id.
+TEST_P(Store, GivesOutAMessageThatIsSentASecondTime) {
+  const auto store = Make();
+  std::string reason;
+  ASSERT_TRUE(store->Send(Message("body"), reason));
+  for (int i = 0; i < 3; ++i) {
+    StoredMessage message;
+    ASSERT_EQ(store->Receive(message, reason), Step::Message) << i;
+    ASSERT_TRUE(store->Send(message, reason));
+  }
+  EXPECT_EQ(Depth(*store), 1u);
+}
+
+TEST_P(Store, KeepsAMessageThatThereIsNoMemoryFor) {
+  const auto store = Make();
+  Send(*store, std::string(kScarceBytes, 'x'));
+  Send(*store, "next");
+  std::string reason;
+  bool is_thrown = false;
+  {
+    const ScarceMemory scarce;
+    StoredMessage message;
+    try {
+      store->Receive(message, reason);
+    } catch (const std::bad_alloc&) {
+      is_thrown = true;
+    }
+  }
+  EXPECT_TRUE(is_thrown);
+  if (GetParam() == Kind::Files) {
+    Send(*Open(Name("orders")), "no lock is left");
+  }
+  const auto body = Receive(*store);
+  ASSERT_TRUE(body);
+  EXPECT_EQ(body->size(), kScarceBytes);
+  EXPECT_EQ(Receive(*store), "next");
+}
+
 TEST_P(Store, GivesEachMessageToOneOfManyReceivers) {
   constexpr int kSenders = 3;
   constexpr int kReceivers = 4;
@@ -272,10 +337,13 @@ TEST_P(Store, GivesEachMessageToOneOfManyReceivers) {
     });
   }
   std::atomic<int> left = kSenders * messages;
+  // A message that is lost must not make this endless.
+  using Clock = std::chrono::steady_clock;
+  const auto end = Clock::now() + std::chrono::seconds(60);
   for (int receiver = 0; receiver < kReceivers; ++receiver) {
     threads.emplace_back([&, receiver] {
       const auto store = Open(Name("orders"));
-      while (left > 0 && !HasFailure()) {
+      while (left > 0 && !HasFailure() && Clock::now() < end) {
         const auto body = Receive(*store);
         if (!body) continue;
         --left;
