@@ -279,7 +279,9 @@ MessageStore::Step AmqpConnection::Get(const std::string& queue,
     amqp_maybe_release_buffers(state_);
     return MessageStore::Step::Empty;
   }
-  delivery.tag = As<amqp_basic_get_ok_t>(reply.reply).delivery_tag;
+  const auto& got = As<amqp_basic_get_ok_t>(reply.reply);
+  delivery.tag = got.delivery_tag;
+  delivery.is_redelivered = got.redelivered != 0;
   if (!ReadContent(delivery, reason)) return MessageStore::Step::Failed;
   amqp_maybe_release_buffers(state_);
   return MessageStore::Step::Message;
@@ -314,9 +316,11 @@ bool AmqpConnection::ReadContent(Delivery& delivery, std::string& reason) {
   return true;
 }
 
-bool AmqpConnection::Acknowledge(std::uint64_t tag, std::string& reason) {
-  return IsSent(amqp_basic_ack(state_, kChannel, tag, 0), reason) &&
-         Synchronize(reason);
+AmqpConnection::Acknowledged AmqpConnection::Acknowledge(std::uint64_t tag,
+                                                         std::string& reason) {
+  if (!IsSent(amqp_basic_ack(state_, kChannel, tag, 0), reason))
+    return Acknowledged::NotSent;
+  return Synchronize(reason) ? Acknowledged::Yes : Acknowledged::NotAnswered;
 }
 
 bool AmqpConnection::PutBack(std::uint64_t tag, std::string& reason) {
