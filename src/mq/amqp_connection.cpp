@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <new>
 
 #include "mq/amqp_message.h"
 #include "port/environment.h"
@@ -282,7 +283,13 @@ MessageStore::Step AmqpConnection::Get(const std::string& queue,
   const auto& got = As<amqp_basic_get_ok_t>(reply.reply);
   delivery.tag = got.delivery_tag;
   delivery.is_redelivered = got.redelivered != 0;
-  if (!ReadContent(delivery, reason)) return MessageStore::Step::Failed;
+  try {
+    if (!ReadContent(delivery, reason)) return MessageStore::Step::Failed;
+  } catch (const std::bad_alloc&) {
+    // The rest of the message is still to come: the connection is of no use.
+    reason = "there is no memory left";
+    return MessageStore::Step::Failed;
+  }
   amqp_maybe_release_buffers(state_);
   return MessageStore::Step::Message;
 }
