@@ -148,6 +148,29 @@ TEST_F(KivQueue, KeepsAMessageThatCannotBeWritten) {
   EXPECT_EQ(Received(), "[precious]");
 }
 
+TEST_F(KivQueue, WritesWhatItCannotConvertAsItIsAndSaysSo) {
+  const std::string bytes = "\xB6\xA9\xFF\xB6";
+  WriteTestFile("body", bytes);
+  ASSERT_EQ(Run({"send", "orders", "-f", "body"}), 0);
+  ASSERT_EQ(Run({"send", "orders", "next"}), 0);
+  for (const char* const command : {"peek", "receive"}) {
+    EXPECT_EQ(Run({command, "orders", "--gb2312"}), 1);
+    EXPECT_EQ(output_, bytes);
+    EXPECT_TRUE(Says(errors_, "written as it is")) << errors_;
+  }
+  EXPECT_EQ(Received(), "[next]");
+}
+
+TEST_F(KivQueue, SendsNothingOfWhatCannotBeRead) {
+  for (const char* const command :
+       {"$KIV queue send orders < /tmp", "$KIV queue send orders -l < /tmp",
+        "$KIV queue send orders -f /tmp"}) {
+    EXPECT_EQ(Shell(command), 1) << command;
+    EXPECT_TRUE(Says(errors_, "cannot be read")) << command << errors_;
+  }
+  EXPECT_EQ(Received(), "");
+}
+
 TEST_F(KivQueue, ListsWhatIsThereAndWhatIsDeclared) {
   ASSERT_EQ(Run({"send", "orders", "one", "two"}), 0);
   ASSERT_EQ(Run({"send", "extra", "x", "--create"}), 0);

@@ -127,6 +127,51 @@ TEST_P(Scenario15KilledWorkers, LoseNothingAndShareNothing) {
               account.senders_in_flight, account.receivers_in_flight);
 }
 
+// The receiver lives, so nothing may be lost: not one message a kill.
+TEST_P(Scenario15KilledWorkers, LoseNothingWhileTheReceiverLives) {
+  constexpr int kKills = 25;
+  std::mt19937 random(std::random_device{}());
+  QueueWorkers workers(kQueue);
+  const std::size_t receiver = workers.Start("receive");
+  ASSERT_TRUE(workers.WaitForWork(receiver));
+  for (int kill = 0; kill < kKills; ++kill) {
+    const std::size_t sender = workers.Start("send");
+    ASSERT_TRUE(workers.WaitForWork(sender));
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 20'000));
+    workers.Kill(sender);
+  }
+  const auto queue = queues_.OpenQueue(kQueue, mq::QueueInfo::ACCESS_PEEK);
+  ASSERT_NE(queue, nullptr);
+  EXPECT_TRUE(Eventually([&] { return queue->Peek() == nullptr; }));
+  // One call may have been under way, the next began with an empty queue.
+  const int before = workers.FoundEmpty(receiver);
+  EXPECT_TRUE(
+      Eventually([&] { return workers.FoundEmpty(receiver) > before + 1; }));
+  workers.Kill(receiver);
+  QueueAccount account = workers.Account();
+  account.receivers_in_flight = 0;
+  ExpectBalanced(account, Drain());
+  EXPECT_GT(account.received.size(), 50u);
+}
+
+// Receivers that are killed between two calls: what they had, they had told.
+TEST_P(Scenario15KilledWorkers, LoseNothingBetweenTwoCalls) {
+  constexpr int kKills = 20;
+  QueueWorkers workers(kQueue);
+  const std::size_t sender = workers.Start("send");
+  ASSERT_TRUE(workers.WaitForWork(sender));
+  for (int kill = 0; kill < kKills; ++kill) {
+    const std::size_t receiver = workers.Start("receive-and-rest");
+    ASSERT_TRUE(Eventually([&] { return workers.IsAsleep(receiver); }));
+    workers.Kill(receiver);
+  }
+  workers.Kill(sender);
+  const QueueAccount account = workers.Account();
+  EXPECT_EQ(account.receivers_in_flight, 0u);
+  EXPECT_GE(account.received.size(), static_cast<std::size_t>(kKills));
+  ExpectBalanced(account, Drain());
+}
+
 // The broker itself dies in the middle of sends and receives. Its sender and
 // its receiver live on and find it again.
 TEST(Scenario15KilledBroker, KeepsWhatItConfirmed) {

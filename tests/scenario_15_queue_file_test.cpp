@@ -289,6 +289,58 @@ TEST_F(Scenario15QueueFile, RemovedOrReplacedSwallowsNothing) {
   EXPECT_EQ(Drain(), 1);
 }
 
+// Its messages belong to the file that is gone: beside a new one they would
+// come back, or break it.
+TEST_F(Scenario15QueueFile, LogThatIsLeftOverIsPlayedIntoNoNewFile) {
+  Create();
+  const std::string log = std::string(kFile) + "-wal";
+  {
+    const auto sender = Open(QueueInfo::ACCESS_SEND);
+    ASSERT_TRUE(sender->Send("old"));
+    fs::copy_file(log, "log");
+    fs::copy_file(kFile, "file");
+  }
+  fs::remove(kFile);
+  fs::copy_file("log", log);
+  EXPECT_FALSE(queues_.Create(kQueue, nullptr, false));
+  EXPECT_NE(queues_.LastError().find("-wal is left over"), std::string::npos)
+      << queues_.LastError();
+  EXPECT_FALSE(fs::exists(kFile));
+  EXPECT_TRUE(ReadTestFile(log) == ReadTestFile("log"));
+  // Either way out of it that the reason names.
+  fs::copy_file("file", kFile);
+  Create();
+  EXPECT_EQ(Drain(), 1);
+  fs::remove(kFile);
+  fs::remove(log);
+  Create();
+  Send(1);
+  EXPECT_EQ(Drain(), 1);
+}
+
+TEST_F(Scenario15QueueFile, MadeOnAFullDiskIsWholeOrNotThere) {
+  fs::create_directory("../queues");
+  if (::mount("none", "../queues", "tmpfs", 0, "size=256k,mode=0700") != 0)
+    GTEST_SKIP() << "a small disk cannot be mounted here";
+  struct Unmount {
+    ~Unmount() { ::umount2("../queues", MNT_DETACH); }
+  } const unmount;
+  int refused = 0;
+  for (std::size_t pages = 64; pages > 20; --pages) {
+    WriteTestFile("../queues/filler", std::string(pages * 4096, 'f'));
+    refused += queues_.Create(kQueue, nullptr, false) ? 0 : 1;
+    fs::remove("../queues/filler");
+    SCOPED_TRACE(std::to_string(pages) + " pages taken");
+    Create();
+    Send(1);
+    ASSERT_EQ(Drain(), 1);
+    ASSERT_TRUE(queues_.Delete(kQueue));
+    ASSERT_TRUE(fs::is_empty("../queues"));
+  }
+  EXPECT_GT(refused, 5);
+  EXPECT_LT(refused, 40);
+}
+
 // What a process that died while it made a queue left behind.
 TEST_F(Scenario15QueueFile, UnfinishedIsNoQueue) {
   fs::create_directory("../queues");

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <new>
 
 #include "mq/amqp_message.h"
 #include "port/environment.h"
@@ -279,8 +280,16 @@ MessageStore::Step AmqpConnection::Get(const std::string& queue,
     amqp_maybe_release_buffers(state_);
     return MessageStore::Step::Empty;
   }
-  delivery.tag = As<amqp_basic_get_ok_t>(reply.reply).delivery_tag;
-  if (!ReadContent(delivery, reason)) return MessageStore::Step::Failed;
+  const auto& got = As<amqp_basic_get_ok_t>(reply.reply);
+  delivery.tag = got.delivery_tag;
+  delivery.is_redelivered = got.redelivered != 0;
+  try {
+    if (!ReadContent(delivery, reason)) return MessageStore::Step::Failed;
+  } catch (const std::bad_alloc&) {
+    // The rest of the message is still to come: the connection is of no use.
+    reason = "there is no memory left";
+    return MessageStore::Step::Failed;
+  }
   amqp_maybe_release_buffers(state_);
   return MessageStore::Step::Message;
 }
@@ -314,9 +323,11 @@ bool AmqpConnection::ReadContent(Delivery& delivery, std::string& reason) {
   return true;
 }
 
-bool AmqpConnection::Acknowledge(std::uint64_t tag, std::string& reason) {
-  return IsSent(amqp_basic_ack(state_, kChannel, tag, 0), reason) &&
-         Synchronize(reason);
+AmqpConnection::Acknowledged AmqpConnection::Acknowledge(std::uint64_t tag,
+                                                         std::string& reason) {
+  if (!IsSent(amqp_basic_ack(state_, kChannel, tag, 0), reason))
+    return Acknowledged::NotSent;
+  return Synchronize(reason) ? Acknowledged::Yes : Acknowledged::NotAnswered;
 }
 
 bool AmqpConnection::PutBack(std::uint64_t tag, std::string& reason) {

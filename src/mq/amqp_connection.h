@@ -49,11 +49,18 @@ class AmqpConnection {
     StoredMessage message;
     std::uint64_t tag = 0;
     bool is_ours = false;  // sent by this library: its id is one of a kind
+    // Somebody was given it before.
+    bool is_redelivered = false;
   };
   MessageStore::Step Get(const std::string& queue, Delivery& delivery,
                          std::string& reason);
   // Both wait until the broker has done it.
-  bool Acknowledge(std::uint64_t tag, std::string& reason);
+  enum class Acknowledged {
+    Yes,
+    NotSent,     // the broker will give the message out again
+    NotAnswered  // the broker may have it or not
+  };
+  Acknowledged Acknowledge(std::uint64_t tag, std::string& reason);
   bool PutBack(std::uint64_t tag, std::string& reason);
 
  private:

@@ -6,11 +6,16 @@
 
 #include "mq/amqp_connection.h"
 #include "util/cp936.h"
+#include "util/log_entry.h"
 
 namespace kiv::mq {
 namespace {
 
+using Acknowledged = AmqpConnection::Acknowledged;
 using Found = AmqpConnection::Found;
+
+// Of a message whose acknowledgement cannot be sent, each on a new connection.
+constexpr int kTries = 3;
 
 // The ids of the last messages that this store handed out.
 //
@@ -61,23 +66,38 @@ class AmqpStore final : public MessageStore {
   }
 
   Step Receive(StoredMessage& message, std::string& reason) override {
-    for (;;) {
+    for (int unsent = 0; unsent < kTries;) {
       if (!IsReady(reason)) return Step::Failed;
       AmqpConnection::Delivery delivery;
       const Step step = connection_->Get(queue_, delivery, reason);
       if (step == Step::Failed) connection_.reset();
       if (step != Step::Message) return step;
-      const bool is_again =
-          delivery.is_ours && handed_out_.Has(delivery.message.id);
-      // When the answer to it is lost, so may the acknowledgement be: the
-      // message is handed out all the same, for the broker may have forgotten
-      // it.
-      if (!connection_->Acknowledge(delivery.tag, reason)) connection_.reset();
-      if (is_again) continue;
+      const bool is_again = delivery.is_ours && delivery.is_redelivered &&
+                            handed_out_.Has(delivery.message.id);
+      const Acknowledged acknowledged =
+          connection_->Acknowledge(delivery.tag, reason);
+      if (acknowledged != Acknowledged::Yes) connection_.reset();
+      // The broker puts the message back and gives it out again.
+      if (acknowledged == Acknowledged::NotSent) {
+        ++unsent;
+        continue;
+      }
+      if (is_again) {
+        LogInformation("mq",
+                       "MsmqQueue::Receive Info: the broker gave out the "
+                       "message " +
+                           Shown(delivery.message.id) +
+                           " again; it was received before and is "
+                           "dropped");
+        continue;
+      }
+      // When the answer is lost, so may the acknowledgement be: the message is
+      // handed out all the same, for the broker may have forgotten it.
       if (delivery.is_ours) handed_out_.Add(delivery.message.id);
       message = std::move(delivery.message);
       return Step::Message;
     }
+    return Step::Failed;
   }
 
   Step Peek(StoredMessage& message, std::string& reason) override {

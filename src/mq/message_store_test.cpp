@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <map>
 #include <memory>
+#include <new>
 #include <optional>
 #include <set>
 #include <string>
@@ -17,6 +19,7 @@
 #include "mq/sqlite_store.h"
 #include "port/test_folder.h"
 #include "testing/broker.h"
+#include "testing/scarce_memory.h"
 #include "util/runtime.h"
 
 namespace kiv::mq {
@@ -256,6 +259,43 @@ TEST_P(Store, HasThePathOfAPrivateQueueAsASecondName) {
   EXPECT_EQ(Receive(*Open(Name("orders"))), "y");
 }
 
+// An operator moved it away and back: it keeps its id.
+TEST_P(Store, GivesOutAMessageThatIsSentASecondTime) {
+  const auto store = Make();
+  std::string reason;
+  ASSERT_TRUE(store->Send(Message("body"), reason));
+  for (int i = 0; i < 3; ++i) {
+    StoredMessage message;
+    ASSERT_EQ(store->Receive(message, reason), Step::Message) << i;
+    ASSERT_TRUE(store->Send(message, reason));
+  }
+  EXPECT_EQ(Depth(*store), 1u);
+}
+
+TEST_P(Store, KeepsAMessageThatThereIsNoMemoryFor) {
+  const auto store = Make();
+  Send(*store, std::string(testing::kScarceBytes, 'x'));
+  Send(*store, "next");
+  std::string reason;
+  auto step = Step::Failed;
+  {
+    const testing::ScarceMemory scarce;
+    StoredMessage message;
+    try {
+      step = store->Receive(message, reason);
+    } catch (const std::bad_alloc&) {
+    }
+  }
+  EXPECT_EQ(step, Step::Failed);
+  if (GetParam() == Kind::Files) {
+    Send(*Open(Name("orders")), "no lock is left");
+  }
+  const auto body = Receive(*store);
+  ASSERT_TRUE(body);
+  EXPECT_EQ(body->size(), testing::kScarceBytes);
+  EXPECT_EQ(Receive(*store), "next");
+}
+
 TEST_P(Store, GivesEachMessageToOneOfManyReceivers) {
   constexpr int kSenders = 3;
   constexpr int kReceivers = 4;
@@ -272,10 +312,13 @@ TEST_P(Store, GivesEachMessageToOneOfManyReceivers) {
     });
   }
   std::atomic<int> left = kSenders * messages;
+  // A message that is lost must not make this endless.
+  using Clock = std::chrono::steady_clock;
+  const auto end = Clock::now() + std::chrono::seconds(60);
   for (int receiver = 0; receiver < kReceivers; ++receiver) {
     threads.emplace_back([&, receiver] {
       const auto store = Open(Name("orders"));
-      while (left > 0 && !HasFailure()) {
+      while (left > 0 && !HasFailure() && Clock::now() < end) {
         const auto body = Receive(*store);
         if (!body) continue;
         --left;

@@ -16,10 +16,21 @@ namespace {
 
 // Runs one call on the store; `call` fills its second argument when it fails.
 // What goes wrong is logged when it is news, and so is its end.
+//
+// `misuse` is what the caller did wrong, empty as a rule: the queue works then,
+// and is not asked.
 template <class Impl, class Call>
-bool Run(Impl& impl, const char* operation, Call call) {
+bool Run(Impl& impl, const char* operation, const std::string& misuse,
+         Call call) {
   const std::lock_guard lock(impl.mutex);
-  impl.last_error.clear();
+  impl.last_error = misuse;
+  const std::string start = std::string("MsmqQueue::") + operation;
+  if (!misuse.empty()) {
+    if (misuse != impl.logged_misuse)
+      LogError("mq", start + " Failed: '" + Shown(impl.name) + "': " + misuse);
+    impl.logged_misuse = misuse;
+    return false;
+  }
   std::string reason;
   bool is_good = false;
   try {
@@ -27,8 +38,8 @@ bool Run(Impl& impl, const char* operation, Call call) {
   } catch (const std::exception& fault) {
     reason = fault.what();
   }
-  const std::string start = std::string("MsmqQueue::") + operation;
   if (is_good) {
+    impl.logged_misuse.clear();
     if (!impl.logged_error.empty())
       LogInformation("mq",
                      start + " Info: '" + Shown(impl.name) + "' works again");
@@ -43,18 +54,27 @@ bool Run(Impl& impl, const char* operation, Call call) {
   return false;
 }
 
-bool IsSendable(const StoredMessage& message, std::string& reason) {
-  if (message.body.size() > kLongestBodyBytes)
-    reason = "the body is longer than 128 MiB";
-  else if (!IsCp936(message.label))
-    reason = "the label is no text in the local encoding";
-  else if (Cp936ToUtf16(message.label).size() > kLongestLabelUnits)
-    reason = "the label is longer than 249 characters";
-  else if (message.id.empty())
-    reason = "the system gives no random number for the message's id";
-  else
-    return true;
-  return false;
+// Empty for a message that can be sent.
+std::string SendMisuse(int access, const std::string& body,
+                       const std::string& label) {
+  if (access != QueueInfo::ACCESS_SEND)
+    return "the queue is not opened to send";
+  if (body.size() > kLongestBodyBytes) return "the body is longer than 128 MiB";
+  if (!IsCp936(label)) return "the label is no text in the local encoding";
+  if (Cp936ToUtf16(label).size() > kLongestLabelUnits)
+    return "the label is longer than 249 characters";
+  return "";
+}
+
+std::string ReceiveMisuse(int access) {
+  return access == QueueInfo::ACCESS_RECEIVE
+             ? ""
+             : "the queue is not opened to receive";
+}
+
+std::string PeekMisuse(int access) {
+  return access != QueueInfo::ACCESS_SEND ? ""
+                                          : "the queue is not opened to peek";
 }
 
 }  // namespace
@@ -72,50 +92,45 @@ std::shared_ptr<MsmqMessage> MsmqQueue::ReceiveMessage() {
   StoredMessage& room = *stored;
   auto message = std::make_shared<MsmqMessage>(std::move(stored));
   auto step = MessageStore::Step::Failed;
-  Run(*impl_, "Receive", [&](MessageStore& store, std::string& reason) {
-    if (impl_->access != QueueInfo::ACCESS_RECEIVE) {
-      reason = "the queue is not opened to receive";
-      return false;
-    }
-    step = store.Receive(room, reason);
-    return step != MessageStore::Step::Failed;
-  });
+  Run(*impl_, "Receive", ReceiveMisuse(impl_->access),
+      [&](MessageStore& store, std::string& reason) {
+        step = store.Receive(room, reason);
+        return step != MessageStore::Step::Failed;
+      });
   return step == MessageStore::Step::Message ? message : nullptr;
 }
 
 std::shared_ptr<MsmqMessage> MsmqQueue::Peek() {
   auto stored = std::make_unique<StoredMessage>();
   auto step = MessageStore::Step::Failed;
-  Run(*impl_, "Peek", [&](MessageStore& store, std::string& reason) {
-    if (impl_->access == QueueInfo::ACCESS_SEND) {
-      reason = "the queue is not opened to peek";
-      return false;
-    }
-    step = store.Peek(*stored, reason);
-    return step != MessageStore::Step::Failed;
-  });
+  Run(*impl_, "Peek", PeekMisuse(impl_->access),
+      [&](MessageStore& store, std::string& reason) {
+        step = store.Peek(*stored, reason);
+        return step != MessageStore::Step::Failed;
+      });
   if (step != MessageStore::Step::Message) return nullptr;
   return std::make_shared<MsmqMessage>(std::move(stored));
 }
 
 bool MsmqQueue::Send(const std::string& body, const std::string& label) {
-  return Run(*impl_, "Send", [&](MessageStore& store, std::string& reason) {
-    if (impl_->access != QueueInfo::ACCESS_SEND) {
-      reason = "the queue is not opened to send";
-      return false;
-    }
+  const auto send = [&](MessageStore& store, std::string& reason) {
     StoredMessage message;
     generateUUID(message.id);
+    if (message.id.empty()) {
+      reason = "the system gives no random number for the message's id";
+      return false;
+    }
     message.label = label;
     message.body = body;
     message.sent_ms = port::CurrentClock().UnixTicks() / 10'000;
-    return IsSendable(message, reason) && store.Send(message, reason);
-  });
+    return store.Send(message, reason);
+  };
+  return Run(*impl_, "Send", SendMisuse(impl_->access, body, label), send);
 }
 
 bool MsmqQueue::Count(unsigned long long& messages, DateTime& oldest) {
   StoreSummary summary;
-  if (!Run(*impl_, "Count", [&](MessageStore& store, std::string& reason) {
+  if (!Run(*impl_, "Count", "", [&](MessageStore& store, std::string& reason) {
         return store.Summarize(summary, reason);
       }))
     return false;
@@ -125,13 +140,10 @@ bool MsmqQueue::Count(unsigned long long& messages, DateTime& oldest) {
 }
 
 bool MsmqQueue::Purge(unsigned long long& removed) {
-  return Run(*impl_, "Purge", [&](MessageStore& store, std::string& reason) {
-    if (impl_->access != QueueInfo::ACCESS_RECEIVE) {
-      reason = "the queue is not opened to receive";
-      return false;
-    }
-    return store.Purge(removed, reason);
-  });
+  return Run(*impl_, "Purge", ReceiveMisuse(impl_->access),
+             [&](MessageStore& store, std::string& reason) {
+               return store.Purge(removed, reason);
+             });
 }
 
 std::string MsmqQueue::LastError() const {

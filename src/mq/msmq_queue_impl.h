@@ -19,6 +19,7 @@ struct MsmqQueue::Impl {
   std::string last_error;
   // What the log already has: a queue that is polled would fill it.
   std::string logged_error;
+  std::string logged_misuse;
 };
 
 }  // namespace kiv::mq

@@ -157,6 +157,9 @@ TEST_F(Msmq, RefusesWhatNoMessageCanBe) {
   EXPECT_TRUE(sender->Send("x", wide));
   EXPECT_FALSE(sender->Send(std::string(kLongestBodyBytes + 1, 'b')));
   EXPECT_EQ(sender->LastError(), "the body is longer than 128 MiB");
+  EXPECT_TRUE(sender->Send("x"));
+  EXPECT_EQ(sender->LastError(), "");
+  EXPECT_FALSE(service_.log.Has("works again")) << "it never failed";
 }
 
 TEST_F(Msmq, LogsAFaultOnceAndItsEnd) {

@@ -25,8 +25,7 @@ std::string FaultText(sqlite3* handle, int code) {
       return "the disk is full";
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
-      return "its file is damaged (" + Utf8ToCp936(sqlite3_errmsg(handle)) +
-             "); it is kept as it is: move it away or put a copy in its place";
+      return SqliteConnection::DamageText(sqlite3_errmsg(handle));
     case SQLITE_CANTOPEN:
       return because("its file cannot be opened");
     case SQLITE_READONLY:
@@ -113,6 +112,19 @@ bool SqliteConnection::Ask(const char* sql, std::int64_t& number) {
 
 std::int64_t SqliteConnection::Changes() const {
   return sqlite3_total_changes64(handle_);
+}
+
+bool SqliteConnection::IsMoved() const {
+  int is_moved = 1;
+  return sqlite3_file_control(handle_, "main", SQLITE_FCNTL_HAS_MOVED,
+                              &is_moved) != SQLITE_OK ||
+         is_moved != 0;
+}
+
+std::string SqliteConnection::DamageText(const std::string& detail_utf8) {
+  return "its file is damaged (" + Utf8ToCp936(detail_utf8) +
+         "); it is kept as it is: move it away with its -wal and -shm, then "
+         "put a copy in its place";
 }
 
 std::string SqliteConnection::Fault() const {

@@ -34,6 +34,12 @@ class SqliteConnection {
   // Rows changed since it was opened.
   std::int64_t Changes() const;
 
+  // The name that it was opened by leads elsewhere by now, or to nothing.
+  bool IsMoved() const;
+
+  // The reason for a damaged file, and what to do.
+  static std::string DamageText(const std::string& detail_utf8);
+
   // What went wrong last, in words of ours where we know better than the
   // engine.
   std::string Fault() const;
@@ -63,10 +69,11 @@ class SqliteStatement {
   void BindBytes(int index, std::string_view bytes);
   void BindNumber(int index, std::int64_t number);
 
-  // A statement that changes something has done so for good only at its Done.
+  // Outside a transaction, what changes something is done for good at its Done,
+  // and also when it is reset after a row.
   enum class Result { Row, Done, Failed };
   Result Step();
-  // Ready for the next run; gives up a change that has not come to its Done.
+  // Ready for the next run.
   void Reset();
 
   bool IsNull(int column) const;
@@ -76,6 +83,19 @@ class SqliteStatement {
 
  private:
   sqlite3_stmt* statement_ = nullptr;
+};
+
+// Resets a statement however the scope is left: one that stays open keeps its
+// lock.
+class StatementRun {
+ public:
+  explicit StatementRun(SqliteStatement& statement) : statement_(statement) {}
+  ~StatementRun() { statement_.Reset(); }
+  StatementRun(const StatementRun&) = delete;
+  StatementRun& operator=(const StatementRun&) = delete;
+
+ private:
+  SqliteStatement& statement_;
 };
 
 }  // namespace kiv::mq

@@ -53,14 +53,30 @@ bool FillQueueFile(const std::string& path, const QueueName& name,
     insert.BindNumber(3, port::CurrentClock().UnixTicks() / 10'000);
     is_filled = insert.Step() == SqliteStatement::Result::Done;
   }
+  // The draft moves without its log: closing it would fold the log back, too,
+  // but not say when the disk was too full for it.
+  std::int64_t is_busy = 0;
+  is_filled = is_filled &&
+              file->Ask("PRAGMA wal_checkpoint(TRUNCATE)", is_busy) &&
+              is_busy == 0;
   if (!is_filled) reason = file->Fault();
   return is_filled;
 }
 
 void RemoveFiles(const std::string& path) {
-  // The log first: beside a new file of the name it would be played into it.
-  for (const char* const suffix : {"-wal", "-shm", ""})
+  for (const char* const suffix : {"", "-wal", "-shm"})
     port::DeleteFileA(path + suffix);
+}
+
+bool IsMissing(const std::string& path) {
+  return port::GetEntryState(path).kind == port::EntryKind::Missing;
+}
+
+// A log whose file was removed would be played into a new file of that name. It
+// is left to people: another program may be about to use it.
+bool IsLogLeftOver(const std::string& path) {
+  // Somebody who was quicker made the file before its log.
+  return IsMissing(path) && !IsMissing(path + "-wal") && IsMissing(path);
 }
 
 bool IsQueueFile(SqliteConnection& file, std::string& reason) {
@@ -72,7 +88,9 @@ bool IsQueueFile(SqliteConnection& file, std::string& reason) {
     return false;
   }
   if (application != kApplicationId) {
-    reason = "its file is no queue; it is kept as it is: move it away";
+    reason =
+        "its file is no queue; it is kept as it is: move it away with its -wal "
+        "and -shm";
     return false;
   }
   if (format != kFormat) {
@@ -114,8 +132,7 @@ bool IsWhole(SqliteConnection& file, std::uint64_t size_bytes,
     return false;
   }
   if (result == "ok") return true;
-  reason = "its file is damaged (" + Utf8ToCp936(result) +
-           "); it is kept as it is: move it away or put a copy in its place";
+  reason = SqliteConnection::DamageText(result);
   return false;
 }
 
@@ -155,7 +172,15 @@ bool CreateQueueFile(const std::string& folder, const QueueName& name,
     RemoveFiles(draft);
     return false;
   }
-  if (port::MoveFileA(draft, folder + "/" + name.File())) {
+  const std::string path = folder + "/" + name.File();
+  if (IsLogLeftOver(path)) {
+    RemoveFiles(draft);
+    reason = "its file is gone and " + path +
+             "-wal is left over, whose messages belong to that file: put both "
+             "together again, or move it away with its -shm";
+    return false;
+  }
+  if (port::MoveFileA(draft, path)) {
     if (port::SyncDirectory(folder)) return true;
     return fail("its folder cannot be written: ");
   }
@@ -193,17 +218,17 @@ std::unique_ptr<SqliteConnection> OpenQueueFile(const std::string& path,
 
 bool DeleteQueueFile(const std::string& path, const QueueName& name,
                      std::string& reason) {
-  {
-    const auto file = OpenQueueFile(path, name, reason);
-    if (file == nullptr) return false;
-    // Who has it open loses the table, so that nobody goes on filling a file
-    // that has no name any more.
-    if (!file->Execute("DROP TABLE message")) {
-      reason = file->Fault();
-      return false;
-    }
-    file->Execute("PRAGMA wal_checkpoint(TRUNCATE)");
+  const auto file = OpenQueueFile(path, name, reason);
+  if (file == nullptr) return false;
+  // Who has it open loses the table, so that nobody goes on filling a file
+  // that has no name any more.
+  if (!file->Execute("DROP TABLE message")) {
+    reason = file->Fault();
+    return false;
   }
+  file->Execute("PRAGMA wal_checkpoint(TRUNCATE)");
+  // While we have it open it has a log, and no new file of the name is made
+  // until that is gone, too.
   RemoveFiles(path);
   return true;
 }

@@ -25,7 +25,8 @@ class SqliteStore final : public MessageStore {
     opened_.reset();
     auto file = OpenQueueFile(path_, name_, reason);
     if (file == nullptr) return false;
-    opened_ = std::make_unique<Opened>(path_, std::move(file));
+    opened_ = std::make_unique<Opened>(std::move(file));
+    is_spent_ = false;
     return true;
   }
 
@@ -33,17 +34,22 @@ class SqliteStore final : public MessageStore {
     if (!IsReady(reason)) return false;
     const std::string label = Cp936ToUtf8(message.label);
     SqliteStatement& insert = opened_->insert;
+    const StatementRun run(insert);
     insert.BindText(1, message.id);
     insert.BindNumber(2, message.sent_ms.value_or(0));
     insert.BindText(3, label);
     insert.BindBytes(4, message.body);
-    const bool is_sent = insert.Step() == Result::Done;
-    return Finish(insert, is_sent, reason);
+    return insert.Step() == Result::Done || Fail(reason);
   }
 
   Step Receive(StoredMessage& message, std::string& reason) override {
-    return IsReady(reason) ? Read(opened_->take, message, reason)
-                           : Step::Failed;
+    if (!IsReady(reason)) return Step::Failed;
+    // Found, read and gone, or none of it: also when there is no memory for it.
+    Transaction transaction(*opened_);
+    if (!transaction.Begin()) return FailedStep(reason);
+    const Step step = Read(opened_->take, message, reason);
+    if (step == Step::Failed) return step;
+    return transaction.Commit() ? step : FailedStep(reason);
   }
   Step Peek(StoredMessage& message, std::string& reason) override {
     return IsReady(reason) ? Read(opened_->look, message, reason)
@@ -53,13 +59,12 @@ class SqliteStore final : public MessageStore {
   bool Summarize(StoreSummary& summary, std::string& reason) override {
     if (!IsReady(reason)) return false;
     SqliteStatement& count = opened_->count;
-    const bool is_counted = count.Step() == Result::Row;
-    if (is_counted) {
-      summary.messages = static_cast<unsigned long long>(count.Number(0));
-      summary.oldest_ms.reset();
-      if (!count.IsNull(1)) summary.oldest_ms = count.Number(1);
-    }
-    return Finish(count, is_counted, reason);
+    const StatementRun run(count);
+    if (count.Step() != Result::Row) return Fail(reason);
+    summary.messages = static_cast<unsigned long long>(count.Number(0));
+    summary.oldest_ms.reset();
+    if (!count.IsNull(1)) summary.oldest_ms = count.Number(1);
+    return true;
   }
 
   bool Purge(unsigned long long& removed, std::string& reason) override {
@@ -76,18 +81,18 @@ class SqliteStore final : public MessageStore {
 
  private:
   struct Opened {
-    Opened(const std::string& path,
-           std::unique_ptr<SqliteConnection> connection)
-        : name(path), file(std::move(connection)) {}
+    explicit Opened(std::unique_ptr<SqliteConnection> connection)
+        : file(std::move(connection)) {}
 
-    const port::NamedFile name;
     const std::unique_ptr<SqliteConnection> file;
     SqliteStatement insert{
         *file, "INSERT INTO message(id, sent, label, body) VALUES(?, ?, ?, ?)"};
     SqliteStatement look{*file,
                          "SELECT id, sent, label, body FROM message "
                          "ORDER BY seq LIMIT 1"};
-    // One transaction: found, read and gone, or none of it.
+    SqliteStatement begin{*file, "BEGIN IMMEDIATE"};
+    SqliteStatement commit{*file, "COMMIT"};
+    SqliteStatement rollback{*file, "ROLLBACK"};
     SqliteStatement take{*file,
                          "DELETE FROM message WHERE seq = "
                          "(SELECT min(seq) FROM message) "
@@ -97,21 +102,50 @@ class SqliteStore final : public MessageStore {
                           "ORDER BY seq LIMIT 1) FROM message"};
   };
 
+  // Rolled back unless it is committed.
+  class Transaction {
+   public:
+    explicit Transaction(Opened& opened) : opened_(opened) {}
+    ~Transaction() {
+      if (is_begun_) Run(opened_.rollback);
+    }
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+
+    bool Begin() { return is_begun_ = Run(opened_.begin); }
+    bool Commit() {
+      const bool is_committed = Run(opened_.commit);
+      is_begun_ = !is_committed;
+      return is_committed;
+    }
+
+   private:
+    static bool Run(SqliteStatement& statement) {
+      const StatementRun run(statement);
+      return statement.Step() == Result::Done;
+    }
+
+    Opened& opened_;
+    bool is_begun_ = false;
+  };
+
   // A file that was moved or removed under us would swallow what is sent.
   bool IsReady(std::string& reason) {
-    if (opened_ != nullptr && opened_->name.IsStillThere()) return true;
+    if (opened_ != nullptr && !is_spent_ && !opened_->file->IsMoved())
+      return true;
     return Open(reason);
   }
 
   Step Read(SqliteStatement& statement, StoredMessage& message,
             std::string& reason) {
+    const StatementRun run(statement);
     Result result = statement.Step();
     const bool is_there = result == Result::Row;
     if (is_there) {
       Fill(statement, message);
       result = statement.Step();
     }
-    if (!Finish(statement, result == Result::Done, reason)) return Step::Failed;
+    if (result != Result::Done) return FailedStep(reason);
     return is_there ? Step::Message : Step::Empty;
   }
 
@@ -127,22 +161,20 @@ class SqliteStore final : public MessageStore {
     message.body = row.Bytes(3);
   }
 
-  bool Finish(SqliteStatement& statement, bool is_good, std::string& reason) {
-    if (!is_good) reason = opened_->file->Fault();
-    const bool is_lasting = !is_good && opened_->file->IsFaultLasting();
-    statement.Reset();
-    if (is_lasting) opened_.reset();
-    return is_good;
-  }
   bool Fail(std::string& reason) {
     reason = opened_->file->Fault();
-    if (opened_->file->IsFaultLasting()) opened_.reset();
+    is_spent_ = opened_->file->IsFaultLasting();
     return false;
+  }
+  Step FailedStep(std::string& reason) {
+    Fail(reason);
+    return Step::Failed;
   }
 
   const std::string path_;
   const QueueName name_;
   std::unique_ptr<Opened> opened_;
+  bool is_spent_ = false;  // the next call opens it anew
 };
 
 }  // namespace

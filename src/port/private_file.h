@@ -1,7 +1,6 @@
 #ifndef PORT_PRIVATE_FILE_H_
 #define PORT_PRIVATE_FILE_H_
 
-#include <cstdint>
 #include <string>
 
 // Files and folders that are nobody's business but ours: CreateFile and
@@ -22,19 +21,6 @@ EntryState GetEntryState(const std::string& path);
 
 // The failure says that something of that name is there.
 bool IsAlreadyThere(int error);
-
-// A file under the name it had when this was made.
-class NamedFile {
- public:
-  explicit NamedFile(const std::string& path);
-  // False when the name leads elsewhere by now, or to nothing. Quick.
-  bool IsStillThere() const;
-
- private:
-  const std::string system_path_;
-  std::uint64_t device_ = 0;
-  std::uint64_t index_ = 0;
-};
 
 // Both refuse what is there already.
 bool CreatePrivateDirectory(const std::string& path);

@@ -1,10 +1,11 @@
 // Sends to or receives from a durable queue until it is killed, and keeps a
-// journal of it: queue_worker send|receive QUEUE JOURNAL NAME.
+// journal of it: queue_worker send|receive|receive-and-rest QUEUE JOURNAL NAME.
 //
 // Every line is written before the next step, and stays when the process is
 // killed:
 //   try X, then sent X or failed X   for a message with the body X
 //   take, then got X, none or error  for a receive
+//   rest                             when it will receive no more
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -42,13 +43,19 @@ class Journal {
   }
 }
 
-[[noreturn]] void Receive(MsmqQueue& queue, const Journal& journal) {
-  for (;;) {
+[[noreturn]] void Receive(MsmqQueue& queue, const Journal& journal,
+                          int rest_after) {
+  for (int got = 0;;) {
+    if (got == rest_after) {
+      journal.Add("rest");
+      for (;;) ::pause();
+    }
     journal.Add("take");
     std::string body;
     const auto message = queue.Receive();
     if (message != nullptr && message->GetBody(body)) {
       journal.Add("got " + body);
+      ++got;
     } else {
       journal.Add(queue.LastError().empty() ? "none" : "error");
       ::usleep(2'000);
@@ -69,5 +76,7 @@ int main(int argc, char** argv) {
   if (queue == nullptr) return 1;
   const Journal journal(argv[3]);
   if (is_sender) Send(*queue, journal, argv[4]);
-  Receive(*queue, journal);
+  constexpr int kGotBeforeRest = 5;
+  const bool may_rest = std::strcmp(argv[1], "receive-and-rest") == 0;
+  Receive(*queue, journal, may_rest ? kGotBeforeRest : -1);
 }

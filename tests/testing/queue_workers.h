@@ -53,6 +53,10 @@ class QueueWorkers {
       return !missing && size > 40;
     });
   }
+  // How often a receiver found the queue empty.
+  int FoundEmpty(std::size_t worker) const { return Lines(worker, "none"); }
+  // A "receive-and-rest" that makes no call any more.
+  bool IsAsleep(std::size_t worker) const { return Lines(worker, "rest") > 0; }
   void Kill(std::size_t worker) {
     if (workers_[worker] == nullptr) return;
     workers_[worker]->Send(SIGKILL);
@@ -70,6 +74,12 @@ class QueueWorkers {
   }
 
  private:
+  int Lines(std::size_t worker, const std::string& wanted) const {
+    std::ifstream file(journals_[worker]);
+    int count = 0;
+    for (std::string word; file >> word;) count += word == wanted ? 1 : 0;
+    return count;
+  }
   static void Read(const std::filesystem::path& journal,
                    QueueAccount& account) {
     std::ifstream file(journal);

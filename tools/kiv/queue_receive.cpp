@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <iostream>
 #include <string>
+#include <utility>
 
 #include "kiv/date_time.h"
 #include "kiv/mq/msmq_queue.h"
@@ -29,21 +30,31 @@ void TellDetails(MsmqMessage& message, const std::string& body) {
 }
 
 // False when standard output does not take it.
-bool Write(const QueueOptions& options, const std::string& body) {
-  std::string text = options.is_gb2312 ? FromGb2312(body) : body;
+bool Write(const QueueOptions& options, std::string text) {
   if (IsTerminal()) text = ForTerminal(text);
   if (IsTerminal() || options.by_lines) text += '\n';
   return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() &&
          std::fflush(stdout) == 0;
 }
 
-bool Show(const QueueOptions& options, MsmqMessage& message, bool& is_read) {
+enum class Shown {
+  Whole,
+  Unread,       // it has no body that could be read
+  Unconverted,  // no GB2312: written as it is
+  Unwritten     // standard output does not take it
+};
+
+Shown Show(const QueueOptions& options, MsmqMessage& message) {
   std::string body;
-  is_read = message.GetBody(body);
-  if (!is_read) return true;
+  if (!message.GetBody(body)) return Shown::Unread;
   if (options.shows_details) TellDetails(message, body);
-  return Write(options, body);
+  const bool is_fit = !options.is_gb2312 || FromGb2312(body, body);
+  if (!Write(options, std::move(body))) return Shown::Unwritten;
+  return is_fit ? Shown::Whole : Shown::Unconverted;
 }
+
+constexpr char kUnconverted[] =
+    "the body is not GB2312 (code page 936) alone and was written as it is";
 
 int EmptyQueue(const char* command, const QueueOptions& options) {
   return QueueFault(command, "queue " + options.name + " is empty");
@@ -68,9 +79,17 @@ int ReceiveOne(const QueueOptions& options, MsmqQueue& queue, bool& is_empty) {
   is_empty = message == nullptr && queue.LastError().empty();
   if (is_empty) return 0;
   if (message == nullptr) return QueueFault("receive", Utf8(queue.LastError()));
-  bool is_read = false;
-  if (!Show(options, *message, is_read)) return PutBack(options, *message);
-  return is_read ? 0 : QueueFault("receive", "a body could not be read");
+  switch (Show(options, *message)) {
+    case Shown::Whole:
+      return 0;
+    case Shown::Unread:
+      return QueueFault("receive", "a body could not be read");
+    case Shown::Unconverted:
+      return QueueFault("receive", kUnconverted);
+    case Shown::Unwritten:
+      break;
+  }
+  return PutBack(options, *message);
 }
 
 }  // namespace
@@ -83,10 +102,17 @@ int PeekQueue(const QueueOptions& options) {
     return queue->LastError().empty()
                ? EmptyQueue("peek", options)
                : QueueFault("peek", Utf8(queue->LastError()));
-  bool is_read = false;
-  if (!Show(options, *message, is_read))
-    return QueueFault("peek", "the message could not be written");
-  return is_read ? 0 : QueueFault("peek", "the body cannot be read");
+  switch (Show(options, *message)) {
+    case Shown::Whole:
+      return 0;
+    case Shown::Unread:
+      return QueueFault("peek", "the body cannot be read");
+    case Shown::Unconverted:
+      return QueueFault("peek", kUnconverted);
+    case Shown::Unwritten:
+      break;
+  }
+  return QueueFault("peek", "the message could not be written");
 }
 
 int ReceiveFromQueue(const QueueOptions& options) {

@@ -3,10 +3,11 @@
 
 #include <algorithm>
 #include <chrono>
-#include <filesystem>
-#include <fstream>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
 #include <iostream>
-#include <iterator>
+#include <memory>
 #include <string>
 
 #include "kiv/mq/msmq_queue.h"
@@ -46,6 +47,30 @@ class Progress {
   bool is_shown_ = false;
 };
 
+// One line after the other, without their ends.
+class Line {
+ public:
+  Line() = default;
+  ~Line() { std::free(start_); }
+  Line(const Line&) = delete;
+  Line& operator=(const Line&) = delete;
+
+  // False at the end, and when it cannot be read: half a line is none.
+  bool Read(std::FILE* in) {
+    const ssize_t length = ::getline(&start_, &room_, in);
+    if (length < 0 || std::ferror(in) != 0) return false;
+    text_.assign(start_, static_cast<std::size_t>(length));
+    if (text_.back() == '\n') text_.pop_back();
+    return true;
+  }
+  const std::string& Text() const { return text_; }
+
+ private:
+  char* start_ = nullptr;
+  std::size_t room_ = 0;
+  std::string text_;
+};
+
 class Sender {
  public:
   Sender(MsmqQueue& queue, const QueueOptions& options)
@@ -64,23 +89,26 @@ class Sender {
     return true;
   }
   // `name` of the source, for people.
-  bool SendStream(std::istream& in, const std::string& name) {
+  bool SendStream(std::FILE* in, const std::string& name) {
     if (options_.by_lines) {
-      std::string line;
-      while (std::getline(in, line))
-        if (!Send(line)) return false;
+      Line line;
+      while (line.Read(in))
+        if (!Send(line.Text())) return false;
     } else {
-      const std::string body(std::istreambuf_iterator<char>(in), {});
-      if (!in.bad() && !Send(body)) return false;
+      std::string body;
+      char piece[1 << 16];
+      while (const std::size_t size = std::fread(piece, 1, sizeof piece, in))
+        body.append(piece, size);
+      if (std::ferror(in) == 0 && !Send(body)) return false;
     }
-    return !in.bad() || Fail("cannot be read from " + name);
+    return std::ferror(in) == 0 || Fail("cannot be read from " + name);
   }
   bool SendFile(const std::string& path) {
-    if (path == "-") return SendStream(std::cin, "standard input");
-    std::ifstream file(path, std::ios::binary);
-    if (!file || std::filesystem::is_directory(path))
-      return Fail("cannot be read from " + path);
-    return SendStream(file, path);
+    if (path == "-") return SendStream(stdin, "standard input");
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
+        std::fopen(path.c_str(), "rb"), std::fclose);
+    return file == nullptr ? Fail("cannot be read from " + path)
+                           : SendStream(file.get(), path);
   }
 
   unsigned long long Sent() const { return sent_; }

@@ -32,6 +32,10 @@ bool IsUtf8(const std::string& text) {
          });
 }
 
+std::string ToUtf8(const std::string& gb) {
+  return InPieces(gb, kiv::stringToUtf8);
+}
+
 }  // namespace
 
 std::string ToLocal(const std::string& utf8) {
@@ -40,21 +44,28 @@ std::string ToLocal(const std::string& utf8) {
 
 bool ToGb2312(const std::string& utf8, std::string& gb) {
   std::string converted = ToLocal(utf8);
-  if (FromGb2312(converted) != utf8) return false;
+  if (ToUtf8(converted) != utf8) return false;
   gb = std::move(converted);
   return true;
 }
 
-std::string FromGb2312(const std::string& gb) {
-  return InPieces(gb, kiv::stringToUtf8);
+bool FromGb2312(const std::string& gb, std::string& utf8) {
+  std::string converted = ToUtf8(gb);
+  if (ToLocal(converted) != gb) return false;
+  utf8 = std::move(converted);
+  return true;
 }
 
 std::string ForTerminal(const std::string& body) {
   constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string text = body;
+  const bool is_text = IsUtf8(body) || FromGb2312(body, text);
+  const int end = is_text ? 0x100 : 0x80;
   std::string out;
-  for (const char c : IsUtf8(body) ? body : FromGb2312(body)) {
+  for (const char c : text) {
     const auto byte = static_cast<unsigned char>(c);
-    if ((byte >= 0x20 && byte != 0x7F) || c == '\n' || c == '\t') {
+    if ((byte >= 0x20 && byte != 0x7F && byte < end) || c == '\n' ||
+        c == '\t') {
       out += c;
       continue;
     }

@@ -13,10 +13,12 @@ std::string ToLocal(const std::string& utf8);
 // A whole body, which may hold a NUL. False when it is no UTF-8, or holds what
 // code page 936 lacks: a body is not changed silently.
 bool ToGb2312(const std::string& utf8, std::string& gb);
-std::string FromGb2312(const std::string& gb);
+// False when it is not code page 936 alone.
+bool FromGb2312(const std::string& gb, std::string& utf8);
 
 // For eyes: as UTF-8, whichever of the two it is in, with control bytes but
-// line feeds and tabs written \x1B, so that no message steers the terminal.
+// line feeds and tabs written \x1B, so that no message steers the terminal. Of
+// what is neither of the two, every byte beyond ASCII is written so.
 std::string ForTerminal(const std::string& body);
 
 }  // namespace kiv_tool

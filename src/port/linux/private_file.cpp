@@ -25,19 +25,6 @@ EntryState GetEntryState(const std::string& path) {
   return state;
 }
 
-NamedFile::NamedFile(const std::string& path) : system_path_(SystemPath(path)) {
-  struct stat status;
-  if (::stat(system_path_.c_str(), &status) != 0) return;
-  device_ = status.st_dev;
-  index_ = status.st_ino;
-}
-
-bool NamedFile::IsStillThere() const {
-  struct stat status;
-  return ::stat(system_path_.c_str(), &status) == 0 &&
-         status.st_dev == device_ && status.st_ino == index_;
-}
-
 bool IsAlreadyThere(int error) { return error == EEXIST; }
 
 bool CreatePrivateDirectory(const std::string& path) {
