@@ -136,13 +136,13 @@ RunFolder RunFolder::Make(int processing, mode_t mode, std::string& reason) {
     run.folder_ = OpenFolderAt(processing, run.name_);
     run.lock_ = Descriptor(Retry([&] {
       return ::openat(run.folder_.get(), kLock,
-                      O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC,
-                      mode & 0666);
+                      O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, mode & 0666);
     }));
     reason = ErrorText(errno);
     // One who cleans up may be quicker with the new folder.
     struct stat status;
-    if (run.lock_.is_open() && ::flock(run.lock_.get(), LOCK_EX | LOCK_NB) != 0 &&
+    if (run.lock_.is_open() &&
+        ::flock(run.lock_.get(), LOCK_EX | LOCK_NB) != 0 &&
         errno == EWOULDBLOCK)
       continue;
     if (run.lock_.is_open() && ::fstat(run.lock_.get(), &status) == 0 &&

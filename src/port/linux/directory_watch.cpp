@@ -124,8 +124,9 @@ bool LinuxDirectoryWatch::Associate(std::size_t key) {
   if (inotify_.is_open())
     watches_.emplace(inotify_.get(), changes_);
   else if (errno == EMFILE)  // of this user's programs together
-    no_inotify_ = "the user's programs have no inotify instance left "
-                  "(fs.inotify.max_user_instances)";
+    no_inotify_ =
+        "the user's programs have no inotify instance left "
+        "(fs.inotify.max_user_instances)";
   else
     return Fail();
   return true;
@@ -145,8 +146,9 @@ bool LinuxDirectoryWatch::Begin(WatchedDirectory& directory, bool tells_files) {
     BeginPolling(directory, "");
   } else if (network != nullptr) {
     BeginPolling(directory, std::string("it lies on a file system of kind ") +
-                                network + ", of whose changes this system "
-                                          "does not hear");
+                                network +
+                                ", of whose changes this system "
+                                "does not hear");
   } else if (!no_inotify_.empty()) {
     BeginPolling(directory, no_inotify_);
   } else {
@@ -199,10 +201,12 @@ DirectoryWatch::Outcome LinuxDirectoryWatch::Wait(int timeout_ms,
     if (due) {
       const auto left =
           std::chrono::ceil<std::chrono::milliseconds>(*due - Clock::now());
-      left_ms = static_cast<int>(std::clamp<long long>(left.count(), 0, INT_MAX));
+      left_ms =
+          static_cast<int>(std::clamp<long long>(left.count(), 0, INT_MAX));
     }
     // Without inotify its entry is negative, which poll passes over.
-    pollfd sources[] = {{inotify_.get(), POLLIN, 0}, {stop_.Handle(), POLLIN, 0}};
+    pollfd sources[] = {{inotify_.get(), POLLIN, 0},
+                        {stop_.Handle(), POLLIN, 0}};
     if (::poll(sources, 2, left_ms) < 0 && errno != EINTR) {
       Fail();
       return Outcome::Failed;
@@ -216,8 +220,9 @@ DirectoryWatch::Outcome LinuxDirectoryWatch::Wait(int timeout_ms,
 }
 
 bool LinuxDirectoryWatch::ReadEvents() {
-  const ssize_t size = Retry(
-      [this] { return ::read(inotify_.get(), buffer_.data(), buffer_.size()); });
+  const ssize_t size = Retry([this] {
+    return ::read(inotify_.get(), buffer_.data(), buffer_.size());
+  });
   if (size < 0) return errno == EAGAIN || Fail();
   for (ssize_t at = 0; at < size;) {
     const auto& event =
@@ -230,6 +235,11 @@ bool LinuxDirectoryWatch::ReadEvents() {
 
 void LinuxDirectoryWatch::Handle(const inotify_event& event) {
   if ((event.mask & IN_Q_OVERFLOW) != 0) return Overflowed();
+  if ((event.mask & (IN_DELETE | IN_MOVED_FROM)) != 0 &&
+      (event.mask & IN_ISDIR) != 0)
+    for (WatchedDirectory* const directory : watches_->DirectoriesIn(event.wd))
+      if (!directory->IsStillThere()) Lost(*directory);
+  if ((event.mask & IN_IGNORED) != 0) watches_->Ended(event.wd);
   const std::vector<WatchedFolder*> folders = watches_->FoldersOf(event.wd);
   if (folders.empty() && (event.mask & IN_IGNORED) == 0)
     watches_->Drop(event.wd);
@@ -259,11 +269,13 @@ void LinuxDirectoryWatch::HandleIn(WatchedFolder& folder,
   if (event.len == 0 || directory.Skips(event.name)) return;
   std::string name = JoinNames(folder.Name(), event.name);
   if ((event.mask & IN_ISDIR) != 0) {
-    if (directory.options.subtree) NewFolder(directory, name);
+    if ((event.mask & (IN_CREATE | IN_MOVED_TO)) != 0 &&
+        directory.options.subtree)
+      NewFolder(directory, name);
   } else if ((event.mask & IN_CREATE) != 0) {
     created_.push_back({Clock::now() + kCreatedPause, &directory, name});
     directory.created.insert(std::move(name));
-  } else {
+  } else if ((event.mask & (IN_CLOSE_WRITE | IN_MOVED_TO)) != 0) {
     directory.created.erase(name);
     changes_.AddFile(directory.key, std::move(name), Certainty::Closed);
   }

@@ -40,8 +40,8 @@ std::int64_t Nanoseconds(const timespec& time) {
 std::int64_t AgeMs(const struct stat& status) {
   timespec now{};
   ::clock_gettime(CLOCK_REALTIME, &now);
-  const std::int64_t changed = std::max(Nanoseconds(status.st_mtim),
-                                        Nanoseconds(status.st_ctim));
+  const std::int64_t changed =
+      std::max(Nanoseconds(status.st_mtim), Nanoseconds(status.st_ctim));
   return (Nanoseconds(now) - changed) / 1'000'000;
 }
 
@@ -78,9 +78,8 @@ bool ReadAll(int file, std::size_t size, std::string& bytes) {
   bytes.resize(size + 1);
   std::size_t read = 0;
   while (read < bytes.size()) {
-    const ssize_t got = Retry([&] {
-      return ::read(file, bytes.data() + read, bytes.size() - read);
-    });
+    const ssize_t got = Retry(
+        [&] { return ::read(file, bytes.data() + read, bytes.size() - read); });
     if (got < 0) return false;
     read += static_cast<std::size_t>(got);
     // Regular files are read short at their end only.
@@ -202,9 +201,8 @@ FileLook LinuxFileClaims::LookAt(const std::string& name) {
   FileLook look;
   const Place place = Find(root_.get(), name);
   struct stat status;
-  if (place.folder < 0 ||
-      ::fstatat(place.folder, place.leaf.c_str(), &status,
-                AT_SYMLINK_NOFOLLOW) != 0) {
+  if (place.folder < 0 || ::fstatat(place.folder, place.leaf.c_str(), &status,
+                                    AT_SYMLINK_NOFOLLOW) != 0) {
     if (errno != ENOENT && errno != ENOTDIR && errno != ELOOP)
       look.kind = FileLook::Kind::Unseen;
     return look;
@@ -280,8 +278,7 @@ FileClaims::Taking LinuxFileClaims::TakeFrom(const Place& place,
                 AT_SYMLINK_NOFOLLOW) != 0)
     return {};
   if (!IsSameFile(after, status)) {
-    if (MoveInto(claimed.folder, claimed.leaf, place.folder,
-                 place.leaf, mode_))
+    if (MoveInto(claimed.folder, claimed.leaf, place.folder, place.leaf, mode_))
       return {};
     taking.outcome = Outcome::Unfit;
     taking.reason = "another file took its name while it was claimed";
@@ -298,8 +295,8 @@ FileClaims::Taking LinuxFileClaims::TakeFrom(const Place& place,
     return unfit("it cannot be opened: " + ErrorText(open_error));
   if (taking.claim.size_bytes > most_bytes)
     return unfit("it has " + std::to_string(taking.claim.size_bytes) +
-                 " bytes, and a processor takes " +
-                 std::to_string(most_bytes) + " at most");
+                 " bytes, and a processor takes " + std::to_string(most_bytes) +
+                 " at most");
   if (bytes.capacity() > kKeptBuffer) bytes = std::string();
   try {
     if (!ReadAll(file.get(), taking.claim.size_bytes, bytes))
@@ -316,8 +313,7 @@ FileClaims::Taking LinuxFileClaims::Claim(const Place& place,
                                           const std::string& name,
                                           int attempt) {
   const int folder = run_.Attempt(attempt, mode_);
-  if (folder >= 0 &&
-      MoveInto(place.folder, place.leaf, folder, name, mode_))
+  if (folder >= 0 && MoveInto(place.folder, place.leaf, folder, name, mode_))
     return {Outcome::Taken, {name, attempt, 0, 0}, ""};
   switch (errno) {
     case ENOENT:

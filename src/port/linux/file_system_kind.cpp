@@ -22,11 +22,11 @@ struct NetworkKind {
 
 // FUSE stands here because nobody can tell what a program behind it does.
 constexpr NetworkKind kNetworkKinds[] = {
-    {0x00006969, "NFS"},      {0x0000517B, "SMB"},   {0xFF534D42, "CIFS"},
-    {0xFE534D42, "SMB"},      {0x01021997, "9P"},    {0x5346414F, "AFS"},
-    {0x6B414653, "AFS"},      {0x00C36400, "Ceph"},  {0x73757245, "Coda"},
-    {0x0000564C, "NCP"},      {0x01161970, "GFS2"},  {0x7461636F, "OCFS2"},
-    {0x0BD00BD0, "Lustre"},   {0x786F4256, "vboxsf"}, {0xBACBACBC, "vmhgfs"},
+    {0x00006969, "NFS"},    {0x0000517B, "SMB"},    {0xFF534D42, "CIFS"},
+    {0xFE534D42, "SMB"},    {0x01021997, "9P"},     {0x5346414F, "AFS"},
+    {0x6B414653, "AFS"},    {0x00C36400, "Ceph"},   {0x73757245, "Coda"},
+    {0x0000564C, "NCP"},    {0x01161970, "GFS2"},   {0x7461636F, "OCFS2"},
+    {0x0BD00BD0, "Lustre"}, {0x786F4256, "vboxsf"}, {0xBACBACBC, "vmhgfs"},
     {0x65735546, "FUSE"},
 };
 

@@ -4,6 +4,7 @@
 #include <sys/inotify.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "port/file.h"
@@ -15,17 +16,21 @@ namespace {
 // IN_CREATE for new folders, and for links, which nobody closes. Names that go
 // away are not asked for: we take away every name that we take.
 constexpr std::uint32_t kEvents = IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE |
-                                  IN_MOVE_SELF | IN_DELETE_SELF | IN_ONLYDIR |
+                                  IN_MOVE_SELF | IN_DELETE_SELF |
                                   IN_EXCL_UNLINK;
+constexpr std::uint32_t kEventsAbove = IN_DELETE | IN_MOVED_FROM;
 
-// The path may lead elsewhere by now: the open folder is the one meant.
-int AddWatch(int inotify, int folder, const WatchedDirectory& directory,
-             const std::string& name) {
+// The path may lead elsewhere by now: the open folder is the one meant. Added
+// to what one watch is asked for already, since one may serve two ends.
+int AddWatch(int inotify, int folder, const std::string& path,
+             std::uint32_t events) {
   const std::string open_one = "/proc/self/fd/" + std::to_string(folder);
-  const int watch = ::inotify_add_watch(inotify, open_one.c_str(), kEvents);
+  const int watch = ::inotify_add_watch(inotify, open_one.c_str(),
+                                        events | IN_ONLYDIR | IN_MASK_ADD);
   if (watch >= 0 || errno != ENOENT) return watch;
-  return ::inotify_add_watch(inotify, JoinNames(directory.path, name).c_str(),
-                             kEvents | IN_DONT_FOLLOW);
+  return ::inotify_add_watch(
+      inotify, path.c_str(),
+      events | IN_ONLYDIR | IN_MASK_ADD | IN_DONT_FOLLOW);
 }
 
 }  // namespace
@@ -41,7 +46,8 @@ class FolderWatches::Visitor final : public TreeVisitor {
 
   bool Enter(int folder, const std::string& name) override {
     if (is_full_) return false;
-    const int watch = AddWatch(watches_.inotify_, folder, directory_, name);
+    const int watch = AddWatch(watches_.inotify_, folder,
+                               JoinNames(directory_.path, name), kEvents);
     if (watch >= 0) {
       watches_.Place(directory_, name, watch, folder);
       return true;
@@ -84,9 +90,34 @@ class FolderWatches::Visitor final : public TreeVisitor {
 FolderWatches::Outcome FolderWatches::Add(WatchedDirectory& directory,
                                           const std::string& name,
                                           bool tells_files) {
+  if (name.empty() && WatchAbove(directory) == Outcome::Full)
+    return Outcome::Full;
   Visitor visitor(*this, directory, name, tells_files);
   WalkTree(directory.root.get(), name, directory.Walk(), visitor);
   return visitor.Result();
+}
+
+// That it cannot be watched is no reason not to watch the directory.
+FolderWatches::Outcome FolderWatches::WatchAbove(WatchedDirectory& directory) {
+  const Descriptor above(Retry([&] {
+    return ::openat(directory.root.get(), "..",
+                    O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  }));
+  if (!above.is_open()) return Outcome::Failed;
+  const int watch =
+      AddWatch(inotify_, above.get(), directory.path + "/..", kEventsAbove);
+  if (watch < 0) return errno == ENOSPC ? Outcome::Full : Outcome::Failed;
+  std::vector<WatchedDirectory*>& directories = above_[watch];
+  if (std::find(directories.begin(), directories.end(), &directory) ==
+      directories.end())
+    directories.push_back(&directory);
+  return Outcome::Watched;
+}
+
+std::vector<WatchedDirectory*> FolderWatches::DirectoriesIn(int watch) const {
+  const auto found = above_.find(watch);
+  return found != above_.end() ? found->second
+                               : std::vector<WatchedDirectory*>();
 }
 
 // A watch that is known under another name of the same directory: the folder
@@ -139,7 +170,8 @@ std::vector<WatchedFolder*> FolderWatches::FoldersOf(int watch) const {
 }
 
 void FolderWatches::Drop(int watch) const {
-  if (!folders_.contains(watch)) ::inotify_rm_watch(inotify_, watch);
+  if (!folders_.contains(watch) && !above_.contains(watch))
+    ::inotify_rm_watch(inotify_, watch);
 }
 
 void FolderWatches::Forget(WatchedFolder& folder, bool keeps_watches) {
@@ -164,6 +196,16 @@ void FolderWatches::Detach(WatchedFolder& folder, bool keeps_watches) {
 
 void FolderWatches::RemoveAll(WatchedDirectory& directory) {
   if (directory.top != nullptr) Detach(*directory.top, false);
+  for (auto at = above_.begin(); at != above_.end();) {
+    const auto [watch, directories] = std::pair(at->first, &at->second);
+    std::erase(*directories, &directory);
+    if (!directories->empty()) {
+      ++at;
+      continue;
+    }
+    at = above_.erase(at);
+    Drop(watch);
+  }
 }
 
 void FolderWatches::Remove(WatchedFolder& folder) { Detach(folder, false); }

@@ -58,9 +58,7 @@ struct WatchedDirectory {
   bool Open();
   // Whether the path still leads to what is open.
   bool IsStillThere() const;
-  WalkOptions Walk() const {
-    return {options.subtree, options.skips_hidden};
-  }
+  WalkOptions Walk() const { return {options.subtree, options.skips_hidden}; }
   bool Skips(std::string_view leaf) const {
     return options.skips_hidden && leaf.starts_with('.');
   }
