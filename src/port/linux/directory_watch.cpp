@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -53,6 +54,10 @@ constexpr auto kMissingPause = std::chrono::seconds(1);
 // written is closed some time, and told of then.
 constexpr auto kCreatedPause = std::chrono::seconds(1);
 constexpr std::size_t kReadBytes = 65536;
+// Files that come one upon the other are told of together: waking for each
+// would cost more than the file. A file that comes alone is told of at once.
+constexpr auto kStream = std::chrono::milliseconds(1);
+constexpr timespec kGathering{0, 200'000};
 
 class LinuxDirectoryWatch final : public DirectoryWatch {
  public:
@@ -95,6 +100,7 @@ class LinuxDirectoryWatch final : public DirectoryWatch {
     std::string name;
   };
   std::deque<Created> created_;
+  Clock::time_point last_read_;
   alignas(inotify_event) std::array<char, kReadBytes> buffer_;
 };
 
@@ -212,7 +218,12 @@ DirectoryWatch::Outcome LinuxDirectoryWatch::Wait(int timeout_ms,
       return Outcome::Failed;
     }
     if (is_stopped_) return Outcome::Stopped;
-    if (sources[0].revents != 0 && !ReadEvents()) return Outcome::Failed;
+    if (sources[0].revents != 0) {
+      if (Clock::now() - last_read_ < kStream)
+        ::nanosleep(&kGathering, nullptr);
+      if (!ReadEvents()) return Outcome::Failed;
+      last_read_ = Clock::now();
+    }
     RunTimers();
     if (changes_.IsEmpty() && timeout_ms >= 0 && Clock::now() >= end)
       return Outcome::TimedOut;

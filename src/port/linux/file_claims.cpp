@@ -156,6 +156,8 @@ class LinuxFileClaims final : public FileClaims {
   RunFolder run_;
   std::vector<RunFolder> ended_;
   bool has_folders_ = false;
+  // The file in hand, with a lease on it.
+  Descriptor guarded_;
 };
 
 LinuxFileClaims::~LinuxFileClaims() {
@@ -249,23 +251,20 @@ FileClaims::Taking LinuxFileClaims::TakeFrom(const Place& place,
   // back a tape.
   if (!S_ISREG(status.st_mode))
     return {Outcome::LeftAlone, {}, "it is " + KindText(status)};
-  const Descriptor file(Retry([&] {
+  Descriptor file(Retry([&] {
     return ::openat(place.folder, place.leaf.c_str(),
                     O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
   }));
   const int open_error = file.is_open() ? 0 : errno;
   if (open_error == ENOENT || open_error == ELOOP) return {};
-  if (file.is_open()) {
-    if (::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))
-      return {};
-    if (certainty != Certainty::Stable) {
-      const Writers writers = AskForWriters(file.get());
-      if (writers == Writers::Some) return {Outcome::BeingWritten, {}, ""};
-      if (writers == Writers::Unknown && certainty != Certainty::Closed) {
-        // A new name of an old file is whole; a new file may be growing.
-        if (certainty == Certainty::Created && status.st_nlink < 2) return {};
-        if (AgeMs(status) < kQuietMs) return {Outcome::Unsure, {}, ""};
-      }
+  Writers writers = Writers::Unknown;
+  if (file.is_open() && certainty != Certainty::Stable) {
+    writers = AskForWriters(file.get());
+    if (writers == Writers::Some) return {Outcome::BeingWritten, {}, ""};
+    if (writers == Writers::Unknown && certainty != Certainty::Closed) {
+      // A new name of an old file is whole; a new file may be growing.
+      if (certainty == Certainty::Created && status.st_nlink < 2) return {};
+      if (AgeMs(status) < kQuietMs) return {Outcome::Unsure, {}, ""};
     }
   }
   Taking taking = Claim(place, name, attempt);
@@ -306,6 +305,7 @@ FileClaims::Taking LinuxFileClaims::TakeFrom(const Place& place,
     return unfit("there is no memory for its " +
                  std::to_string(taking.claim.size_bytes) + " bytes");
   }
+  if (writers == Writers::None) guarded_ = std::move(file);
   return taking;
 }
 
@@ -368,6 +368,9 @@ std::vector<Leftover> LinuxFileClaims::Leftovers() {
 }
 
 bool LinuxFileClaims::HasChanged(const FileClaim& claim) {
+  // The lease is taken from us before anybody may write.
+  if (guarded_.is_open() && ::fcntl(guarded_.get(), F_GETLEASE) == F_RDLCK)
+    return false;
   const Place place = ClaimPlace(claim);
   struct stat status;
   return ::fstatat(place.folder, place.leaf.c_str(), &status,
@@ -377,6 +380,7 @@ bool LinuxFileClaims::HasChanged(const FileClaim& claim) {
 }
 
 bool LinuxFileClaims::Delete(const FileClaim& claim) {
+  const Descriptor guarded = std::move(guarded_);
   const Place place = ClaimPlace(claim);
   has_folders_ |= claim.name.find('/') != std::string::npos;
   return ::unlinkat(place.folder, place.leaf.c_str(), 0) == 0 || Fail();
@@ -385,6 +389,7 @@ bool LinuxFileClaims::Delete(const FileClaim& claim) {
 // Renamed to a name that is free; `name` is that one then.
 bool LinuxFileClaims::Finish(const FileClaim& claim, const char* where,
                              std::string& name) {
+  const Descriptor guarded = std::move(guarded_);
   has_folders_ |= claim.name.find('/') != std::string::npos;
   Descriptor folder;
   if (!FolderFor(where, folder)) return Fail();
