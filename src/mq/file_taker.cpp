@@ -42,10 +42,7 @@ bool IsHidden(const std::string& name) {
 
 FileTaker::FileTaker(const DirectorySettings& settings, mq::StatusBoard& board,
                      const std::atomic<bool>& stop, OpenClaims open)
-    : settings_(settings),
-      board_(board),
-      stop_(stop),
-      open_(std::move(open)) {}
+    : settings_(settings), board_(board), stop_(stop), open_(std::move(open)) {}
 
 std::string FileTaker::About(const std::string& name) const {
   return "file '" + Shown(port::LocalPath(name)) + "' of directory '" +
@@ -86,8 +83,10 @@ void FileTaker::TakeLeftovers() {
     if (IsStopped()) break;
     Taking taking = claims_->TakeLeftover(file, kMostBytes, bytes_);
     if (taking.outcome == Outcome::Refused)
-      Fail(About(file.name) + "was left by a host that ended, and stays in "
-                              ".processing: " + Shown(taking.reason));
+      Fail(About(file.name) +
+           "was left by a host that ended, and stays in "
+           ".processing: " +
+           Shown(taking.reason));
     if (taking.outcome == Outcome::LeftAlone)
       LeaveAlone(file.name, taking.reason);
     if (taking.outcome == Outcome::Taken && file.attempts >= kMostAttempts) {
@@ -178,23 +177,24 @@ void FileTaker::Process(const port::FileClaim& claim) {
     // Deleting it would lose what was added.
     Finish({claim, End::Failed,
             "it was written to while it was processed; the processor was given "
-            "its first " + std::to_string(claim.size_bytes) + " bytes"});
+            "its first " +
+                std::to_string(claim.size_bytes) + " bytes"});
   } else {
-    Finish({claim, settings_.delete_after_process ? End::Delete : End::Done,
-            ""});
+    Finish(
+        {claim, settings_.delete_after_process ? End::Delete : End::Done, ""});
   }
 }
 
 void FileTaker::Finish(const Unfinished& file) {
   const bool has_ended = TryToEnd(file);
-  const std::string error =
-      has_ended ? "" : port::ErrorText(port::LastError());
+  const std::string error = has_ended ? "" : port::ErrorText(port::LastError());
   if (file.end == End::Failed)
     Fail(About(file.claim.name) +
          (has_ended ? "was moved to .failed: " : "belongs into .failed: ") +
          Shown(file.reason));
   if (has_ended) return;
-  Fail(About(file.claim.name) + "stays in .processing, because it could not be " +
+  Fail(About(file.claim.name) +
+       "stays in .processing, because it could not be " +
        (file.end == End::Delete ? "deleted: " : "moved on: ") + error +
        "; that is tried again");
   if (unfinished_.empty()) next_finish_ = Clock::now() + kRefusedPause;
@@ -274,19 +274,18 @@ void FileTaker::TakeWaiting(const std::string& name, const Waiting& waiting) {
   if (!claims_->LookAt(name).IsSameAs(waiting.look))
     return Wait(name, waiting.certainty, waiting.pause, true);
   // One that was found has been quiet long enough, by a clock that nobody sets.
-  TakeNow(name,
-          waiting.pause >= kQuiet ? Certainty::Closed : waiting.certainty,
+  TakeNow(name, waiting.pause >= kQuiet ? Certainty::Closed : waiting.certainty,
           waiting.pause);
 }
 
 void FileTaker::LeaveAlone(const std::string& name, const std::string& reason) {
   if (named_.size() >= kNamedAtMost || !named_.insert(name).second) return;
   board_.CountRefused();
-  LogInformation(kSource, "FileQueue: " + About(name) +
-                              "is left where it is: " + Shown(reason) +
-                              (named_.size() == kNamedAtMost
-                                   ? "; further ones are not named"
-                                   : ""));
+  LogInformation(
+      kSource,
+      "FileQueue: " + About(name) + "is left where it is: " + Shown(reason) +
+          (named_.size() == kNamedAtMost ? "; further ones are not named"
+                                         : ""));
 }
 
 void FileTaker::Remember(const std::string& name) {
@@ -300,8 +299,8 @@ void FileTaker::Remember(const std::string& name) {
 
 void FileTaker::NoteGone(const std::string& name, Certainty certainty) {
   // What was only found goes away when a host takes it.
-  if (certainty != Certainty::Closed || taken_.contains(name) ||
-      taken_before_.contains(name))
+  if ((certainty != Certainty::Closed && certainty != Certainty::Moved) ||
+      taken_.contains(name) || taken_before_.contains(name))
     return;
   if (gone_++ == 0) first_gone_ = name;
 }
@@ -309,11 +308,11 @@ void FileTaker::NoteGone(const std::string& name, Certainty certainty) {
 // One line for a batch: with a second host on the folder there are many.
 void FileTaker::TellGone() {
   if (gone_ == 0) return;
-  LogInformation(kSource,
-                 "FileQueue: " + About(first_gone_) +
-                     (gone_ > 1 ? "and " + std::to_string(gone_ - 1) + " more "
-                                : "") +
-                     "went away before it could be taken");
+  LogInformation(
+      kSource,
+      "FileQueue: " + About(first_gone_) +
+          (gone_ > 1 ? "and " + std::to_string(gone_ - 1) + " more " : "") +
+          "went away before it could be taken");
   gone_ = 0;
 }
 

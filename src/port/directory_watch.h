@@ -24,7 +24,8 @@ struct WatchOptions {
 // A name that a file may now have.
 struct ChangeRecord {
   enum class Certainty {
-    Closed,   // closed by one who wrote it, or moved here
+    Closed,   // closed by one who wrote it
+    Moved,    // renamed to this name
     Stable,   // looked the same twice, a poll apart
     Found,    // seen when the directory was looked through
     Created,  // a new name, and nobody closed it: a link, as a rule

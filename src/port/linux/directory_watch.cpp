@@ -288,7 +288,9 @@ void LinuxDirectoryWatch::HandleIn(WatchedFolder& folder,
     directory.created.insert(std::move(name));
   } else if ((event.mask & (IN_CLOSE_WRITE | IN_MOVED_TO)) != 0) {
     directory.created.erase(name);
-    changes_.AddFile(directory.key, std::move(name), Certainty::Closed);
+    changes_.AddFile(
+        directory.key, std::move(name),
+        (event.mask & IN_MOVED_TO) != 0 ? Certainty::Moved : Certainty::Closed);
   }
 }
 

@@ -156,8 +156,8 @@ class LinuxFileClaims final : public FileClaims {
   RunFolder run_;
   std::vector<RunFolder> ended_;
   bool has_folders_ = false;
-  // The file in hand, with a lease on it.
-  Descriptor guarded_;
+  // Of the claim that was taken last, until its end.
+  Descriptor file_in_hand_;
 };
 
 LinuxFileClaims::~LinuxFileClaims() {
@@ -258,10 +258,12 @@ FileClaims::Taking LinuxFileClaims::TakeFrom(const Place& place,
   const int open_error = file.is_open() ? 0 : errno;
   if (open_error == ENOENT || open_error == ELOOP) return {};
   Writers writers = Writers::Unknown;
-  if (file.is_open() && certainty != Certainty::Stable) {
+  const bool asks =
+      certainty != Certainty::Closed && certainty != Certainty::Stable;
+  if (file.is_open() && asks) {
     writers = AskForWriters(file.get());
     if (writers == Writers::Some) return {Outcome::BeingWritten, {}, ""};
-    if (writers == Writers::Unknown && certainty != Certainty::Closed) {
+    if (writers == Writers::Unknown && certainty != Certainty::Moved) {
       // A new name of an old file is whole; a new file may be growing.
       if (certainty == Certainty::Created && status.st_nlink < 2) return {};
       if (AgeMs(status) < kQuietMs) return {Outcome::Unsure, {}, ""};
@@ -305,7 +307,7 @@ FileClaims::Taking LinuxFileClaims::TakeFrom(const Place& place,
     return unfit("there is no memory for its " +
                  std::to_string(taking.claim.size_bytes) + " bytes");
   }
-  if (writers == Writers::None) guarded_ = std::move(file);
+  file_in_hand_ = std::move(file);
   return taking;
 }
 
@@ -368,19 +370,14 @@ std::vector<Leftover> LinuxFileClaims::Leftovers() {
 }
 
 bool LinuxFileClaims::HasChanged(const FileClaim& claim) {
-  // The lease is taken from us before anybody may write.
-  if (guarded_.is_open() && ::fcntl(guarded_.get(), F_GETLEASE) == F_RDLCK)
-    return false;
-  const Place place = ClaimPlace(claim);
   struct stat status;
-  return ::fstatat(place.folder, place.leaf.c_str(), &status,
-                   AT_SYMLINK_NOFOLLOW) == 0 &&
+  return ::fstat(file_in_hand_.get(), &status) == 0 &&
          (static_cast<std::uint64_t>(status.st_size) != claim.size_bytes ||
           Nanoseconds(status.st_mtim) != claim.written_ns);
 }
 
 bool LinuxFileClaims::Delete(const FileClaim& claim) {
-  const Descriptor guarded = std::move(guarded_);
+  const Descriptor file = std::move(file_in_hand_);
   const Place place = ClaimPlace(claim);
   has_folders_ |= claim.name.find('/') != std::string::npos;
   return ::unlinkat(place.folder, place.leaf.c_str(), 0) == 0 || Fail();
@@ -389,7 +386,7 @@ bool LinuxFileClaims::Delete(const FileClaim& claim) {
 // Renamed to a name that is free; `name` is that one then.
 bool LinuxFileClaims::Finish(const FileClaim& claim, const char* where,
                              std::string& name) {
-  const Descriptor guarded = std::move(guarded_);
+  const Descriptor file = std::move(file_in_hand_);
   has_folders_ |= claim.name.find('/') != std::string::npos;
   Descriptor folder;
   if (!FolderFor(where, folder)) return Fail();
