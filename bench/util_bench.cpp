@@ -24,11 +24,11 @@ std::string MixedText() {
   std::mt19937 random(936);
   std::string text;
   while (text.size() < kMebibyte) {
-    for (unsigned n = 2 + random() % 12; n > 0; --n) {
+    for (auto n = 2 + random() % 12; n > 0; --n) {
       text += static_cast<char>(0xB0 + random() % 39);
       text += static_cast<char>(0xA1 + random() % 94);
     }
-    for (unsigned n = 1 + random() % 16; n > 0; --n) {
+    for (auto n = 1 + random() % 16; n > 0; --n) {
       text += static_cast<char>(0x20 + random() % 95);
     }
   }

@@ -27,11 +27,38 @@ install_packages() {
 }
 
 build_packages=(g++ cmake ninja-build ccache pkg-config libxerces-c-dev
-  libcli11-dev)
+  libcli11-dev libsqlite3-dev librabbitmq-dev)
 test_packages=(libgtest-dev libgmock-dev python3 libicu-dev strace)
 bench_packages=(libbenchmark-dev libicu-dev libspdlog-dev libssl-dev
   libhowardhinnant-date-dev python3)
 check_packages=(clang clang-format clang-tidy libclang-rt-14-dev)
+
+# The broker that durable queues may lie on, for its tests.
+broker_packages=(rabbitmq-server)
+
+# install_broker: the broker as a program to run, not as a service. Its package
+# starts one on installation unless the system's policy says no; a policy that is
+# there already stays.
+install_broker() {
+  dpkg-query -W -f='${Status}' rabbitmq-server 2>/dev/null |
+    grep -q 'install ok installed' && return 0
+  local policy=/usr/sbin/policy-rc.d as_root=() is_ours=
+  [ "$(id -u)" -eq 0 ] || as_root=(sudo)
+  if [ ! -e "$policy" ]; then
+    printf '#!/bin/sh\nexit 101\n' | "${as_root[@]}" tee "$policy" >/dev/null
+    "${as_root[@]}" chmod 755 "$policy"
+    is_ours=yes
+  fi
+  local result=0
+  install_packages "${broker_packages[@]}" || result=$?
+  [ -z "$is_ours" ] || "${as_root[@]}" rm -f "$policy"
+  # Nor at the next start of the machine.
+  if [ "$result" -eq 0 ] && [ -d /run/systemd/system ]; then
+    "${as_root[@]}" systemctl disable rabbitmq-server epmd.socket \
+      >/dev/null 2>&1 || true
+  fi
+  return "$result"
+}
 
 # build_preset NAME [TARGET...]: configures when needed and builds.
 build_preset() {

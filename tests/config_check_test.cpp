@@ -119,8 +119,6 @@ INSTANTIATE_TEST_SUITE_P(
         FaultCase{"OnlyBadRanges", "type='msmq' name='a' reader='serial'",
                   "<duration><r from='25:00:00' to='26:00:00'/></duration>",
                   Severity::Fault, "holds no time range"},
-        FaultCase{"KindNotAvailable", "type='msmq' name='a' reader='realtime'",
-                  "", Severity::Fault, "not available"},
         FaultCase{"NoProcessor", "type='com' name='COM1'", "", Severity::Fault,
                   "no \"processor\""},
         FaultCase{"ForeignProtocol",

@@ -26,6 +26,8 @@ ROOMS = [
     (re.compile(r"^(sys/|unistd\.h|fcntl\.h|dlfcn\.h|poll\.h|termios|asm/|"
                 r"linux/|pthread\.h|netdb\.h|arpa/|netinet/|dirent\.h)"),
      ("src/port/linux/",)),
+    (re.compile(r"^sqlite3"), ("src/mq/sqlite_",)),
+    (re.compile(r"^amqp"), ("src/mq/amqp_",)),
     (re.compile(r"^unicode/"), ()),
 ]
 INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^>"]+)[>"]')
@@ -43,7 +45,7 @@ def layer_of_include(name):
     for prefix, number in PUBLIC_LAYERS.items():
         if name.startswith(prefix):
             return number
-    if name.startswith(("kiv/", "dm/")):
+    if name.startswith("kiv/") or name == "dm/guid.h":
         return 0
     first = name.split("/")[0]
     for number, folders in enumerate(LAYERS):

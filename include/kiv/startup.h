@@ -22,7 +22,7 @@ KIV_API void* GlobalTranscoder();
 class KIV_API ThreadInit {
  public:
   ThreadInit();
-  ~ThreadInit();
+  ~ThreadInit();  // NOLINT(performance-trivially-destructible): exported
   ThreadInit(const ThreadInit&) = delete;
   ThreadInit& operator=(const ThreadInit&) = delete;
 };

@@ -11,6 +11,7 @@
 #include "kiv/strings.h"
 #include "mq/check_parts.h"
 #include "mq/com_line.h"
+#include "mq/msmq_check.h"
 #include "mq/queue_config_access.h"
 #include "port/serial_port.h"
 
@@ -69,9 +70,10 @@ class QueueCheck {
     } else if (type == Factory::T_MSMQ) {
       CheckReader();
       CheckProcessor();
-      Fault(
-          "queues of type \"msmq\" are not available in this build: remove the "
-          "queue or wait for a version that has them");
+      CheckMsmqQueue(element_.Attribute("name"),
+                     [this](Severity severity, const std::string& text) {
+                       Add(severity, text);
+                     });
     } else if (type.empty()) {
       Fault("has no \"type\": write type=\"com\" or type=\"msmq\"");
     } else {

@@ -6,8 +6,8 @@
 #include "kiv/dom_element.h"
 #include "kiv/mq/com_queue.h"
 #include "kiv/mq/com_queue_reader.h"
+#include "kiv/mq/msmq_queue.h"
 #include "kiv/mq/serial_queue_reader.h"
-#include "mq/msmq_queue_info.h"
 #include "util/log_entry.h"
 
 namespace kiv::mq {

@@ -67,14 +67,15 @@ __attribute__((no_sanitize("null"))) int QueueReaderThread::RunSafely(
   try {
     return run();
   } catch (const std::exception& fault) {
-    return ReaderFailed(config, kFunction, Shown(fault.what()), kFault);
+    ReaderFailed(config, kFunction, Shown(fault.what()));
+    return kFault;
   } catch (abi::__forced_unwind&) {
     // No exception, but the thread being cancelled: it must not end here.
     if (config != nullptr) config->Board().SetState(QueueState::Stopped);
     throw;
   } catch (...) {
-    return ReaderFailed(config, kFunction, "something unknown was thrown",
-                        kFault);
+    ReaderFailed(config, kFunction, "something unknown was thrown");
+    return kFault;
   }
 }
 

@@ -6,14 +6,13 @@
 
 namespace kiv::mq {
 
-int ReaderFailed(const QueueConfig* config, const char* function,
-                 const std::string& text, int result) {
+void ReaderFailed(const QueueConfig* config, const char* function,
+                  const std::string& text) {
   LogError("mq", std::string(function) + " Failed: " + text);
   if (config != nullptr) {
     config->Board().SetError(text);
     config->Board().SetState(QueueState::Failed);
   }
-  return result;
 }
 
 }  // namespace kiv::mq

@@ -8,9 +8,9 @@ namespace kiv::mq {
 class QueueConfig;
 
 // Logs why a reader's thread ends and shows it on the queue's board, when there
-// is one. Returns `result`, the thread's.
-int ReaderFailed(const QueueConfig* config, const char* function,
-                 const std::string& text, int result);
+// is one.
+void ReaderFailed(const QueueConfig* config, const char* function,
+                  const std::string& text);
 
 }  // namespace kiv::mq
 

@@ -22,19 +22,24 @@ struct ReaderOpening {
   // `function` stands before the texts.
   template <class Reader>
   int Open(const char* function, Reader* reader) {
-    if (reader == nullptr)
-      return ReaderFailed(nullptr, function, "reader can not be null", 1);
+    if (reader == nullptr) {
+      ReaderFailed(nullptr, function, "reader can not be null");
+      return 1;
+    }
     config = reader->GetConfig();
     if (config != nullptr) processor = config->GetModule();
-    if (processor == nullptr)
-      return ReaderFailed(config, function, "module can not be null", 2);
+    if (processor == nullptr) {
+      ReaderFailed(config, function, "module can not be null");
+      return 2;
+    }
     if (const auto queue_info = config->GetQueueInfo())
       queue = std::dynamic_pointer_cast<QueueKind>(queue_info->Open(
           config->Name().c_str(), QueueInfo::ACCESS_RECEIVE, 0));
-    if (queue == nullptr)
-      return ReaderFailed(config, function,
-                          "open '" + Shown(config->Name()) + "' queue failed",
-                          3);
+    if (queue == nullptr) {
+      ReaderFailed(config, function,
+                   "open '" + Shown(config->Name()) + "' queue failed");
+      return 3;
+    }
     return 0;
   }
 };

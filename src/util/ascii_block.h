@@ -13,8 +13,8 @@
 // The fast path of the conversions: a block of units is copied whole, whatever
 // it holds, and the answer is how many ASCII characters it begins with. What
 // lies behind those in the target is then written over. Callers step over a
-// whole block by its constant size: by the answer, each block would wait for the
-// one before.
+// whole block by its constant size: by the answer, each block would wait for
+// the one before.
 namespace kiv::ascii_block {
 
 inline constexpr std::size_t kBytes = 16;

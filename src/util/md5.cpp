@@ -70,7 +70,7 @@ void md5::finalize() {
   PutWord(count_[1], buffer_ + kLengthOffset + 4);
   Transform(buffer_);
 
-  for (int i = 0; i < 4; ++i) PutWord(state_[i], digest_ + 4 * i);
+  for (std::size_t i = 0; i < 4; ++i) PutWord(state_[i], digest_ + 4 * i);
   // Spent, and nothing of the input stays in memory.
   std::memset(state_, 0, sizeof state_);
   std::memset(count_, 0, sizeof count_);

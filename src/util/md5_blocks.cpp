@@ -69,7 +69,7 @@ void Md5Blocks(std::uint32_t state[4], const unsigned char* blocks,
   Word c = state[2];
   Word d = state[3];
   for (; count != 0; --count, blocks += kBlockBytes) {
-    const auto word = [blocks](int i) {
+    const auto word = [blocks](std::size_t i) {
       return LoadLittleEndian(blocks + 4 * i);
     };
     const Word a0 = a;

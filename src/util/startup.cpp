@@ -2,6 +2,7 @@
 
 #include <mutex>
 
+#include "dm/data_runtime.h"
 #include "util/runtime.h"
 
 namespace kiv {
@@ -26,6 +27,7 @@ void GlobalInit() {
   if (startup.counter != 0) return;
   startup.counter = 1;
   StartValues();
+  StartData();
 }
 
 void GlobalUninit() {
@@ -33,7 +35,9 @@ void GlobalUninit() {
   const std::lock_guard lock(startup.mutex);
   // Goes below zero on purpose: one call undoes any number of GlobalInit calls,
   // and one too many disables the next GlobalInit.
-  if (startup.counter-- == 1) StopValues();
+  if (startup.counter-- != 1) return;
+  StopData();
+  StopValues();
 }
 
 }  // namespace kiv

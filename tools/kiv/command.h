@@ -10,7 +10,9 @@ namespace kiv_tool {
 
 void AddHost(CLI::App& program, int& exit_code);
 void AddCheckConfig(CLI::App& program, int& exit_code);
+void AddQueue(CLI::App& program, int& exit_code);
 void AddLog(CLI::App& program, int& exit_code);
+void AddSchema(CLI::App& program, int& exit_code);
 
 }  // namespace kiv_tool
 

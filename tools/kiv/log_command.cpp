@@ -61,20 +61,6 @@ std::string TodaysFile() {
   return name + std::string(kSuffix);
 }
 
-// Control bytes have no place in a log and could steer the terminal.
-std::string Printable(const std::string& utf8) {
-  std::string out;
-  for (const char c : utf8) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte >= 0x20 && byte != 0x7F) {
-      out += c;
-    } else if (c == '\t') {
-      out += c;
-    }
-  }
-  return out;
-}
-
 void PrintLine(std::string line) {
   if (!line.empty() && line.back() == '\r') line.pop_back();
   Color color = Color::Plain;

@@ -21,7 +21,9 @@ int Run(int argc, char** argv) {
   int exit_code = 0;
   kiv_tool::AddHost(program, exit_code);
   kiv_tool::AddCheckConfig(program, exit_code);
+  kiv_tool::AddQueue(program, exit_code);
   kiv_tool::AddLog(program, exit_code);
+  kiv_tool::AddSchema(program, exit_code);
 
   try {
     program.parse(argc, argv);

@@ -7,7 +7,6 @@
 #include <string>
 
 namespace kiv_tool {
-namespace {
 
 std::optional<ServiceFolder> EnterServiceFolder(const std::string& folder,
                                                 std::string& reason) {
@@ -19,8 +18,6 @@ std::optional<ServiceFolder> EnterServiceFolder(const std::string& folder,
   reason = service->bin.string() + ": " + error.message();
   return std::nullopt;
 }
-
-}  // namespace
 
 void AddServiceCommand(CLI::App& program, const char* name,
                        const char* description,

@@ -68,6 +68,15 @@ std::string Utf8(std::string_view local_text) {
       .get();
 }
 
+std::string Printable(const std::string& utf8) {
+  std::string out;
+  for (const char c : utf8) {
+    const auto byte = static_cast<unsigned char>(c);
+    if ((byte >= 0x20 && byte != 0x7F) || c == '\t') out += c;
+  }
+  return out;
+}
+
 std::size_t DisplayWidth(std::string_view utf8) {
   std::size_t width = 0;
   for (const char c : utf8) {

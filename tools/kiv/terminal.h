@@ -17,6 +17,9 @@ std::string Colored(const std::string& text, Color color);
 // Local encoding to the UTF-8 that a terminal shows.
 std::string Utf8(std::string_view local_text);
 
+// Without the control bytes that could steer the terminal; tabs stay.
+std::string Printable(const std::string& utf8);
+
 // Columns that a terminal gives the UTF-8 text: two for a Chinese character.
 std::size_t DisplayWidth(std::string_view utf8);
 

@@ -29,6 +29,7 @@ class KIV_API QueueInfo {
  public:
   // The access values of Open.
   static constexpr int ACCESS_RECEIVE = 1;
+  static constexpr int ACCESS_SEND = 2;
   static constexpr int ACCESS_PEEK = 0x20;
 
   // Makes sure that the queue exists. A serial port: it can be opened, the

@@ -1,0 +1,183 @@
+#ifndef DM_OBJECT_H_
+#define DM_OBJECT_H_
+
+#include <cstddef>
+#include <stdexcept>
+#include <type_traits>
+#include <utility>
+
+#include "dm/dm.h"
+#include "kiv/com.h"
+#include "kiv/export.h"
+
+// The data model's handles for C++. What they hold is made, counted and copied
+// by the functions of dm/life.h; a handle itself is for one thread at a time.
+namespace dm {
+
+// An empty pointer where an object was needed.
+class KIV_API ObjectException : public std::logic_error {
+ public:
+  using std::logic_error::logic_error;
+  ObjectException(const ObjectException&) = default;
+  ObjectException& operator=(const ObjectException&) = default;
+  ~ObjectException() override;
+};
+
+// Names a struct metadata object; there are no values of it.
+struct StructType;
+
+template <typename T>
+class ObjectPtr;
+
+// Looks at an object without owning it: copies leave the count alone.
+class KIV_API Object {
+ public:
+  Object() = default;
+  explicit Object(void* object) : object_(object) {}
+  template <typename T>
+  explicit Object(const ObjectPtr<T>& object) : object_(object.get()) {}
+
+  void* get() const { return object_; }
+  explicit operator bool() const { return object_ != nullptr; }
+
+  // All null, 0 or false for an empty handle.
+  void* Data() const;
+  // Behind the two words, where the type-specific header would start.
+  void* Header() const;
+  const dm_deletor_info_t* GetDeletorInfo() const;
+  dm_type_id_e GetTypeId() const;
+  const dm_type_info_t* GetTypeInfo() const;
+  std::size_t GetObjectSize() const;
+  // The metadata, borrowed.
+  void* GetType() const;
+  bool IsType() const;
+
+  // A plain value, in and out. False unless the object is one of this size;
+  // `value` is then untouched.
+  template <typename T>
+  bool Read(T& value) const {
+    static_assert(std::is_trivially_copyable_v<T>);
+    return dm_o_read_value(object_, &value, sizeof value);
+  }
+  template <typename T>
+  bool Write(const T& value) const {
+    static_assert(std::is_trivially_copyable_v<T>);
+    return WriteValue(&value, sizeof value);
+  }
+
+  static const dm_deletor_info_t* DeletorInfoFromId(dm_deletor_id_e id);
+  static unsigned AlignBytesFromId(dm_align_id_e id);
+  static dm_type_id_e TypeIdFromSign(dm_sign sign);
+  static const dm_type_info_t* TypeInfoFromId(dm_type_id_e id);
+
+  // A database field's value as an object, chosen by the field's ADO data type
+  // number. Empty for a type that has no object, and for a value that is
+  // missing (VT_EMPTY, VT_NULL) or cannot be converted without a loss other
+  // than rounding: 70000 is no Int16. Whole numbers round half to even.
+  static ObjectPtr<int*> FromAdoDb(const VARIANT& variant, int adoType);
+
+ private:
+  bool WriteValue(const void* value, std::size_t size) const;
+
+  void* object_ = nullptr;
+};
+
+namespace internal {
+template <typename T>
+struct Target {
+  using type = T;
+};
+template <typename T>
+struct Target<T*> {
+  using type = T;
+};
+}  // namespace internal
+
+// The object as a reference. Throws ObjectException with the text
+// "dm::ReferenceFrom Error: Empty pointer." for null.
+KIV_API void RequireObject(const void* object);
+
+template <typename T>
+T& ReferenceFrom(T* object) {
+  RequireObject(object);
+  return *object;
+}
+
+// Holds one reference. ObjectPtr<int*> holds any object, whose first word is
+// its type word; ObjectPtr<StructType> a struct metadata. T says what the
+// pointer is meant for and is not checked.
+template <typename T>
+class ObjectPtr {
+ public:
+  using element_type = typename internal::Target<T>::type;
+
+  ObjectPtr() = default;
+  ObjectPtr(std::nullptr_t) {}
+  // Borrowed: adds a reference. Take is for what was handed out as new.
+  explicit ObjectPtr(void* object) : object_(dm_o_add_ref(object)) {}
+  ObjectPtr(const ObjectPtr& other) : ObjectPtr(other.object_) {}
+  ObjectPtr(ObjectPtr&& other) noexcept
+      : object_(std::exchange(other.object_, nullptr)) {}
+  template <typename U>
+  explicit ObjectPtr(const ObjectPtr<U>& other) : ObjectPtr(other.get()) {}
+  ~ObjectPtr() { dm_o_inner_release(object_); }
+
+  ObjectPtr& operator=(const ObjectPtr& other) { return *this = other.object_; }
+  ObjectPtr& operator=(ObjectPtr&& other) noexcept {
+    std::swap(object_, other.object_);
+    return *this;
+  }
+  // Borrowed.
+  ObjectPtr& operator=(void* object) {
+    // The new one is stored before the old one dies: what dies may be what
+    // leads to this pointer.
+    if (object != object_) {
+      void* const old = std::exchange(object_, dm_o_add_ref(object));
+      dm_o_assign(old, nullptr);
+    }
+    return *this;
+  }
+  ObjectPtr& operator=(std::nullptr_t) {
+    return *this = static_cast<void*>(nullptr);
+  }
+
+  // Consumed.
+  static ObjectPtr Take(void* object) {
+    ObjectPtr result;
+    result.object_ = object;
+    return result;
+  }
+  // New: this pointer is empty afterwards.
+  void* Release() { return std::exchange(object_, nullptr); }
+
+  // Borrowed as long as this holds it.
+  void* get() const { return object_; }
+  explicit operator bool() const { return object_ != nullptr; }
+  Object object() const { return Object(object_); }
+
+  // Throws ObjectException when empty.
+  element_type& operator*() const {
+    return ReferenceFrom(static_cast<element_type*>(object_));
+  }
+
+  template <typename U>
+  bool operator==(const ObjectPtr<U>& other) const {
+    return object_ == other.get();
+  }
+  bool operator==(std::nullptr_t) const { return object_ == nullptr; }
+
+ private:
+  void* object_ = nullptr;
+};
+
+template <typename T>
+typename ObjectPtr<T>::element_type& ReferenceFrom(const ObjectPtr<T>& object) {
+  return *object;
+}
+
+extern template class KIV_API ObjectPtr<int*>;
+extern template class KIV_API ObjectPtr<StructType>;
+
+}  // namespace dm
+
+#endif  // DM_OBJECT_H_

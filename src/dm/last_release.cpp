@@ -1,0 +1,71 @@
+#include "dm/last_release.h"
+
+#include <cstdlib>
+
+#include "dm/type_functions.h"
+
+namespace dm {
+namespace {
+
+constexpr unsigned kMaxDepth = 100;
+
+struct Waiting {
+  void* object;
+  Waiting* next;
+};
+
+// Trivial, so that it serves to the last moment of a thread.
+struct Releases {
+  unsigned depth;
+  Waiting* waiting;
+};
+
+thread_local constinit Releases releases{};
+
+// Whether its end may be the end of others, and so on.
+bool OwnsReferences(unsigned type_id) {
+  return type_id == DM_OBJECT_VECTOR || type_id == DM_OBJECT_POINTER ||
+         type_id == DM_STRUCT || type_id == DM_STRUCT_METADATA;
+}
+
+void End(void* object, const dm_type_info_t* info) {
+  if (info != nullptr && info->destroy != nullptr) info->destroy(object);
+  GiveBack(object);
+}
+
+// False when memory is short: then the stack has to do.
+bool Wait(Releases& mine, void* object) {
+  auto* const entry = static_cast<Waiting*>(std::malloc(sizeof(Waiting)));
+  if (entry == nullptr) return false;
+  *entry = {object, mine.waiting};
+  mine.waiting = entry;
+  return true;
+}
+
+}  // namespace
+
+void AfterLastRelease(void* object) {
+  if (IsA(object, DM_STRUCT) && struct_type::DestroyAlone(object)) {
+    GiveBack(object);
+    return;
+  }
+  const dm_type_info_t* const info = InfoOf(object);
+  if (info == nullptr || !OwnsReferences(info->type_id)) {
+    End(object, info);
+    return;
+  }
+  Releases& mine = releases;
+  if (mine.depth >= kMaxDepth && Wait(mine, object)) return;
+  ++mine.depth;
+  End(object, info);
+  while (mine.depth == 1 && mine.waiting != nullptr) {
+    Waiting* const entry = mine.waiting;
+    mine.waiting = entry->next;
+    void* const next = entry->object;
+    std::free(entry);
+    End(next, InfoOf(next));
+  }
+  --mine.depth;
+}
+
+}  // namespace dm

@@ -1,0 +1,255 @@
+#include "dm/life.h"
+
+#include <cstring>
+#include <memory>
+#include <set>
+#include <vector>
+
+#include "dm/data_test_fixture.h"
+#include "dm/words.h"
+#include "kiv/date_time.h"
+
+namespace dm {
+namespace {
+
+using Life = DataTest;
+
+TEST_F(Life, NewInt32IsZeroAndCountsOne) {
+  void* const object = dm_o_new(0x1000, nullptr);
+  ASSERT_NE(object, nullptr);
+  std::uint32_t words[3];
+  std::memcpy(words, object, sizeof words);
+  EXPECT_EQ(words[0], 0x1000u);
+  EXPECT_EQ(words[1], 1u);
+  EXPECT_EQ(words[2], 0u);
+  EXPECT_EQ(dm_o_data(object), static_cast<char*>(object) + 8);
+  EXPECT_EQ(dm_o_get_ref(object), 1);
+  EXPECT_EQ(dm_o_add_ref(object), object);
+  EXPECT_EQ(dm_o_get_ref(object), 2);
+  EXPECT_EQ(dm_o_inner_release(object), 1);
+  EXPECT_EQ(dm_o_inner_release(object), 0);
+}
+
+TEST_F(Life, GuidsAreFreshAndDatesMissing) {
+  const Any a = NewObject(DM_GUID), b = NewObject(DM_GUID);
+  const GUID first = ValueOf<GUID>(a.get()), second = ValueOf<GUID>(b.get());
+  EXPECT_NE(std::memcmp(&first, &second, sizeof first), 0);
+  EXPECT_EQ(ValueOf<kiv::DateTime>(NewObject(DM_DATE_TIME).get()),
+            kiv::DateTime());
+}
+
+TEST_F(Life, UnknownTypesAndDeletorsGiveNothing) {
+  for (const dm_sign sign : {0x100Cu, 0x1013u, 0x10FFu,  // types
+                             0x1300u, 0x1F00u,           // deletors
+                             0x1100u}) {                 // has no memory
+    EXPECT_EQ(dm_o_raw_new(sign, nullptr), nullptr) << std::hex << sign;
+    EXPECT_EQ(dm_o_new(sign, nullptr), nullptr) << std::hex << sign;
+  }
+  // Metadata of what?
+  EXPECT_EQ(dm_o_new(0x120D, nullptr), nullptr);
+  int no_record = 0;
+  EXPECT_EQ(dm_o_new(0x120D, &no_record), nullptr);
+  // A struct of something that is no struct metadata.
+  const Any number = NewObject(DM_INT32);
+  void* word = number.get();
+  EXPECT_EQ(dm_o_new(0x100F, &word), nullptr);
+  EXPECT_EQ(dm_o_sizeof(dm_o_type_info_from_id(DM_STRUCT), 0x100F, &word), 0u);
+}
+
+TEST_F(Life, RawObjectsAreGivenBackUnended) {
+  void* const object = dm_o_raw_new(0x100B, nullptr);
+  EXPECT_EQ(dm_o_get_ref(object), 1);
+  ASSERT_TRUE(dm_o_construct(object, nullptr));
+  ASSERT_TRUE(
+      dm_o_string_assign(object, "longer than any string keeps in itself"));
+  dm_o_destroy(object);
+  dm_o_raw_delete(object);
+}
+
+class PlacedAt : public DataTest,
+                 public testing::WithParamInterface<unsigned> {};
+
+// Every type at every address of a cache line and a bit.
+TEST_P(PlacedAt, AnyAddressEveryTypeLives) {
+  for (unsigned id = 0; id <= DM_BINARY; ++id) {
+    const auto* const info =
+        dm_o_type_info_from_id(static_cast<dm_type_id_e>(id));
+    if (info == nullptr) continue;
+    const void* const arg = id == DM_STD_METADATA || id == DM_VALUE_VECTOR
+                                ? dm_o_type_info_from_id(DM_INT16)
+                                : nullptr;
+    const dm_sign sign = DM_SIGN_PLACED + id;
+    const std::size_t size = dm_o_sizeof(info, sign, arg);
+    // Exactly as large as needed, for the address check to see a byte too far.
+    const auto memory = std::make_unique<char[]>(GetParam() + size);
+    void* const place = memory.get() + GetParam();
+    void* const object = dm_o_placement_new(sign, arg, place);
+    ASSERT_EQ(object, place) << info->type_name;
+    EXPECT_EQ(dm_o_sizeof_from_object(object), size) << info->type_name;
+    EXPECT_EQ(dm_o_type_info(object), info);
+    if (id == DM_STRING) {
+      ASSERT_TRUE(dm_o_string_assign(object, std::string(100, 'x').c_str()));
+      EXPECT_EQ(TextOf(object), std::string(100, 'x'));
+    }
+    if (id == DM_VALUE_VECTOR) {
+      ASSERT_TRUE(dm_o_vector_resize(object, 3));
+      EXPECT_EQ(dm_o_vector_count(object), 3u);
+    }
+    EXPECT_EQ(dm_o_inner_release(dm_o_add_ref(object)), 1);
+    EXPECT_EQ(dm_o_inner_release(object), 0);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Offset, PlacedAt, testing::Range(0u, 16u));
+
+TEST_F(Life, AssignKeepsCountsInBalance) {
+  void* const a = dm_o_new(0x1000, nullptr);
+  void* const b = dm_o_new(0x1000, nullptr);
+  EXPECT_EQ(dm_o_assign(a, a), a);
+  EXPECT_EQ(dm_o_get_ref(a), 1);
+  dm_o_add_ref(a);
+  EXPECT_EQ(dm_o_assign(a, b), b);
+  EXPECT_EQ(dm_o_get_ref(a), 1);
+  EXPECT_EQ(dm_o_get_ref(b), 2);
+  EXPECT_EQ(dm_o_assign(b, nullptr), nullptr);
+  EXPECT_EQ(dm_o_get_ref(b), 1);
+  EXPECT_EQ(dm_o_assign(nullptr, b), b);
+  EXPECT_EQ(dm_o_get_ref(b), 2);
+  dm_o_set_ref(b, 1);
+  EXPECT_EQ(dm_o_inner_release(a), 0);
+  EXPECT_EQ(dm_o_inner_release(b), 0);
+}
+
+TEST_F(Life, OnlyPlainValuesCopyBytewise) {
+  const Any from = NewValue<double>(DM_DOUBLE, 2.5);
+  const Any to = NewObject(DM_DOUBLE);
+  EXPECT_TRUE(dm_o_copy_from(to.get(), dm_o_data(from.get())));
+  EXPECT_EQ(ValueOf<double>(to.get()), 2.5);
+  EXPECT_FALSE(dm_o_copy_from(to.get(), nullptr));
+
+  const Any pointer = NewObject(DM_DATA_POINTER);
+  const Any other = NewObject(DM_DATA_POINTER);
+  int target = 0;
+  ASSERT_TRUE(dm_o_data_pointer_set(pointer.get(), &target, 7));
+  EXPECT_FALSE(dm_o_copy_from(other.get(), dm_o_data(pointer.get())));
+  void* read = &target;
+  std::uintptr_t companion = 1;
+  ASSERT_TRUE(dm_o_data_pointer_get(other.get(), &read, &companion));
+  EXPECT_EQ(read, nullptr);
+  EXPECT_EQ(companion, 0u);
+}
+
+TEST_F(Life, StringCopiesFromAStringOfEitherKind) {
+  const Any text = NewText("before");
+  EXPECT_TRUE(dm_o_copy_from(text.get(), dm_o_data(NewText("after").get())));
+  EXPECT_EQ(TextOf(text.get()), "after");
+  const std::string standard = "a standard string";
+  EXPECT_TRUE(dm_o_copy_from(text.get(), &standard));
+  EXPECT_EQ(TextOf(text.get()), standard);
+  EXPECT_TRUE(dm_o_copy_from(text.get(), dm_o_data(text.get())));
+  EXPECT_EQ(TextOf(text.get()), standard);
+  EXPECT_TRUE(dm_o_copy_from(text.get(), nullptr));
+  EXPECT_EQ(TextOf(text.get()), "");
+}
+
+TEST_F(Life, ReadsAndWritesOnlyTheRightSize) {
+  const Any number = NewValue<std::int32_t>(DM_INT32, 5);
+  std::int64_t wide = 9;
+  EXPECT_FALSE(number.object().Read(wide));
+  EXPECT_FALSE(number.object().Write(wide));
+  EXPECT_EQ(wide, 9);
+  EXPECT_EQ(ValueOf<std::int32_t>(number.get()), 5);
+  struct Words {
+    void* words[4];
+  } bytes{};
+  // Binary owns its bytes: no look inside.
+  EXPECT_FALSE(NewObject(DM_BINARY).object().Read(bytes));
+  EXPECT_FALSE(NewObject(DM_BINARY).object().Write(bytes));
+}
+
+TEST_F(Life, MetadataIsItsOwnMetadata) {
+  void* const metadata = dm_o_int32_metadata();
+  EXPECT_EQ(dm_o_metadata(metadata), metadata);
+  EXPECT_TRUE(dm_o_is_metadata(metadata));
+  const StructPtr type = NewStructType();
+  EXPECT_TRUE(dm_o_is_metadata(type.get()));
+  const Any number = NewObject(DM_INT32);
+  EXPECT_EQ(dm_o_metadata(number.get()), metadata);
+  EXPECT_FALSE(dm_o_is_metadata(number.get()));
+  EXPECT_EQ(Load<dm_sign>(metadata), 0x120Du);
+}
+
+// A list of a million links, each the only owner of the next.
+TEST_F(Life, LongChainsDoNotExhaustTheStack) {
+  Any head;
+  for (int i = 0; i < 1000000; ++i) {
+    Any link = NewObject(DM_OBJECT_POINTER);
+    ASSERT_TRUE(dm_o_object_pointer_set(link.get(), head.get()));
+    head = std::move(link);
+  }
+  head = nullptr;
+
+  for (int i = 0; i < 100000; ++i) {
+    Any link = NewObject(DM_OBJECT_VECTOR);
+    ASSERT_TRUE(dm_o_vector_append(link.get(), head.get()));
+    head = std::move(link);
+  }
+}
+
+struct InstanceCase {
+  const char* name;
+  bool value;
+  bool big_value;
+  bool is_struct;
+  const char* type_name;
+};
+
+class Instances : public DataTest,
+                  public testing::WithParamInterface<InstanceCase> {};
+
+TEST_P(Instances, AreWhatTheirMetadataSays) {
+  const InstanceCase& row = GetParam();
+  void* const metadata = dm_o_get_metadata(row.name);
+  ASSERT_NE(metadata, nullptr);
+  EXPECT_EQ(dm_o_is_value_type_from_metadata(metadata), row.value);
+  EXPECT_EQ(dm_o_is_big_value_type_from_metadata(metadata), row.big_value);
+  EXPECT_EQ(dm_o_is_struct_type_from_metadata(metadata), row.is_struct);
+  EXPECT_STREQ(dm_o_type_name_from_metadata(metadata), row.type_name);
+
+  const Any object = Any::Take(dm_o_instance_from_metadata(metadata));
+  ASSERT_TRUE(object);
+  EXPECT_EQ(dm_o_get_ref(object.get()), 1);
+  EXPECT_EQ(dm_o_metadata(object.get()), metadata);
+  EXPECT_STREQ(dm_o_type_info(object.get())->type_name, row.type_name);
+  EXPECT_EQ(dm_o_is_value_type_from_object(object.get()), row.value);
+  EXPECT_EQ(dm_o_is_big_value_type_from_object(object.get()), row.big_value);
+  EXPECT_EQ(dm_o_is_struct_type_from_object(object.get()), row.is_struct);
+  EXPECT_EQ(dm_o_sizeof_from_object(object.get()),
+            8 + dm_o_instance_header_size(metadata) +
+                dm_o_instance_data_size(metadata));
+  EXPECT_EQ(Load<dm_sign>(object.get()) & 0xFFFFFF00, 0x1000u);
+  const auto placed =
+      std::make_unique<char[]>(dm_o_sizeof_from_object(object.get()) + 1);
+  void* const embedded =
+      dm_o_placement_instance_from_metadata(metadata, placed.get() + 1);
+  ASSERT_EQ(embedded, placed.get() + 1);
+  EXPECT_EQ(Load<dm_sign>(embedded) & 0xFFFFFF00, 0x1100u);
+  EXPECT_EQ(dm_o_inner_release(embedded), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Of, Instances,
+    testing::Values(
+        InstanceCase{"int", true, false, false, "System.Int32"},
+        InstanceCase{"time", true, false, false, "System.DateTime"},
+        InstanceCase{"System.Binary", true, false, false, "System.Binary"},
+        InstanceCase{"string", false, true, false, "System.String"},
+        InstanceCase{"value_vector", false, false, false, "System.ValueVector"},
+        InstanceCase{"object_vector", false, false, false,
+                     "System.ObjectVector"},
+        InstanceCase{"data_pointer", false, false, false, "System.DataPointer"},
+        InstanceCase{"object_pointer", false, false, false,
+                     "System.ObjectPointer"}));
+
+}  // namespace
+}  // namespace dm

@@ -1,0 +1,121 @@
+#include "dm/reference_count.h"
+
+#include <atomic>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "dm/data_test_fixture.h"
+
+namespace dm {
+namespace {
+
+constexpr int kThreads = 8;
+
+void OnEveryThread(const std::function<void()>& work) {
+  std::atomic<int> waiting = kThreads;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&] {
+      // All at once, or the first is done before the last begins.
+      --waiting;
+      while (waiting > 0) std::this_thread::yield();
+      work();
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
+using ReferenceCount = DataTest;
+
+TEST_F(ReferenceCount, HoldsAtEveryAddressUnderEightThreads) {
+  // Two cache lines, so that some counts lie across the border.
+  alignas(64) static char memory[128 + 16];
+  for (unsigned offset = 56; offset < 72; ++offset) {
+    void* const object =
+        dm_o_placement_new(DM_SIGN_PLACED + DM_INT32, nullptr, memory + offset);
+    ASSERT_NE(object, nullptr);
+    OnEveryThread([object] {
+      for (int i = 0; i < 2000; ++i) {
+        dm_o_add_ref(object);
+        if (i % 16 == 0) dm_o_get_ref(object);
+        dm_o_inner_release(object);
+      }
+    });
+    EXPECT_EQ(dm_o_get_ref(object), 1) << offset;
+    OnEveryThread([object] {
+      for (int i = 0; i < 500; ++i) dm_o_add_ref(object);
+    });
+    EXPECT_EQ(dm_o_get_ref(object), 1 + kThreads * 500) << offset;
+    dm_o_set_ref(object, 1);
+    EXPECT_EQ(dm_o_inner_release(object), 0);
+  }
+}
+
+// Neighbouring fields, each counted by another thread: their counts share words
+// of memory, but never a byte.
+TEST_F(ReferenceCount, NeighboursDoNotDisturbEachOther) {
+  const StructPtr type = NewStructType();
+  for (int i = 0; i < kThreads; ++i) {
+    ASSERT_TRUE(dm_o_struct_metadata_append(
+        type.get(), ("f" + std::to_string(i)).c_str(), dm_o_byte_metadata()));
+  }
+  const Any object = Any::Take(dm_o_instance_from_metadata(type.get()));
+  std::atomic<std::size_t> next = 0;
+  OnEveryThread([&] {
+    void* const field = dm_o_struct_field_at(object.get(), next++);
+    for (unsigned char i = 0; i < 200; ++i) {
+      const Any counted(field);
+      Object(field).Write(i);
+    }
+  });
+  for (std::size_t i = 0; i < kThreads; ++i) {
+    void* const field = dm_o_struct_field_at(object.get(), i);
+    EXPECT_EQ(dm_o_get_ref(field), 1);
+    EXPECT_EQ(ValueOf<unsigned char>(field), 199);
+  }
+}
+
+// The last release, whoever makes it, sees what every other owner wrote.
+TEST_F(ReferenceCount, LastReleaseIsMadeOnceAndSeesEveryWrite) {
+  for (int round = 0; round < 200; ++round) {
+    const StructPtr type = NewStructType();
+    for (int i = 0; i < kThreads; ++i) {
+      ASSERT_TRUE(dm_o_struct_metadata_append(type.get(), "text",
+                                              dm_o_ansi_string_metadata()));
+      ASSERT_TRUE(
+          dm_o_struct_metadata_append(type.get(), "odd", dm_o_byte_metadata()));
+    }
+    void* const object = dm_o_instance_from_metadata(type.get());
+    dm_o_set_ref(object, kThreads);
+    std::atomic<std::size_t> next = 0;
+    OnEveryThread([&] {
+      dm_o_string_assign(dm_o_struct_field_at(object, 2 * next++),
+                         "a text that needs memory of its own");
+      dm_o_inner_release(object);
+    });
+    EXPECT_EQ(dm_o_get_ref(type.get()), 1);
+  }
+}
+
+TEST_F(ReferenceCount, SharedTypesAreInstantiatedFromEveryThread) {
+  const StructPtr type = NewStructType();
+  ASSERT_TRUE(
+      dm_o_struct_metadata_append(type.get(), "odd", dm_o_byte_metadata()));
+  ASSERT_TRUE(dm_o_struct_metadata_append(type.get(), "text",
+                                          dm_o_ansi_string_metadata()));
+  ASSERT_TRUE(dm_o_typedef(type.get(), "Record", false));
+  OnEveryThread([] {
+    for (int i = 0; i < 500; ++i) {
+      const Any object = Any::Take(dm_o_create_instance("Record"));
+      dm_o_string_assign(dm_o_struct_field_at(object.get(), 1), "text");
+      Any copy = object;
+      copy = Any::Take(dm_o_create_instance("string"));
+    }
+  });
+  EXPECT_EQ(dm_o_get_ref(type.get()), 2);
+}
+
+}  // namespace
+}  // namespace dm

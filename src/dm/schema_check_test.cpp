@@ -1,0 +1,131 @@
+#include "dm/schema_check.h"
+
+#include <string>
+#include <vector>
+
+#include "dm/schema_testing.h"
+
+namespace dm {
+namespace {
+
+using Outcome = SchemaFinding::Outcome;
+
+class SchemaCheck : public SchemaTest {
+ protected:
+  static std::vector<std::string> Check(const std::string& text) {
+    kiv::WriteTestFile("types.xsd", text);
+    std::vector<std::string> lines;
+    for (const SchemaFinding& finding : CheckSchema("types.xsd")) {
+      lines.push_back(std::to_string(finding.line) + " " +
+                      "+-?!"[static_cast<int>(finding.outcome)] +
+                      finding.construct + " " + finding.name + ": " +
+                      finding.text);
+    }
+    return lines;
+  }
+};
+
+using Lines = std::vector<std::string>;
+
+TEST_F(SchemaCheck, TellsOfEveryDeclarationInTheOrderTheyAreTried) {
+  EXPECT_EQ(Check("<s>\n<element name='e' type='c'/>\n"
+                  "<complexType name='c'><sequence>\n"
+                  "<element name='a' type='t'/></sequence></complexType>\n"
+                  "<simpleType name='t'><restriction base='byte'/>\n"
+                  "</simpleType></s>"),
+            (Lines{"5 +simpleType t: System.Byte, 9 bytes",
+                   "3 +complexType c: record of 1 field, 25 bytes",
+                   "2 +element e: record of 1 field, 25 bytes"}));
+  EXPECT_NE(dm_o_get_metadata("e"), nullptr);
+}
+
+TEST_F(SchemaCheck, TellsWhatWasNotTried) {
+  EXPECT_EQ(Check("<s><simpleType name='t'/>\n<complexType name='c'/>\n"
+                  "<element name='e'/></s>"),
+            (Lines{"1 -simpleType t: it has no \"restriction\" with a \"base\"",
+                   "2 ?complexType c: a declaration of a group before this one "
+                   "was refused",
+                   "3 ?element e: a declaration of a group before this one was "
+                   "refused"}));
+}
+
+struct ReasonCase {
+  const char* name;
+  const char* inside;  // of an element "e"
+  const char* reason;
+};
+
+class SchemaReason : public SchemaCheck,
+                     public testing::WithParamInterface<ReasonCase> {};
+
+TEST_P(SchemaReason, IsTold) {
+  const Lines lines =
+      Check("<s><element name='e' " + std::string(GetParam().inside) +
+            "</element><element name='later' type='int'/></s>");
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0], std::string("1 -element e: ") + GetParam().reason);
+}
+
+#define FIELDS(fields) \
+  "><complexType><sequence>" fields "</sequence></complexType>"
+
+INSTANTIATE_TEST_SUITE_P(
+    Refused, SchemaReason,
+    testing::Values(
+        ReasonCase{"Unknown", "type='xs:decimal'>",
+                   "unknown type \"decimal\": no built-in type, and no "
+                   "declaration has that name"},
+        ReasonCase{"SchemaName", "type='hexBinary'>",
+                   "unknown type \"hexBinary\": write System.Binary"},
+        ReasonCase{"Later", "type='later'>",
+                   "unknown type \"later\": it is refused itself or declared "
+                   "later; simple types come first, then complex types, then "
+                   "elements, each in the order of the file"},
+        ReasonCase{"NoType", ">", "it has no \"type\", and no type inside it"},
+        ReasonCase{"NoBase", "><simpleType/>",
+                   "it has no \"restriction\" with a \"base\""},
+        ReasonCase{"NoSequence", "><complexType/>",
+                   "it has no \"sequence\", and no \"simpleContent\" with an "
+                   "\"extension\" that has a \"base\""},
+        ReasonCase{"NestedField",
+                   FIELDS("<element name='a'" FIELDS(
+                       "<element name='b'/>") "</element><element name='c'/>"),
+                   "field \"a\": field \"b\": it has no \"type\", and no type "
+                   "inside it"},
+        ReasonCase{"NoFieldName", FIELDS("<element type='int'/>"),
+                   "a field without a name: it must have one"},
+        ReasonCase{"Reference", FIELDS("<element name='a' ref='int'/>"),
+                   "field \"a\": it has the attribute \"ref\", which is not "
+                   "supported"}),
+    [](const auto& row) { return row.param.name; });
+
+TEST_F(SchemaCheck, TellsWhatIsWrongWithTheFile) {
+  EXPECT_EQ(Check("<s>\n<e></s>"), (Lines{"2 ! : expected end of tag 'e'"}));
+  EXPECT_EQ(Check("<s><include/></s>").size(), 1u);
+  for (const char* const path : {"missing.xsd", "", (const char*)nullptr}) {
+    const auto findings = CheckSchema(path);
+    ASSERT_EQ(findings.size(), 1u);
+    EXPECT_EQ(findings[0].outcome, Outcome::Fault);
+    EXPECT_NE(findings[0].text, "");
+  }
+}
+
+TEST_F(SchemaCheck, FindsTheLineBehindDeepAndMixedContent) {
+  EXPECT_EQ(Check("<s><!-- c -->\n<x><y/>text<z><w/></z></x>\n"
+                  "<simpleType name='t'>\n<restriction base='int'/>"
+                  "<y/></simpleType>\n<element name='e' type='t'/></s>"),
+            (Lines{"3 +simpleType t: System.Int32, 12 bytes",
+                   "5 +element e: System.Int32, 12 bytes"}));
+}
+
+// Names of their own inside an element, and of the schema for what has none.
+TEST_F(SchemaCheck, NamesWhatWasDeclared) {
+  EXPECT_EQ(Check("<s name='t'><element name='e'><simpleType name='own'>"
+                  "<restriction base='int'/></simpleType></element>"
+                  "<simpleType><restriction base='int'/></simpleType></s>"),
+            (Lines{"1 +simpleType t: System.Int32, 12 bytes",
+                   "1 +element e: under the names inside it"}));
+}
+
+}  // namespace
+}  // namespace dm

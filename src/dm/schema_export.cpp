@@ -1,0 +1,155 @@
+#include <exception>
+#include <string>
+#include <utility>
+
+#include "dm/life.h"
+#include "dm/object.h"
+#include "dm/schema.h"
+#include "dm/schema_messages.h"
+#include "dm/values.h"
+#include "kiv/dom.h"
+#include "util/log_entry.h"
+
+namespace dm {
+namespace {
+
+using kiv::DomElement;
+using kiv::Shown;
+
+constexpr const char* kElementTag = "xsd:element";
+
+bool Refuse(const std::string& text) {
+  kiv::LogError("Object", text);
+  return false;
+}
+
+// False also for a text that would not be read back as it is: bytes that are no
+// character.
+bool SetText(DomElement& element, const char* attribute, const char* text) {
+  return element.SetAttribute(attribute, text) &&
+         element.Attribute(attribute) == text;
+}
+
+// Writes struct types into a document. Structs in structs are written out where
+// they are, so few types can make a large schema.
+class StructWriter {
+ public:
+  // Fills the "element" for a struct type.
+  bool Write(DomElement& element, const char* name, const void* metadata) {
+    if (!SetText(element, "name", name)) {
+      return Refuse(message::NameNotSet(Shown(name)));
+    }
+    DomElement complex_type;
+    if (!element.CreateElement("xsd:complexType", complex_type)) {
+      return Refuse(message::ComplexTypeNotCreated());
+    }
+    DomElement sequence;
+    if (!complex_type.CreateElement("xsd:sequence", sequence)) {
+      return Refuse(message::SequenceNotCreated());
+    }
+    const std::size_t count = dm_o_struct_metadata_field_count(metadata);
+    for (std::size_t i = 0; i < count; ++i) {
+      if (!WriteField(sequence, dm_o_struct_metadata_field_name(metadata, i),
+                      dm_o_struct_metadata_field_metadata(metadata, i))) {
+        return false;
+      }
+    }
+    return true;
+  }
+
+ private:
+  // What a field takes at least beside its name.
+  static constexpr std::size_t kFieldBytes =
+      sizeof "<xsd:element name=\"\" type=\"int\"/>" - 1;
+
+  bool WriteField(DomElement& sequence, const char* name,
+                  const void* metadata) {
+    bytes_ += kFieldBytes + std::char_traits<char>::length(name);
+    // No parser would take it any more.
+    if (bytes_ > kiv::DomParser::MaxBytes()) {
+      return Refuse(message::ContentNotCreated());
+    }
+    DomElement element;
+    if (!sequence.CreateElement(kElementTag, element)) {
+      return Refuse(message::ElementNotCreated());
+    }
+    if (dm_o_is_struct_type_from_metadata(metadata)) {
+      return Write(element, name, metadata);
+    }
+    const char* const type = SchemaNameOf(metadata);
+    if (*type == '\0') {
+      return Refuse(message::TypeHasNoSchemaName(
+          Shown(name), dm_o_type_name_from_metadata(metadata)));
+    }
+    if (!SetText(element, "name", name)) {
+      return Refuse(message::NameNotSet(Shown(name)));
+    }
+    return SetText(element, "type", type) || Refuse(message::TypeNotSet(type));
+  }
+
+  static const char* SchemaNameOf(const void* metadata) {
+    const dm_type_info_t* const info = dm_o_type_info_from_metadata(metadata);
+    return info == nullptr ? "" : info->schema_name;
+  }
+
+  std::size_t bytes_ = 0;
+};
+
+bool WriteSchema(kiv::DomDocument& document, const char* name,
+                 const void* metadata) {
+  DomElement schema;
+  if (!document.CreateDocumentElement("xsd:schema", schema)) {
+    return Refuse(message::SchemaNotCreated());
+  }
+  if (!schema.SetXmlSchemaNs() || !SetText(schema, "id", name)) {
+    return Refuse(message::IdNotSet(Shown(name)));
+  }
+  DomElement element;
+  if (!schema.CreateElement(kElementTag, element)) {
+    return Refuse(message::RootElementNotCreated());
+  }
+  return StructWriter().Write(element, name, metadata);
+}
+
+void* Export(const void* metadata, const char* name) {
+  if (!dm_o_is_struct_type_from_metadata(metadata)) {
+    Refuse(message::NotAStruct());
+    return nullptr;
+  }
+  kiv::DomDocument document;
+  // Without the registry the library is not started, and making a document
+  // would end the process.
+  if (dm_o_registry() == nullptr ||
+      !kiv::DomDocument::CreateDocument(document)) {
+    Refuse(message::DocumentNotCreated());
+    return nullptr;
+  }
+  if (!WriteSchema(document, name, metadata)) return nullptr;
+  kiv::DomDocumentContent content;
+  if (!document.GetDocumentContent(content, "GB2312")) {
+    Refuse(message::ContentNotCreated());
+    return nullptr;
+  }
+  auto text =
+      ObjectPtr<int*>::Take(dm_o_new(DM_SIGN_DEFAULT + DM_STRING, nullptr));
+  return dm_o_string_assign(text.get(), content.GetContent()) ? text.Release()
+                                                              : nullptr;
+}
+
+}  // namespace
+}  // namespace dm
+
+void* dm_o_metadata_to_xsd(const void* metadata, unsigned options) try {
+  if (options != 0) return nullptr;
+  const char* const name = dm_o_type_name_from_metadata(metadata);
+  return dm::Export(metadata, name == nullptr ? "" : name);
+} catch (const std::exception&) {
+  return nullptr;
+}
+
+void* dm_o_metadata_to_xsd_as(const void* metadata, const char* name) try {
+  return name == nullptr || *name == '\0' ? nullptr
+                                          : dm::Export(metadata, name);
+} catch (const std::exception&) {
+  return nullptr;
+}

@@ -1,0 +1,271 @@
+// Struct types as schemas, and back.
+#include <cstdlib>
+#include <random>
+#include <vector>
+
+#include "dm/schema_testing.h"
+#include "dm/struct_testing.h"
+
+namespace dm {
+namespace {
+
+// "dm::metadata_to_xsd_record 错误，" and "dm::struct_to_xsd_record 错误，"
+#define TO_XSD "dm::metadata_to_xsd_record \xB4\xED\xCE\xF3\xA3\xAC"
+#define STRUCT "dm::struct_to_xsd_record \xB4\xED\xCE\xF3\xA3\xAC"
+// "创建 Dom 文档的内容失败。"
+constexpr char kContentNotCreated[] = TO_XSD
+    "\xB4\xB4\xBD\xA8 Dom "
+    "\xCE\xC4\xB5\xB5\xB5\xC4\xC4\xDA\xC8\xDD\xCA\xA7\xB0\xDC\xA1\xA3";
+
+std::string Entry(const std::string& text) {
+  return std::string(kObjectError) + text + "\n";
+}
+
+class SchemaExport : public SchemaTest {
+ protected:
+  static void Append(const StructPtr& type, const char* name, void* field) {
+    ASSERT_TRUE(dm_o_struct_metadata_append(type.get(), name, field));
+  }
+  static StructPtr With(const char* name, void* field) {
+    StructPtr type = NewStructType();
+    Append(type, name, field);
+    return type;
+  }
+};
+
+TEST_F(SchemaExport, WritesEveryTypeThatASchemaCanSay) {
+  const StructPtr inner = With("when", dm_o_datetime_metadata());
+  StructPtr type = NewStructType();
+  Append(type, "a", dm_o_int32_metadata());
+  Append(type, "b", dm_o_int16_metadata());
+  Append(type, "c", dm_o_int64_metadata());
+  Append(type, "d", dm_o_byte_metadata());
+  Append(type, "e", dm_o_bool_metadata());
+  Append(type, "f", dm_o_float_metadata());
+  Append(type, "g", dm_o_double_metadata());
+  Append(type, "h", dm_o_ansi_string_metadata());
+  Append(type, "i", dm_o_binary_metadata());
+  Append(type, "j", inner.get());
+  EXPECT_EQ(Exported(type.get()),
+            "<?xml version=\"1.0\" encoding=\"GB2312\" standalone=\"no\" ?>"
+            "<xsd:schema id=\"System.Struct\" "
+            "xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\">"
+            "<xsd:element name=\"System.Struct\">"
+            "<xsd:complexType><xsd:sequence>"
+            "<xsd:element name=\"a\" type=\"int\"/>"
+            "<xsd:element name=\"b\" type=\"short\"/>"
+            "<xsd:element name=\"c\" type=\"long\"/>"
+            "<xsd:element name=\"d\" type=\"byte\"/>"
+            "<xsd:element name=\"e\" type=\"boolean\"/>"
+            "<xsd:element name=\"f\" type=\"float\"/>"
+            "<xsd:element name=\"g\" type=\"double\"/>"
+            "<xsd:element name=\"h\" type=\"string\"/>"
+            "<xsd:element name=\"i\" type=\"hexBinary\"/>"
+            "<xsd:element name=\"j\"><xsd:complexType><xsd:sequence>"
+            "<xsd:element name=\"when\" type=\"dateTime\"/>"
+            "</xsd:sequence></xsd:complexType></xsd:element>"
+            "</xsd:sequence></xsd:complexType></xsd:element></xsd:schema>");
+  EXPECT_EQ(LogText(), "");
+}
+
+TEST_F(SchemaExport, GivesAStringOfTheCallers) {
+  const Any text = Any::Take(dm_o_metadata_to_xsd(NewStructType().get(), 0));
+  ASSERT_TRUE(text);
+  EXPECT_EQ(text.object().GetTypeId(), DM_STRING);
+  EXPECT_EQ(dm_o_get_ref(text.get()), 1);
+}
+
+TEST_F(SchemaExport, GivesTheNameThatIsAskedFor) {
+  const StructPtr type = With("a", dm_o_int32_metadata());
+  const Any text =
+      Any::Take(dm_o_metadata_to_xsd_as(type.get(), "\xB6\xA9\xB5\xA5"));
+  ASSERT_TRUE(text);
+  ASSERT_TRUE(dm_o_declare_from_mem(
+      dm_o_string_text(text.get()),
+      static_cast<unsigned>(dm_o_string_size(text.get())), 0, false));
+  EXPECT_EQ(ShownType(dm_o_get_metadata("\xB6\xA9\xB5\xA5")),
+            ShownType(type.get()));
+  EXPECT_EQ(ShownType(BuildFrom(TextOf(text.get())).get()),
+            ShownType(type.get()));
+  EXPECT_EQ(dm_o_metadata_to_xsd_as(type.get(), ""), nullptr);
+  EXPECT_EQ(dm_o_metadata_to_xsd_as(type.get(), nullptr), nullptr);
+}
+
+TEST_F(SchemaExport, RefusesOptionsWithoutAWord) {
+  EXPECT_EQ(dm_o_metadata_to_xsd(NewStructType().get(), 1), nullptr);
+  EXPECT_EQ(dm_o_metadata_to_xsd(dm_o_int32_metadata(), 1), nullptr);
+  EXPECT_EQ(LogText(), "");
+}
+
+TEST_F(SchemaExport, RefusesWhatIsNoStructType) {
+  const StructPtr type = NewStructType();
+  const Any instance = Any::Take(dm_o_instance_from_metadata(type.get()));
+  const Any text = NewText("x");
+  const std::vector<const void*> others = {dm_o_int32_metadata(), text.get(),
+                                           instance.get(), nullptr};
+  std::string expected;
+  for (const void* const other : others) {
+    EXPECT_EQ(dm_o_metadata_to_xsd(other, 0), nullptr);
+    // "传入对象必须是一个 Struct 的类型对象"
+    expected += Entry(
+        TO_XSD
+        "\xB4\xAB\xC8\xEB\xB6\xD4\xCF\xF3\xB1\xD8\xD0\xEB\xCA\xC7\xD2\xBB\xB8"
+        "\xF6 Struct \xB5\xC4\xC0\xE0\xD0\xCD\xB6\xD4\xCF\xF3");
+  }
+  EXPECT_EQ(Logged(), expected);
+}
+
+TEST_F(SchemaExport, RefusesFieldsOfTypesThatNoSchemaKnows) {
+  std::string expected;
+  for (void* const field :
+       {dm_o_guid_metadata(), dm_o_value_vector_metadata(),
+        dm_o_object_vector_metadata(), dm_o_object_pointer_metadata(),
+        dm_o_data_pointer_metadata()}) {
+    const StructPtr inner = With("\xD6\xD0\n", field);
+    EXPECT_EQ(dm_o_metadata_to_xsd(With("outer", inner.get()).get(), 0),
+              nullptr);
+    // "' 字段为 '" and "'类型，该类型不支持 XmlSchema。"
+    expected += Entry(
+        std::string(STRUCT "'\xD6\xD0\\n' \xD7\xD6\xB6\xCE\xCE\xAA '") +
+        dm_o_type_name_from_metadata(field) +
+        "'\xC0\xE0\xD0\xCD\xA3\xAC\xB8\xC3\xC0\xE0\xD0\xCD\xB2\xBB\xD6\xA7\xB3"
+        "\xD6 XmlSchema\xA1\xA3");
+  }
+  EXPECT_EQ(Logged(), expected);
+}
+
+struct NameCase {
+  const char* name;
+  const char* field;
+  bool is_written;
+};
+
+class ExportedName : public SchemaExport,
+                     public testing::WithParamInterface<NameCase> {};
+
+// What would come back as another name is refused instead.
+TEST_P(ExportedName, ComesBackAsItIsOrNotAtAll) {
+  const char* const name = GetParam().field;
+  const StructPtr structure = NewStructType();
+  for (const StructPtr& type :
+       {With(name, dm_o_int32_metadata()), With(name, structure.get())}) {
+    const Any text = Any::Take(dm_o_metadata_to_xsd(type.get(), 0));
+    ASSERT_EQ(text.get() != nullptr, GetParam().is_written);
+    if (!text) continue;
+    const StructPtr built = BuildFrom(TextOf(text.get()));
+    ASSERT_TRUE(built);
+    EXPECT_STREQ(dm_o_struct_metadata_field_name(built.get(), 0), name);
+  }
+  // "创建 complexType/sequence/element 节点的name属性= '"
+  const std::string refusal = STRUCT
+      "\xB4\xB4\xBD\xA8 complexType/sequence/element "
+      "\xBD\xDA\xB5\xE3\xB5\xC4name\xCA\xF4\xD0\xD4= '";
+  EXPECT_EQ(Logged().find(refusal) == std::string::npos, GetParam().is_written);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Name, ExportedName,
+    testing::Values(NameCase{"Chinese", "\xB6\xA9\xB5\xA5", true},
+                    NameCase{"TrailLooksLikeAscii", "\x95\x7C\x81\x5C", true},
+                    NameCase{"Euro", "\x80", true},
+                    NameCase{"MarkupAndQuotes", "<a b=\"&'>", true},
+                    NameCase{"WhiteSpace", " a\tb\nc\r ", true},
+                    NameCase{"Colon", "a:b", true},
+                    NameCase{"ControlByte", "a\x01", false},
+                    NameCase{"HalfACharacter", "a\xB6", false}),
+    [](const auto& row) { return row.param.name; });
+
+TEST_F(SchemaExport, RefusesWhatIsTooDeepToRead) {
+  StructPtr type = NewStructType();
+  for (int i = 1; i < 332; ++i) type = With("a", type.get());
+  EXPECT_EQ(ShownType(BuildFrom(Exported(type.get())).get()),
+            ShownType(type.get()));
+  type = With("a", With("a", type.get()).get());
+  EXPECT_EQ(dm_o_metadata_to_xsd(type.get(), 0), nullptr);
+  const std::string log = Logged();
+  EXPECT_TRUE(log.ends_with(Entry(kContentNotCreated))) << log;
+}
+
+TEST_F(SchemaExport, RefusesWhatIsTooLargeToRead) {
+  const std::size_t limit = kiv::DomParser::MaxBytes();
+  kiv::DomParser::SetMaxBytes(10'000);
+  // Few types that stand for many fields.
+  StructPtr type = With("a", dm_o_int32_metadata());
+  for (int i = 0; i < 8; ++i) {
+    const StructPtr inner = type;
+    type = With("a", inner.get());
+    Append(type, "b", inner.get());
+  }
+  EXPECT_EQ(dm_o_metadata_to_xsd(type.get(), 0), nullptr);
+  kiv::DomParser::SetMaxBytes(limit);
+  EXPECT_EQ(Logged(), Entry(kContentNotCreated));
+  EXPECT_NE(Exported(type.get()), "(none)");
+}
+
+TEST_F(SchemaExport, ComesBackThreeLevelsDeepFromAFile) {
+  const StructPtr lowest = With("c", dm_o_binary_metadata());
+  const StructPtr middle = With("b", lowest.get());
+  StructPtr type = With("x", dm_o_byte_metadata());
+  Append(type, "a", middle.get());
+  Append(type, "y", dm_o_ansi_string_metadata());
+  kiv::WriteTestFile("exported.xsd", Exported(type.get()));
+  const StructPtr built =
+      StructPtr::Take(dm_o_struct_metadata_from_uri("exported.xsd", 0));
+  EXPECT_EQ(ShownType(built.get()), ShownType(type.get()));
+  EXPECT_EQ(ShownType(built.get()),
+            "x@0+9 System.Byte;"
+            "a@9+72{b@0+56{c@0+40 System.Binary;};};"
+            "y@81+40 System.String;");
+}
+
+unsigned FromEnvironment(const char* name, unsigned otherwise) {
+  const char* const text = std::getenv(name);
+  return text == nullptr
+             ? otherwise
+             : static_cast<unsigned>(std::strtoul(text, nullptr, 10));
+}
+
+void ExpectComesBack(unsigned seed) {
+  std::mt19937 random(seed);
+  RandomTypeLimits limits;
+  limits.only_schema_types = seed % 16 != 0;
+  const StructPtr type = RandomStructType(random, limits);
+  const std::string shown = ShownType(type.get());
+  bool has_foreign = false;
+  for (const char* const foreign : {"Vector", "Pointer", "Guid"}) {
+    has_foreign |= shown.find(foreign) != std::string::npos;
+  }
+  const Any text = Any::Take(dm_o_metadata_to_xsd(type.get(), 0));
+  ASSERT_EQ(text.get() == nullptr, has_foreign);
+  if (has_foreign) return;
+  const StructPtr built = StructPtr::Take(dm_o_struct_metadata_from_mem(
+      dm_o_string_text(text.get()),
+      static_cast<unsigned>(dm_o_string_size(text.get())), 0));
+  ASSERT_TRUE(built);
+  ASSERT_EQ(ShownType(built.get()), shown);
+
+  // Values go from an instance of one to an instance of the other, a field
+  // each.
+  const Any from = Any::Take(dm_o_instance_from_metadata(type.get()));
+  const Any to = Any::Take(dm_o_instance_from_metadata(built.get()));
+  ASSERT_TRUE(from && to);
+  ASSERT_EQ(from.object().GetObjectSize(), to.object().GetObjectSize());
+  std::mt19937 again(seed + 1);
+  const std::string filled = FillAtRandom(again, from.get());
+  again.seed(seed + 1);
+  ASSERT_EQ(FillAtRandom(again, to.get()), filled);
+  ASSERT_EQ(Shown(to.get()), filled);
+}
+
+// KIV_STRUCT_SEEDS and KIV_STRUCT_FIRST as for the properties of structs.
+TEST_F(SchemaExport, EveryStructTypeComesBackEqual) {
+  const unsigned first = FromEnvironment("KIV_STRUCT_FIRST", 0);
+  const unsigned seeds = FromEnvironment("KIV_STRUCT_SEEDS", 3000);
+  for (unsigned seed = first; seed - first < seeds; ++seed) {
+    ExpectComesBack(seed);
+    if (HasFailure()) FAIL() << "seed " << seed;
+  }
+}
+
+}  // namespace
+}  // namespace dm

@@ -1,0 +1,173 @@
+#ifndef TESTING_BROKER_H_
+#define TESTING_BROKER_H_
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "port/test_folder.h"
+#include "testing/eventually.h"
+#include "testing/running_program.h"
+
+namespace kiv::testing {
+
+// A message broker of the test's own: an ordinary program in a folder of its
+// own, on free ports of the loopback, without plugins. It shares nothing with a
+// broker that may run as a service.
+class Broker {
+ public:
+  static constexpr char kProgram[] = "/usr/lib/rabbitmq/bin/rabbitmq-server";
+  static constexpr char kWhyNot[] =
+      "no broker is installed: scripts/test --broker installs rabbitmq-server "
+      "without starting it";
+
+  static bool IsInstalled() { return std::filesystem::exists(kProgram); }
+
+  // Starts it.
+  Broker() : folder_(MakeFolder()) {
+    WriteTestFile(folder_ / "enabled_plugins", "[].\n");
+    WriteTestFile(folder_ / "rabbitmq.conf",
+                  "log.file.level = error\ndisk_free_limit.absolute = 1MB\n");
+    const std::string names = std::to_string(ports_.Get(0));
+    variables_ = {
+        "HOME=" + folder_.string(), "ERL_EPMD_PORT=" + names,
+        "ERL_EPMD_ADDRESS=127.0.0.1",
+        "RABBITMQ_NODENAME=kiv-" + names + "@localhost",
+        "RABBITMQ_NODE_IP_ADDRESS=127.0.0.1",
+        "RABBITMQ_NODE_PORT=" + std::to_string(Port()),
+        "RABBITMQ_DIST_PORT=" + std::to_string(ports_.Get(2)),
+        "RABBITMQ_MNESIA_BASE=" + (folder_ / "mnesia").string(),
+        "RABBITMQ_LOG_BASE=" + (folder_ / "log").string(),
+        "RABBITMQ_PID_FILE=" + (folder_ / "pid").string(),
+        "RABBITMQ_CONF_ENV_FILE=" + (folder_ / "none").string(),
+        "RABBITMQ_CONFIG_FILE=" + (folder_ / "rabbitmq.conf").string(),
+        "RABBITMQ_ADVANCED_CONFIG_FILE=" + (folder_ / "none").string(),
+        "RABBITMQ_ENABLED_PLUGINS_FILE=" +
+            (folder_ / "enabled_plugins").string(),
+        "RABBITMQ_SERVER_ADDITIONAL_ERL_ARGS=-kernel inet_dist_use_interface "
+        "{127,0,0,1} +S 2:2",
+        // The script then becomes the broker instead of its parent.
+        "RUNNING_UNDER_SYSTEMD=true"};
+    names_ = Run("/usr/bin/epmd", {"-port", names, "-address", "127.0.0.1"});
+    Start();
+  }
+  ~Broker() {
+    Kill();
+    names_.reset();
+    std::error_code ignored;
+    std::filesystem::remove_all(folder_, ignored);
+  }
+  Broker(const Broker&) = delete;
+  Broker& operator=(const Broker&) = delete;
+
+  void Start() {
+    broker_ = Run(kProgram, {});
+    if (!Eventually([this] { return Answers(); }, std::chrono::seconds(90)))
+      throw std::runtime_error("the broker does not start: " +
+                               broker_->Output() + broker_->Errors());
+  }
+  // As a power failure would.
+  void Kill() {
+    if (broker_ == nullptr) return;
+    broker_->Send(SIGKILL);
+    broker_->WaitForEnd();
+    broker_.reset();
+  }
+
+  // It keeps its connections and says nothing.
+  void Suspend() {
+    broker_->Send(SIGSTOP);
+    // Its threads do not stop at once.
+    if (!Eventually([this] { return !Answers(); }))
+      throw std::runtime_error("the broker does not stop");
+  }
+  void Resume() { broker_->Send(SIGCONT); }
+
+  int Port() const { return ports_.Get(1); }
+  std::string Url(const std::string& user = "guest:guest") const {
+    return "amqp://" + user + "@127.0.0.1:" + std::to_string(Port());
+  }
+
+ private:
+  // Free when asked for; nobody else is likely to take them meanwhile.
+  class FreePorts {
+   public:
+    FreePorts() {
+      std::array<int, 3> sockets{};
+      for (std::size_t i = 0; i < sockets.size(); ++i) {
+        sockets[i] = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address = Loopback(0);
+        socklen_t size = sizeof address;
+        auto* const any = reinterpret_cast<sockaddr*>(&address);
+        if (::bind(sockets[i], any, size) != 0 ||
+            ::getsockname(sockets[i], any, &size) != 0)
+          throw std::runtime_error("no free port");
+        ports_[i] = ntohs(address.sin_port);
+      }
+      for (const int socket : sockets) ::close(socket);
+    }
+    int Get(std::size_t index) const { return ports_.at(index); }
+
+   private:
+    std::array<int, 3> ports_{};
+  };
+
+  static sockaddr_in Loopback(int port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    return address;
+  }
+
+  static std::filesystem::path MakeFolder() {
+    std::string name =
+        (std::filesystem::temp_directory_path() / "kiv-broker-XXXXXX").string();
+    if (::mkdtemp(name.data()) == nullptr)
+      throw std::runtime_error("no folder for the broker");
+    return name;
+  }
+
+  std::unique_ptr<RunningProgram> Run(const std::string& file,
+                                      std::vector<std::string> arguments) {
+    return std::make_unique<RunningProgram>(
+        file, std::move(arguments),
+        RunningProgram::Surroundings{
+            .files = folder_, .terminal = nullptr, .variables = variables_});
+  }
+
+  // Greets a client: its port is open before it can do anything.
+  bool Answers() const {
+    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const sockaddr_in address = Loopback(Port());
+    const timeval patience{2, 0};
+    ::setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    char answer = 0;
+    const bool is_there =
+        ::connect(socket, reinterpret_cast<const sockaddr*>(&address),
+                  sizeof address) == 0 &&
+        ::send(socket, "AMQP\0\0\x09\x01", 8, MSG_NOSIGNAL) == 8 &&
+        ::recv(socket, &answer, 1, 0) == 1;
+    ::close(socket);
+    return is_there;
+  }
+
+  const FreePorts ports_;
+  const std::filesystem::path folder_;
+  std::vector<std::string> variables_;
+  std::unique_ptr<RunningProgram> names_;  // where the broker's parts meet
+  std::unique_ptr<RunningProgram> broker_;
+};
+
+}  // namespace kiv::testing
+
+#endif  // TESTING_BROKER_H_

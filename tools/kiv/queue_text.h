@@ -1,0 +1,24 @@
+#ifndef TOOLS_KIV_QUEUE_TEXT_H_
+#define TOOLS_KIV_QUEUE_TEXT_H_
+
+#include <string>
+
+// Bodies and names between a terminal, which speaks UTF-8, and processors,
+// which speak GB2312 (code page 936).
+namespace kiv_tool {
+
+// A name or a label. What the local encoding lacks becomes "?".
+std::string ToLocal(const std::string& utf8);
+
+// A whole body, which may hold a NUL. False when it is no UTF-8, or holds what
+// code page 936 lacks: a body is not changed silently.
+bool ToGb2312(const std::string& utf8, std::string& gb);
+std::string FromGb2312(const std::string& gb);
+
+// For eyes: as UTF-8, whichever of the two it is in, with control bytes but
+// line feeds and tabs written \x1B, so that no message steers the terminal.
+std::string ForTerminal(const std::string& body);
+
+}  // namespace kiv_tool
+
+#endif  // TOOLS_KIV_QUEUE_TEXT_H_
