@@ -48,6 +48,12 @@ class Kiv : public ::testing::Test {
     Make("faulty", Queue("gate", ""));
     Make("unread", "<broken");
     Make("empty", "");
+    // Watched directories alone.
+    Make("watching", "");
+    WriteDirectories("watching");
+    Make("blind", "");
+    WriteTestFile("blind/conf/fileq.xml",
+                  "<s><directories><directory/></directories></s>");
   }
 
   static std::string Queue(const std::string& port, const std::string& more) {
@@ -60,6 +66,12 @@ class Kiv : public ::testing::Test {
     if (!queues.empty())
       WriteTestFile(service / "conf/queue.xml",
                     "<s><queues>" + queues + "</queues></s>");
+  }
+  static void WriteDirectories(const fs::path& service) {
+    WriteTestFile(service / "conf/fileq.xml",
+                  "<s><directories>\n<directory name='inbox' process='true'>"
+                  "<path>../in</path><processor>dll://../../lib/p:ThrowNumber"
+                  "</processor></directory></directories></s>");
   }
   static void WriteLog(const fs::path& service, const std::string& day,
                        const std::string& text) {
@@ -125,6 +137,21 @@ INSTANTIATE_TEST_SUITE_P(
         UseCase{"HostNoFile", {"host", "empty"}, 1, nullptr, "no queue"},
         UseCase{"HostBrokenFile", {"host", "unread"}, 1, nullptr, "queue.xml"},
         UseCase{"HostBadQueue", {"host", "faulty"}, 1, nullptr, "queue gate"},
+        UseCase{"HostBadDirectory",
+                {"host", "blind"},
+                1,
+                nullptr,
+                "fileq.xml are not watched"},
+        UseCase{"CheckDirectory",
+                {"check-config", "watching"},
+                0,
+                "watching/conf/fileq.xml:2: good: directory inbox: files",
+                nullptr},
+        UseCase{"CheckBadDirectory",
+                {"check-config", "blind"},
+                1,
+                "fileq.xml:1: fault: directory #1: has no",
+                nullptr},
         UseCase{"CheckNowhere", {"check-config", "no"}, 1, nullptr, "no is"},
         UseCase{
             "CheckNoFile", {"check-config", "empty"}, 1, "not there", nullptr},
@@ -255,6 +282,21 @@ TEST_F(Kiv, HostsUntilItIsStopped) {
     EXPECT_EQ(Has(output, "\x1B"), place != nullptr) << output;
     EXPECT_FALSE(Has(output, "\x1B[3")) << output;
   }
+}
+
+TEST_F(Kiv, HostsWatchedDirectoriesAlone) {
+  const std::string file = "watching/in/file";
+  fs::create_directories("watching/in");
+  KivProgram host({"host", "watching"});
+  ASSERT_TRUE(host.WaitForOutput("inbox: reading")) << host.Errors();
+  WriteTestFile(file, "12345");
+  ASSERT_TRUE(
+      Eventually([] { return fs::exists("watching/in/.failed/file.reason"); }));
+  host.Send(SIGTERM);
+  EXPECT_EQ(host.WaitForEnd(), 0);
+  const std::string output = host.Output();
+  EXPECT_TRUE(Has(output.substr(output.rfind("queue ")), "inbox         1"))
+      << output;
 }
 
 TEST_F(Kiv, ShowsWhatItsHostLogged) {

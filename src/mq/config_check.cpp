@@ -1,41 +1,24 @@
 #include "kiv/mq/config_check.h"
 
 #include <algorithm>
-#include <cctype>
 #include <map>
 #include <memory>
 
 #include "kiv/dom.h"
-#include "kiv/file_system.h"
 #include "kiv/mq/com_queue.h"
 #include "kiv/mq/factory.h"
 #include "kiv/parser/parser.h"
 #include "kiv/strings.h"
+#include "mq/check_parts.h"
 #include "mq/com_line.h"
-#include "mq/module_description.h"
 #include "mq/msmq_check.h"
 #include "mq/queue_config_access.h"
 #include "port/serial_port.h"
-#include "port/shared_library.h"
-#include "xml/element_lines.h"
 
 namespace kiv::mq {
 namespace {
 
 using Severity = ConfigFinding::Severity;
-
-std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
-
-unsigned CountElements(const DomElement& element) {
-  unsigned count = 1;
-  DomNodeList2 children;
-  element.ChildElementList(children);
-  for (unsigned i = 0; i < children.GetLength(); ++i) {
-    DomElement child;
-    if (children.item(i, child)) count += CountElements(child);
-  }
-  return count;
-}
 
 // The queue that has a device, and where it stands in the file.
 struct PortUser {
@@ -104,37 +87,11 @@ class QueueCheck {
       Fault(
           "has no \"name\": write the port, such as COM3, or the queue's name");
     }
-    // Names of attributes are exact; a wrong case leaves the default in force.
-    for (const char* const name :
-         {"type", "name", "processor", "reader", "interval", "BaudRate",
-          "DataLength", "Parity", "StopBits", "EvChar", "WaitMilliseconds",
-          "PackageSize"}) {
-      if (element_.HasAttribute(name)) continue;
-      for (const std::string& variant : Variants(name)) {
-        if (element_.HasAttribute(variant.c_str())) {
-          Warn("attribute " + Quoted(variant) + " is not read: write " +
-               Quoted(name));
-        }
-      }
-    }
-  }
-
-  static std::vector<std::string> Variants(const std::string& name) {
-    std::string lower = name;
-    std::string upper = name;
-    std::string camel = name;
-    for (char& c : lower) c = static_cast<char>(std::tolower(c));
-    std::string title = lower;
-    title[0] = static_cast<char>(std::toupper(title[0]));
-    for (char& c : upper) c = static_cast<char>(std::toupper(c));
-    camel[0] = static_cast<char>(std::isupper(name[0]) ? std::tolower(name[0])
-                                                       : std::toupper(name[0]));
-    std::vector<std::string> variants{lower, upper, camel, title};
-    std::sort(variants.begin(), variants.end());
-    variants.erase(std::unique(variants.begin(), variants.end()),
-                   variants.end());
-    std::erase(variants, name);
-    return variants;
+    for (const std::string& text : MisspeltAttributes(
+             element_, {"type", "name", "processor", "reader", "interval",
+                        "BaudRate", "DataLength", "Parity", "StopBits",
+                        "EvChar", "WaitMilliseconds", "PackageSize"}))
+      Warn(text);
   }
 
   void CheckReader() {
@@ -151,44 +108,8 @@ class QueueCheck {
   }
 
   void CheckProcessor() {
-    using DescriptionFault = module::ModuleDescription::Fault;
-    const std::string text = element_.Attribute("processor");
-    if (text.empty()) {
-      Fault("has no \"processor\": write dll://library:function");
-      return;
-    }
-    const auto description = module::ReadModuleDescription(text);
-    switch (description.fault) {
-      case DescriptionFault::NoLocation:
-      case DescriptionFault::Protocol:
-        Fault("processor " + Quoted(text) +
-              " is not understood: write dll://library:function, \"dll\" in "
-              "lower case");
-        return;
-      case DescriptionFault::NoFunction:
-        Fault("processor " + Quoted(text) +
-              " names no function: add it behind a \":\"");
-        return;
-      case DescriptionFault::NoFile:
-        Fault("processor library " + Quoted(description.library) +
-              " is not there; a relative path counts from the working folder");
-        return;
-      case DescriptionFault::None:
-        break;
-    }
-    CheckLibrary(description);
-  }
-
-  void CheckLibrary(const module::ModuleDescription& description) {
-    std::string reason;
-    const auto library = port::SharedLibrary::Open(description.file, reason);
-    if (library == nullptr) {
-      Fault("processor library cannot be loaded: " + reason);
-    } else if (library->Symbol(description.function, reason) == nullptr) {
-      Fault("the processor library has no function " +
-            Quoted(description.function) +
-            ": export it as extern \"C\" under exactly this name");
-    }
+    const std::string fault = ProcessorFault(element_.Attribute("processor"));
+    if (!fault.empty()) Fault(fault);
   }
 
   void CheckDurations(bool is_needed) {
@@ -306,52 +227,25 @@ class QueueCheck {
 
 std::vector<ConfigFinding> CheckConfig(const FileSystemPath& file) {
   std::vector<ConfigFinding> findings;
-  const auto fail = [&](const std::string& text, unsigned line = 0) {
-    findings.push_back({Severity::Fault, line, "", text});
-    return findings;
-  };
-  if (!FileSystem::is_file(file)) return fail("the file is not there");
-  DomParser parser;
-  DomDocument document;
-  const std::string path = file.native_file_string();
-  if (!parser.parseURI(path.c_str(), document)) {
-    const ParseFault& fault = parser.LastFault();
-    const std::string place =
-        fault.line > 0 ? ", column " + std::to_string(fault.column) : "";
-    return fail("the file is not read" + place + ": " + fault.reason,
-                static_cast<unsigned>(fault.line));
-  }
-  DomElement root;
+  CheckedDocument document;
+  if (!document.Open(file, findings)) return findings;
   DomElement queues;
-  if (!document.GetDocumentElement(root) ||
-      !root.GetFirstChildElement("queues", queues)) {
-    return fail("there is no element \"queues\" in the document element");
+  if (!document.Root().GetFirstChildElement("queues", queues)) {
+    findings.push_back(
+        {Severity::Fault, 0, "",
+         "there is no element \"queues\" in the document element"});
+    return findings;
   }
-  const std::vector<unsigned> lines = ReadElementLines(path);
-  const auto line_of = [&](unsigned index) {
-    return index < lines.size() ? lines[index] : 0;
-  };
-  // Document order: the root, what comes before "queues", "queues", its parts.
-  unsigned index = 1;
-  DomNodeList2 before;
-  root.ChildElementList(before);
-  for (unsigned i = 0; i < before.GetLength(); ++i) {
-    DomElement child;
-    if (!before.item(i, child) || child.IsSameNode(queues)) break;
-    index += CountElements(child);
-  }
-  ++index;
   DomNodeList2 elements;
   if (!queues.ChildElementList(elements)) {
     findings.push_back(
-        {Severity::Fault, line_of(index - 1), "", "\"queues\" is empty"});
+        {Severity::Fault, document.LineOf(queues), "", "\"queues\" is empty"});
   }
   PortUsers ports;
   for (unsigned i = 0; i < elements.GetLength(); ++i) {
     DomElement element;
     if (!elements.item(i, element)) continue;
-    QueueCheck(element, line_of(index), i + 1, ports, findings).Run();
-    index += CountElements(element);
+    QueueCheck(element, document.LineOf(element), i + 1, ports, findings).Run();
   }
   return findings;
 }

@@ -5,6 +5,7 @@
 #include <exception>
 
 #include "mq/module_messages.h"
+#include "mq/processor_fault.h"
 #include "port/shared_library.h"
 #include "util/log_entry.h"
 
@@ -41,15 +42,20 @@ DllFileModule::DllFileModule(const char* file, const char* function) {
 DllFileModule::~DllFileModule() = default;
 
 bool DllFileModule::process_mem(const char* data, int length, void* context) {
-  if (entry_ == nullptr) return false;
+  if (entry_ == nullptr) {
+    SetProcessorFault(load_error_);
+    return false;
+  }
   try {
     return entry_(data, length, context);
   } catch (const std::exception& fault) {
+    SetProcessorFault(std::string("it threw: ") + fault.what());
     LogError(kSource, WithReason(message::ProcessorThrew(), fault.what()));
   } catch (abi::__forced_unwind&) {
     // No exception, but the thread being cancelled: it must not end here.
     throw;
   } catch (...) {
+    SetProcessorFault("it threw something unknown");
     LogError(kSource, message::ProcessorThrew());
   }
   return false;

@@ -20,6 +20,12 @@ const char* QueueStateText(QueueState state) {
       return "left to the host";
     case QueueState::Failed:
       return "failed";
+    case QueueState::Observing:
+      return "only observing";
+    case QueueState::Polling:
+      return "polling";
+    case QueueState::Gone:
+      return "directory is gone";
   }
   return "";
 }

@@ -1,8 +1,24 @@
 // The processor library of the tests. What its functions receive goes to a sink
 // that the test sets.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdlib>
 #include <stdexcept>
+#include <string>
 
 namespace {
+
+// One line of the journal that KIV_TEST_JOURNAL names; there whatever becomes
+// of the process.
+void Write(const std::string& line) {
+  const int journal = ::open(std::getenv("KIV_TEST_JOURNAL"),
+                             O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+  if (journal < 0 || ::write(journal, line.data(), line.size()) !=
+                         static_cast<ssize_t>(line.size()))
+    std::abort();
+  ::close(journal);
+}
 
 using Sink = bool (*)(void* receiver, const char* bytes, int length,
                       void* context);
@@ -28,3 +44,15 @@ EXPORTED bool Throw(const char*, int, void*) {
 }
 
 EXPORTED bool ThrowNumber(const char*, int, void*) { throw 42; }
+
+// For a host in a process of its own: what it is given, begun and ended. A
+// message that begins with "hang" is never ended.
+EXPORTED bool Journal(const char* bytes, int length, void*) {
+  const std::string message(bytes, static_cast<std::size_t>(length));
+  Write("begin " + message + '\n');
+  if (message.starts_with("hang"))
+    for (;;) ::sleep(60);
+  ::usleep(300);
+  Write("end " + message + '\n');
+  return true;
+}

@@ -28,6 +28,10 @@ struct ConfigFinding {
 // processor paths count from the current directory, as they do for a host.
 KIV_API std::vector<ConfigFinding> CheckConfig(const FileSystemPath& file);
 
+// The same for the directories of a fileq.xml; a finding's queue is the
+// directory's name. No folder is made and nothing is watched.
+KIV_API std::vector<ConfigFinding> CheckFileQueue(const FileSystemPath& file);
+
 }  // namespace kiv::mq
 
 #endif  // KIV_MQ_CONFIG_CHECK_H_

@@ -21,7 +21,13 @@ enum class QueueState {
   StoppedByLine,
   // A realtime queue, which no thread of ours reads.
   LeftToHost,
-  Failed
+  Failed,
+  // A directory whose changes are only looked at.
+  Observing,
+  // A directory that is looked through from time to time.
+  Polling,
+  // The directory is not there; it is waited for.
+  Gone
 };
 
 // As in a table: "reading", "outside its times". Static text.

@@ -1,0 +1,243 @@
+// Watched directories: files from the writer's close to the processor's return,
+// against a loop that opens, reads and deletes what inotify names; how late a
+// file is at a steady rate; what 64 silent directories cost.
+#include <fcntl.h>
+#include <sys/inotify.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "compare.h"
+#include "mq/file_queue_worker.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+constexpr int kFiles = 10'000;
+constexpr std::size_t kFileBytes = 2048;
+
+class Folder {
+ public:
+  Folder() {
+    char name[] = "/dev/shm/kiv_fileq_XXXXXX";
+    if (mkdtemp(name) == nullptr) throw std::runtime_error("no folder");
+    path_ = name;
+  }
+  ~Folder() { fs::remove_all(path_); }
+  const fs::path& path() const { return path_; }
+
+ private:
+  fs::path path_;
+};
+
+void WriteFile(const fs::path& folder, int number, const std::string& bytes) {
+  const std::string path = (folder / std::to_string(number)).string();
+  const int file =
+      open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  if (file < 0 || write(file, bytes.data(), bytes.size()) !=
+                      static_cast<ssize_t>(bytes.size()))
+    throw std::runtime_error("cannot write " + path);
+  close(file);
+}
+
+// Counts files, and wakes who waits for a number of them.
+class FileCounter final : public kiv::module::Module {
+ public:
+  bool process_mem(const char* data, int length, void*) override {
+    benchmark::DoNotOptimize(data[length - 1]);
+    if (received != nullptr) received->push_back(Clock::now());
+    if (count_.fetch_add(1) + 1 == target_) count_.notify_one();
+    return true;
+  }
+  void Expect(int files) { target_ = count_ + files; }
+  void Wait() const {
+    for (int seen = count_; seen != target_; seen = count_) count_.wait(seen);
+  }
+
+  std::vector<Clock::time_point>* received = nullptr;
+
+ private:
+  std::atomic<int> count_{0};
+  std::atomic<int> target_{-1};
+};
+
+// Folders under a worker of the file queue.
+class Watched {
+ public:
+  Watched(const std::vector<fs::path>& paths,
+          const std::shared_ptr<kiv::module::Module>& processor)
+      : watch_(kiv::port::DirectoryWatch::Open()) {
+    for (const fs::path& path : paths) {
+      kiv::msgq::DirectorySettings settings;
+      settings.name = path.filename();
+      settings.path = path;
+      settings.process = true;
+      settings.processor = processor;
+      settings_.push_back(settings);
+      boards_.push_back(std::make_unique<kiv::mq::StatusBoard>());
+      const std::size_t key = settings_.size();
+      if (!watch_->OpenDirectory(
+              settings.path,
+              {.subtree = true, .skips_hidden = true, .reports_present = true},
+              key) ||
+          !watch_->Associate(key) || !watch_->Arm(key))
+        throw std::runtime_error("cannot watch " + settings.path);
+    }
+    thread_ = std::thread([this] {
+      kiv::msgq::FileQueueWorker worker(*watch_, settings_, boards_, stop_);
+      is_ready_ = true;
+      is_ready_.notify_one();
+      worker.Run();
+      rusage usage{};
+      getrusage(RUSAGE_THREAD, &usage);
+      switches_ = usage.ru_nvcsw;
+    });
+    is_ready_.wait(false);
+  }
+  ~Watched() { Stop(); }
+  void Stop() {
+    stop_ = true;
+    watch_->Stop();
+    if (thread_.joinable()) thread_.join();
+  }
+  // Of the worker's whole life, when it is over.
+  long Switches() const { return switches_; }
+
+ private:
+  const std::unique_ptr<kiv::port::DirectoryWatch> watch_;
+  std::vector<kiv::msgq::DirectorySettings> settings_;
+  std::vector<std::unique_ptr<kiv::mq::StatusBoard>> boards_;
+  std::atomic<bool> stop_{false};
+  std::atomic<bool> is_ready_{false};
+  long switches_ = 0;
+  std::thread thread_;
+};
+
+void WriteRounds(benchmark::State& state, const fs::path& folder,
+                 FileCounter& counter) {
+  const std::string bytes(kFileBytes, 'x');
+  for (auto _ : state) {
+    counter.Expect(kFiles);
+    for (int i = 0; i < kFiles; ++i) WriteFile(folder, i, bytes);
+    counter.Wait();
+  }
+}
+
+void FileQueue(benchmark::State& state) {
+  const Folder folder;
+  const auto counter = std::make_shared<FileCounter>();
+  const Watched watched({folder.path()}, counter);
+  WriteRounds(state, folder.path(), *counter);
+}
+
+// What one would write for one folder, one program and no mishap.
+void TakeLoop(int inotify, const fs::path& folder, FileCounter& counter,
+              const std::atomic<bool>& stop) {
+  alignas(inotify_event) std::array<char, 65536> events;
+  std::string bytes(kFileBytes + 1, '\0');
+  while (!stop) {
+    const ssize_t size = read(inotify, events.data(), events.size());
+    for (ssize_t at = 0; at < size;) {
+      const auto& event =
+          *reinterpret_cast<const inotify_event*>(events.data() + at);
+      at += static_cast<ssize_t>(sizeof event + event.len);
+      if (event.len == 0 || stop) continue;
+      const std::string path = (folder / event.name).string();
+      const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+      if (file < 0) continue;
+      const ssize_t got = read(file, bytes.data(), bytes.size());
+      close(file);
+      counter.process_mem(bytes.data(), static_cast<int>(got), nullptr);
+      unlink(path.c_str());
+    }
+  }
+}
+
+void RawLoop(benchmark::State& state) {
+  const Folder folder;
+  FileCounter counter;
+  const int inotify = inotify_init1(IN_CLOEXEC);
+  inotify_add_watch(inotify, folder.path().c_str(),
+                    IN_CLOSE_WRITE | IN_MOVED_TO);
+  std::atomic<bool> stop{false};
+  std::thread taker([&] { TakeLoop(inotify, folder.path(), counter, stop); });
+  WriteRounds(state, folder.path(), counter);
+  stop = true;
+  WriteFile(folder.path(), kFiles, "x");  // wakes it
+  taker.join();
+  close(inotify);
+}
+
+// At 500 files a second: milliseconds that 99 of 100 files stay below, from the
+// writer's close to the processor.
+double LatencyAtASteadyRate() {
+  constexpr int kSteadyFiles = 2'500;
+  constexpr auto kInterval = std::chrono::milliseconds(2);
+  const Folder folder;
+  const std::string bytes(kFileBytes, 'x');
+  const auto counter = std::make_shared<FileCounter>();
+  std::vector<Clock::time_point> received;
+  received.reserve(kSteadyFiles);
+  counter->received = &received;
+  std::vector<Clock::time_point> closed;
+  const Watched watched({folder.path()}, counter);
+  counter->Expect(kSteadyFiles);
+  auto next = Clock::now();
+  for (int i = 0; i < kSteadyFiles; ++i) {
+    std::this_thread::sleep_until(next += kInterval);
+    WriteFile(folder.path(), i, bytes);
+    closed.push_back(Clock::now());
+  }
+  counter->Wait();
+  std::vector<double> milliseconds;
+  for (int i = 0; i < kSteadyFiles; ++i)
+    milliseconds.push_back(
+        std::chrono::duration<double, std::milli>(received[i] - closed[i])
+            .count());
+  std::sort(milliseconds.begin(), milliseconds.end());
+  return milliseconds[kSteadyFiles * 99 / 100];
+}
+
+// How often the worker of 64 silent directories wakes in three seconds, beyond
+// its start and its stop.
+double WakesWhileIdle() {
+  const auto switches = [](std::chrono::milliseconds time) {
+    std::vector<std::unique_ptr<Folder>> folders;
+    std::vector<fs::path> paths;
+    for (int i = 0; i < 64; ++i) {
+      folders.push_back(std::make_unique<Folder>());
+      paths.push_back(folders.back()->path());
+    }
+    Watched watched(paths, std::make_shared<FileCounter>());
+    std::this_thread::sleep_for(time);
+    watched.Stop();
+    return watched.Switches();
+  };
+  constexpr auto kShort = std::chrono::milliseconds(1'000);
+  constexpr auto kLong = std::chrono::milliseconds(4'000);
+  const long extra = switches(kLong) - switches(kShort);
+  return static_cast<double>(std::max(extra, 0L));
+}
+
+const bool throughput = bench::Compare(
+    {"mq/file_queue", "files/s", kFiles, "raw inotify loop", 0.7}, FileQueue,
+    RawLoop);
+const bool latency = bench::StayBelow("mq/file_queue_p99", "ms at 500/s", 5,
+                                      LatencyAtASteadyRate);
+const bool idle =
+    bench::StayBelow("mq/file_queue_idle", "wakes in 3 s", 3, WakesWhileIdle);
+
+}  // namespace

@@ -1,0 +1,46 @@
+#ifndef MQ_CHECK_PARTS_H_
+#define MQ_CHECK_PARTS_H_
+
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+#include "kiv/dom.h"
+#include "kiv/file_system_path.h"
+#include "kiv/mq/config_check.h"
+
+// What the checks of queue.xml and of fileq.xml share.
+namespace kiv::mq {
+
+// "text", with the quotes.
+std::string Quoted(const std::string& text);
+
+// A settings file whose elements know their line.
+class CheckedDocument {
+ public:
+  // False, with a finding, when the file is not read.
+  bool Open(const FileSystemPath& file, std::vector<ConfigFinding>& findings);
+
+  DomElement& Root() { return root_; }
+  // 0 when it is not known.
+  unsigned LineOf(const DomElement& element) const;
+
+ private:
+  DomParser parser_;
+  DomDocument document_;
+  DomElement root_;
+  std::vector<unsigned> lines_;
+};
+
+// What is wrong with a processor description; "" when it can be called. The
+// library is loaded for that, and let go of.
+std::string ProcessorFault(const std::string& description);
+
+// Names of attributes are exact; one in a wrong case leaves the default in
+// force. A text for each of those.
+std::vector<std::string> MisspeltAttributes(
+    const DomElement& element, std::initializer_list<const char*> names);
+
+}  // namespace kiv::mq
+
+#endif  // MQ_CHECK_PARTS_H_

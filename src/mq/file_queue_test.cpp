@@ -1,0 +1,453 @@
+#include "mq/file_queue.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "kiv/strings.h"
+#include "port/linux/file_error.h"
+#include "testing/eventually.h"
+#include "testing/file_queue_folder.h"
+#include "util/runtime.h"
+
+namespace kiv::msgq {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using Names = std::vector<std::string>;
+
+// [错误] and [信息], and the tag behind them.
+constexpr char kError[] = "[\xB4\xED\xCE\xF3] msgq: ";
+constexpr char kStarted[] =
+    "[\xD0\xC5\xCF\xA2] queue: "
+    "\xCF\xFB\xCF\xA2\xB6\xD3\xC1\xD0\xBC\xE0\xCA\xD3\xCF\xDF\xB3\xCC\xD2\xD1"
+    "\xBE\xAD\xC6\xF4\xB6\xAF\xA1\xA3";
+
+class FileQueueSettings : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { StartValues(); }
+  static void TearDownTestSuite() { StopValues(); }
+
+  // The entries of the log under our tag, without time and category.
+  std::vector<std::string> Errors() const {
+    std::vector<std::string> errors;
+    const std::string text = folder_.service.log.Text();
+    const std::string mark = kError;
+    for (std::size_t at = text.find(mark); at != text.npos;
+         at = text.find(mark, at + 1)) {
+      const std::size_t begin = at + mark.size();
+      errors.push_back(text.substr(begin, text.find("\r\n", begin) - begin));
+    }
+    return errors;
+  }
+  // FILE and ROOT in an expected text.
+  std::string InPlace(std::string text) const {
+    const std::string root = folder_.service.path().string();
+    string_replace(text, "FILE", (root + "/conf/fileq.xml").c_str());
+    string_replace(text, "ROOT", root.c_str());
+    return text;
+  }
+  static std::string Directory(const std::string& name,
+                               const std::string& path = "../in") {
+    return "<directory name='" + name + "'><path>" + path + "</path>" +
+           testing::FileQueueFolder::kProcessor + "</directory>";
+  }
+
+  testing::FileQueueFolder folder_;
+  FileQueue queue_;
+};
+
+TEST_F(FileQueueSettings, MayBeMissing) {
+  queue_.Main();
+  EXPECT_EQ(queue_.DirPath("in"), "");
+  EXPECT_FALSE(queue_.Start());
+  // Loaded once, and told once.
+  EXPECT_THAT(Errors(),
+              ElementsAre(InPlace("LoadSettings \xCA\xA7\xB0\xDC: \xB6\xD4 "
+                                  "'FILE' \xC3\xBB\xD5\xD2\xB5\xBD\xA1\xA3"),
+                          "GetSettings \xCA\xA7\xB0\xDC: "
+                          "\xD7\xB0\xD4\xD8\xC9\xE8\xD6\xC3\xD0\xC5\xCF\xA2\xCA"
+                          "\xA7\xB0\xDC\xA1\xA3"));
+}
+
+struct BadSettings {
+  const char* name;
+  const char* text;
+  std::vector<std::string> errors;
+};
+
+class BadFileQueueSettings : public FileQueueSettings,
+                             public ::testing::WithParamInterface<BadSettings> {
+};
+
+TEST_P(BadFileQueueSettings, AreToldOfLevelByLevelAndWatchNothing) {
+  WriteTestFile("../conf/fileq.xml", GetParam().text);
+  WriteTestFile("../file", "no folder");
+  queue_.Main();
+  std::vector<std::string> expected;
+  for (const std::string& error : GetParam().errors)
+    expected.push_back(InPlace(error));
+  EXPECT_EQ(Errors(), expected) << folder_.service.log.Text();
+  EXPECT_TRUE(queue_.Directories().empty());
+}
+
+// The texts are those of file_queue_messages.cpp, in bytes.
+INSTANTIATE_TEST_SUITE_P(
+    File, BadFileQueueSettings,
+    ::testing::Values(
+        BadSettings{"NotParsed",
+                    "<s><directories>",
+                    {"LoadSettings \xCA\xA7\xB0\xDC: \xD7\xB0\xD4\xD8 'FILE' "
+                     "\xCA\xA7\xB0\xDC\xA1\xA3",
+                     "GetSettings \xCA\xA7\xB0\xDC: "
+                     "\xD7\xB0\xD4\xD8\xC9\xE8\xD6\xC3\xD0\xC5\xCF\xA2\xCA\xA7"
+                     "\xB0\xDC\xA1\xA3"}},
+        BadSettings{"NoDirectories",
+                    "<s/>",
+                    {"LoadSettings \xCA\xA7\xB0\xDC: 'FILE' "
+                     "\xCE\xC4\xB5\xB5\xD6\xD0\xC3\xBB\xD5\xD2\xB5\xBD "
+                     "directories \xBD\xE1\xB5\xE3\xA1\xA3",
+                     "GetSettings \xCA\xA7\xB0\xDC: "
+                     "\xD7\xB0\xD4\xD8\xC9\xE8\xD6\xC3\xD0\xC5\xCF\xA2\xCA\xA7"
+                     "\xB0\xDC\xA1\xA3"}},
+        BadSettings{
+            "NoPath",
+            "<s><directories><directory "
+            "name='a'><processor>dll://../lib/p:Record</processor></"
+            "directory></directories></s>",
+            {"LoadDirectory \xCA\xA7\xB0\xDC: path "
+             "\xC3\xBB\xD5\xD2\xB5\xBD\xA1\xA3",
+             "LoadDirectories \xCA\xA7\xB0\xDC: LoadDirectory \xB5\xDA 0 "
+             "\xB8\xF6 directory "
+             "\xD7\xD3\xBD\xDA\xB5\xE3\xCA\xA7\xB0\xDC\xA1\xA3",
+             "LoadSettings \xCA\xA7\xB0\xDC: 'FILE' \xCE\xC4\xB5\xB5\xB5\xC4 "
+             "directories \xBD\xDA\xB5\xE3\xB5\xF7\xD3\xC3 LoadDirectories "
+             "\xCA\xA7\xB0\xDC\xA1\xA3",
+             "GetSettings \xCA\xA7\xB0\xDC: "
+             "\xD7\xB0\xD4\xD8\xC9\xE8\xD6\xC3\xD0\xC5\xCF\xA2\xCA\xA7\xB0\xDC"
+             "\xA1\xA3"}},
+        BadSettings{
+            "EmptyPath",
+            "<s><directories><directory "
+            "name='a'><path/></directory></directories></s>",
+            {"LoadDirectory \xCA\xA7\xB0\xDC: path "
+             "\xBD\xDA\xB5\xE3\xB5\xC4\xCE\xC4\xB1\xBE\xBD\xDA\xB5\xE3\xB1\xD8"
+             "\xD0\xEB\xCA\xC7\xD2\xBB\xB8\xF6\xD3\xD0\xD0\xA7\xB5\xC4\xC2\xB7"
+             "\xBE\xB6\xA1\xA3",
+             "LoadDirectories \xCA\xA7\xB0\xDC: LoadDirectory \xB5\xDA 0 "
+             "\xB8\xF6 directory "
+             "\xD7\xD3\xBD\xDA\xB5\xE3\xCA\xA7\xB0\xDC\xA1\xA3",
+             "LoadSettings \xCA\xA7\xB0\xDC: 'FILE' \xCE\xC4\xB5\xB5\xB5\xC4 "
+             "directories \xBD\xDA\xB5\xE3\xB5\xF7\xD3\xC3 LoadDirectories "
+             "\xCA\xA7\xB0\xDC\xA1\xA3",
+             "GetSettings \xCA\xA7\xB0\xDC: "
+             "\xD7\xB0\xD4\xD8\xC9\xE8\xD6\xC3\xD0\xC5\xCF\xA2\xCA\xA7\xB0\xDC"
+             "\xA1\xA3"}},
+        BadSettings{
+            "PathAboveRoot",
+            "<s><directories><directory "
+            "name='a'><path>..x</path></directory></directories></s>",
+            {"LoadDirectory \xCA\xA7\xB0\xDC: path "
+             "\xBD\xDA\xB5\xE3\xB5\xC4\xCE\xC4\xB1\xBE\xBD\xDA\xB5\xE3\xB1\xD8"
+             "\xD0\xEB\xCA\xC7\xD2\xBB\xB8\xF6\xD3\xD0\xD0\xA7\xB5\xC4\xC2\xB7"
+             "\xBE\xB6\xA3\xAC\xBD\xAB\xC6\xE4\xD7\xAA\xB3\xC9\xBE\xF8\xB6\xD4"
+             "\xC2\xB7\xBE\xB6\xCA\xB1\xB3\xF6\xB4\xED\xA1\xA3..x",
+             "LoadDirectories \xCA\xA7\xB0\xDC: LoadDirectory \xB5\xDA 0 "
+             "\xB8\xF6 directory "
+             "\xD7\xD3\xBD\xDA\xB5\xE3\xCA\xA7\xB0\xDC\xA1\xA3",
+             "LoadSettings \xCA\xA7\xB0\xDC: 'FILE' \xCE\xC4\xB5\xB5\xB5\xC4 "
+             "directories \xBD\xDA\xB5\xE3\xB5\xF7\xD3\xC3 LoadDirectories "
+             "\xCA\xA7\xB0\xDC\xA1\xA3",
+             "GetSettings \xCA\xA7\xB0\xDC: "
+             "\xD7\xB0\xD4\xD8\xC9\xE8\xD6\xC3\xD0\xC5\xCF\xA2\xCA\xA7\xB0\xDC"
+             "\xA1\xA3"}},
+        BadSettings{
+            "PathIsAFile",
+            "<s><directories><directory "
+            "name='a'><path>../file</path></directory></directories></s>",
+            {"LoadDirectory \xCA\xA7\xB0\xDC: 'ROOT/file' "
+             "\xC4\xBF\xC2\xBC\xCE\xDE\xB7\xA8\xB4\xB4\xBD\xA8\xA1\xA3",
+             "LoadDirectories \xCA\xA7\xB0\xDC: LoadDirectory \xB5\xDA 0 "
+             "\xB8\xF6 directory "
+             "\xD7\xD3\xBD\xDA\xB5\xE3\xCA\xA7\xB0\xDC\xA1\xA3",
+             "LoadSettings \xCA\xA7\xB0\xDC: 'FILE' \xCE\xC4\xB5\xB5\xB5\xC4 "
+             "directories \xBD\xDA\xB5\xE3\xB5\xF7\xD3\xC3 LoadDirectories "
+             "\xCA\xA7\xB0\xDC\xA1\xA3",
+             "GetSettings \xCA\xA7\xB0\xDC: "
+             "\xD7\xB0\xD4\xD8\xC9\xE8\xD6\xC3\xD0\xC5\xCF\xA2\xCA\xA7\xB0\xDC"
+             "\xA1\xA3"}},
+        BadSettings{
+            "NoName",
+            "<s><directories><directory "
+            "><path>../in</path><processor>dll://../lib/p:Record</processor></"
+            "directory></directories></s>",
+            {"LoadDirectory \xCA\xA7\xB0\xDC: name "
+             "\xCA\xF4\xD0\xD4\xCE\xDE\xD0\xA7\xA1\xA3",
+             "LoadDirectories \xCA\xA7\xB0\xDC: LoadDirectory \xB5\xDA 0 "
+             "\xB8\xF6 directory "
+             "\xD7\xD3\xBD\xDA\xB5\xE3\xCA\xA7\xB0\xDC\xA1\xA3",
+             "LoadSettings \xCA\xA7\xB0\xDC: 'FILE' \xCE\xC4\xB5\xB5\xB5\xC4 "
+             "directories \xBD\xDA\xB5\xE3\xB5\xF7\xD3\xC3 LoadDirectories "
+             "\xCA\xA7\xB0\xDC\xA1\xA3",
+             "GetSettings \xCA\xA7\xB0\xDC: "
+             "\xD7\xB0\xD4\xD8\xC9\xE8\xD6\xC3\xD0\xC5\xCF\xA2\xCA\xA7\xB0\xDC"
+             "\xA1\xA3"}},
+        BadSettings{
+            "NoProcessor",
+            "<s><directories><directory "
+            "name='a'><path>../in</path></directory></directories></s>",
+            {"LoadDirectory \xCA\xA7\xB0\xDC: processor "
+             "\xC3\xBB\xD5\xD2\xB5\xBD\xA1\xA3",
+             "LoadDirectories \xCA\xA7\xB0\xDC: LoadDirectory \xB5\xDA 0 "
+             "\xB8\xF6 directory "
+             "\xD7\xD3\xBD\xDA\xB5\xE3\xCA\xA7\xB0\xDC\xA1\xA3",
+             "LoadSettings \xCA\xA7\xB0\xDC: 'FILE' \xCE\xC4\xB5\xB5\xB5\xC4 "
+             "directories \xBD\xDA\xB5\xE3\xB5\xF7\xD3\xC3 LoadDirectories "
+             "\xCA\xA7\xB0\xDC\xA1\xA3",
+             "GetSettings \xCA\xA7\xB0\xDC: "
+             "\xD7\xB0\xD4\xD8\xC9\xE8\xD6\xC3\xD0\xC5\xCF\xA2\xCA\xA7\xB0\xDC"
+             "\xA1\xA3"}},
+        BadSettings{
+            "EmptyProcessor",
+            "<s><directories><directory "
+            "name='a'><path>../in</path><processor/></directory></"
+            "directories></s>",
+            {"LoadDirectory \xCA\xA7\xB0\xDC: processor "
+             "\xBD\xDA\xB5\xE3\xB5\xC4\xCE\xC4\xB1\xBE\xBD\xDA\xB5\xE3\xB1\xD8"
+             "\xD0\xEB\xCA\xC7\xD2\xBB\xB8\xF6\xD3\xD0\xD0\xA7\xB5\xC4\xB4\xA6"
+             "\xC0\xED\xC6\xF7\xC3\xE8\xCA\xF6\xA1\xA3",
+             "LoadDirectories \xCA\xA7\xB0\xDC: LoadDirectory \xB5\xDA 0 "
+             "\xB8\xF6 directory "
+             "\xD7\xD3\xBD\xDA\xB5\xE3\xCA\xA7\xB0\xDC\xA1\xA3",
+             "LoadSettings \xCA\xA7\xB0\xDC: 'FILE' \xCE\xC4\xB5\xB5\xB5\xC4 "
+             "directories \xBD\xDA\xB5\xE3\xB5\xF7\xD3\xC3 LoadDirectories "
+             "\xCA\xA7\xB0\xDC\xA1\xA3",
+             "GetSettings \xCA\xA7\xB0\xDC: "
+             "\xD7\xB0\xD4\xD8\xC9\xE8\xD6\xC3\xD0\xC5\xCF\xA2\xCA\xA7\xB0\xDC"
+             "\xA1\xA3"}},
+        BadSettings{
+            "MissingLibrary",
+            "<s><directories><directory name='a'><path>../in</path><processor> "
+            "dll://../lib/none:F </processor></directory></directories></s>",
+            {"AddDir Failed: "
+             "\xCE\xDE\xD0\xA7\xB5\xC4\xB4\xA6\xC0\xED\xC6\xF7\xC3\xE8\xCA\xF6"
+             "\xA3\xBA'dll://../lib/none:F'",
+             "LoadDirectory \xCA\xA7\xB0\xDC: AddDir 'ROOT/in' "
+             "\xCA\xA7\xB0\xDC\xA1\xA3",
+             "LoadDirectories \xCA\xA7\xB0\xDC: LoadDirectory \xB5\xDA 0 "
+             "\xB8\xF6 directory "
+             "\xD7\xD3\xBD\xDA\xB5\xE3\xCA\xA7\xB0\xDC\xA1\xA3",
+             "LoadSettings \xCA\xA7\xB0\xDC: 'FILE' \xCE\xC4\xB5\xB5\xB5\xC4 "
+             "directories \xBD\xDA\xB5\xE3\xB5\xF7\xD3\xC3 LoadDirectories "
+             "\xCA\xA7\xB0\xDC\xA1\xA3",
+             "GetSettings \xCA\xA7\xB0\xDC: "
+             "\xD7\xB0\xD4\xD8\xC9\xE8\xD6\xC3\xD0\xC5\xCF\xA2\xCA\xA7\xB0\xDC"
+             "\xA1\xA3"}}),
+    [](const auto& test) { return test.param.name; });
+
+TEST_F(FileQueueSettings, OfOneBadDirectoryDisableAll) {
+  folder_.WriteAll(Directory("good") + "<other/>" + Directory("") +
+                   Directory("good"));
+  EXPECT_EQ(queue_.DirPath("good"), "");
+  EXPECT_THAT(Errors(), ::testing::Contains(HasSubstr(" 1 ")));
+}
+
+TEST_F(FileQueueSettings, HoldSixtyFourDirectories) {
+  std::string directories;
+  for (int i = 0; i < 64; ++i) directories += Directory(std::to_string(i));
+  folder_.WriteAll(directories);
+  EXPECT_EQ(queue_.Directories().size(), 64u);
+  folder_.WriteAll(directories + Directory("65th"));
+  FileQueue other;
+  EXPECT_TRUE(other.Directories().empty());
+  EXPECT_EQ(Errors().at(0),
+            "AddDir Failed: "
+            "\xB3\xAC\xB3\xF6\xD7\xEE\xB4\xF3\xD4\xCA\xD0\xED\xB5\xC4\xC4\xBF"
+            "\xC2\xBC\xCA\xFD 64");
+}
+
+TEST_F(FileQueueSettings, GiveThePathOfTheFirstOfAName) {
+  folder_.WriteAll(Directory("a", " ../made/at/once ") + Directory("b") +
+                   Directory("a"));
+  EXPECT_EQ(queue_.DirPath("a"),
+            (folder_.service.path() / "made/at/once").string());
+  EXPECT_TRUE(std::filesystem::is_directory("../made/at/once"));
+  EXPECT_EQ(queue_.DirPath("A"), "");
+  EXPECT_EQ(queue_.DirPath(""), "");
+  EXPECT_EQ(queue_.DirPath(nullptr), "");
+  EXPECT_EQ(folder_.service.log.Text(), "");
+}
+
+using FileQueueWatch = FileQueueSettings;
+
+TEST_F(FileQueueWatch, OnlyObservesByDefault) {
+  folder_.Write("");
+  folder_.Put("early", "1");
+  ASSERT_TRUE(queue_.Start());
+  folder_.Put("late", "123");
+  ASSERT_TRUE(testing::Eventually(
+      [&] { return queue_.Directories().at(0).status.messages > 0; }));
+  const mq::QueueStatus status = queue_.Directories().at(0).status;
+  EXPECT_EQ(status.state, mq::QueueState::Observing);
+  EXPECT_TRUE(queue_.Stop(20000));
+  EXPECT_EQ(folder_.Files(), (Names{"early", "late"}));
+  EXPECT_EQ(folder_.Messages(), Names{});
+  EXPECT_TRUE(folder_.service.log.Has(kStarted));
+  EXPECT_EQ(queue_.Directories().at(0).status.state, mq::QueueState::Stopped);
+}
+
+TEST_F(FileQueueWatch, TellsTheProcessorWhichFileItIs) {
+  std::string seen;
+  folder_.processor.answer = [&](std::string_view, void* context) {
+    const auto& file = *static_cast<const FileQueueFile*>(context);
+    seen = std::string(file.directory) + " " + file.name + " " +
+           std::to_string(file.attempt);
+    return true;
+  };
+  folder_.Write();
+  std::filesystem::create_directory(folder_.in() / "sub");
+  folder_.Put("sub/\xE8\xAE\xA2", "1");  // 订
+  ASSERT_TRUE(queue_.Start());
+  ASSERT_TRUE(folder_.processor.WaitForMessages(1));
+  EXPECT_TRUE(queue_.Stop(20000));
+  EXPECT_EQ(seen, "in sub/\xB6\xA9 1");
+}
+
+TEST_F(FileQueueWatch, IsStoppedAndBegunAgain) {
+  folder_.Write();
+  EXPECT_TRUE(queue_.Stop(0));
+  for (int round = 1; round <= 3; ++round) {
+    std::thread main;
+    if (round == 2)
+      main = std::thread([&] { queue_.Main(); });
+    else
+      ASSERT_TRUE(queue_.Start());
+    folder_.Put("file", std::to_string(round));
+    ASSERT_TRUE(folder_.processor.WaitForMessages(round));
+    EXPECT_FALSE(queue_.Start());  // one at a time
+    EXPECT_TRUE(queue_.Stop(20000));
+    if (main.joinable()) main.join();
+    // Nobody takes it now.
+    folder_.Put("between", "between " + std::to_string(round));
+    ++round;
+    ASSERT_TRUE(queue_.Start());
+    ASSERT_TRUE(folder_.processor.WaitForMessages(round));
+    EXPECT_TRUE(queue_.Stop(20000));
+  }
+  EXPECT_FALSE(folder_.Has(".processing/lock"));
+  EXPECT_TRUE(std::filesystem::is_empty(folder_.in() / ".processing"));
+}
+
+TEST_F(FileQueueWatch, DoesNotWaitForAProcessorForEver) {
+  std::atomic<bool> holds{true};
+  std::atomic<int> stopped_within{-1};
+  folder_.processor.answer = [&](std::string_view, void*) {
+    // Asked for by the processor itself, it ends behind this file.
+    stopped_within = queue_.Stop(20000) ? 1 : 0;
+    holds.wait(true);
+    return true;
+  };
+  folder_.Write();
+  folder_.Put("1", "1");
+  ASSERT_TRUE(queue_.Start());
+  ASSERT_TRUE(testing::Eventually([&] { return stopped_within == 0; }));
+  EXPECT_FALSE(queue_.Stop(10));
+  holds = false;
+  holds.notify_all();
+  EXPECT_TRUE(queue_.Stop(20000));
+  EXPECT_FALSE(folder_.Has("1"));
+}
+
+TEST_F(FileQueueWatch, OfAFolderThatMayNotBeWrittenSaysSoOnce) {
+  folder_.Write();
+  // A file in the place of one of ours.
+  folder_.Put(".processing", "in the way");
+  folder_.Put("file", "1");
+  ASSERT_TRUE(queue_.Start());
+  ASSERT_TRUE(testing::Eventually([&] {
+    return queue_.Directories().at(0).status.state == mq::QueueState::Failed;
+  }));
+  std::filesystem::remove(folder_.in() / ".processing");
+  ASSERT_TRUE(folder_.processor.WaitForMessages(1));
+  EXPECT_TRUE(queue_.Stop(20000));
+  EXPECT_EQ(Errors().size(), 1u);
+  EXPECT_THAT(Errors().at(0), HasSubstr("no file of directory 'in' can be "
+                                        "taken: its folders .processing"));
+}
+
+// A watch whose system fails at one call.
+class FailingWatch final : public port::DirectoryWatch {
+ public:
+  enum class Call { None, Open, Associate, Arm, Wait, Rearm };
+  explicit FailingWatch(Call failing) : failing_(failing) {}
+  bool OpenDirectory(const std::string&, const port::WatchOptions&,
+                     std::size_t) override {
+    return Answer(Call::Open);
+  }
+  bool Associate(std::size_t) override { return Answer(Call::Associate); }
+  bool Arm(std::size_t) override {
+    return Answer(has_waited_ ? Call::Rearm : Call::Arm);
+  }
+  Outcome Wait(int, port::DirectoryChange& change) override {
+    if (!Answer(Call::Wait)) return Outcome::Failed;
+    if (failing_ != Call::Rearm) return Outcome::Stopped;
+    has_waited_ = true;
+    change.key = 1;
+    return Outcome::Change;
+  }
+  void Stop() override {}
+
+ private:
+  bool Answer(Call call) const {
+    constexpr int kNoAccess = 13;
+    return call != failing_ || port::Fail(kNoAccess);
+  }
+  const Call failing_;
+  bool has_waited_ = false;
+};
+
+struct Failure {
+  const char* name;
+  FailingWatch::Call call;
+  const char* error;
+};
+
+class FailingFileQueue : public FileQueueSettings,
+                         public ::testing::WithParamInterface<Failure> {};
+
+TEST_P(FailingFileQueue, EndsWithTheCallAndTheSystemsCode) {
+  FileQueue queue(
+      [] { return std::make_unique<FailingWatch>(GetParam().call); });
+  folder_.Write("");
+  queue.Main();
+  EXPECT_THAT(Errors(), ElementsAre(InPlace(GetParam().error)));
+  EXPECT_EQ(queue.Directories().at(0).status.state, mq::QueueState::Failed);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Call, FailingFileQueue,
+    ::testing::Values(
+        Failure{"Open", FailingWatch::Call::Open,
+                "FileQueueMain Failed: Unable to open directory ROOT/in. "
+                "GetLastError=13"},
+        Failure{"Associate", FailingWatch::Call::Associate,
+                "FileQueueMain Failed: CreateIoCompletionPort Failed. "
+                "GetLastError=13"},
+        Failure{"Arm", FailingWatch::Call::Arm,
+                "WatchDirectories Failed: ReadDirectoryChangesW return FALSE. "
+                "GetLastError = 13"},
+        Failure{"Wait", FailingWatch::Call::Wait,
+                "WatchWorker Failed: GetQueuedCompletionStatus return FALSE. "
+                "GetLastError = 13"},
+        Failure{"Rearm", FailingWatch::Call::Rearm,
+                "WatchWorker Failed: ReadDirectoryChangesW return FALSE. "
+                "GetLastError = 13"}),
+    [](const auto& test) { return test.param.name; });
+
+}  // namespace
+}  // namespace kiv::msgq

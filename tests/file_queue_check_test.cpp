@@ -1,0 +1,178 @@
+// What kiv check-config tells of a fileq.xml, on real folders and libraries.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "kiv/mq/config_check.h"
+#include "kiv/startup.h"
+#include "testing/file_queue_folder.h"
+
+namespace kiv::testing {
+namespace {
+
+using mq::ConfigFinding;
+using Severity = mq::ConfigFinding::Severity;
+
+class FileQueueCheck : public ::testing::Test {
+ protected:
+  FileQueueCheck() { GlobalInit(); }
+  ~FileQueueCheck() override { GlobalUninit(); }
+
+  // Each as "line severity name: text".
+  std::vector<std::string> Check() const {
+    std::vector<std::string> texts;
+    for (const ConfigFinding& finding : mq::CheckFileQueue(
+             FileSystemPath("../conf/fileq.xml", FileSystemPath::native)))
+      texts.push_back(std::to_string(finding.line) + " " +
+                      "GWF"[static_cast<int>(finding.severity)] + " " +
+                      finding.queue + ": " + finding.text);
+    return texts;
+  }
+  static bool Has(const std::vector<std::string>& texts,
+                  const std::string& start, const std::string& part = "") {
+    for (const std::string& text : texts)
+      if (text.starts_with(start) && text.find(part) != text.npos) return true;
+    return false;
+  }
+  std::vector<std::string> CheckDirectories(const std::string& text) const {
+    folder_.WriteAll("\n" + text);
+    return Check();
+  }
+  static std::string Directory(const std::string& attributes,
+                               const std::string& path = "../in") {
+    return "<directory " + attributes + "><path>" + path + "</path>" +
+           FileQueueFolder::kProcessor + "</directory>\n";
+  }
+
+  FileQueueFolder folder_;
+};
+
+TEST_F(FileQueueCheck, FindsNothingAgainstADirectoryThatWorks) {
+  const auto texts = CheckDirectories(Directory("name='a' process='true'"));
+  EXPECT_EQ(texts,
+            std::vector<std::string>{"2 G a: files in it will be processed"});
+}
+
+TEST_F(FileQueueCheck, SaysWhatIsWrongWithTheFile) {
+  EXPECT_TRUE(Has(Check(), "0 F : the file is not there"));
+  WriteTestFile("../conf/fileq.xml", "<s>\n<directories></s>");
+  EXPECT_TRUE(Has(Check(), "2 F : the file is not read"));
+  WriteTestFile("../conf/fileq.xml", "<s/>");
+  EXPECT_TRUE(Has(Check(), "0 F : there is no element \"directories\""));
+  EXPECT_TRUE(Has(CheckDirectories("<other/>"), "1 W : \"directories\" names"));
+}
+
+struct DirectoryCase {
+  const char* name;
+  const char* text;
+  const char* start;
+  const char* part;
+};
+
+class FileQueueCheckFinds
+    : public FileQueueCheck,
+      public ::testing::WithParamInterface<DirectoryCase> {};
+
+TEST_P(FileQueueCheckFinds, TheFault) {
+  std::filesystem::create_directory("../in/sub");
+  std::filesystem::create_directory_symlink("in", "../same");
+  WriteTestFile("../file");
+  const auto texts = CheckDirectories(GetParam().text);
+  EXPECT_TRUE(Has(texts, GetParam().start, GetParam().part))
+      << ::testing::PrintToString(texts);
+}
+
+#define PROCESSOR "<processor>dll://../lib/p:Record</processor>"
+#define IN "<path>../in</path>"
+INSTANTIATE_TEST_SUITE_P(
+    Directory, FileQueueCheckFinds,
+    ::testing::Values(
+        DirectoryCase{"OnlyObserves",
+                      "<directory name='a'>" IN PROCESSOR "</directory>",
+                      "2 W a:", "write process=\"true\""},
+        DirectoryCase{"NoName", "<directory>" IN PROCESSOR "</directory>",
+                      "2 F #1:", "has no \"name\""},
+        DirectoryCase{"NoPath", "<directory name='a'>" PROCESSOR "</directory>",
+                      "2 F a:", "has no \"path\""},
+        DirectoryCase{"PathIsAFile",
+                      "<directory name='a'><path>../file</path>" PROCESSOR
+                      "</directory>",
+                      "2 F a:", "is a file"},
+        DirectoryCase{"PathIsNotThere",
+                      "<directory name='a'><path>../none</path>" PROCESSOR
+                      "</directory>",
+                      "2 W a:", "it is made when the queue starts"},
+        DirectoryCase{"NoProcessor", "<directory name='a'>" IN "</directory>",
+                      "2 F a:", "has no \"processor\""},
+        DirectoryCase{"MissingLibrary",
+                      "<directory name='a'>" IN
+                      "<processor>dll://../lib/none:F</processor></directory>",
+                      "2 F a:", "is not there"},
+        DirectoryCase{"MissingFunction",
+                      "<directory name='a'>" IN
+                      "<processor>dll://../lib/p:None</processor></directory>",
+                      "2 F a:", "no function \"None\""},
+        DirectoryCase{"WrongCase",
+                      "<directory name='a' Process='true'>" IN PROCESSOR
+                      "</directory>",
+                      "2 W a:", "write \"process\""},
+        DirectoryCase{"NoTruth",
+                      "<directory name='a' process='yes'>" IN PROCESSOR
+                      "</directory>",
+                      "2 W a:", "counts as false"},
+        DirectoryCase{"NoNumber",
+                      "<directory name='a' settle='1s'>" IN PROCESSOR
+                      "</directory>",
+                      "2 W a:", "no whole number"},
+        DirectoryCase{"SameName",
+                      "<directory name='a'>" IN PROCESSOR "</directory>\n"
+                      "<directory name='a'><path>../lib</path>" PROCESSOR
+                      "</directory>",
+                      "3 W a:", "has the name of the directory of line 2"},
+        DirectoryCase{
+            "SameFolder",
+            "<directory name='a' process='true'>" IN PROCESSOR "</directory>\n"
+            "<directory name='b' process='true'><path>../same</path>" PROCESSOR
+            "</directory>",
+            "3 F b:", "is the same folder as that of directory \"a\""},
+        DirectoryCase{"Inside",
+                      "<directory name='a' process='true'>" IN PROCESSOR
+                      "</directory>\n"
+                      "<directory name='b'><path>../in/sub</path>" PROCESSOR
+                      "</directory>",
+                      "3 W b:", "lies inside directory \"a\" of line 2"},
+        DirectoryCase{"Around",
+                      "<directory name='a' process='true'><path>../in/sub"
+                      "</path>" PROCESSOR "</directory>\n"
+                      "<directory name='b' process='true'>" IN PROCESSOR
+                      "</directory>",
+                      "3 F b:", "holds directory \"a\" of line 2"},
+        DirectoryCase{"OneForAll",
+                      "<directory name='a' process='true'>" IN PROCESSOR
+                      "</directory><directory/>",
+                      "0 W :", "disables all directories"}),
+    [](const auto& row) { return row.param.name; });
+
+TEST_F(FileQueueCheck, AllowsAFolderInsideOneWithoutItsSubTree) {
+  std::filesystem::create_directory("../in/sub");
+  const auto texts = CheckDirectories(
+      Directory("name='a' process='true' enableSubTree='false'") +
+      Directory("name='b' process='true'", "../in/sub"));
+  EXPECT_EQ(texts.size(), 2u) << ::testing::PrintToString(texts);
+}
+
+TEST_F(FileQueueCheck, CountsTheDirectories) {
+  std::string directories;
+  for (int i = 1; i <= 65; ++i) {
+    const std::string n = std::to_string(i);
+    std::filesystem::create_directory("../in/" + n);
+    directories += Directory("name='" + n + "' process='true'", "../in/" + n);
+  }
+  EXPECT_TRUE(Has(CheckDirectories(directories),
+                  "66 F 65: is directory 65 of at most 64"));
+}
+
+}  // namespace
+}  // namespace kiv::testing

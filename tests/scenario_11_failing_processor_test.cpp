@@ -1,0 +1,344 @@
+// Processors that fail, and hosts that die over a file.
+//
+// What holds when a host is killed: a file is in the watched folder, in
+// .processing, or ended (deleted, in .done, in .failed). One that has ended is
+// never handed to a processor again. One that lies in .processing may have been
+// handed over, wholly or in part, and is handed over again: no host can know
+// how far a processor came that died with it.
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "kiv/startup.h"
+#include "mq/file_taker.h"
+#include "testing/eventually.h"
+#include "testing/file_queue_folder.h"
+#include "testing/running_program.h"
+
+namespace kiv {
+namespace {
+
+using testing::Eventually;
+using testing::FileQueueFolder;
+using testing::RunningProgram;
+namespace fs = std::filesystem;
+using Names = std::vector<std::string>;
+
+class Scenario11FailingProcessor : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { GlobalInit(); }
+  static void TearDownTestSuite() { GlobalUninit(); }
+
+  bool WaitFor(const std::string& name) {
+    return Eventually([&] { return folder_.Has(name); });
+  }
+  std::string Reason(const std::string& name) {
+    return ReadTestFile(folder_.in() / ".failed" / (name + ".reason"));
+  }
+
+  FileQueueFolder folder_;
+  msgq::FileQueue queue_;
+};
+
+TEST_F(Scenario11FailingProcessor, ThatAnswersFalseFindsTheFileInFailed) {
+  folder_.processor.answer = [](std::string_view, void*) { return false; };
+  folder_.Write();
+  fs::create_directory(folder_.in() / "sub");
+  ASSERT_TRUE(queue_.Start());
+  folder_.Put("sub/order", "1");
+  ASSERT_TRUE(WaitFor(".failed/sub/order.reason"));
+  EXPECT_EQ(Reason("sub/order"), "the processor answered false\n");
+  // A second one of that name is no reason to lose the first.
+  folder_.Put("sub/order", "2");
+  ASSERT_TRUE(Eventually([&] { return folder_.Files().size() == 4; }));
+  EXPECT_EQ(ReadTestFile(folder_.in() / ".failed/sub/order"), "1");
+  const auto status = queue_.Directories().at(0).status;
+  EXPECT_EQ(status.messages, 2u);
+  EXPECT_EQ(status.failures, 2u);
+  EXPECT_TRUE(queue_.Stop(20000));
+}
+
+TEST_F(Scenario11FailingProcessor, ThatThrowsFindsTheFileInFailed) {
+  folder_.Write("process='true'",
+                "<processor>dll://../lib/p:Throw</processor>");
+  ASSERT_TRUE(queue_.Start());
+  const std::string longest(255, 'n');
+  folder_.Put(longest, "1");
+  ASSERT_TRUE(WaitFor(".failed/" + longest.substr(0, 248) + ".reason"));
+  EXPECT_TRUE(folder_.Has(".failed/" + longest));
+  EXPECT_EQ(ReadTestFile(folder_.in() / ".failed" /
+                         (longest.substr(0, 248) + ".reason")),
+            "the processor failed: it threw: out of paper\n");
+}
+
+TEST_F(Scenario11FailingProcessor, KeepsAProcessedFileWhenToldTo) {
+  folder_.Write("process='true' deleteAfterProcess='false'");
+  ASSERT_TRUE(queue_.Start());
+  folder_.Put("kept", "1");
+  ASSERT_TRUE(WaitFor(".done/kept"));
+  EXPECT_TRUE(queue_.Stop(20000));
+  EXPECT_EQ(folder_.Files(), Names{".done/kept"});
+}
+
+// The reason does not fit on the disk; the file, which is on it, moves.
+TEST_F(Scenario11FailingProcessor, OnAFullDiskStillFindsTheFileInFailed) {
+  const std::string place = folder_.in().string();
+  if (::mount("tmpfs", place.c_str(), "tmpfs", 0, "size=64k") != 0)
+    GTEST_SKIP() << "a full disk needs the right to mount one";
+  folder_.processor.answer = [](std::string_view, void*) { return false; };
+  folder_.Write();
+  ASSERT_TRUE(queue_.Start());
+  {
+    std::ofstream filler(folder_.in() / ".filler");
+    const std::string page(4096, 'x');
+    while (filler << page << std::flush) {
+    }
+  }
+  WriteTestFile("../order", "");
+  fs::create_hard_link(folder_.in() / ".filler", folder_.in() / ".link");
+  fs::rename(folder_.in() / ".link", folder_.in() / "order");
+  EXPECT_TRUE(WaitFor(".failed/order"));
+  EXPECT_TRUE(queue_.Stop(20000));
+  EXPECT_FALSE(folder_.Has(".failed/order.reason"));
+  EXPECT_TRUE(folder_.service.log.Has(
+      "'order' of directory 'in' was moved to .failed: the processor answered "
+      "false"))
+      << folder_.service.log.Text();
+  ::umount(place.c_str());
+}
+
+// Claims that cannot be moved on while the disk is full.
+class FullDisk final : public port::FileClaims {
+ public:
+  FullDisk(std::unique_ptr<port::FileClaims> real, bool& is_full)
+      : real_(std::move(real)), is_full_(is_full) {}
+  port::FileLook LookAt(const std::string& name) override {
+    return real_->LookAt(name);
+  }
+  Taking Take(const std::string& name, port::ChangeRecord::Certainty certainty,
+              std::size_t most_bytes, std::string& bytes) override {
+    return real_->Take(name, certainty, most_bytes, bytes);
+  }
+  std::vector<port::Leftover> Leftovers() override {
+    return real_->Leftovers();
+  }
+  Taking TakeLeftover(const port::Leftover& leftover, std::size_t most_bytes,
+                      std::string& bytes) override {
+    return real_->TakeLeftover(leftover, most_bytes, bytes);
+  }
+  bool HasChanged(const port::FileClaim& claim) override {
+    return real_->HasChanged(claim);
+  }
+  bool Delete(const port::FileClaim& claim) override {
+    return !is_full_ && real_->Delete(claim);
+  }
+  bool MoveToDone(const port::FileClaim& claim) override {
+    return !is_full_ && real_->MoveToDone(claim);
+  }
+  bool MoveToFailed(const port::FileClaim& claim,
+                    const std::string& reason) override {
+    return !is_full_ && real_->MoveToFailed(claim, reason);
+  }
+  void Tidy() override { real_->Tidy(); }
+
+ private:
+  const std::unique_ptr<port::FileClaims> real_;
+  bool& is_full_;
+};
+
+TEST_F(Scenario11FailingProcessor, WhoseFileCannotBeMovedIsNotAskedAgain) {
+  int calls = 0;
+  folder_.processor.answer = [&](std::string_view, void*) {
+    ++calls;
+    return false;
+  };
+  msgq::DirectorySettings settings;
+  settings.name = "in";
+  settings.path = folder_.in().string();
+  settings.process = true;
+  settings.processor = module::Module::create("dll://../lib/p:Record");
+  mq::StatusBoard board;
+  const std::atomic<bool> stop{false};
+  bool is_full = true;
+  const auto open = [&](const std::string& path, std::string& reason) {
+    return std::make_unique<FullDisk>(port::FileClaims::Open(path, reason),
+                                      is_full);
+  };
+  const port::ChangeRecord order{"order",
+                                 port::ChangeRecord::Certainty::Closed};
+  folder_.Put("order", "1");
+  {
+    msgq::FileTaker taker(settings, board, stop, open);
+    taker.Open();
+    taker.Take({order});
+    EXPECT_EQ(calls, 1);
+    EXPECT_FALSE(folder_.Has("order"));
+    ASSERT_EQ(folder_.Files().size(), 1u);  // in .processing
+    // A new file of the name waits beside it.
+    folder_.Put("order", "2");
+    taker.Take({order});
+    taker.TakeDue();
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(folder_.Files().size(), 2u);
+    ASSERT_TRUE(taker.NextDue().has_value());
+  }
+  // The next start finds it.
+  is_full = false;
+  msgq::FileTaker next(settings, board, stop, open);
+  next.Open();
+  EXPECT_EQ(calls, 2);
+  EXPECT_TRUE(folder_.Has(".failed/order"));
+  next.Take({order});
+  EXPECT_EQ(calls, 3);
+  EXPECT_EQ(folder_.Files().size(), 4u);
+}
+
+class Scenario11KilledHost : public Scenario11FailingProcessor {
+ protected:
+  using Numbers = std::map<std::string, int>;
+
+  Scenario11KilledHost() {
+    folder_.Write("process='true'",
+                  "<processor>dll://../lib/p:Journal</processor>");
+  }
+
+  std::unique_ptr<RunningProgram> Host() const {
+    return std::make_unique<RunningProgram>(
+        KIV_PROGRAM,
+        std::vector<std::string>{"host", folder_.service.path().string()},
+        RunningProgram::Surroundings{
+            .files = folder_.service.path(),
+            .variables = {"KIV_TEST_JOURNAL=" + Journal()}});
+  }
+  std::string Journal() const {
+    return (folder_.service.path() / "journal").string();
+  }
+  // How often each message was begun or ended, whichever the word says.
+  Numbers Count(const std::string& word) const {
+    Numbers count;
+    std::ifstream journal(Journal());
+    std::string verb;
+    std::string message;
+    while (journal >> verb >> message)
+      if (verb == word) ++count[message];
+    return count;
+  }
+  std::set<std::string> InProcessing() const {
+    std::set<std::string> names;
+    for (const std::string& file : folder_.Files())
+      if (file.starts_with(".processing/"))
+        names.insert(fs::path(file).filename());
+    return names;
+  }
+  void Kill(RunningProgram& host) const {
+    host.Send(SIGKILL);
+    EXPECT_EQ(host.WaitForEnd(), -SIGKILL);
+  }
+};
+
+TEST_F(Scenario11KilledHost, LosesNothingAndRepeatsNothingThatHadEnded) {
+  constexpr int kKills = 60;
+  constexpr int kFilesEach = 40;
+  std::mt19937 random(20051103);
+  std::set<std::string> put;
+  std::set<std::string> ended;  // begun, and gone from everywhere
+  Numbers begun_when_ended;
+  int kills_in_the_middle = 0;
+  for (int kill = 0; kill < kKills; ++kill) {
+    for (int i = 0; i < kFilesEach; ++i) {
+      const std::string name = std::to_string(kill) + "-" + std::to_string(i);
+      folder_.Put(name, name);
+      put.insert(name);
+    }
+    const std::size_t before =
+        fs::exists(Journal()) ? fs::file_size(Journal()) : 0;
+    const auto host = Host();
+    // From before the first file to behind the last.
+    ASSERT_TRUE(Eventually([&] {
+      return fs::exists(Journal()) && fs::file_size(Journal()) > before;
+    })) << folder_.service.log.Text();
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 25'000));
+    Kill(*host);
+
+    const std::set<std::string> in_processing = InProcessing();
+    EXPECT_LE(in_processing.size(), 1u);
+    kills_in_the_middle += static_cast<int>(in_processing.size());
+    const Numbers begun = Count("begin");
+    for (const std::string& name : ended)
+      EXPECT_EQ(begun.at(name), begun_when_ended.at(name))
+          << name << " was processed again";
+    for (const auto& [name, times] : begun)
+      if (!in_processing.contains(name) && ended.insert(name).second)
+        begun_when_ended[name] = times;
+  }
+  EXPECT_GT(kills_in_the_middle, kKills / 10);  // the points were in the middle
+
+  const auto host = Host();
+  ASSERT_TRUE(Eventually([&] {
+    for (const std::string& file : folder_.Files())
+      if (!file.starts_with(".failed/")) return false;
+    return true;
+  }));
+  host->Send(SIGTERM);
+  EXPECT_EQ(host->WaitForEnd(), 0);
+  const Numbers begun = Count("begin");
+  const Numbers finished = Count("end");
+  for (const std::string& name : put)
+    EXPECT_TRUE(finished.contains(name) || folder_.Has(".failed/" + name))
+        << name << " is lost";
+  for (const std::string& name : ended)
+    EXPECT_EQ(begun.at(name), begun_when_ended.at(name));
+}
+
+TEST_F(Scenario11KilledHost, GivesAFileUpOverWhichItDiesThreeTimes) {
+  folder_.Put("hang", "hang");
+  for (int attempt = 1; attempt <= 3; ++attempt) {
+    const auto host = Host();
+    ASSERT_TRUE(Eventually([&] { return Count("begin")["hang"] == attempt; }));
+    Kill(*host);
+    EXPECT_EQ(InProcessing(), std::set<std::string>{"hang"});
+  }
+  const auto host = Host();
+  folder_.Put("next", "next");
+  ASSERT_TRUE(WaitFor(".failed/hang.reason"));
+  ASSERT_TRUE(Eventually([&] { return Count("end")["next"] == 1; }));
+  EXPECT_EQ(Count("begin")["hang"], 3);
+  EXPECT_EQ(Reason("hang"),
+            "its processing was begun 3 times, and each time the host ended "
+            "over it\n");
+  host->Send(SIGTERM);
+  EXPECT_EQ(host->WaitForEnd(), 0);
+  EXPECT_EQ(folder_.Files(), (Names{".failed/hang", ".failed/hang.reason"}));
+}
+
+// A host that lives keeps what it has taken, whoever starts beside it.
+TEST_F(Scenario11KilledHost, LeavesTheFilesOfALivingHostAlone) {
+  folder_.Put("hang", "hang");
+  const auto first = Host();
+  ASSERT_TRUE(Eventually([&] { return Count("begin")["hang"] == 1; }));
+  const auto second = Host();
+  folder_.Put("next", "next");
+  ASSERT_TRUE(Eventually([&] { return Count("end")["next"] == 1; }));
+  EXPECT_EQ(InProcessing(), std::set<std::string>{"hang"});
+  EXPECT_EQ(Count("begin")["hang"], 1);
+  // What somebody put there by hand is taken, too.
+  second->Send(SIGTERM);
+  EXPECT_EQ(second->WaitForEnd(), 0);
+  folder_.Put(".processing/byhand", "byhand");
+  const auto third = Host();
+  EXPECT_TRUE(Eventually([&] { return Count("end")["byhand"] == 1; }));
+}
+
+}  // namespace
+}  // namespace kiv
