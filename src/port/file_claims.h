@@ -79,8 +79,7 @@ class FileClaims {
     std::string reason;  // local encoding
   };
   // Takes the file and reads it into `bytes`, unless it has more than
-  // `most_bytes`. Asks who has it open for writing only where that is not clear
-  // from how it was seen: not for a Closed or Stable one.
+  // `most_bytes`. Asks who has it open for writing unless it was seen Closed.
   virtual Taking Take(const std::string& name,
                       ChangeRecord::Certainty certainty, std::size_t most_bytes,
                       std::string& bytes) = 0;

@@ -235,7 +235,7 @@ FileClaims::Taking LinuxFileClaims::TakeLeftover(const Leftover& leftover,
   if (place.folder < 0) return {};
   // It was whole when it was taken.
   return TakeFrom(place, leftover.name, leftover.attempts + 1,
-                  Certainty::Stable, most_bytes, bytes);
+                  Certainty::Closed, most_bytes, bytes);
 }
 
 FileClaims::Taking LinuxFileClaims::TakeFrom(const Place& place,
@@ -258,12 +258,20 @@ FileClaims::Taking LinuxFileClaims::TakeFrom(const Place& place,
   const int open_error = file.is_open() ? 0 : errno;
   if (open_error == ENOENT || open_error == ELOOP) return {};
   Writers writers = Writers::Unknown;
-  const bool asks =
-      certainty != Certainty::Closed && certainty != Certainty::Stable;
-  if (file.is_open() && asks) {
+  // Somebody breaks his hold on the file for us; it is his until then.
+  if (open_error == EAGAIN) return {Outcome::BeingWritten, {}, ""};
+  // Ours, not the file's: too many open files, no memory.
+  if (open_error != 0 && open_error != EACCES && open_error != EPERM)
+    return {Outcome::Refused,
+            {},
+            "it cannot be opened now: " + ErrorText(open_error)};
+  if (file.is_open() && certainty != Certainty::Closed) {
     writers = AskForWriters(file.get());
     if (writers == Writers::Some) return {Outcome::BeingWritten, {}, ""};
-    if (writers == Writers::Unknown && certainty != Certainty::Moved) {
+    // What looked the same twice may be between two writes of one who still
+    // has it open; where the system does not say, two looks have to do.
+    if (writers == Writers::Unknown && certainty != Certainty::Moved &&
+        certainty != Certainty::Stable) {
       // A new name of an old file is whole; a new file may be growing.
       if (certainty == Certainty::Created && status.st_nlink < 2) return {};
       if (AgeMs(status) < kQuietMs) return {Outcome::Unsure, {}, ""};
