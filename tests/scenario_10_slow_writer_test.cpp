@@ -110,8 +110,6 @@ TEST_F(Scenario10SlowWriter, ThatTakesItsFileBackIsToldOfInOneLine) {
 
 // What a processor is handed is not deleted when its writer added to it.
 TEST_F(Scenario10SlowWriter, ThatWritesOnDuringTheProcessingLosesNothing) {
-  std::ofstream writer;
-  std::atomic<bool> is_processing{false};
   folder_.processor.answer = [&](std::string_view message, void*) {
     if (message != "begun") return true;
     // Found where it lies now, as by a writer who kept it open for reading.

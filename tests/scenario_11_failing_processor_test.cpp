@@ -105,7 +105,6 @@ TEST_F(Scenario11FailingProcessor, OnAFullDiskStillFindsTheFileInFailed) {
     while (filler << page << std::flush) {
     }
   }
-  WriteTestFile("../order", "");
   fs::create_hard_link(folder_.in() / ".filler", folder_.in() / ".link");
   fs::rename(folder_.in() / ".link", folder_.in() / "order");
   EXPECT_TRUE(WaitFor(".failed/order"));

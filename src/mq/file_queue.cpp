@@ -129,9 +129,10 @@ bool FileQueue::OpenDirectories() {
 void FileQueue::WatchDirectories() {
   for (std::size_t i = 0; i < Settings().size(); ++i) {
     if (watch_->Arm(i + 1)) continue;
-    Fail("WatchDirectories Failed: ReadDirectoryChangesW return FALSE. "
-         "GetLastError = " +
-         std::to_string(port::LastError()));
+    Fail(
+        "WatchDirectories Failed: ReadDirectoryChangesW return FALSE. "
+        "GetLastError = " +
+        std::to_string(port::LastError()));
     return SetStates(mq::QueueState::Failed);
   }
   std::thread worker;
@@ -172,7 +173,8 @@ bool FileQueue::Start() {
     phase_ = Phase::Idle;
     return Fail(std::string("FileQueueStart Failed: ") + Shown(fault.what()));
   }
-  changed_.wait(lock, [&] { return phase_ == Phase::Watching || runs_ != run; });
+  changed_.wait(lock,
+                [&] { return phase_ == Phase::Watching || runs_ != run; });
   return phase_ == Phase::Watching;
 }
 
@@ -188,8 +190,9 @@ bool FileQueue::Stop(int wait_milliseconds) {
       changed_.wait(lock, is_over);
     else if (!changed_.wait_for(
                  lock, std::chrono::milliseconds(wait_milliseconds), is_over))
-      return Fail("FileQueueStop Failed: a processor is still at work; the "
-                  "watch ends after its file");
+      return Fail(
+          "FileQueueStop Failed: a processor is still at work; the "
+          "watch ends after its file");
   }
   std::thread thread = std::move(thread_);
   lock.unlock();

@@ -81,11 +81,11 @@ void FileQueueWorker::Handle(const port::DirectoryChange& change) {
     case Kind::Files:
       return HandleFiles(directory, change);
     case Kind::Overflow:
-      LogInformation(kSource, "FileQueue: changes of " + name +
-                                  " came faster than they were handled; " +
-                                  (directory.taker != nullptr
-                                       ? "it is looked through"
-                                       : "some were not seen"));
+      LogInformation(kSource,
+                     "FileQueue: changes of " + name +
+                         " came faster than they were handled; " +
+                         (directory.taker != nullptr ? "it is looked through"
+                                                     : "some were not seen"));
       break;
     case Kind::Gone:
       directory.is_gone = true;
@@ -109,8 +109,7 @@ void FileQueueWorker::Handle(const port::DirectoryChange& change) {
       }
       break;
     case Kind::Unseen:
-      LogError(kSource,
-               "FileQueue: " + name + ": " + Shown(change.text));
+      LogError(kSource, "FileQueue: " + name + ": " + Shown(change.text));
       directory.board.SetError(change.text);
       break;
   }
@@ -121,7 +120,8 @@ void FileQueueWorker::HandleFiles(Directory& directory,
                                   const port::DirectoryChange& change) {
   // One file must not end the watch of all.
   try {
-    if (directory.taker != nullptr) return directory.taker->Take(change.records);
+    if (directory.taker != nullptr)
+      return directory.taker->Take(change.records);
     for (const port::ChangeRecord& record : change.records)
       Observe(directory, record);
   } catch (const std::exception& fault) {
