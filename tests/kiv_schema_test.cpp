@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -113,6 +115,21 @@ TEST_F(KivSchema, ExportsATypeThatCanBeDeclaredAgain) {
   EXPECT_EQ(Run({"check", "out.xsd"}).output,
             "out.xsd:1: declared: element Weighing: record of 3 fields, 119 "
             "bytes\n");
+}
+
+TEST_F(KivSchema, ExportLeavesTheOldFileToItsReaders) {
+  std::ofstream("out.xsd") << "old";
+  std::ifstream reader("out.xsd");
+  const auto files = [] {
+    return std::distance(std::filesystem::directory_iterator("."), {});
+  };
+  const auto before = files();
+  EXPECT_EQ(Run({"export", "Weighing", "types.xsd", "-o", "out.xsd"}).code, 0);
+  std::string text;
+  std::getline(reader, text);
+  EXPECT_EQ(text, "old");
+  EXPECT_EQ(Run({"check", "out.xsd"}).code, 0);
+  EXPECT_EQ(files(), before);
 }
 
 TEST_F(KivSchema, SaysWhyATypeCannotBeExported) {

@@ -2,6 +2,7 @@
 #define DM_OBJECT_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 #include <type_traits>
 #include <utility>
@@ -45,6 +46,7 @@ class KIV_API Object {
   // Behind the two words, where the type-specific header would start.
   void* Header() const;
   const dm_deletor_info_t* GetDeletorInfo() const;
+  // 0, which is also Int32: ask the handle first.
   dm_type_id_e GetTypeId() const;
   const dm_type_info_t* GetTypeInfo() const;
   std::size_t GetObjectSize() const;
@@ -57,7 +59,15 @@ class KIV_API Object {
   template <typename T>
   bool Read(T& value) const {
     static_assert(std::is_trivially_copyable_v<T>);
-    return dm_o_read_value(object_, &value, sizeof value);
+    if constexpr (std::is_same_v<T, bool>) {
+      // A bool holds 0 or 1 alone; a Byte and memory from elsewhere, anything.
+      std::uint8_t byte;
+      if (!dm_o_read_value(object_, &byte, sizeof byte)) return false;
+      value = byte != 0;
+      return true;
+    } else {
+      return dm_o_read_value(object_, &value, sizeof value);
+    }
   }
   template <typename T>
   bool Write(const T& value) const {
@@ -73,7 +83,9 @@ class KIV_API Object {
   // A database field's value as an object, chosen by the field's ADO data type
   // number. Empty for a type that has no object, and for a value that is
   // missing (VT_EMPTY, VT_NULL) or cannot be converted without a loss other
-  // than rounding: 70000 is no Int16. Whole numbers round half to even.
+  // than rounding: 70000 is no Int16. Whole numbers round half to even. A
+  // number of the field's own width and sign keeps its bits where the object's
+  // type has the other sign: 40000 of an unsigned small int is Int16 -25536.
   static ObjectPtr<int*> FromAdoDb(const VARIANT& variant, int adoType);
 
  private:
@@ -124,7 +136,10 @@ class ObjectPtr {
 
   ObjectPtr& operator=(const ObjectPtr& other) { return *this = other.object_; }
   ObjectPtr& operator=(ObjectPtr&& other) noexcept {
-    std::swap(object_, other.object_);
+    // Emptied and stored before the old one dies; moving to itself changes
+    // nothing.
+    void* const moved = std::exchange(other.object_, nullptr);
+    dm_o_inner_release(std::exchange(object_, moved));
     return *this;
   }
   // Borrowed.

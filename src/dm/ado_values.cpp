@@ -123,23 +123,55 @@ bool Take(std::string_view& text, char expected) {
   return true;
 }
 
-// "2004-01-31", alone or with a blank or "T" and "9:05:07" behind it.
+struct TimeOfDay {
+  int hour = 0, minute = 0, second = 0, millisecond = 0;
+};
+
+// One to nine digits; what is finer than a millisecond is cut.
+bool TakeFraction(std::string_view& text, int& millisecond) {
+  constexpr std::size_t kMostDigits = 9;
+  const std::size_t before = text.size();
+  int number;
+  if (!TakeNumber(text, kMostDigits, number)) return false;
+  std::size_t digits = before - text.size();
+  for (; digits < 3; ++digits) number *= 10;
+  for (; digits > 3; --digits) number /= 10;
+  millisecond = number;
+  return true;
+}
+
+// "9:05:07", alone or with ".25" behind it.
+bool TakeTime(std::string_view& text, TimeOfDay& time) {
+  return TakeNumber(text, 2, time.hour) && Take(text, ':') &&
+         TakeNumber(text, 2, time.minute) && Take(text, ':') &&
+         TakeNumber(text, 2, time.second) &&
+         (!Take(text, '.') || TakeFraction(text, time.millisecond));
+}
+
+std::optional<kiv::DateTime> TimeInText(std::string_view text) {
+  TimeOfDay time;
+  if (!TakeTime(text, time) || !text.empty()) return std::nullopt;
+  // The day 0 of a date that is a number.
+  return kiv::DateTime(1899, 12, 30, time.hour, time.minute, time.second,
+                       time.millisecond);
+}
+
+// "2004-01-31", alone or with a blank or "T" and a time behind it; or a time.
 std::optional<kiv::DateTime> DateInText(std::string_view text) {
+  if (text.find('-') == text.npos) return TimeInText(text);
   int year, month, day;
   if (!TakeNumber(text, 4, year) || !Take(text, '-') ||
       !TakeNumber(text, 2, month) || !Take(text, '-') ||
       !TakeNumber(text, 2, day)) {
     return std::nullopt;
   }
-  int hour = 0, minute = 0, second = 0;
-  if ((Take(text, ' ') || Take(text, 'T')) &&
-      (!TakeNumber(text, 2, hour) || !Take(text, ':') ||
-       !TakeNumber(text, 2, minute) || !Take(text, ':') ||
-       !TakeNumber(text, 2, second))) {
+  TimeOfDay time;
+  if ((Take(text, ' ') || Take(text, 'T')) && !TakeTime(text, time)) {
     return std::nullopt;
   }
   if (!text.empty()) return std::nullopt;
-  return kiv::DateTime(year, month, day, hour, minute, second, 0);
+  return kiv::DateTime(year, month, day, time.hour, time.minute, time.second,
+                       time.millisecond);
 }
 
 // May throw std::out_of_range.
@@ -254,6 +286,28 @@ bool WriteConverted(void* object, dm_type_id_e type, const VARIANT& variant) {
   }
 }
 
+// A number as the field has it, of the object's width and the other sign: its
+// bits. False for any other.
+bool WriteBits(void* object, int ado_type, const VARIANT& variant) {
+  const Object target(object);
+  switch (ado_type) {
+    case 16:  // tiny int
+      return variant.vt == VT_I1 &&
+             target.Write(static_cast<std::uint8_t>(variant.cVal));
+    case 18:  // unsigned small int
+      return variant.vt == VT_UI2 &&
+             target.Write(static_cast<std::int16_t>(variant.uiVal));
+    case 19:  // unsigned int
+      return (variant.vt == VT_UI4 || variant.vt == VT_UINT) &&
+             target.Write(static_cast<std::int32_t>(variant.ulVal));
+    case 21:  // unsigned big int
+      return variant.vt == VT_UI8 &&
+             target.Write(static_cast<std::int64_t>(variant.ullVal));
+    default:
+      return false;
+  }
+}
+
 }  // namespace
 
 // A value that cannot be converted, a date outside of the calendar and a lack
@@ -262,7 +316,10 @@ ObjectPtr<int*> Object::FromAdoDb(const VARIANT& variant, int adoType) try {
   const auto type = TypeOf(adoType);
   if (!type) return {};
   auto object = Any::Take(dm_o_new(DM_SIGN_DEFAULT + *type, nullptr));
-  if (!object || !WriteConverted(object.get(), *type, variant)) return {};
+  if (!object || (!WriteBits(object.get(), adoType, variant) &&
+                  !WriteConverted(object.get(), *type, variant))) {
+    return {};
+  }
   return object;
 } catch (const std::exception&) {
   return {};

@@ -52,7 +52,7 @@ void Field::WriteHead(void* object) const {
 }
 
 bool FieldTable::Append(std::string name, void* metadata) {
-  if (is_sealed_.load(std::memory_order_relaxed)) return false;
+  if (is_sealed()) return false;
   if (offsets_.size() == offsets_.capacity()) {
     offsets_.reserve(2 * offsets_.size() + 8);
   }
@@ -69,7 +69,7 @@ bool FieldTable::Append(std::string name, void* metadata) {
 
 bool FieldTable::CopyFrom(const FieldTable& other) {
   if (&other == this) return true;
-  if (is_sealed_.load(std::memory_order_relaxed)) return false;
+  if (is_sealed()) return false;
   FieldTable copy;
   for (const Field& field : other.fields_) {
     if (!copy.Append(field.name(), field.metadata())) return false;

@@ -73,6 +73,7 @@ class FieldTable {
       is_sealed_.store(true, std::memory_order_relaxed);
     }
   }
+  bool is_sealed() const { return is_sealed_.load(std::memory_order_relaxed); }
 
  private:
   // Puts the last field behind those before. False for an empty name, no

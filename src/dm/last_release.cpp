@@ -2,12 +2,16 @@
 
 #include <cstdlib>
 
+#include "dm/field_table.h"
 #include "dm/type_functions.h"
 
 namespace dm {
 namespace {
 
-constexpr unsigned kMaxDepth = 100;
+// What may be on the stack at once, counted in structs within structs: one of
+// them takes a few frames. A release on top of another takes more than that.
+constexpr unsigned kMaxLevels = FieldTable::kMaxDepth;
+constexpr unsigned kLevelsOfRelease = 10;
 
 struct Waiting {
   void* object;
@@ -16,7 +20,7 @@ struct Waiting {
 
 // Trivial, so that it serves to the last moment of a thread.
 struct Releases {
-  unsigned depth;
+  unsigned levels;
   Waiting* waiting;
 };
 
@@ -26,6 +30,14 @@ thread_local constinit Releases releases{};
 bool OwnsReferences(unsigned type_id) {
   return type_id == DM_OBJECT_VECTOR || type_id == DM_OBJECT_POINTER ||
          type_id == DM_STRUCT || type_id == DM_STRUCT_METADATA;
+}
+
+// A struct ends its fields on the stack, and they theirs.
+unsigned LevelsOf(const void* object) {
+  const void* const metadata =
+      IsA(object, DM_STRUCT) ? struct_type::Metadata(object) : nullptr;
+  return kLevelsOfRelease +
+         (metadata == nullptr ? 0 : TableOf(metadata).depth());
 }
 
 void End(void* object, const dm_type_info_t* info) {
@@ -55,17 +67,20 @@ void AfterLastRelease(void* object) {
     return;
   }
   Releases& mine = releases;
-  if (mine.depth >= kMaxDepth && Wait(mine, object)) return;
-  ++mine.depth;
+  const unsigned below = mine.levels;
+  const unsigned levels = LevelsOf(object);
+  if (below > 0 && below + levels > kMaxLevels && Wait(mine, object)) return;
+  mine.levels = below + levels;
   End(object, info);
-  while (mine.depth == 1 && mine.waiting != nullptr) {
+  while (below == 0 && mine.waiting != nullptr) {
     Waiting* const entry = mine.waiting;
     mine.waiting = entry->next;
     void* const next = entry->object;
     std::free(entry);
+    mine.levels = LevelsOf(next);
     End(next, InfoOf(next));
   }
-  --mine.depth;
+  mine.levels = below;
 }
 
 }  // namespace dm

@@ -1,5 +1,7 @@
 #include "dm/life.h"
 
+#include <pthread.h>
+
 #include <cstring>
 #include <memory>
 #include <set>
@@ -179,6 +181,61 @@ TEST_F(Life, MetadataIsItsOwnMetadata) {
   EXPECT_EQ(Load<dm_sign>(metadata), 0x120Du);
 }
 
+TEST_F(Life, ReadsAnyByteAsABool) {
+  const Any byte = NewObject(DM_BYTE);
+  ASSERT_TRUE(byte.object().Write(std::uint8_t{2}));
+  bool value = false;
+  EXPECT_TRUE(byte.object().Read(value));
+  unsigned char held;
+  std::memcpy(&held, &value, sizeof held);
+  EXPECT_EQ(held, 1);
+  ASSERT_TRUE(byte.object().Write(std::uint8_t{0}));
+  EXPECT_TRUE(byte.object().Read(value));
+  EXPECT_FALSE(value);
+  value = true;
+  EXPECT_FALSE(NewObject(DM_INT32).object().Read(value));
+  EXPECT_FALSE(Object().Read(value));
+  EXPECT_TRUE(value);
+}
+
+TEST_F(Life, MovingReleasesTheOldObjectAtOnce) {
+  Any watched = NewObject(DM_INT32);
+  Any target = watched;
+  Any source = NewObject(DM_INT64);
+  void* const moved = source.get();
+  target = std::move(source);
+  EXPECT_EQ(dm_o_get_ref(watched.get()), 1);
+  EXPECT_EQ(target.get(), moved);
+  EXPECT_EQ(source.get(), nullptr);
+  Any& same = target;
+  target = std::move(same);
+  EXPECT_EQ(target.get(), moved);
+  EXPECT_EQ(dm_o_get_ref(moved), 1);
+}
+
+// A thread with a stack of 1 MiB.
+void OnASmallStack(void* (*run)(void*), void* argument) {
+  pthread_attr_t attributes;
+  ASSERT_EQ(::pthread_attr_init(&attributes), 0);
+  ASSERT_EQ(::pthread_attr_setstacksize(&attributes, 1 << 20), 0);
+  pthread_t thread;
+  ASSERT_EQ(::pthread_create(&thread, &attributes, run, argument), 0);
+  ASSERT_EQ(::pthread_join(thread, nullptr), 0);
+  ::pthread_attr_destroy(&attributes);
+}
+
+void* Forget(void* head) {
+  *static_cast<Any*>(head) = nullptr;
+  return nullptr;
+}
+
+// The field named "a", in a struct that many levels down.
+void* DeepField(const Any& object, unsigned levels) {
+  void* field = object.get();
+  for (unsigned i = 0; i < levels; ++i) field = dm_o_struct_field_at(field, 0);
+  return field;
+}
+
 // A list of a million links, each the only owner of the next.
 TEST_F(Life, LongChainsDoNotExhaustTheStack) {
   Any head;
@@ -193,6 +250,46 @@ TEST_F(Life, LongChainsDoNotExhaustTheStack) {
     Any link = NewObject(DM_OBJECT_VECTOR);
     ASSERT_TRUE(dm_o_vector_append(link.get(), head.get()));
     head = std::move(link);
+  }
+  OnASmallStack(Forget, &head);
+}
+
+TEST_F(Life, LongChainsOfDeepStructsDoNotExhaustTheStack) {
+  constexpr unsigned kLevels = 1000;
+  for (void* const leaf :
+       {dm_o_object_pointer_metadata(), dm_o_ansi_string_metadata()}) {
+    StructPtr type = NewStructType();
+    ASSERT_TRUE(dm_o_struct_metadata_append(type.get(), "a", leaf));
+    for (unsigned i = 1; i < kLevels; ++i) {
+      StructPtr outer = NewStructType();
+      ASSERT_TRUE(dm_o_struct_metadata_append(outer.get(), "a", type.get()));
+      type = std::move(outer);
+    }
+    Any head;
+    const auto put_before = [&](Any link, void* pointer) {
+      ASSERT_TRUE(dm_o_object_pointer_set(pointer, head.get()));
+      head = std::move(link);
+    };
+    for (int i = 0; i < 300; ++i) {
+      Any link = Any::Take(dm_o_instance_from_metadata(type.get()));
+      ASSERT_TRUE(link);
+      void* const pointer = DeepField(link, kLevels);
+      if (leaf == dm_o_object_pointer_metadata()) {
+        put_before(std::move(link), pointer);
+        continue;
+      }
+      // The end of one that ends no others, on top of many links.
+      head = std::move(link);
+      for (int j = 0; j < 300; ++j) {
+        Any above = NewObject(DM_OBJECT_POINTER);
+        void* const place = above.get();
+        put_before(std::move(above), place);
+      }
+      break;
+    }
+    type = nullptr;
+    OnASmallStack(Forget, &head);
+    EXPECT_EQ(head.get(), nullptr);
   }
 }
 

@@ -90,18 +90,6 @@ std::string DeclaredText(const std::string& name) {
          (fields == 1 ? " field, " : " fields, ") + size + " bytes";
 }
 
-// The name of the built-in type that a schema calls so; null when there is
-// none.
-const char* BuiltInName(const std::string& schema_name) {
-  for (unsigned id = 0; id < kTypeIds; ++id) {
-    const dm_type_info_t* const info = InfoFromId(id);
-    if (info != nullptr && schema_name == info->schema_name) {
-      return info->type_name;
-    }
-  }
-  return nullptr;
-}
-
 std::string RefusedText(const SchemaReader& reader, const SchemaPlan& plan) {
   const std::string& type = reader.unknown_type();
   if (type.empty()) return reader.reason();
@@ -110,8 +98,8 @@ std::string RefusedText(const SchemaReader& reader, const SchemaPlan& plan) {
            ": it is refused itself or declared later; simple types come first, "
            "then complex types, then elements, each in the order of the file";
   }
-  if (const char* const name = BuiltInName(type)) {
-    return reader.reason() + ": write " + name;
+  if (const dm_type_info_t* const info = InfoFromSchemaName(type)) {
+    return reader.reason() + ": write " + info->type_name;
   }
   return reader.reason() +
          ": no built-in type, and no declaration has that name";

@@ -1,3 +1,4 @@
+#include <cstring>
 #include <exception>
 #include <string>
 #include <utility>
@@ -61,10 +62,16 @@ class StructWriter {
   // What a field takes at least beside its name.
   static constexpr std::size_t kFieldBytes =
       sizeof "<xsd:element name=\"\" type=\"int\"/>" - 1;
+  static constexpr std::size_t kStructBytes =
+      sizeof "<xsd:element name=\"\"><xsd:complexType><xsd:sequence/>"
+             "</xsd:complexType></xsd:element>" -
+      1;
 
   bool WriteField(DomElement& sequence, const char* name,
                   const void* metadata) {
-    bytes_ += kFieldBytes + std::char_traits<char>::length(name);
+    const bool is_struct = dm_o_is_struct_type_from_metadata(metadata);
+    bytes_ += (is_struct ? kStructBytes : kFieldBytes) +
+              std::char_traits<char>::length(name);
     // No parser would take it any more.
     if (bytes_ > kiv::DomParser::MaxBytes()) {
       return Refuse(message::ContentNotCreated());
@@ -73,7 +80,7 @@ class StructWriter {
     if (!sequence.CreateElement(kElementTag, element)) {
       return Refuse(message::ElementNotCreated());
     }
-    if (dm_o_is_struct_type_from_metadata(metadata)) {
+    if (is_struct) {
       return Write(element, name, metadata);
     }
     const char* const type = SchemaNameOf(metadata);
@@ -126,7 +133,9 @@ void* Export(const void* metadata, const char* name) {
   }
   if (!WriteSchema(document, name, metadata)) return nullptr;
   kiv::DomDocumentContent content;
-  if (!document.GetDocumentContent(content, "GB2312")) {
+  // Marks and quotes in names take more than was counted.
+  if (!document.GetDocumentContent(content, "GB2312") ||
+      std::strlen(content.GetContent()) > kiv::DomParser::MaxBytes()) {
     Refuse(message::ContentNotCreated());
     return nullptr;
   }

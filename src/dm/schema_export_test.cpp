@@ -202,6 +202,27 @@ TEST_F(SchemaExport, RefusesWhatIsTooLargeToRead) {
   EXPECT_NE(Exported(type.get()), "(none)");
 }
 
+TEST_F(SchemaExport, CountsWhatIsWrittenAgainstTheLimit) {
+  const std::size_t limit = kiv::DomParser::MaxBytes();
+  kiv::DomParser::SetMaxBytes(10'000);
+  // Every "&" is written as five bytes.
+  const StructPtr marks =
+      With(std::string(3'000, '&').c_str(), dm_o_int32_metadata());
+  EXPECT_EQ(dm_o_metadata_to_xsd(marks.get(), 0), nullptr);
+  EXPECT_EQ(Logged(), Entry(kContentNotCreated));
+  // Empty structs, whose tags are most of the schema: to the byte.
+  StructPtr empties = NewStructType();
+  const StructPtr empty = NewStructType();
+  for (int i = 0; i < 50; ++i) Append(empties, "a", empty.get());
+  const std::string text = Exported(empties.get());
+  kiv::DomParser::SetMaxBytes(text.size());
+  EXPECT_EQ(ShownType(BuildFrom(Exported(empties.get())).get()),
+            ShownType(empties.get()));
+  kiv::DomParser::SetMaxBytes(text.size() - 1);
+  EXPECT_EQ(dm_o_metadata_to_xsd(empties.get(), 0), nullptr);
+  kiv::DomParser::SetMaxBytes(limit);
+}
+
 TEST_F(SchemaExport, ComesBackThreeLevelsDeepFromAFile) {
   const StructPtr lowest = With("c", dm_o_binary_metadata());
   const StructPtr middle = With("b", lowest.get());

@@ -256,10 +256,14 @@ INSTANTIATE_TEST_SUITE_P(
                     "<element name='t'><complexType><sequence/></complexType>"
                     "</element>",
                     true, ""},
-        DeclareCase{"EmptyTypeIsNone",
+        DeclareCase{"EmptyTypeIsUnknown",
                     "<element name='t' type=''><complexType><sequence/>"
                     "</complexType></element>",
-                    true, ""},
+                    false, nullptr},
+        DeclareCase{"PrefixAloneIsUnknown",
+                    "<element name='t' type='xsd:'><complexType><sequence/>"
+                    "</complexType></element>",
+                    false, nullptr},
         DeclareCase{"SimpleBeforeComplex",
                     "<element name='t'><complexType><sequence/></complexType>"
                     "<simpleType>" RESTRICTS("int") "</simpleType></element>",

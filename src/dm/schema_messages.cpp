@@ -49,8 +49,8 @@ std::string ElementNotCreated() {
          "节点失败。";
 }
 
-// The quotation mark here and below is never closed: operators search for these
-// texts as they are.
+// The quotation mark here and in the next text is never closed: operators
+// search for these texts as they are.
 std::string NameNotSet(const std::string& name) {
   return "dm::struct_to_xsd_record 错误，创建 complexType/sequence/element "
          "节点的name属性= '" +

@@ -46,18 +46,17 @@ bool HasWholeAttribute(const DomElement& extension) {
           attribute.Attribute("type", text));
 }
 
-void* StandardMetadataBySchemaName(const dm_registry_t& registry,
-                                   const std::string& name) {
+}  // namespace
+
+const dm_type_info_t* InfoFromSchemaName(const std::string& name) {
+  // Which no schema has a name for.
+  if (name.empty()) return nullptr;
   for (unsigned id = 0; id < kTypeIds; ++id) {
     const dm_type_info_t* const info = InfoFromId(id);
-    if (info != nullptr && name == info->schema_name) {
-      return registry.standard(info->type_id);
-    }
+    if (info != nullptr && name == info->schema_name) return info;
   }
   return nullptr;
 }
-
-}  // namespace
 
 void SchemaReader::ForgetReason() {
   reason_.clear();
@@ -158,8 +157,12 @@ bool SchemaReader::DeclareStruct(const std::string& name,
 bool SchemaReader::DeclareElement(const DomElement& element) {
   std::string name;
   if (!element.Attribute("name", name)) return Refuse("it has no name");
-  std::string type;
-  if (element.LocalAttribute("type", type)) return Alias(type, name);
+  if (element.HasAttribute("type")) {
+    // An empty name is that of no type.
+    std::string type;
+    element.LocalAttribute("type", type);
+    return Alias(type, name);
+  }
   DomNodeList2 types;
   if (element.ChildElementList("simpleType", types)) {
     return DeclareAll(element, types, &SchemaReader::DeclareSimpleType);
@@ -190,7 +193,8 @@ bool SchemaReader::Alias(const std::string& type, const std::string& name) {
 MetadataPtr SchemaReader::Find(const std::string& type) {
   void* metadata = registry_.Find(type);
   if (metadata == nullptr && lookup_ == Lookup::RegisteredOrSchemaName) {
-    metadata = StandardMetadataBySchemaName(registry_, type);
+    const dm_type_info_t* const info = InfoFromSchemaName(type);
+    if (info != nullptr) metadata = registry_.standard(info->type_id);
   }
   if (metadata == nullptr && reason_.empty()) {
     unknown_type_ = type;

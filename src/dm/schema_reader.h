@@ -4,6 +4,7 @@
 #include <functional>
 #include <string>
 
+#include "dm/layout.h"
 #include "dm/object.h"
 #include "dm/type_registry.h"
 #include "kiv/dom.h"
@@ -11,6 +12,9 @@
 namespace dm {
 
 using MetadataPtr = ObjectPtr<int*>;
+
+// The built-in type that a schema calls so; null when there is none.
+const dm_type_info_t* InfoFromSchemaName(const std::string& name);
 
 // Makes types of the constructs of a schema. Types refer to types that are
 // registered already, so no type can contain itself.

@@ -257,6 +257,26 @@ TEST_F(Struct, CopyTakesAllFieldsOrNone) {
   EXPECT_EQ(dm_o_vector_count(FieldOf(to, "values")), 0u);
 }
 
+// A field that is a struct type keeps its layout once it has instances.
+TEST_F(Struct, CopyRefusesBeforeATypeInUseIsReached) {
+  ASSERT_TRUE(dm_o_add_std_metadata(DM_STRUCT_METADATA, "a type", false));
+  const StructPtr type = NewStructType();
+  Append(type, "number", dm_o_int32_metadata());
+  Append(type, "type", dm_o_get_metadata("a type"));
+  const Any from = NewInstance(type), to = NewInstance(type);
+  ASSERT_TRUE(Object(FieldOf(from, "number")).Write(std::int32_t{5}));
+  ASSERT_TRUE(dm_o_struct_metadata_append(FieldOf(from, "type"), "x",
+                                          dm_o_byte_metadata()));
+  ASSERT_TRUE(dm_o_copy_from(to.get(), dm_o_data(from.get())));
+  EXPECT_EQ(dm_o_struct_metadata_field_count(FieldOf(to, "type")), 1u);
+
+  ASSERT_TRUE(Object(FieldOf(from, "number")).Write(std::int32_t{6}));
+  ASSERT_TRUE(Any::Take(dm_o_instance_from_metadata(FieldOf(to, "type"))));
+  EXPECT_FALSE(dm_o_copy_from(to.get(), dm_o_data(from.get())));
+  EXPECT_EQ(ValueOf<std::int32_t>(FieldOf(to, "number")), 5);
+  EXPECT_TRUE(dm_o_copy_from(to.get(), dm_o_data(to.get())));
+}
+
 // A field's text lies elsewhere when its address does not suit a std::string.
 TEST_F(Struct, TextsMoveBetweenFieldsOfAnyAddress) {
   const StructPtr type = NewStructType();

@@ -13,6 +13,8 @@ namespace dm {
 namespace {
 
 constexpr std::size_t kDataOffset = kHeaderOffset + sizeof(void*);
+// So few structs within structs fit on any stack.
+constexpr unsigned kFewLevels = 10;
 
 // Null: a struct without fields.
 void* MetadataOf(const void* object) { return Load<void*>(HeaderOf(object)); }
@@ -43,6 +45,9 @@ bool CanCopyField(const void* object, const void* source) {
     return type == ElementTypeOf(source) ||
            (type == nullptr && VectorOf(object).used() == 0) ||
            ElementTypeOf(source) == nullptr;
+  }
+  if (info->type_id == DM_STRUCT_METADATA && TableOf(object).is_sealed()) {
+    return &TableOf(object) == &TableOf(source);
   }
   return info->copy != nullptr || info->header_info == dm_value_header_info;
 }
@@ -94,8 +99,9 @@ void Destroy(void* object) {
 bool DestroyAlone(void* object) {
   void* const metadata = MetadataOf(object);
   if (metadata == nullptr) return true;
-  const InstancePlan& plan = TableOf(metadata).plan();
-  if (plan.owns_references()) return false;
+  const FieldTable& table = TableOf(metadata);
+  const InstancePlan& plan = table.plan();
+  if (plan.owns_references() || table.depth() > kFewLevels) return false;
   plan.Destroy(At(object, kDataOffset));
   ReleaseReference(metadata);
   return true;

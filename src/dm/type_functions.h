@@ -58,8 +58,8 @@ int FieldIndex(const void* object, const char* name);
 void* FieldAt(const void* object, std::size_t index);
 // What dm_o_new and dm_o_instance_from_metadata come to for a struct metadata.
 void* New(void* metadata);
-// Destroys a struct whose end cannot be the end of further objects; false, with
-// nothing done, for any other.
+// Destroys a struct that is not nested deep and whose end cannot be the end of
+// further objects; false, with nothing done, for any other.
 bool DestroyAlone(void* object);
 // Of an instance; null metadata: a struct without fields.
 std::size_t DataSize(const void* metadata);

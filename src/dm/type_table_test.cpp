@@ -2,6 +2,7 @@
 #include <string>
 
 #include "dm/data_test_fixture.h"
+#include "dm/layout.h"
 
 namespace dm {
 namespace {
@@ -128,6 +129,45 @@ TEST(DeletorTable, OnlyThePlacedOneHasNoMemory) {
   EXPECT_EQ(placed->release, nullptr);
   EXPECT_EQ(dm_o_deletor_info_from_id(static_cast<dm_deletor_id_e>(3)),
             nullptr);
+}
+
+// What the short ways through an object's life say without asking the tables.
+TEST(Layout, SaysWhatTheTablesSay) {
+  for (unsigned id = 0; id < kTypeIds; ++id) {
+    const dm_type_info_t* const info = InfoFromId(id);
+    if (info == nullptr) {
+      EXPECT_EQ(kPlainSizes[id], 0) << id;
+      EXPECT_EQ(HeaderSizeOf(id), 0u) << id;
+      EXPECT_FALSE(IsNumber(id)) << id;
+      continue;
+    }
+    const auto* const header =
+        info->header_info == nullptr ? nullptr : info->header_info();
+    EXPECT_EQ(HeaderSizeOf(id), header == nullptr ? 0 : header->header_size)
+        << id;
+    // A value that owns nothing and whose bytes are all there is to it; a type
+    // record's address is not for everybody to change.
+    const bool is_plain = header == dm_value_header_info() &&
+                          info->destroy == nullptr && info->copy == nullptr &&
+                          id != DM_STD_METADATA;
+    EXPECT_EQ(kPlainSizes[id], is_plain ? info->data_size(nullptr) : 0) << id;
+    if (!IsNumber(id)) continue;
+    EXPECT_TRUE(is_plain) << id;
+    const Any number = NewObject(id);
+    const std::string zeros(kPlainSizes[id], '\0');
+    EXPECT_EQ(std::string(static_cast<const char*>(dm_o_data(number.get())),
+                          kPlainSizes[id]),
+              zeros)
+        << id;
+  }
+  for (unsigned id = 0; id < 16; ++id) {
+    const auto* const deletor =
+        dm_o_deletor_info_from_id(static_cast<dm_deletor_id_e>(id));
+    const dm_sign sign = 0x1000 + (id << 8);
+    EXPECT_EQ(DeletorFromSign(sign), deletor) << id;
+    EXPECT_EQ(IsHeap(sign), deletor != nullptr && deletor->allocate != nullptr)
+        << id;
+  }
 }
 
 TEST(Sign, NamesTypeAndDeletor) {

@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "dm/data_runtime.h"
+#include "util/log_entry.h"
 #include "util/runtime.h"
 
 namespace kiv {
@@ -27,7 +28,11 @@ void GlobalInit() {
   if (startup.counter != 0) return;
   startup.counter = 1;
   StartValues();
-  StartData();
+  if (!StartData()) {
+    LogFatal("sharelib::util",
+             "The data model cannot be started: a standard type name could not "
+             "be registered");
+  }
 }
 
 void GlobalUninit() {

@@ -1,11 +1,14 @@
 // kiv schema: checks schema files, lists the types they declare with their
 // layout, and writes a type as a schema.
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <map>
 #include <memory>
+#include <random>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "captured_log.h"
@@ -188,6 +191,45 @@ int List(const SchemaOptions& options) {
   return done && table.is_whole() ? 0 : 1;
 }
 
+bool WriteInPlace(const std::filesystem::path& file, const char* text,
+                  std::streamsize length) {
+  std::ofstream out(file, std::ios::binary);
+  out.write(text, length);
+  out.close();
+  return static_cast<bool>(out);
+}
+
+// Written beside the target and moved into its place: a reader sees the old
+// file or the new one, and what fails leaves the old one.
+bool ReplaceFile(const std::filesystem::path& file, const char* text,
+                 std::streamsize length) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  const fs::file_status before = fs::status(file, error);
+  // A terminal or a pipe has no old text to keep.
+  if (fs::exists(before) && !fs::is_regular_file(before)) {
+    return WriteInPlace(file, text, length);
+  }
+  // Where a link leads, not the link.
+  const fs::path target = fs::weakly_canonical(file, error);
+  if (error) return false;
+  std::random_device random;
+  const fs::path beside =
+      target.parent_path() /
+      (".kiv-" + std::to_string(random()) + std::to_string(random()));
+  bool done = WriteInPlace(beside, text, length);
+  if (done && fs::exists(before)) {
+    fs::permissions(beside, before.permissions(), error);
+    done = !error;
+  }
+  if (done) {
+    fs::rename(beside, target, error);
+    done = !error;
+  }
+  if (!done) fs::remove(beside, error);
+  return done;
+}
+
 // To standard output when no file is named. The bytes are those of the encoding
 // that the schema declares, GB2312.
 bool Write(const std::string& file, const char* text, std::size_t size) {
@@ -196,10 +238,7 @@ bool Write(const std::string& file, const char* text, std::size_t size) {
     std::cout.write(text, length) << std::flush;
     return static_cast<bool>(std::cout);
   }
-  std::ofstream out(file, std::ios::binary);
-  out.write(text, length);
-  out.close();
-  return static_cast<bool>(out);
+  return ReplaceFile(file, text, length);
 }
 
 int Export(const SchemaOptions& options) {
