@@ -40,6 +40,11 @@ class FileQueueFolder {
     return std::filesystem::exists(
         std::filesystem::symlink_status(in() / name));
   }
+  // A file is there a moment before its text.
+  bool WaitForText(const std::filesystem::path& name,
+                   const std::string& text) const {
+    return Eventually([&] { return ReadTestFile(in() / name) == text; });
+  }
   // Every file below in/ that is no folder's, relative to it; sorted.
   std::vector<std::string> Files() const {
     std::vector<std::string> files;
