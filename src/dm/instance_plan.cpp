@@ -85,6 +85,16 @@ void InstancePlan::AddEnding(const Field& field) {
   }
 }
 
+bool InstancePlan::Construct(void* data,
+                             const std::vector<Field>& fields) const {
+  if (!has_image_) return ConstructWithoutImage(data, fields);
+  if (!image_.empty()) std::memcpy(data, image_.data(), image_.size());
+  for (const std::uint32_t offset : strings_) {
+    ConstructStringAtZeros(At(data, offset + kHeaderOffset));
+  }
+  return makings_.empty() || ConstructOneByOne(data);
+}
+
 bool InstancePlan::ConstructOneByOne(void* data) const {
   for (std::size_t i = 0; i < makings_.size(); ++i) {
     if (makings_[i].construct(At(data, makings_[i].offset), nullptr)) continue;
@@ -98,15 +108,8 @@ bool InstancePlan::ConstructOneByOne(void* data) const {
   return true;
 }
 
-bool InstancePlan::Construct(void* data,
-                             const std::vector<Field>& fields) const {
-  if (has_image_) {
-    if (!image_.empty()) std::memcpy(data, image_.data(), image_.size());
-    for (const std::uint32_t offset : strings_) {
-      ConstructStringAtZeros(At(data, offset + kHeaderOffset));
-    }
-    return makings_.empty() || ConstructOneByOne(data);
-  }
+bool InstancePlan::ConstructWithoutImage(
+    void* data, const std::vector<Field>& fields) const {
   for (std::size_t i = 0; i < fields.size(); ++i) {
     void* const object = At(data, fields[i].offset);
     fields[i].WriteHead(object);
@@ -125,9 +128,9 @@ void InstancePlan::Destroy(void* data) const {
     if (WasLastReference(object)) DestroyStringAt(At(object, kHeaderOffset));
   }
   for (const Vector& vector : vectors_) {
-    if (WasLastReference(At(data, vector.offset))) {
-      std::free(Load<void*>(At(data, vector.data_offset)));
-    }
+    if (!WasLastReference(At(data, vector.offset))) continue;
+    void* const buffer = Load<void*>(At(data, vector.data_offset));
+    if (buffer != nullptr) std::free(buffer);
   }
   for (const Ending& ending : endings_) {
     ReleaseField(At(data, ending.offset), ending.destroy);

@@ -47,6 +47,8 @@ class InstancePlan {
   };
 
   bool ConstructOneByOne(void* data) const;
+  bool ConstructWithoutImage(void* data,
+                             const std::vector<Field>& fields) const;
 
   void AddEnding(const Field& field);
 
