@@ -51,7 +51,7 @@ class ScriptedClaims final : public port::FileClaims {
     script_.looks_before_taking.push_back(script_.looks);
     bytes = "bytes";
     return {script_.takings.at(std::min(turn, script_.takings.size() - 1)),
-            {name, 1, bytes.size(), 0},
+            {.name = name, .size_bytes = bytes.size()},
             ""};
   }
   std::vector<port::Leftover> Leftovers() override { return {}; }

@@ -26,6 +26,7 @@ struct FileClaim {
   int attempt = 1;
   std::uint64_t size_bytes = 0;
   // What it is like, for HasChanged.
+  std::uint64_t index = 0;
   std::int64_t written_ns = 0;
 };
 

@@ -280,11 +280,10 @@ std::optional<FileClaims::Taking> LinuxFileClaims::OpenWhole(
     if (errno == EACCES || errno == EPERM) return std::nullopt;
     return NotReached();
   }
-  const Writers writers = certainty == Certainty::Closed
-                              ? Writers::None
-                              : AskForWriters(file.get());
+  if (certainty == Certainty::Closed) return std::nullopt;
+  const Writers writers = AskForWriters(file.get());
   if (writers == Writers::Some) return Taking{Outcome::BeingWritten, {}, ""};
-  // Only what is seen from here on counts: the writer may have come to his end
+  // Only what is seen from here on counts: the writer may have come to its end
   // since the look by name.
   if (::fstat(file.get(), &candidate.status) != 0) return NotReached();
   if (!S_ISREG(candidate.status.st_mode)) return left_alone();
@@ -327,6 +326,7 @@ FileClaims::Taking LinuxFileClaims::TakeFrom(const Place& place,
   }
   taking.claim.size_bytes = static_cast<std::uint64_t>(status.st_size);
   taking.claim.written_ns = Nanoseconds(status.st_mtim);
+  taking.claim.index = status.st_ino;
   if (candidate.open_error != 0)
     return unfit("it cannot be opened: " + ErrorText(candidate.open_error));
   if (taking.claim.size_bytes > most_bytes)
@@ -351,7 +351,7 @@ FileClaims::Taking LinuxFileClaims::Claim(const Place& place,
                                           int attempt) {
   const int folder = run_.Attempt(attempt, mode_);
   if (folder >= 0 && MoveInto(place.folder, place.leaf, folder, name, mode_))
-    return {Outcome::Taken, {name, attempt, 0, 0}, ""};
+    return {Outcome::Taken, {.name = name, .attempt = attempt}, ""};
   switch (errno) {
     case ENOENT:
       return {run_.IsInPlace(processing_.get(), attempt) ? Outcome::Gone
@@ -410,7 +410,8 @@ std::vector<Leftover> LinuxFileClaims::Leftovers() {
 bool LinuxFileClaims::HasChanged(const FileClaim& claim) {
   struct stat status;
   return ::fstat(file_in_hand_.get(), &status) == 0 &&
-         (static_cast<std::uint64_t>(status.st_size) != claim.size_bytes ||
+         (status.st_ino != claim.index ||
+          static_cast<std::uint64_t>(status.st_size) != claim.size_bytes ||
           Nanoseconds(status.st_mtim) != claim.written_ns);
 }
 
