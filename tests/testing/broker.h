@@ -103,6 +103,22 @@ class Broker {
   }
   void Resume() { broker_->Send(SIGCONT); }
 
+  // A broker greets a client: its port is open before it can do anything.
+  static bool IsAt(int port) {
+    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const sockaddr_in address = Loopback(port);
+    const timeval patience{2, 0};
+    ::setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    char answer = 0;
+    const bool is_there =
+        ::connect(socket, reinterpret_cast<const sockaddr*>(&address),
+                  sizeof address) == 0 &&
+        ::send(socket, "AMQP\0\0\x09\x01", 8, MSG_NOSIGNAL) == 8 &&
+        ::recv(socket, &answer, 1, 0) == 1;
+    ::close(socket);
+    return is_there;
+  }
+
   int Port() const { return ports_.Get(1); }
   std::string Url(const std::string& user = "guest:guest") const {
     return "amqp://" + user + "@127.0.0.1:" + std::to_string(Port());
@@ -182,21 +198,7 @@ class Broker {
             .files = folder_, .terminal = nullptr, .variables = variables_});
   }
 
-  // Greets a client: its port is open before it can do anything.
-  bool Answers() const {
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const sockaddr_in address = Loopback(Port());
-    const timeval patience{2, 0};
-    ::setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    char answer = 0;
-    const bool is_there =
-        ::connect(socket, reinterpret_cast<const sockaddr*>(&address),
-                  sizeof address) == 0 &&
-        ::send(socket, "AMQP\0\0\x09\x01", 8, MSG_NOSIGNAL) == 8 &&
-        ::recv(socket, &answer, 1, 0) == 1;
-    ::close(socket);
-    return is_there;
-  }
+  bool Answers() const { return IsAt(Port()); }
 
   const FreePorts ports_;
   const std::filesystem::path folder_;
