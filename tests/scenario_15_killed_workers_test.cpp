@@ -158,7 +158,7 @@ TEST_P(Scenario15KilledWorkers, LoseNothingWhileTheReceiverLives) {
 TEST_P(Scenario15KilledWorkers, LoseNothingBetweenTwoCalls) {
   constexpr int kKills = 20;
   QueueWorkers workers(kQueue);
-  const std::size_t sender = workers.Start("send");
+  const std::size_t sender = workers.Start("send-and-rest");
   ASSERT_TRUE(workers.WaitForWork(sender));
   for (int kill = 0; kill < kKills; ++kill) {
     const std::size_t receiver = workers.Start("receive-and-rest");
