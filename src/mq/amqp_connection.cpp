@@ -242,7 +242,9 @@ bool AmqpConnection::Publish(const std::string& queue,
   const int status =
       amqp_basic_publish(state_, kChannel, amqp_empty_bytes, Borrowed(queue), 1,
                          0, &properties.Get(), Borrowed(message.body));
-  const bool is_stuck = port::HasSocketTimedOut();
+  const bool is_stuck =
+      (status == AMQP_STATUS_SOCKET_ERROR || status == AMQP_STATUS_SSL_ERROR) &&
+      port::HasSocketTimedOut();
   if (!IsSent(status, reason)) {
     if (is_stuck)
       reason = "the broker has taken nothing for " +
