@@ -1,27 +1,30 @@
 // Apart from the tests: a compiler that sees both sides of an allocation takes
-// the pair below for a mistake.
+// the pairs below for a mistake.
 #include "testing/scarce_memory.h"
 
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 
 namespace kiv::testing {
 namespace {
 
-std::atomic<bool> is_scarce = false;
+std::atomic<std::size_t> scarce_from = SIZE_MAX;
 
 }  // namespace
 
-ScarceMemory::ScarceMemory() { is_scarce = true; }
-ScarceMemory::~ScarceMemory() { is_scarce = false; }
+ScarceMemory::ScarceMemory(std::size_t from_bytes) { scarce_from = from_bytes; }
+ScarceMemory::~ScarceMemory() { scarce_from = SIZE_MAX; }
 
 }  // namespace kiv::testing
 
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  if (size >= kiv::testing::scarce_from) return nullptr;
+  return std::malloc(size == 0 ? 1 : size);
+}
 void* operator new(std::size_t size) {
-  if (kiv::testing::is_scarce && size >= kiv::testing::kScarceBytes)
-    throw std::bad_alloc();
-  void* const memory = std::malloc(size == 0 ? 1 : size);
+  void* const memory = operator new(size, std::nothrow);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
