@@ -220,12 +220,23 @@ bool Write(const void* metadata, const std::string& type,
                  : WriteStream(metadata, type, file);
 }
 
+// The library's paths are text in the local encoding with either separator: a
+// name beyond that would be written as another one.
+bool IsPathOfTheLibrary(const std::string& file) {
+  return Utf8(Local(file)) == file && file.find('\\') == std::string::npos;
+}
+
 int Export(const SchemaOptions& options) {
   const CapturedLog log;
   const bool done = DeclareFiles(options.files, std::cerr, false);
   const std::string type = Local(options.type);
   const void* const metadata = dm_o_get_metadata(type.c_str());
   if (metadata == nullptr) return UnknownType("export", options.type);
+  if (!IsPathOfTheLibrary(options.output)) {
+    std::cerr << "kiv schema export: " << options.output
+              << " has a character that a file of GB2312 name cannot have\n";
+    return 1;
+  }
   const std::size_t logged_before = log.Entries().size();
   if (!Write(metadata, type, options.output)) {
     std::cerr << "kiv schema export: " << options.type << " is not written to "
