@@ -12,14 +12,16 @@ template <typename T>
 T Load(const void* address) {
   static_assert(std::is_trivially_copyable_v<T>);
   T value;
-  std::memcpy(&value, address, sizeof(T));
+  // T may be a pointer. NOLINTNEXTLINE(bugprone-sizeof-expression)
+  std::memcpy(&value, address, sizeof value);
   return value;
 }
 
 template <typename T>
 void Store(void* address, std::type_identity_t<T> value) {
   static_assert(std::is_trivially_copyable_v<T>);
-  std::memcpy(address, &value, sizeof(T));
+  // NOLINTNEXTLINE(bugprone-sizeof-expression)
+  std::memcpy(address, &value, sizeof value);
 }
 
 inline void* At(void* address, std::size_t offset) {
