@@ -8,6 +8,7 @@
 #include "kiv/file_system.h"
 #include "kiv/parser/parser.h"
 #include "mq/file_queue_messages.h"
+#include "mq/service_path.h"
 #include "util/log_entry.h"
 
 namespace kiv::msgq {
@@ -29,12 +30,7 @@ bool IsUsableDirectory(const std::string& path) {
 
 }  // namespace
 
-FileSystemPath SettingsPath() {
-  FileSystemPath path = FileSystem::current_path().branch_path();
-  path /= FileSystemPath("conf");
-  path /= FileSystemPath("fileq.xml");
-  return path;
-}
+FileSystemPath SettingsPath() { return ServicePath("conf/fileq.xml"); }
 
 bool DirectoryTable::Load(const FileSystemPath& path) {
   entries_.clear();
