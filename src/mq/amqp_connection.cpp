@@ -17,7 +17,6 @@ namespace kiv::mq {
 namespace {
 
 constexpr amqp_channel_t kChannel = 1;
-constexpr amqp_channel_t kControlChannel = 0;
 // The connection, its login and every answer.
 constexpr int kAnswerSeconds = 5;
 // A confirm comes when the disk has the message.
