@@ -143,8 +143,6 @@ void FileTaker::TakeNow(const std::string& name, Certainty certainty,
                                               kLongestPause));
     case Outcome::Unsure:
       return Wait(name, certainty, kQuiet, true);
-    case Outcome::PutBack:
-      return Wait(name, Certainty::Moved, kFirstPause);
     case Outcome::LeftAlone:
       return LeaveAlone(name, taking.reason);
     case Outcome::Lost:

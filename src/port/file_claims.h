@@ -71,7 +71,6 @@ class FileClaims {
     Gone,          // nothing there, or somebody else was quicker
     BeingWritten,  // somebody has it open for writing
     Unsure,        // it changed lately, and the system does not say who has it
-    PutBack,       // where it was; it is to be looked at with more care
     LeftAlone,     // a link, a pipe, on another file system; `reason`
     Refused,       // left where it is for now; `reason`
     Lost,          // left; our own folders are no longer there: open anew

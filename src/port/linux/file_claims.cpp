@@ -139,15 +139,9 @@ class LinuxFileClaims final : public FileClaims {
     Descriptor file;
     int open_error = 0;
     struct stat status {};
-
-    // Also true where the file is at fault, with `open_error`; else errno.
-    bool Open(const Place& place);
   };
   // With errno where the folder cannot be opened.
   static Place Find(int root, const std::string& name);
-  static Taking Unfit(Taking taking, const std::string& reason) {
-    return {Outcome::Unfit, std::move(taking.claim), reason};
-  }
   static Taking Refusal(const std::string& reason) {
     return {Outcome::Refused, {}, reason};
   }
@@ -165,16 +159,7 @@ class LinuxFileClaims final : public FileClaims {
   Taking TakeFrom(const Place& place, const std::string& name, int attempt,
                   Certainty certainty, std::size_t most_bytes,
                   std::string& bytes);
-  // For a file that its writer closed just now: claims first.
-  Taking TakeClosed(const Place& place, const std::string& name,
-                    std::size_t most_bytes, std::string& bytes);
   Taking Claim(const Place& place, const std::string& name, int attempt);
-  // False with what becomes of the taking.
-  static bool LookAtClaim(const Place& claimed, struct stat& status,
-                          Taking& taking);
-  Taking PutBack(const Place& claimed, const Place& place, Taking taking);
-  Taking Read(Taking taking, const struct stat& status, Candidate candidate,
-              std::size_t most_bytes, std::string& bytes);
   bool FolderFor(const char* name, Descriptor& folder);
   // `folder` is `where` then, and `name` the claim's new one in it.
   bool Finish(const FileClaim& claim, const char* where, Descriptor& folder,
@@ -258,10 +243,8 @@ FileClaims::Taking LinuxFileClaims::Take(const std::string& name,
                                          Certainty certainty,
                                          std::size_t most_bytes,
                                          std::string& bytes) {
-  const Place place = Find(root_.get(), name);
-  return certainty == Certainty::Closed
-             ? TakeClosed(place, name, most_bytes, bytes)
-             : TakeFrom(place, name, 1, certainty, most_bytes, bytes);
+  return TakeFrom(Find(root_.get(), name), name, 1, certainty, most_bytes,
+                  bytes);
 }
 
 FileClaims::Taking LinuxFileClaims::TakeLeftover(const Leftover& leftover,
@@ -270,17 +253,6 @@ FileClaims::Taking LinuxFileClaims::TakeLeftover(const Leftover& leftover,
   // It was whole when it was taken.
   return TakeFrom(Find(processing_.get(), leftover.place), leftover.name,
                   leftover.attempts + 1, Certainty::Closed, most_bytes, bytes);
-}
-
-bool LinuxFileClaims::Candidate::Open(const Place& place) {
-  file = Descriptor(Retry([&] {
-    return ::openat(place.folder, place.leaf.c_str(),
-                    O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  }));
-  // Those are the file's; all others, as too many open files, are ours.
-  if (!file.is_open() && (errno == EACCES || errno == EPERM))
-    open_error = errno;
-  return file.is_open() || open_error != 0;
 }
 
 std::optional<FileClaims::Taking> LinuxFileClaims::OpenWhole(
@@ -295,19 +267,25 @@ std::optional<FileClaims::Taking> LinuxFileClaims::OpenWhole(
   // Not opened at all: that alone lets the writer of a pipe go on, and winds
   // back a tape.
   if (!S_ISREG(candidate.status.st_mode)) return left_alone();
-  if (!candidate.Open(place)) {
+  Descriptor& file = candidate.file;
+  file = Descriptor(Retry([&] {
+    return ::openat(place.folder, place.leaf.c_str(),
+                    O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  }));
+  if (!file.is_open()) {
     // Somebody breaks his hold on the file for us; it is his until then.
     if (errno == EAGAIN) return Taking{Outcome::BeingWritten, {}, ""};
+    candidate.open_error = errno;
+    // Those are the file's; all others, as too many open files, are ours.
+    if (errno == EACCES || errno == EPERM) return std::nullopt;
     return NotReached();
   }
-  if (candidate.open_error != 0 || certainty == Certainty::Closed)
-    return std::nullopt;
-  const Writers writers = AskForWriters(candidate.file.get());
+  if (certainty == Certainty::Closed) return std::nullopt;
+  const Writers writers = AskForWriters(file.get());
   if (writers == Writers::Some) return Taking{Outcome::BeingWritten, {}, ""};
   // Only what is seen from here on counts: the writer may have come to its end
   // since the look by name.
-  if (::fstat(candidate.file.get(), &candidate.status) != 0)
-    return NotReached();
+  if (::fstat(file.get(), &candidate.status) != 0) return NotReached();
   if (!S_ISREG(candidate.status.st_mode)) return left_alone();
   // What looked the same twice may be between two writes of one who still has
   // it open; where the system does not say, two looks have to do.
@@ -327,65 +305,25 @@ FileClaims::Taking LinuxFileClaims::TakeFrom(const Place& place,
   if (auto early = OpenWhole(place, certainty, candidate)) return *early;
   Taking taking = Claim(place, name, attempt);
   if (taking.outcome != Outcome::Taken) return taking;
+  const auto unfit = [&taking](const std::string& reason) {
+    taking.outcome = Outcome::Unfit;
+    taking.reason = reason;
+    return taking;
+  };
   // Looked at again where nobody else takes it: another file may have had the
   // name by the time that it was renamed.
   const Place claimed = ClaimPlace(taking.claim);
   struct stat status;
-  if (!LookAtClaim(claimed, status, taking)) return taking;
-  if (!IsSameFile(status, candidate.status))
-    return PutBack(claimed, place, std::move(taking));
-  return Read(std::move(taking), status, std::move(candidate), most_bytes,
-              bytes);
-}
-
-// Most files come so, and each call is a good part of what one costs: what is
-// no file, or cannot be opened now, is put back, and taken with care then.
-FileClaims::Taking LinuxFileClaims::TakeClosed(const Place& place,
-                                               const std::string& name,
-                                               std::size_t most_bytes,
-                                               std::string& bytes) {
-  if (place.folder < 0) return NotReached();
-  Taking taking = Claim(place, name, 1);
-  if (taking.outcome != Outcome::Taken) return taking;
-  const Place claimed = ClaimPlace(taking.claim);
-  struct stat status;
-  if (!LookAtClaim(claimed, status, taking)) return taking;
-  Candidate candidate;
-  if (!S_ISREG(status.st_mode) || !candidate.Open(claimed))
-    return PutBack(claimed, place, std::move(taking));
-  return Read(std::move(taking), status, std::move(candidate), most_bytes,
-              bytes);
-}
-
-bool LinuxFileClaims::LookAtClaim(const Place& claimed, struct stat& status,
-                                  Taking& taking) {
-  if (claimed.folder >= 0 && ::fstatat(claimed.folder, claimed.leaf.c_str(),
-                                       &status, AT_SYMLINK_NOFOLLOW) == 0)
-    return true;
-  if (errno == ENOENT)
-    taking = {};
-  else
-    taking =
-        Unfit(std::move(taking), "it cannot be looked at: " + ErrorText(errno));
-  return false;
-}
-
-FileClaims::Taking LinuxFileClaims::PutBack(const Place& claimed,
-                                            const Place& place, Taking taking) {
-  if (MoveInto(claimed.folder, claimed.leaf, place.folder, place.leaf, mode_))
-    return {Outcome::PutBack, {}, ""};
-  return Unfit(std::move(taking),
-               "another file took its name while it was claimed");
-}
-
-FileClaims::Taking LinuxFileClaims::Read(Taking taking,
-                                         const struct stat& status,
-                                         Candidate candidate,
-                                         std::size_t most_bytes,
-                                         std::string& bytes) {
-  const auto unfit = [&taking](const std::string& reason) {
-    return Unfit(std::move(taking), reason);
-  };
+  if (claimed.folder < 0 || ::fstatat(claimed.folder, claimed.leaf.c_str(),
+                                      &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    if (errno == ENOENT) return {};
+    return unfit("it cannot be looked at: " + ErrorText(errno));
+  }
+  if (!IsSameFile(status, candidate.status)) {
+    if (MoveInto(claimed.folder, claimed.leaf, place.folder, place.leaf, mode_))
+      return {};
+    return unfit("another file took its name while it was claimed");
+  }
   taking.claim.size_bytes = static_cast<std::uint64_t>(status.st_size);
   taking.claim.written_ns = Nanoseconds(status.st_mtim);
   taking.claim.index = status.st_ino;

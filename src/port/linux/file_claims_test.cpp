@@ -5,7 +5,6 @@
 #include <linux/capability.h>
 #include <signal.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -91,9 +90,7 @@ TEST_F(Claims, WaitForWhoHoldsTheFile) {
     ASSERT_EQ(::fcntl(holder.get(), F_SETSIG, SIGURG), 0);
     if (::fcntl(holder.get(), F_SETLEASE, F_WRLCK) != 0)
       GTEST_SKIP() << "the file system knows no leases";
-    EXPECT_EQ(Take("held", Certainty::Stable).outcome, Outcome::BeingWritten);
-    // Closed by another one, whoever that was.
-    EXPECT_EQ(Take("held").outcome, Outcome::PutBack);
+    EXPECT_EQ(Take("held").outcome, Outcome::BeingWritten);
     EXPECT_TRUE(fs::exists("in/held"));
   }
   EXPECT_EQ(Take("held").outcome, Outcome::Taken);
@@ -103,33 +100,18 @@ TEST_F(Claims, WaitForWhoHoldsTheFile) {
 TEST_F(Claims, LeaveFilesThatCannotBeOpenedNowForLater) {
   WriteTestFile("in/file", "1");
   WriteTestFile("in/sub/file", "2");
-  // What is needed for a claim is open.
-  WriteTestFile("in/first");
-  ASSERT_TRUE(claims_->Delete(Take("first").claim));
   rlimit before{};
   ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
   const rlimit none{0, before.rlim_max};
   ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
-  const FileClaims::Taking above = Take("file", Certainty::Stable);
-  const FileClaims::Taking below = Take("sub/file", Certainty::Stable);
-  const FileClaims::Taking closed = Take("file");
+  const FileClaims::Taking above = Take("file");
+  const FileClaims::Taking below = Take("sub/file");
   ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
   EXPECT_EQ(above.outcome, Outcome::Refused);
   EXPECT_EQ(above.reason, "it cannot be opened now: Too many open files");
   EXPECT_EQ(below.outcome, Outcome::Refused);
-  EXPECT_EQ(closed.outcome, Outcome::PutBack);
   EXPECT_EQ(Take("file").outcome, Outcome::Taken);
   EXPECT_EQ(Take("sub/file").outcome, Outcome::Taken);
-}
-
-TEST_F(Claims, PutBackWhatIsNoFile) {
-  ASSERT_EQ(::mkfifo("in/pipe", 0600), 0);
-  // As when somebody closes it who wrote into it.
-  EXPECT_EQ(Take("pipe").outcome, Outcome::PutBack);
-  EXPECT_TRUE(fs::is_fifo("in/pipe"));
-  const FileClaims::Taking taking = Take("pipe", Certainty::Moved);
-  EXPECT_EQ(taking.outcome, Outcome::LeftAlone);
-  EXPECT_EQ(taking.reason, "it is a pipe");
 }
 
 // Linked by another user's program, which then took the first name away: nobody
