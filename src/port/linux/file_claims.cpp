@@ -287,6 +287,8 @@ std::optional<FileClaims::Taking> LinuxFileClaims::OpenWhole(
   // writer again by the time that its turn comes.
   const Writers writers = AskForWriters(file.get());
   if (writers == Writers::Some) return Taking{Outcome::BeingWritten, {}, ""};
+  // Its claim is looked at again, and its size is that of then.
+  if (certainty == Certainty::Closed) return std::nullopt;
   // Only what is seen from here on counts: the writer may have come to its end
   // since the look by name.
   if (::fstat(file.get(), &candidate.status) != 0) return NotReached();
