@@ -92,12 +92,11 @@ class KIV_API XDbContainer {
  private:
   friend class XDbManager;
   friend struct xdb::XDbAccess;
-  bool Put(std::string& name, const std::string& content,
-           XDbUpdateContext& context);
+  template <class Read>
+  bool Put(std::string& name, XDbUpdateContext& context, Read read);
   bool Get(const std::string& name, XDbDocument& out,
            const XDbTransaction* transaction) const;
-  bool MakeContext(XDbUpdateContext& context,
-                   std::string (*message)()) const;
+  bool MakeContext(XDbUpdateContext& context, std::string (*message)()) const;
 
   std::unique_ptr<xdb::OpenedContainer> container_;
 };

@@ -61,6 +61,7 @@ class KIV_API XDbDocument {
   friend class XDbValue;
   friend struct xdb::XDbAccess;
   struct Tree;
+  bool Assign(xdb::StoredDocument&& document);
   const DomDocument* ReadTree() const;
 
   std::unique_ptr<xdb::StoredDocument> document_;

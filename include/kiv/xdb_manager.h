@@ -118,10 +118,9 @@ class KIV_API XDbManager {
 
   // Every container below the environment's folder, by name.
   bool GetContainerNames(std::vector<std::string>& names) const;
-  // The documents that can still be read of a container, sound or damaged; ends
-  // when `each` answers false.
+  // The documents that can still be read of a container, sound or damaged.
   bool Salvage(const char* name,
-               const std::function<bool(const std::string& name,
+               const std::function<void(const std::string& document,
                                         const std::string& content)>& each);
   // Writes what is only in the log files into the containers. The next start
   // after a crash is quicker, and older log files become unneeded.
@@ -158,7 +157,6 @@ class KIV_API XDbManager {
 
   // Its deleter closes it.
   std::shared_ptr<xdb::Environment> environment_;
-  bool is_environment_open_ = false;
   std::shared_ptr<xdb::Session> manager_;
   std::unique_ptr<xdb::PreparedQueries> prepared_;
 };

@@ -110,8 +110,8 @@ class KIV_API XDbResults {
 
   template <class Take>
   bool Next(Take take);
-  bool StepBack(unsigned position);
-  bool StepForward(unsigned position);
+  bool StepBackTo(unsigned position);
+  bool StepForwardTo(unsigned position);
 
   std::shared_ptr<xdb::Session> manager_;
   std::shared_ptr<xdb::QueryResults> results_;

@@ -10,6 +10,7 @@ namespace kiv {
 namespace xdb {
 class Environment;
 class Transaction;
+struct UpdateContext;
 struct XDbAccess;
 }  // namespace xdb
 
@@ -67,9 +68,8 @@ class KIV_API XDbUpdateContext {
  private:
   friend class XDbManager;
   friend struct xdb::XDbAccess;
-  struct Impl;
 
-  std::unique_ptr<Impl> context_;
+  std::unique_ptr<xdb::UpdateContext> context_;
 };
 
 }  // namespace kiv

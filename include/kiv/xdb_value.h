@@ -61,6 +61,7 @@ class KIV_API XDbValue {
   friend class XDbQueryContext;
   friend struct xdb::XDbAccess;
   struct Tree;
+  static XDbValue Of(const std::shared_ptr<const xdb::QueryValue>& value);
 
   std::shared_ptr<const xdb::QueryValue> value_;
   std::shared_ptr<Tree> tree_;
