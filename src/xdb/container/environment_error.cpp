@@ -6,7 +6,7 @@
 #include "port/file.h"
 #include "util/log_entry.h"
 #include "xdb/container/environment_access.h"
-#include "xdb/container/environment_impl.h"
+#include "xdb/container/environment_settings.h"
 
 namespace kiv::xdb {
 namespace {
@@ -56,10 +56,48 @@ constexpr Meaning kMeanings[] = {
     {EDQUOT, Failure::OutOfSpace, "raise the disk quota or make room"},
     {ENOMEM, Failure::OutOfSpace,
      "raise the limits of the environment in its file DB_CONFIG"},
+    {DB_VERSION_MISMATCH, Failure::BadFormat,
+     "another version of Berkeley DB has it open; close it there"},
+    {EACCES, Failure::Other, "give this user the right to it"},
+    {EPERM, Failure::Other, "give this user the right to it"},
     {EROFS, Failure::ReadOnly, "mount the file system for writing"},
     {ENOENT, Failure::NotFound, ""},
     {EEXIST, Failure::AlreadyThere, ""},
 };
+
+// Berkeley DB has one code for most of what it refuses, and a number in front
+// of each text.
+struct Refusal {
+  const char* number;
+  Failure failure;
+  const char* cure;
+};
+
+constexpr Refusal kRefusals[] = {
+    {"BDB0172", Failure::WrongPassword, "open it without a password"},
+    {"BDB0174", Failure::WrongPassword, "open it with its password"},
+    {"BDB0175", Failure::WrongPassword, "open it with its password"},
+    {"BDB0178", Failure::WrongPassword, "open it with its password"},
+    {"BDB0180", Failure::WrongPassword, "open it with its password"},
+    {"BDB0181", Failure::WrongPassword, "open it without a password"},
+    {"BDB0195", Failure::WrongPassword, "open it without a password"},
+    {"BDB0196", Failure::WrongPassword, "open it with its password"},
+    {"BDB1540", Failure::Other,
+     "others have it open without transactions, locking or logging: close it "
+     "there, or open it in the same way"},
+};
+
+const Refusal* FindRefusal(const std::string& said) {
+  for (const Refusal& refusal : kRefusals)
+    if (said.find(refusal.number) != std::string::npos) return &refusal;
+  return nullptr;
+}
+
+const Meaning* FindMeaning(int code) {
+  for (const Meaning& meaning : kMeanings)
+    if (meaning.code == code) return &meaning;
+  return nullptr;
+}
 
 }  // namespace
 
@@ -68,7 +106,6 @@ void KeepErrorTexts(DbEnv& environment) {
 }
 void KeepErrorTexts(Db& database) { database.set_errcall(KeepFromEnvironment); }
 void ForgetErrorTexts() { kept_text.clear(); }
-std::string TakeErrorTexts() { return std::exchange(kept_text, {}); }
 
 StoreError MakeStoreError(int code, const std::string& doing,
                           const std::string& thing) {
@@ -76,15 +113,18 @@ StoreError MakeStoreError(int code, const std::string& doing,
   if (!thing.empty()) text += " '" + Shown(thing) + "'";
   text += ": ";
   text += code > 0 ? port::ErrorText(code) : DbEnv::strerror(code);
-  const std::string said = TakeErrorTexts();
+  const std::string said = std::exchange(kept_text, {});
   if (!said.empty()) text += " (" + Shown(said) + ")";
   Failure failure = Failure::Other;
-  for (const Meaning& meaning : kMeanings) {
-    if (meaning.code != code) continue;
-    failure = meaning.failure;
-    if (meaning.cure[0] != '\0') text += std::string("; ") + meaning.cure;
-    break;
+  const char* cure = "";
+  if (const Refusal* const refusal = FindRefusal(said)) {
+    failure = refusal->failure;
+    cure = refusal->cure;
+  } else if (const Meaning* const meaning = FindMeaning(code)) {
+    failure = meaning->failure;
+    cure = meaning->cure;
   }
+  if (cure[0] != '\0') text += std::string("; ") + cure;
   return StoreError(failure, text, code);
 }
 

@@ -9,38 +9,54 @@
 
 namespace kiv::xdb {
 
-Transaction::Impl::Impl(DbTxn* handle, std::shared_ptr<LiveTransactions> live,
-                        Transaction::Impl*)
-    : handle_(handle), live_(std::move(live)) {
+Transaction::Impl::Impl(DbTxn* handle, Environment::Impl& environment,
+                        Transaction::Impl* parent)
+    : handle_(handle),
+      environment_(environment),
+      live_(environment.live),
+      parent_(parent) {
   const std::lock_guard lock(live_->mutex);
   live_->all.insert(this);
+  if (parent != nullptr) parent->inner_.insert(this);
 }
 
 Transaction::Impl::~Impl() {
   DbTxn* handle = nullptr;
   {
     const std::lock_guard lock(live_->mutex);
-    live_->all.erase(this);
     handle = Release();
   }
   if (handle != nullptr) handle->abort();
 }
 
-DbTxn* Transaction::Impl::Release() { return std::exchange(handle_, nullptr); }
+DbTxn* Transaction::Impl::Release() {
+  if (handle_ == nullptr) return nullptr;
+  live_->all.erase(this);
+  if (parent_ != nullptr) parent_->inner_.erase(this);
+  parent_ = nullptr;
+  // Berkeley DB ends them with this one.
+  while (!inner_.empty()) (*inner_.begin())->Release();
+  return std::exchange(handle_, nullptr);
+}
+
+DbTxn* Transaction::Impl::End() {
+  const std::lock_guard lock(live_->mutex);
+  DbTxn* const handle = Release();
+  if (handle == nullptr)
+    throw StoreError(Failure::Other, "the transaction has ended", EINVAL);
+  return handle;
+}
 
 Transaction::Transaction(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 Transaction::~Transaction() = default;
 
 void Transaction::Commit() {
-  DbTxn* const handle = TransactionHandle(this);
-  impl_->Release();
-  CheckCode(handle->commit(0), "commit a transaction", "");
+  CheckCode(impl_->End()->commit(0), "commit a transaction", "");
+  if (!impl_->IsInner()) impl_->InEnvironment().CheckpointAfterCommit();
 }
 
 void Transaction::Abort() {
-  DbTxn* const handle = TransactionHandle(this);
-  impl_->Release();
-  CheckCode(handle->abort(), "abort a transaction", "");
+  CheckCode(impl_->End()->abort(), "abort a transaction", "");
 }
 
 bool Transaction::HasEnded() const { return impl_->Handle() == nullptr; }
@@ -60,7 +76,7 @@ std::shared_ptr<Transaction> BeginInside(Environment& environment,
                 ->txn_begin(TransactionHandle(parent), &handle, 0),
             "begin a transaction in", environment.Home());
   return std::make_shared<Transaction>(std::make_unique<Transaction::Impl>(
-      handle, environment.impl().live,
+      handle, environment.impl(),
       parent != nullptr ? &parent->impl() : nullptr));
 }
 
