@@ -71,7 +71,8 @@ LifeTable& LivesOf(DbEnv* environment) {
 void ThreadId(DbEnv* environment, pid_t* process, db_threadid_t* thread) {
   if (thread_number == 0) static thread_local const NumberOfThread number;
   *process = LivesOf(environment).Life();
-  *thread = thread_number;
+  // Not asked for where only the process counts.
+  if (thread != nullptr) *thread = thread_number;
 }
 
 char* ThreadIdText(DbEnv*, pid_t process, db_threadid_t thread, char* text) {
