@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -14,6 +15,7 @@
 #include "xdb/container/environment_watch.h"
 #include "xdb/container/home_files.h"
 #include "xdb/container/life_table.h"
+#include "xdb/container/transaction_part.h"
 
 namespace kiv::xdb {
 
@@ -34,6 +36,12 @@ class Transaction::Impl {
   DbTxn* Handle() const { return handle_; }
   Environment::Impl& InEnvironment() const { return environment_; }
   bool IsInner() const { return is_inner_; }
+  // Null when it is inside no other one, or has ended.
+  Impl* Outer() const { return parent_; }
+  // By who holds it, one thread at a time.
+  std::map<const void*, std::unique_ptr<TransactionPart>>& parts() {
+    return parts_;
+  }
   // The handle for one who ends it: neither it nor those inside have one from
   // then on. Throws StoreError when it has ended.
   DbTxn* End();
@@ -47,6 +55,7 @@ class Transaction::Impl {
   Transaction::Impl* parent_;
   const bool is_inner_ = parent_ != nullptr;
   std::set<Transaction::Impl*> inner_;
+  std::map<const void*, std::unique_ptr<TransactionPart>> parts_;
 };
 
 class Environment::Impl {

@@ -51,12 +51,20 @@ Transaction::Transaction(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 Transaction::~Transaction() = default;
 
 void Transaction::Commit() {
-  CheckCode(impl_->End()->commit(0), "commit a transaction", "");
+  for (const auto& [holder, part] : impl_->parts())
+    part->BeforeCommit(TransactionHandle(this));
+  const int code = impl_->End()->commit(0);
+  if (code == 0)
+    for (const auto& [holder, part] : impl_->parts()) part->Committed();
+  impl_->parts().clear();
+  CheckCode(code, "commit a transaction", "");
   if (!impl_->IsInner()) impl_->InEnvironment().CheckpointAfterCommit();
 }
 
 void Transaction::Abort() {
-  CheckCode(impl_->End()->abort(), "abort a transaction", "");
+  const int code = impl_->End()->abort();
+  impl_->parts().clear();
+  CheckCode(code, "abort a transaction", "");
 }
 
 bool Transaction::HasEnded() const { return impl_->Handle() == nullptr; }
