@@ -48,15 +48,6 @@ std::shared_ptr<Transaction> Chosen(const xdb::OpenedContainer& container,
   return Chosen(container, bound->transaction);
 }
 
-// A change that is one call. One of its own is tried again.
-template <class Call>
-void Change(const std::shared_ptr<Transaction>& transaction, Call call) {
-  if (transaction != nullptr)
-    call();
-  else
-    xdb::RetryDeadlocks(call);
-}
-
 // The name under which the container has the document.
 std::string NameInside(const StoredDocument& document,
                        const xdb::Container& container) {
@@ -127,10 +118,8 @@ bool XDbContainer::Put(std::string& name, XDbUpdateContext& context,
     xdb::Container& container = *container_->container;
     std::string stored_name = Utf8Text(name, "the name");
     const std::string& content = read();
-    Change(transaction, [&] {
-      if (name.empty()) stored_name = container.GenerateName(transaction.get());
-      container.Put(stored_name, content, transaction.get());
-    });
+    if (name.empty()) stored_name = container.GenerateName(transaction.get());
+    container.Put(stored_name, content, transaction.get());
     if (name.empty()) name = LocalText(stored_name);
     return true;
   });
@@ -175,7 +164,7 @@ bool XDbContainer::DeleteDocument(XDbDocument& document,
     const auto transaction = Chosen(*container_, context);
     xdb::Container& container = *container_->container;
     const std::string name = NameInside(*stored, container);
-    Change(transaction, [&] { container.Delete(name, transaction.get()); });
+    container.Delete(name, transaction.get());
     return true;
   });
 }
@@ -186,9 +175,7 @@ bool XDbContainer::DeleteDocument(const std::string& name,
   return Try(kDeleteException, [&] {
     const auto transaction = Chosen(*container_, context);
     const std::string stored_name = Utf8Text(name, "the name");
-    Change(transaction, [&] {
-      container_->container->Delete(stored_name, transaction.get());
-    });
+    container_->container->Delete(stored_name, transaction.get());
     return true;
   });
 }
@@ -214,9 +201,7 @@ bool XDbContainer::UpdateDocument(XDbDocument& document,
     xdb::Container& container = *container_->container;
     const std::string old_name = NameInside(*stored, container);
     if (old_name == stored->name) {
-      Change(transaction, [&] {
-        container.Replace(old_name, stored->content, transaction.get());
-      });
+      container.Replace(old_name, stored->content, transaction.get());
     } else {
       UpdateUnderNewName(*container_, old_name, *stored, transaction.get());
     }
@@ -252,8 +237,13 @@ bool XDbContainer::Get(const std::string& name, XDbDocument& out,
     const xdb::Container& container = *container_->container;
     StoredDocument stored;
     stored.name = stored.stored_name = Utf8Text(name, "the name");
-    Change(chosen,
-           [&] { stored.content = container.Get(stored.name, chosen.get()); });
+    const auto read = [&] {
+      stored.content = container.Get(stored.name, chosen.get());
+    };
+    if (chosen != nullptr)
+      read();
+    else
+      xdb::RetryDeadlocks(read);
     stored.container_file = container.FileName();
     return XDbAccess::Bind(out, *container_->session, std::move(stored));
   });
@@ -311,8 +301,7 @@ bool XDbContainer::Verify(std::vector<std::string>& problems) const {
   problems.clear();
   if (container_ == nullptr) return false;
   return Try("XDbContainer::Verify exception: ", [&] {
-    for (const std::string& problem : container_->container->Verify())
-      problems.push_back(LocalText(problem));
+    problems = container_->container->Verify();
     return problems.empty();
   });
 }

@@ -39,8 +39,8 @@ bool Try(const char* message, Call call) {
   }
 }
 
-// Runs a change that is a transaction of its own, again when others are in its
-// way for the moment.
+// Runs what is in no transaction of its caller's, again when others are in its
+// way for the moment. Single changes do so in the container.
 bool IsWorthRetrying(const std::exception& exception);
 void PauseBeforeRetry(int attempt);
 inline constexpr int kMaxAttempts = 10;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 #include "captured_log.h"
 #include "command.h"
@@ -28,17 +29,17 @@ int RunQuietly(XdbPlace& place, const XdbOptions& options, Command run) {
 
 class XdbCommands {
  public:
-  XdbCommands(CLI::App& group, XdbPlace& place, int& exit_code)
-      : group_(group), place_(place), exit_code_(exit_code) {}
+  XdbCommands(CLI::App& group, std::shared_ptr<XdbPlace> place, int& exit_code)
+      : group_(group), place_(std::move(place)), exit_code_(exit_code) {}
 
   CLI::App* Add(const char* name, const char* description, Command run) {
     CLI::App* const command = group_.add_subcommand(name, description);
     // The options of the group may stand behind the command, too.
     command->fallthrough();
-    command->callback([options = options_, name, run, &place = place_,
+    command->callback([options = options_, name, run, place = place_,
                        &exit_code = exit_code_] {
-      place.SetCommand(name);
-      exit_code = RunQuietly(place, *options, run);
+      place->SetCommand(name);
+      exit_code = RunQuietly(*place, *options, run);
     });
     return command;
   }
@@ -64,7 +65,7 @@ class XdbCommands {
 
  private:
   CLI::App& group_;
-  XdbPlace& place_;
+  const std::shared_ptr<XdbPlace> place_;
   int& exit_code_;
   // One for all: one of them runs.
   std::shared_ptr<XdbOptions> options_ = std::make_shared<XdbOptions>();
@@ -194,7 +195,8 @@ void AddCare(XdbCommands& commands) {
                    XdbStat));
 }
 
-void AddCommands(CLI::App& group, XdbPlace& place, int& exit_code) {
+void AddCommands(CLI::App& group, const std::shared_ptr<XdbPlace>& place,
+                 int& exit_code) {
   XdbCommands commands(group, place, exit_code);
   AddContainers(commands);
   AddDocuments(commands);
@@ -202,7 +204,8 @@ void AddCommands(CLI::App& group, XdbPlace& place, int& exit_code) {
   AddCare(commands);
 }
 
-void AddScript(CLI::App& group, XdbPlace& place, int& exit_code) {
+void AddScript(CLI::App& group, const std::shared_ptr<XdbPlace>& place,
+               int& exit_code) {
   XdbCommands commands(group, place, exit_code);
   CLI::App* const script = commands.Add(
       "script", "Runs commands from standard input, a line each", XdbScript);
@@ -220,7 +223,9 @@ int RunXdbWords(XdbPlace& place, std::vector<std::string> words) {
   CLI::App line{"", "kiv xdb"};
   line.require_subcommand(1);
   int exit_code = 0;
-  AddCommands(line, place, exit_code);
+  // The caller's, and still there when the line is done.
+  AddCommands(line, std::shared_ptr<XdbPlace>(std::shared_ptr<void>(), &place),
+              exit_code);
   std::reverse(words.begin(), words.end());
   try {
     line.parse(words);
@@ -247,8 +252,8 @@ void AddXdb(CLI::App& program, int& exit_code) {
   group->footer(
       "Names are UTF-8 and may be any text of GB2312 (code page 936).\n"
       "kiv xdb COMMAND --help tells more of a command.");
-  AddCommands(*group, *place, exit_code);
-  AddScript(*group, *place, exit_code);
+  AddCommands(*group, place, exit_code);
+  AddScript(*group, place, exit_code);
 }
 
 }  // namespace kiv_tool
