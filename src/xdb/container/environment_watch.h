@@ -32,16 +32,19 @@ class EnvironmentWatch {
  private:
   void Run();
   void LookAround();
+  void EndLongWaits();
   void SeeToDead();
   void DeclareDead(const std::string& why);
 
   std::unique_ptr<DbEnv> handle_;
   LifeTable& lives_;
   const std::string home_;
+  const bool has_locks_;
   std::mutex mutex_;
   std::condition_variable wake_;
   bool is_stopping_ = false;
   bool is_dead_ = false;
+  int looks_ = 0;
   std::thread thread_;
 };
 

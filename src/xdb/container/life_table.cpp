@@ -3,7 +3,10 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
+#include <deque>
+#include <mutex>
 #include <thread>
+#include <utility>
 
 #include "port/file.h"
 #include "xdb/container/environment_access.h"
@@ -43,6 +46,33 @@ std::uint32_t GenerationOf(int life) {
   return static_cast<std::uint32_t>(life) / kSlotCount;
 }
 
+// A thread keeps the address of a flag beyond the environment's life.
+class DeathFlags {
+ public:
+  std::atomic<bool>* Take() {
+    const std::lock_guard lock(mutex_);
+    if (free_.empty()) return &all_.emplace_back(false);
+    std::atomic<bool>* const flag = free_.back();
+    free_.pop_back();
+    *flag = false;
+    return flag;
+  }
+  void GiveBack(std::atomic<bool>* flag) {
+    const std::lock_guard lock(mutex_);
+    free_.push_back(flag);
+  }
+
+ private:
+  std::mutex mutex_;
+  std::deque<std::atomic<bool>> all_;
+  std::vector<std::atomic<bool>*> free_;
+};
+
+DeathFlags& Flags() {
+  static DeathFlags* const flags = new DeathFlags;
+  return *flags;
+}
+
 }  // namespace
 
 void LifeTable::Throw(const char* doing) const {
@@ -57,7 +87,9 @@ std::unique_ptr<LifeTable> LifeTable::Open(const std::string& home,
   return table;
 }
 
-LifeTable::~LifeTable() = default;
+LifeTable::LifeTable(std::string home)
+    : home_(std::move(home)), is_dead_(Flags().Take()) {}
+LifeTable::~LifeTable() { Flags().GiveBack(is_dead_); }
 
 bool LifeTable::TakeGate(std::chrono::steady_clock::time_point deadline) {
   while (!file_->TryLock(kGateByte)) {

@@ -2,6 +2,7 @@
 #define XDB_CONTAINER_LIFE_TABLE_H_
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -91,6 +92,10 @@ class LifeTable {
   bool TryTakeCareOfDead();
   void EndCareOfDead();
 
+  // Set once nobody may wait for the environment any more. It stays where it is
+  // for good, and may serve another environment later.
+  std::atomic<bool>& IsDead() { return *is_dead_; }
+
   bool IsOfParent() const { return file_->IsOfParent(); }
 
  private:
@@ -99,7 +104,7 @@ class LifeTable {
     Stage stage = Stage::Gone;
   };
 
-  explicit LifeTable(std::string home) : home_(std::move(home)) {}
+  explicit LifeTable(std::string home);
   Slot ReadSlot(std::uint32_t index);
   void WriteSlot(std::uint32_t index, const Slot& slot);
   bool IsTaken(std::uint32_t index);
@@ -109,6 +114,7 @@ class LifeTable {
   std::unique_ptr<port::LockFile> file_;
   bool is_new_ = false;
   int life_ = 0;
+  std::atomic<bool>* const is_dead_;
 };
 
 }  // namespace kiv::xdb
