@@ -240,10 +240,41 @@ TEST_F(KivXdb, LooksAfterContainers) {
   EXPECT_TRUE(Says(output_, "d: sound")) << output_;
 }
 
+TEST_F(KivXdb, SavesWhatCanBeReadOfADamagedContainer) {
+  fs::create_directory("in");
+  const std::string text(2000, 't');
+  for (int i = 0; i < 300; ++i)
+    WriteTestFile("in/" + std::to_string(i) + ".xml", "<a>" + text + "</a>");
+  ASSERT_EQ(Run({"put", "-c", "c", "in"}), 0) << errors_;
+  const auto size = static_cast<std::streamoff>(fs::file_size("db/c.xdb"));
+  {
+    std::fstream file("db/c.xdb",
+                      std::ios::in | std::ios::out | std::ios::binary);
+    for (std::streamoff at = size / 2; at < size * 6 / 10; at += 8192) {
+      file.seekp(at + 100);
+      file << std::string(3000, '\xA5');
+    }
+  }
+  EXPECT_EQ(Run({"verify"}), 1);
+  EXPECT_TRUE(Says(output_, "c: fault: document '")) << output_;
+  // Whole or not at all.
+  EXPECT_EQ(Run({"dump", "c", "out"}), 1);
+  EXPECT_TRUE(Says(errors_, "is damaged")) << errors_;
+  EXPECT_FALSE(fs::exists("out") || fs::exists("out.part"));
+  EXPECT_EQ(Run({"dump", "--salvage", "c", "out"}), 0) << errors_;
+  int saved = 0;
+  for (const auto& file : fs::directory_iterator("out")) {
+    ++saved;
+    EXPECT_EQ(ReadTestFile(file.path()), "<a>" + text + "</a>");
+  }
+  EXPECT_GT(saved, 150);
+  EXPECT_LT(saved, 300);
+}
+
 TEST_F(KivXdb, RunsScripts) {
   WriteTestFile("a b.xml", "<a/>");
   EXPECT_EQ(Shell("printf 'create c # new\n\n  put c \"a b.xml\"\\r\nput c "
-                  "a\\\\ b.xml -n '\"\\'x\\'\"'\nls c\nrecover\nverify\n' | "
+                  "a\\\\ b.xml -n \"x\"\nls c\nrecover\nverify\n' | "
                   "$KIV xdb -d db script"),
             0)
       << errors_;

@@ -211,13 +211,20 @@ bool XDbManager::Salvage(
                              const std::string& content)>& each) {
   if (manager_ == nullptr || IsEmpty(name)) return false;
   return Try("XDbManager::Salvage exception: ", [&] {
-    std::string file;
-    if (!CheckDbName(name, file))
+    if (!IsExistContainer(name))
       throw StoreError(Failure::NotFound,
                        "there is no container '" + Shown(name) + "'");
+    // A damaged page ends the environment that meets it: it is read outside of
+    // ours, once what lies in the shared cache is in the file. What is
+    // encrypted can be read inside alone.
+    const bool is_encrypted = IsEnableEncrypt();
+    if (environment_ != nullptr && !is_encrypted && IsEnableTransaction())
+      environment_->Checkpoint();
+    std::string file = GetContainerPath(name);
+    if (is_encrypted) CheckDbName(name, file);
     xdb::ContainerSwitches switches;
-    switches.encrypted = IsEnableEncrypt();
-    xdb::OpenContainer(manager_->environment(), file, switches)
+    switches.encrypted = is_encrypted;
+    xdb::OpenContainer(is_encrypted ? environment_ : nullptr, file, switches)
         ->Salvage([&](const std::string& document, const std::string& content) {
           each(xdb::LocalText(document), content);
         });

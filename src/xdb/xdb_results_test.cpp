@@ -30,7 +30,7 @@ TEST_F(XDbResultsTest, WalkFromBeforeTheFirstToBehindTheLast) {
   EXPECT_TRUE(results_.is_bof());
   EXPECT_FALSE(results_.is_eof());
   EXPECT_EQ(results_.get_pos(), 0u);
-  EXPECT_EQ(Next() + Next() + Next(), "abc");
+  for (const char* text : {"a", "b", "c"}) EXPECT_EQ(Next(), text);
   EXPECT_EQ(results_.get_pos(), 3u);
   EXPECT_FALSE(results_.is_eof());
   EXPECT_EQ(Next(), "-");

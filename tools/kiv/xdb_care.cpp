@@ -26,14 +26,21 @@ void PrintEnvironment(const kiv::XDbEnvironmentStatistics& state,
 }
 
 bool VerifyOne(XdbPlace& place, const std::string& name) {
-  kiv::XDbContainer container;
-  if (!place.OpenContainer(name, container)) return false;
   std::vector<std::string> problems;
-  if (container.Verify(problems)) {
-    std::cout << name << ": " << Colored("sound", Color::Green) << '\n';
-    return true;
+  {
+    kiv::XDbContainer container;
+    if (!place.OpenContainer(name, container)) {
+      problems.push_back(ToLocal(LibraryReason()));
+    } else if (container.Verify(problems)) {
+      std::cout << name << ": " << Colored("sound", Color::Green) << '\n';
+      return true;
+    } else if (problems.empty()) {
+      problems.push_back(ToLocal(LibraryReason()));
+    }
   }
-  if (problems.empty()) problems.push_back(ToLocal(LibraryReason()));
+  // A page that cannot be read ends the environment: the next container needs
+  // another.
+  place.Close();
   for (const std::string& problem : problems)
     std::cout << name << ": " << Colored("fault:", Color::Red) << ' '
               << Printable(Utf8(problem)) << '\n';
