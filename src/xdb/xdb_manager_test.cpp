@@ -277,6 +277,38 @@ TEST_F(OpenedManager, RepairsNothingThatIsOpenOrMissing) {
   EXPECT_EQ(Count("c"), 1);
 }
 
+// A backup of what is in use: containers first, then log files.
+TEST_F(OpenedManager, IsRestoredFromACopyMadeWhileItIsInUse) {
+  XDbContainer container;
+  ASSERT_TRUE(manager_.CreateContainer("c", container, 0x0C));
+  ASSERT_TRUE(container.put("<before/>"));
+  ASSERT_TRUE(manager_.Checkpoint());
+  fs::create_directory("restored");
+  const auto copy = [](const char* suffix) {
+    for (const auto& file : fs::directory_iterator("db"))
+      if (file.path().filename().string().find(suffix) != std::string::npos)
+        fs::copy(file, "restored" / file.path().filename());
+  };
+  ASSERT_TRUE(container.put("<not-in-the-file-yet/>"));
+  copy(".xdb");
+  ASSERT_TRUE(container.put("<between/>"));
+  copy("log.0");
+  ASSERT_TRUE(container.put("<after/>"));
+
+  ASSERT_TRUE(XDbManager::Repair("restored", nullptr, nullptr, true))
+      << manager_.LastError();
+  XDbManager restored;
+  XDbContainer same;
+  XDbContainerStatistics state;
+  std::vector<std::string> problems;
+  ASSERT_TRUE(restored.Open("restored", 0x0C, nullptr, nullptr))
+      << manager_.LastError();
+  ASSERT_TRUE(restored.OpenContainer("c", same, 0x0C));
+  EXPECT_TRUE(same.Verify(problems));
+  EXPECT_TRUE(same.GetStatistics(state));
+  EXPECT_EQ(state.document_count, 3u);
+}
+
 TEST_F(OpenedManager, SavesWhatCanBeRead) {
   XDbContainer container;
   ASSERT_TRUE(manager_.CreateContainer(kOrderGb, container, 0x0C));
