@@ -15,6 +15,7 @@
 
 #include "kiv/startup.h"
 #include "testing/eventually.h"
+#include "testing/long_tests.h"
 #include "testing/running_program.h"
 #include "testing/service_folder.h"
 #include "testing/xdb_journal.h"
@@ -101,9 +102,9 @@ class Scenario18KilledStores : public ::testing::Test {
 };
 
 TEST_F(Scenario18KilledStores, KeepWhatTheyAcknowledged) {
-  constexpr int kRounds = 100;
+  const int rounds = AreLongTestsWanted() ? 100 : 20;
   std::uint64_t recoveries = 0;
-  for (int round = 0; round < kRounds; ++round) {
+  for (int round = 0; round < rounds; ++round) {
     SCOPED_TRACE("round " + std::to_string(round));
     // Both open at once what the last round left; each compares first.
     for (const int worker : {0, 1}) Start(worker);
@@ -127,22 +128,22 @@ TEST_F(Scenario18KilledStores, KeepWhatTheyAcknowledged) {
     longest_open_ms = std::max(longest_open_ms, account.longest_open_ms);
     done += account.done;
   }
-  EXPECT_LE(recoveries, static_cast<std::uint64_t>(kRounds));
+  EXPECT_LE(recoveries, static_cast<std::uint64_t>(rounds));
   EXPECT_LT(longest_open_ms, kLongestOpenMs);
   std::printf(
       "%d kills: %d transactions done, %llu recoveries, longest open "
       "%d ms\n",
-      2 * kRounds, done, static_cast<unsigned long long>(recoveries),
+      2 * rounds, done, static_cast<unsigned long long>(recoveries),
       longest_open_ms);
 }
 
 // Killed in the middle of calls, and now and then between two.
 TEST_F(Scenario18KilledStores, LeaveTheOthersToGoOn) {
-  constexpr int kKills = 30;
+  const int kills = AreLongTestsWanted() ? 60 : 15;
   Start(0);
   ASSERT_TRUE(WaitForChanges(0, 5)) << ProblemsOf(0);
   milliseconds longest(0);
-  for (int kill = 0; kill < kKills; ++kill) {
+  for (int kill = 0; kill < kills; ++kill) {
     SCOPED_TRACE("kill " + std::to_string(kill));
     Start(1);
     if (kill % 5 != 4) {
@@ -163,7 +164,7 @@ TEST_F(Scenario18KilledStores, LeaveTheOthersToGoOn) {
   std::printf(
       "%d kills: the other opened it %d times, at most %d ms; it went "
       "on after %lld ms at most\n",
-      kKills, account.opened, account.longest_open_ms,
+      kills, account.opened, account.longest_open_ms,
       static_cast<long long>(longest.count()));
 }
 

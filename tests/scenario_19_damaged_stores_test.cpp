@@ -137,7 +137,7 @@ TEST_P(Refused, ClearlyAndKeptAsItIs) {
   const std::set<std::string> left = LogFilesIn("home");
   const std::string text = store.Refusal();
   EXPECT_NE(text.find(GetParam().text), std::string::npos) << text;
-  EXPECT_NE(text.find("'home'"), std::string::npos)
+  EXPECT_NE(text.find("home'"), std::string::npos)
       << text << " names the wrong thing";
   EXPECT_EQ(LogFilesIn("home"), left);
   store.Close();

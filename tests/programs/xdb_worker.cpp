@@ -146,7 +146,7 @@ class Worker {
     if (choice < 3)
       change = {"replace", at->first, "-", version_};
     else if (choice < 5)
-      change = {"rename", at->first, change.name, 0};
+      change = {"rename", at->first, change.name, version_};
     else if (choice < 6 || documents.size() > kMostDocuments)
       change = {"delete", at->first, "-", 0};
     return change;

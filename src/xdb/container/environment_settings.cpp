@@ -21,7 +21,8 @@ constexpr u_int32_t kMostLockers = 20'000;
 constexpr u_int32_t kLockTable = 32'768;
 constexpr u_int32_t kMostTransactions = 2'000;
 constexpr u_int32_t kLogBufferBytes = 2u << 20;
-constexpr u_int32_t kLogFileBytes = 32u << 20;
+// A recovery writes the rest of the newest log file with zeros.
+constexpr u_int32_t kLogFileBytes = 16u << 20;
 constexpr u_int32_t kLogNamesBytes = 1u << 20;
 constexpr u_int32_t kThreads = 256;
 
