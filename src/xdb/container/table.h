@@ -99,6 +99,7 @@ class Cursor {
 
   Table& table_;
   const Reads reads_;
+  const bool has_transaction_;
   Dbc* handle_ = nullptr;
   ReadBuffer key_;
   ReadBuffer value_;
