@@ -108,6 +108,14 @@ bool Table::Erase(DbTxn* transaction, std::string_view key) {
   return true;
 }
 
+double Table::ShareBefore(DbTxn* transaction, std::string_view key) {
+  Dbt wanted = ToRead(key);
+  DB_KEY_RANGE range;
+  CheckCode(handle_->key_range(transaction, &wanted, &range, 0), "read",
+            container_);
+  return range.less;
+}
+
 Cursor::Cursor(Table& table, DbTxn* transaction, Reads reads)
     : table_(table), reads_(reads), has_transaction_(transaction != nullptr) {
   CheckCode(table.handle().cursor(transaction, &handle_, 0), "read",

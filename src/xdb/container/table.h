@@ -52,6 +52,9 @@ class Table {
   // False when there is none.
   bool Erase(DbTxn* transaction, std::string_view key);
 
+  // How much of the table lies before the key, from 0 to 1; a guess.
+  double ShareBefore(DbTxn* transaction, std::string_view key);
+
   Db& handle() { return *handle_; }
   const std::string& container() const { return container_; }
 
