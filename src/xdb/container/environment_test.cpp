@@ -394,6 +394,33 @@ TEST_F(EnvironmentTest, IsNotTakenForOpenBecauseOfAChild) {
   child.Kill();
 }
 
+// As after a program that died inside Berkeley DB.
+TEST_F(EnvironmentTest, AsksToBeClosedEverywhereAndIsThenRecovered) {
+  Environment environment;
+  Open(environment);
+  auto records = std::make_unique<Records>(environment);
+  records->Put("key", "value");
+  const auto writer = environment.Begin();
+  records->Put(writer.get(), "key", "other");
+  auto waiting =
+      std::async(std::launch::async, [&] { return records->Get("key"); });
+  EXPECT_EQ(waiting.wait_for(milliseconds(100)), std::future_status::timeout);
+  EnvironmentHandle(environment)->set_flags(DB_PANIC_ENVIRONMENT, 1);
+  const auto start = steady_clock::now();
+  EXPECT_EQ(FailureOf([&] { records->Get("key"); }), Failure::NeedsRecovery);
+  EXPECT_EQ(FailureOf([&] { waiting.get(); }), Failure::NeedsRecovery);
+  EXPECT_LT(steady_clock::now() - start, seconds(2));
+  Environment other;
+  EXPECT_EQ(FailureOf([&] { other.Open("home", kAll, ""); }),
+            Failure::NeedsRecovery);
+  EXPECT_LT(steady_clock::now() - start, seconds(8));
+  records.reset();
+  EXPECT_NE(environment.Close(), 0);
+  Open(other);
+  EXPECT_EQ(Records(other).Get("key"), "value");
+  EXPECT_EQ(other.Statistics().recovery_count, 1u);
+}
+
 TEST_F(EnvironmentTest, IsRepairedOnlyWhenNobodyHasIt) {
   Environment environment;
   Open(environment);
