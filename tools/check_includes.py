@@ -16,7 +16,7 @@ LAYERS = [
     ["mq", "store", "remote"],
 ]
 PUBLIC_LAYERS = {
-    "kiv/parser/": 1, "kiv/dom": 1,
+    "kiv/parser/": 1, "kiv/dom": 1, "kiv/xdb": 2,
     "kiv/mq/": 3, "kiv/msgq/": 3, "kiv/module/": 3, "kiv/store/": 3,
     "kiv/server/": 3, "rmt/": 3,
 }

@@ -12,6 +12,7 @@
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "kiv/dom.h"
 #include "kiv/mq/queue_config.h"
@@ -44,12 +45,18 @@ class HourClock final : public port::Clock {
 struct Mailbox {
   std::mutex mutex;
   std::deque<std::string> messages;
+  std::string error;  // while it is not empty, nothing can be received
   std::atomic<int> receives{0};
   bool can_open = true;
+  std::function<void()> on_receive = [] {};
 
   std::size_t Size() {
     const std::lock_guard lock(mutex);
     return messages.size();
+  }
+  void SetError(const std::string& text) {
+    const std::lock_guard lock(mutex);
+    error = text;
   }
 };
 
@@ -70,15 +77,20 @@ class MailboxQueue final : public Queue {
   explicit MailboxQueue(Mailbox& mailbox) : mailbox_(mailbox) {}
   std::shared_ptr<Message> Receive() override {
     const std::lock_guard lock(mailbox_.mutex);
+    mailbox_.on_receive();
     ++mailbox_.receives;
-    if (mailbox_.messages.empty()) return nullptr;
+    last_error_ = mailbox_.error;
+    if (!last_error_.empty() || mailbox_.messages.empty()) return nullptr;
     auto message = std::make_shared<MailboxMessage>(mailbox_.messages.front());
     mailbox_.messages.pop_front();
     return message;
   }
 
+  std::string LastError() const override { return last_error_; }
+
  private:
   Mailbox& mailbox_;
+  std::string last_error_;
 };
 
 class MailboxInfo final : public QueueInfo {
@@ -221,6 +233,32 @@ TEST_F(PolledQueue, IsReadInEveryOneOfItsTimes) {
   EXPECT_TRUE(Eventually([&] { return processed_ == 1; }));
   EXPECT_TRUE(WaitForState(QueueState::Reading));
   EXPECT_EQ(queue_->Status().last_message.Hour(), 13);
+}
+
+TEST_F(PolledQueue, IsShownAsFailedUntilAReceiveWorksAgain) {
+  mailbox_.messages = {"one"};
+  Make("0", "<x from='12:00:00' to='12:59:59'/>");
+  mailbox_.SetError("the broker is away");
+  // A try may take as long as a broker is waited for.
+  std::vector<QueueState> shown;
+  mailbox_.on_receive = [&] { shown.push_back(queue_->Status().state); };
+  ASSERT_TRUE(queue_->StartListen());
+  ASSERT_TRUE(Eventually([&] { return mailbox_.receives >= 3; }));
+  EXPECT_EQ(queue_->Status().state, QueueState::Failed);
+  EXPECT_EQ(queue_->Status().last_error, "the broker is away");
+  // No try was made meanwhile that could have worked.
+  clock_.SetHour(14);
+  ASSERT_TRUE(WaitForState(QueueState::OutsideTimes));
+  clock_.SetHour(12);
+  ASSERT_TRUE(WaitForState(QueueState::Failed));
+  mailbox_.SetError("");
+  EXPECT_TRUE(Eventually([&] { return processed_ == 1; }));
+  EXPECT_EQ(queue_->Status().state, QueueState::Reading);
+  ASSERT_TRUE(queue_->Stop(20000));
+  ASSERT_GE(shown.size(), 4u);
+  EXPECT_EQ(shown[0], QueueState::Reading);
+  for (std::size_t i = 1; i < 4; ++i)
+    EXPECT_EQ(shown[i], QueueState::Failed) << "between two tries";
 }
 
 TEST_F(PolledQueue, LosesWhatItsProcessorRefuses) {

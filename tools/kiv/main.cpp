@@ -3,6 +3,7 @@
 
 #include "command.h"
 #include "kiv/startup.h"
+#include "standard_streams.h"
 
 namespace {
 
@@ -24,6 +25,7 @@ int Run(int argc, char** argv) {
   kiv_tool::AddQueue(program, exit_code);
   kiv_tool::AddLog(program, exit_code);
   kiv_tool::AddSchema(program, exit_code);
+  kiv_tool::AddXdb(program, exit_code);
 
   try {
     program.parse(argc, argv);
@@ -36,6 +38,7 @@ int Run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  kiv_tool::OccupyStandardStreams();
   kiv::GlobalInit();
   int exit_code = 1;
   try {

@@ -1,6 +1,7 @@
 #ifndef XDB_CONTAINER_CONTAINER_TESTING_H_
 #define XDB_CONTAINER_CONTAINER_TESTING_H_
 
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -33,6 +34,7 @@ class ContainerTest : public testing::Test {
   }
 
   void Open(const std::string& password = "") {
+    std::filesystem::create_directory("home");
     environment_ = std::make_shared<Environment>();
     const int code = environment_->Open("home", kWhole, password);
     ASSERT_EQ(code, 0) << environment_->ErrorText();
