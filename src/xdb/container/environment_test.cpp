@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <future>
@@ -97,6 +98,9 @@ class EnvironmentTest : public ::testing::Test {
     ADD_FAILURE() << "it did not fail";
     return Failure::Other;
   }
+
+  void TakeLocksFromOneWhoDied();
+  void DieAndBeRecovered();
 
   const TestFolder folder_;
 };
@@ -358,7 +362,22 @@ class KilledProcess {
   bool is_done_;
 };
 
+// Berkeley DB does not free all its memory when it cleared up after somebody,
+// which is no leak of the tests' process this way.
+void ExpectInOwnProcess(const std::function<void()>& test) {
+  EXPECT_EXIT(
+      {
+        test();
+        std::_Exit(::testing::Test::HasFailure() ? 1 : 0);
+      },
+      ::testing::ExitedWithCode(0), "");
+}
+
 TEST_F(EnvironmentTest, TakesItsLocksFromOneWhoDied) {
+  ExpectInOwnProcess([this] { TakeLocksFromOneWhoDied(); });
+}
+
+void EnvironmentTest::TakeLocksFromOneWhoDied() {
   // Not closed, as by one who is killed.
   static std::unique_ptr<Environment> environment_of_child;
   static std::unique_ptr<Records> records_of_child;
@@ -396,6 +415,10 @@ TEST_F(EnvironmentTest, IsNotTakenForOpenBecauseOfAChild) {
 
 // As after a program that died inside Berkeley DB.
 TEST_F(EnvironmentTest, AsksToBeClosedEverywhereAndIsThenRecovered) {
+  ExpectInOwnProcess([this] { DieAndBeRecovered(); });
+}
+
+void EnvironmentTest::DieAndBeRecovered() {
   Environment environment;
   Open(environment);
   auto records = std::make_unique<Records>(environment);
