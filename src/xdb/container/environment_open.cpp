@@ -134,7 +134,7 @@ bool Environment::Impl::OpenBehindGate(const EnvironmentSwitches& switches,
   } else {
     RequirePassword(path_, logs, password, facts);
     RequireRegions(path_, facts);
-    lives->Enter();
+    lives->Enter(false);
     OpenHandle(FlagsOf(switches), password);
   }
   auto watching = MakeHandle(*lives, password);
@@ -171,7 +171,7 @@ void Environment::Impl::OpenFirst(LifeTable::Facts facts, u_int32_t flags,
   // Of a home that comes from elsewhere nobody knows how it was left.
   const bool has_logs = !FindLogFiles(path_).IsEmpty();
   const bool is_left_open = lives->HasDead() || lives->IsNew();
-  lives->Enter();
+  lives->Enter(true);
   if (is_left_open && has_logs) {
     Recover(password, DB_RECOVER);
     ++facts.recovery_count;
@@ -248,7 +248,7 @@ void Environment::Impl::Repair(const std::string& given_home,
   RequireLogFiles(path_, logs, facts);
   RequirePassword(path_, logs, password, facts);
   try {
-    lives->Enter();
+    lives->Enter(true);
     Recover(password, recovery);
     ++facts.recovery_count;
     facts.regions = {};

@@ -68,12 +68,19 @@ struct NumberOfThread {
   }
 };
 
+void RequireThreadNumber() {
+  if (thread_number != 0) return;
+  static thread_local const NumberOfThread number;
+  // Where the thread is ending already, its number is not given back.
+  if (thread_number == 0) thread_number = Numbers().Take();
+}
+
 LifeTable& LivesOf(DbEnv* environment) {
   return *static_cast<LifeTable*>(environment->get_app_private());
 }
 
 void ThreadId(DbEnv* environment, pid_t* process, db_threadid_t* thread) {
-  if (thread_number == 0) static thread_local const NumberOfThread number;
+  RequireThreadNumber();
   LifeTable& lives = LivesOf(environment);
   // Berkeley DB asks first thing in every call.
   port::AbandonWaitsWhen(&lives.IsDead());

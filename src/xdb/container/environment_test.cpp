@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <future>
@@ -97,6 +98,9 @@ class EnvironmentTest : public ::testing::Test {
     ADD_FAILURE() << "it did not fail";
     return Failure::Other;
   }
+
+  void TakeLocksFromOneWhoDied();
+  void DieAndBeRecovered();
 
   const TestFolder folder_;
 };
@@ -358,7 +362,22 @@ class KilledProcess {
   bool is_done_;
 };
 
+// Berkeley DB does not free all its memory when it cleared up after somebody,
+// which is no leak of the tests' process this way.
+void ExpectInOwnProcess(const std::function<void()>& test) {
+  EXPECT_EXIT(
+      {
+        test();
+        std::_Exit(::testing::Test::HasFailure() ? 1 : 0);
+      },
+      ::testing::ExitedWithCode(0), "");
+}
+
 TEST_F(EnvironmentTest, TakesItsLocksFromOneWhoDied) {
+  ExpectInOwnProcess([this] { TakeLocksFromOneWhoDied(); });
+}
+
+void EnvironmentTest::TakeLocksFromOneWhoDied() {
   // Not closed, as by one who is killed.
   static std::unique_ptr<Environment> environment_of_child;
   static std::unique_ptr<Records> records_of_child;
@@ -392,6 +411,37 @@ TEST_F(EnvironmentTest, IsNotTakenForOpenBecauseOfAChild) {
   // Only the first to open it, whom nobody else is beside, may.
   EXPECT_NO_THROW(environment.Repair("home", "", false));
   child.Kill();
+}
+
+// As after a program that died inside Berkeley DB.
+TEST_F(EnvironmentTest, AsksToBeClosedEverywhereAndIsThenRecovered) {
+  ExpectInOwnProcess([this] { DieAndBeRecovered(); });
+}
+
+void EnvironmentTest::DieAndBeRecovered() {
+  Environment environment;
+  Open(environment);
+  auto records = std::make_unique<Records>(environment);
+  records->Put("key", "value");
+  const auto writer = environment.Begin();
+  records->Put(writer.get(), "key", "other");
+  auto waiting =
+      std::async(std::launch::async, [&] { return records->Get("key"); });
+  EXPECT_EQ(waiting.wait_for(milliseconds(100)), std::future_status::timeout);
+  EnvironmentHandle(environment)->set_flags(DB_PANIC_ENVIRONMENT, 1);
+  const auto start = steady_clock::now();
+  EXPECT_EQ(FailureOf([&] { records->Get("key"); }), Failure::NeedsRecovery);
+  EXPECT_EQ(FailureOf([&] { waiting.get(); }), Failure::NeedsRecovery);
+  EXPECT_LT(steady_clock::now() - start, seconds(2));
+  Environment other;
+  EXPECT_EQ(FailureOf([&] { other.Open("home", kAll, ""); }),
+            Failure::NeedsRecovery);
+  EXPECT_LT(steady_clock::now() - start, seconds(8));
+  records.reset();
+  EXPECT_NE(environment.Close(), 0);
+  Open(other);
+  EXPECT_EQ(Records(other).Get("key"), "value");
+  EXPECT_EQ(other.Statistics().recovery_count, 1u);
 }
 
 TEST_F(EnvironmentTest, IsRepairedOnlyWhenNobodyHasIt) {

@@ -15,8 +15,8 @@ namespace {
 
 constexpr char kSource[] = "dbxml";
 constexpr std::chrono::milliseconds kPause(100);
-// Looking who has waited too long for a lock is dearer than looking who lives.
-constexpr int kLooksBetweenTimeouts = 10;
+// What costs more than looking who lives is done about once a second.
+constexpr int kLooksBetweenChores = 10;
 // What a living one may hold up the clearing.
 constexpr std::chrono::seconds kLongestCare(1);
 
@@ -76,7 +76,10 @@ void EnvironmentWatch::LookAround() {
     return;
   }
   if (lives_.Deaths().empty()) {
-    EndLongWaits();
+    if (++looks_ % kLooksBetweenChores == 0) {
+      NoteNewLogFile();
+      EndLongWaits();
+    }
     return;
   }
   if (!lives_.TryTakeCareOfDead()) return;
@@ -89,10 +92,18 @@ void EnvironmentWatch::LookAround() {
   lives_.EndCareOfDead();
 }
 
+// After a crash it is to be there.
+void EnvironmentWatch::NoteNewLogFile() {
+  const std::uint32_t last = FindLogFiles(home_).Last();
+  if (last == last_log_) return;
+  lives_.StoreLastLog(last);
+  last_log_ = last;
+}
+
 // Berkeley DB looks at the time limit of a wait only when somebody looks for
 // deadlocks.
 void EnvironmentWatch::EndLongWaits() {
-  if (!has_locks_ || ++looks_ % kLooksBetweenTimeouts != 0) return;
+  if (!has_locks_) return;
   const port::ImpatientWaits until_somebody_dies(
       [this] { return lives_.HasDead(); });
   int rejected = 0;

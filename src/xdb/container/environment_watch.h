@@ -4,6 +4,7 @@
 #include <db_cxx.h>
 
 #include <condition_variable>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -32,6 +33,7 @@ class EnvironmentWatch {
  private:
   void Run();
   void LookAround();
+  void NoteNewLogFile();
   void EndLongWaits();
   void SeeToDead();
   void DeclareDead(const std::string& why);
@@ -45,6 +47,7 @@ class EnvironmentWatch {
   bool is_stopping_ = false;
   bool is_dead_ = false;
   int looks_ = 0;
+  std::uint32_t last_log_ = 0;
   std::thread thread_;
 };
 

@@ -125,6 +125,12 @@ void LifeTable::StoreLogs(std::uint32_t first, std::uint32_t last) {
     Throw("write the lock file");
 }
 
+void LifeTable::StoreLastLog(std::uint32_t last) {
+  if (!file_->Write(offsetof(Head, facts) + offsetof(Facts, last_log), &last,
+                    sizeof(last)))
+    Throw("write the lock file");
+}
+
 LifeTable::Slot LifeTable::ReadSlot(std::uint32_t index) {
   Slot slot;
   if (!file_->Read(kSlotOffset + index * sizeof(Slot), &slot, sizeof(slot)))
@@ -172,12 +178,13 @@ void LifeTable::Bury(int life) {
   WriteSlot(SlotOf(life), {GenerationOf(life), Stage::Gone});
 }
 
-void LifeTable::Enter() {
+void LifeTable::Enter(bool is_first) {
   for (std::uint32_t i = 0; i < kSlotCount; ++i) {
     if (!file_->TryLock(kSlotByte + i)) continue;
     const Slot before = ReadSlot(i);
-    // One who died has it until he is buried.
-    if (before.stage != Stage::Gone) {
+    // One who died has it until he is buried. The mark of the first says the
+    // same as his did, if it should come to that.
+    if (before.stage != Stage::Gone && !is_first) {
       file_->Unlock(kSlotByte + i);
       continue;
     }

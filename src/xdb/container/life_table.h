@@ -71,12 +71,13 @@ class LifeTable {
   void Store(const Facts& facts);
   // At any time, without the gate.
   void StoreLogs(std::uint32_t first, std::uint32_t last);
+  void StoreLastLog(std::uint32_t last);
   // Nobody lives: clears the slots of the dead.
   void BuryAll();
 
-  // Takes a slot, Changing, so that a power failure cannot make it forgotten.
-  // Throws StoreError.
-  void Enter();
+  // Takes a slot, Changing, so that a power failure cannot make it forgotten;
+  // the first of all may take that of a dead one. Throws StoreError.
+  void Enter(bool is_first);
   void Mark(Stage stage);
   // In disorder: as one who died outside Berkeley DB. What he left is put right
   // by the others, or by the next to open.
