@@ -63,11 +63,11 @@ std::shared_ptr<const Tree> Decode(ContainerCore& core, const Scope& scope,
 }
 
 // Of a whole record; a large tree is kept, or was.
-StoredDocument DecodeRecord(ContainerCore& core, const Scope& scope,
-                            std::string name, std::string bytes) {
+DocumentTree DecodeRecord(ContainerCore& core, const Scope& scope,
+                          std::string name, std::string bytes) {
   const auto kept = std::make_shared<const std::string>(std::move(bytes));
   const DocumentRecord record = ReadRecord(*kept);
-  StoredDocument document{record.id, std::move(name), nullptr};
+  DocumentTree document{record.id, std::move(name), nullptr};
   const bool is_large = kept->size() >= kSmallRecord;
   if (is_large) document.tree = core.trees().Find(record.version);
   if (document.tree != nullptr) return document;
@@ -77,9 +77,9 @@ StoredDocument DecodeRecord(ContainerCore& core, const Scope& scope,
 }
 
 // Nullopt when there is none.
-std::optional<StoredDocument> ReadDocument(ContainerCore& core,
-                                           const Scope& scope,
-                                           std::string_view name) {
+std::optional<DocumentTree> ReadDocument(ContainerCore& core,
+                                         const Scope& scope,
+                                         std::string_view name) {
   Table& documents = core.tables().documents;
   ReadBuffer bytes;
   if (!documents.GetHead(scope.transaction, name, kSmallRecord, bytes))
@@ -87,7 +87,7 @@ std::optional<StoredDocument> ReadDocument(ContainerCore& core,
   if (bytes.view().size() == kSmallRecord) {
     const DocumentRecord head = ReadRecord(bytes.view());
     if (auto tree = core.trees().Find(head.version))
-      return StoredDocument{head.id, std::string(name), std::move(tree)};
+      return DocumentTree{head.id, std::string(name), std::move(tree)};
     if (!documents.Get(scope.transaction, name, bytes)) return std::nullopt;
   }
   return DecodeRecord(core, scope, std::string(name),
@@ -118,15 +118,15 @@ std::uint8_t ContainerReading::Traits(PathId path) const {
 
 std::shared_ptr<const Tree> ContainerReading::Document(
     const std::string& name) const {
-  std::optional<StoredDocument> document;
+  std::optional<DocumentTree> document;
   core_->Read(transaction_, name, [&](Scope& scope) {
     document = ReadDocument(*core_, scope, name);
   });
   return document ? document->tree : nullptr;
 }
 
-std::optional<StoredDocument> ContainerReading::Document(DocumentId id) const {
-  std::optional<StoredDocument> document;
+std::optional<DocumentTree> ContainerReading::Document(DocumentId id) const {
+  std::optional<DocumentTree> document;
   core_->Read(transaction_, {}, [&](Scope& scope) {
     ReadBuffer name;
     if (core_->tables().ids.Get(scope.transaction, IdKey(id), name))
@@ -261,7 +261,7 @@ bool IndexHits::NextInBlock(IndexHit& hit) {
   return false;
 }
 
-bool DocumentScan::Next(StoredDocument& document) {
+bool DocumentScan::Next(DocumentTree& document) {
   while (next_ == read_.size()) {
     if (has_ended_) return false;
     Fill();

@@ -20,7 +20,7 @@ class ContainerCore;
 
 using DocumentId = std::uint64_t;
 
-struct StoredDocument {
+struct DocumentTree {
   DocumentId id = 0;
   std::string name;
   std::shared_ptr<const Tree> tree;
@@ -84,7 +84,7 @@ class IndexHits {
 // Documents in the order of their names.
 class DocumentScan {
  public:
-  bool Next(StoredDocument& document);
+  bool Next(DocumentTree& document);
 
  private:
   friend class ContainerReading;
@@ -96,7 +96,7 @@ class DocumentScan {
   Transaction* const transaction_;
   std::string from_;
   bool has_ended_ = false;
-  std::vector<StoredDocument> read_;
+  std::vector<DocumentTree> read_;
   std::size_t next_ = 0;
 };
 
@@ -115,7 +115,7 @@ class ContainerReading {
   // Null and nullopt when there is none. Large trees are kept for the next one
   // who asks, as long as nobody changes the document.
   std::shared_ptr<const Tree> Document(const std::string& name) const;
-  std::optional<StoredDocument> Document(DocumentId id) const;
+  std::optional<DocumentTree> Document(DocumentId id) const;
   DocumentScan Documents() const;
 
   IndexHits Find(const ValueRange& range) const;

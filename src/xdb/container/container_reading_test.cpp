@@ -184,7 +184,7 @@ TEST_F(ReadingTest, WalksThroughDocumentsWhileTheyChange) {
   }
   const ContainerReading reading(*container_, nullptr);
   DocumentScan scan = reading.Documents();
-  StoredDocument document;
+  DocumentTree document;
   std::vector<std::string> names;
   while (scan.Next(document)) {
     EXPECT_EQ(document.tree->StringValue(0), std::to_string(names.size()));

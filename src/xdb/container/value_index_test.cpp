@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "gtest/gtest.h"
+#include "port/test_folder.h"
 #include "xdb/tree/tree_error.h"
 
 namespace kiv::xdb {
@@ -63,13 +64,12 @@ TEST(IndexKey, SortsByPathValueDocumentNode) {
   }
 }
 
-// A table in memory.
 class ValueIndexTest : public testing::Test {
  protected:
   ValueIndexTest() : environment_(DB_CXX_NO_EXCEPTIONS) {
     environment_.open(nullptr, DB_CREATE | DB_INIT_MPOOL | DB_PRIVATE, 0);
-    table_.emplace(environment_, "index", "memory");
-    EXPECT_EQ(table_->Open(nullptr, "", DB_CREATE, false), 0);
+    table_.emplace(environment_, "index", "index.db");
+    EXPECT_EQ(table_->Open(nullptr, "index.db", DB_CREATE, false), 0);
   }
   ~ValueIndexTest() override {
     table_.reset();
@@ -88,6 +88,7 @@ class ValueIndexTest : public testing::Test {
     return entries;
   }
 
+  TestFolder folder_;
   DbEnv environment_;
   std::optional<Table> table_;
 };
