@@ -284,6 +284,10 @@ TEST_F(KivXdb, RunsScripts) {
   EXPECT_EQ(Shell("printf 'frobnicate\n' | $KIV xdb -d db script"), 2);
   EXPECT_EQ(Shell("printf 'ls \"c\n' | $KIV xdb -d db script"), 2);
   EXPECT_TRUE(Says(errors_, "a quote is not closed"));
+  EXPECT_EQ(Shell("$KIV xdb -d db script <&-"), 1);
+  EXPECT_EQ(Shell("$KIV xdb -d db put c - -n y <&-"), 1);
+  EXPECT_EQ(Shell("$KIV xdb -d db stat > /dev/full"), 1);
+  EXPECT_TRUE(Says(errors_, "standard output cannot be written"));
 }
 
 TEST_F(KivXdb, TakesAPasswordFromAFile) {

@@ -66,7 +66,7 @@ def main():
         files += 1
         path = file.relative_to(root).as_posix()
         is_public = path.startswith("include/")
-        is_test = path.endswith("_test.cpp")
+        is_test = path.endswith(("_test.cpp", "_testing.h"))
         own = layer_of_source(path) if not is_public else None
         is_startup = path == "src/util/startup.cpp"
         for number, line in enumerate(

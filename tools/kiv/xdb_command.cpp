@@ -2,6 +2,7 @@
 #include "xdb_command.h"
 
 #include <algorithm>
+#include <iostream>
 #include <memory>
 #include <utility>
 
@@ -20,10 +21,13 @@ int RunQuietly(XdbPlace& place, const XdbOptions& options, Command run) {
   if (depth > 0) return run(place, options);
   ++depth;
   const CapturedLog log;
-  const int exit_code = run(place, options);
+  int exit_code = run(place, options);
   // Also what closing logs.
   place.Close();
   --depth;
+  std::cout.flush();
+  if (!std::cout && exit_code == 0)
+    exit_code = place.Fault("standard output cannot be written");
   return exit_code;
 }
 

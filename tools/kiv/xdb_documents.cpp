@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "queue_text.h"
+#include "standard_streams.h"
 #include "terminal.h"
 #include "xdb_command.h"
 #include "xdb_loading.h"
@@ -71,6 +72,10 @@ bool PutPath(XdbPlace& place, XdbLoading& loading, const std::string& path,
              const std::string& name) {
   if (path == "-") {
     const std::string content(std::istreambuf_iterator<char>(std::cin), {});
+    if (!HasStandardInput() || std::cin.bad()) {
+      place.Fault("standard input cannot be read");
+      return false;
+    }
     return loading.AddContent(name, content, "standard input");
   }
   const fs::path file = path;
@@ -159,8 +164,7 @@ int XdbList(XdbPlace& place, const XdbOptions& options) {
   if (!is_listed)
     return place.LibraryFault("container '" + options.container +
                               "' cannot be read");
-  std::cout.flush();
-  return std::cout ? 0 : place.Fault("standard output cannot be written");
+  return 0;
 }
 
 int XdbPut(XdbPlace& place, const XdbOptions& options) {
@@ -199,8 +203,7 @@ int XdbGet(XdbPlace& place, const XdbOptions& options) {
     out.close();
     if (!out) return place.Fault(options.output + " cannot be written");
   }
-  std::cout.flush();
-  return std::cout ? 0 : place.Fault("standard output cannot be written");
+  return 0;
 }
 
 int XdbDelete(XdbPlace& place, const XdbOptions& options) {

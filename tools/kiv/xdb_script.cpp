@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "standard_streams.h"
 #include "xdb_command.h"
 
 namespace kiv_tool {
@@ -62,6 +63,7 @@ class WordReader {
 }  // namespace
 
 int XdbScript(XdbPlace& place, const XdbOptions& /*options*/) {
+  if (!HasStandardInput()) return place.Fault("standard input cannot be read");
   unsigned long long number = 0;
   for (std::string line; std::getline(std::cin, line);) {
     ++number;
@@ -78,7 +80,7 @@ int XdbScript(XdbPlace& place, const XdbOptions& /*options*/) {
               << " failed; nothing behind it was done\n";
     return exit_code;
   }
-  return 0;
+  return std::cin.bad() ? place.Fault("standard input cannot be read") : 0;
 }
 
 }  // namespace kiv_tool
