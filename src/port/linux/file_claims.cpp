@@ -64,12 +64,16 @@ bool IsSameFile(const struct stat& a, const struct stat& b) {
 }
 
 // A lease to read is given only while nobody has the file open for writing, and
-// keeps others from opening it until it is closed. What the system sends the
-// holder then is a signal that nobody minds.
+// holds up those who open it then. What the system sends the holder is a signal
+// that nobody minds.
 enum class Writers { None, Some, Unknown };
 Writers AskForWriters(int file) {
   ::fcntl(file, F_SETSIG, SIGURG);
-  if (::fcntl(file, F_SETLEASE, F_RDLCK) == 0) return Writers::None;
+  if (::fcntl(file, F_SETLEASE, F_RDLCK) == 0) {
+    // Given back at once: a writer who came later would wait for our processor.
+    ::fcntl(file, F_SETLEASE, F_UNLCK);
+    return Writers::None;
+  }
   return errno == EAGAIN ? Writers::Some : Writers::Unknown;
 }
 
