@@ -32,12 +32,37 @@ timespec In(clockid_t clock, long nanoseconds) {
   return time;
 }
 
-// `attempt` waits until the time given and answers as the pthread calls do.
-template <class Attempt>
-int LockPatiently(Attempt attempt) {
+// The thread sanitizer knows only the calls that go by the clock on the wall,
+// which may be set back.
+#ifdef __SANITIZE_THREAD__
+constexpr clockid_t kClock = CLOCK_REALTIME;
+int LockUntil(pthread_mutex_t* mutex, const timespec* until) {
+  return ::pthread_mutex_timedlock(mutex, until);
+}
+int ReadLockUntil(pthread_rwlock_t* lock, const timespec* until) {
+  return ::pthread_rwlock_timedrdlock(lock, until);
+}
+int WriteLockUntil(pthread_rwlock_t* lock, const timespec* until) {
+  return ::pthread_rwlock_timedwrlock(lock, until);
+}
+#else
+constexpr clockid_t kClock = CLOCK_MONOTONIC;
+int LockUntil(pthread_mutex_t* mutex, const timespec* until) {
+  return ::pthread_mutex_clocklock(mutex, kClock, until);
+}
+int ReadLockUntil(pthread_rwlock_t* lock, const timespec* until) {
+  return ::pthread_rwlock_clockrdlock(lock, kClock, until);
+}
+int WriteLockUntil(pthread_rwlock_t* lock, const timespec* until) {
+  return ::pthread_rwlock_clockwrlock(lock, kClock, until);
+}
+#endif
+
+template <class Lock>
+int LockPatiently(Lock* lock, int (*try_until)(Lock*, const timespec*)) {
   for (;;) {
-    const timespec until = In(CLOCK_MONOTONIC, kSliceNs);
-    const int result = attempt(&until);
+    const timespec until = In(kClock, kSliceNs);
+    const int result = try_until(lock, &until);
     if (result != ETIMEDOUT) return result;
     if (IsToGiveUpWaiting()) return EOWNERDEAD;
   }
@@ -117,25 +142,19 @@ int kiv_shared_cond_broadcast(pthread_cond_t* condition);
 int kiv_shared_mutex_lock(pthread_mutex_t* mutex) {
   const int result = ::pthread_mutex_trylock(mutex);
   if (result != EBUSY) return result;
-  return LockPatiently([mutex](const timespec* until) {
-    return ::pthread_mutex_clocklock(mutex, CLOCK_MONOTONIC, until);
-  });
+  return LockPatiently(mutex, LockUntil);
 }
 
 int kiv_shared_rwlock_rdlock(pthread_rwlock_t* lock) {
   const int result = ::pthread_rwlock_tryrdlock(lock);
   if (result != EBUSY) return result;
-  return LockPatiently([lock](const timespec* until) {
-    return ::pthread_rwlock_clockrdlock(lock, CLOCK_MONOTONIC, until);
-  });
+  return LockPatiently(lock, ReadLockUntil);
 }
 
 int kiv_shared_rwlock_wrlock(pthread_rwlock_t* lock) {
   const int result = ::pthread_rwlock_trywrlock(lock);
   if (result != EBUSY) return result;
-  return LockPatiently([lock](const timespec* until) {
-    return ::pthread_rwlock_clockwrlock(lock, CLOCK_MONOTONIC, until);
-  });
+  return LockPatiently(lock, WriteLockUntil);
 }
 
 int kiv_shared_cond_init(pthread_cond_t* condition, const pthread_condattr_t*) {
