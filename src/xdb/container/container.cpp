@@ -115,6 +115,7 @@ void AddGoing(ContainerCore& core, const Scope& scope,
               const DocumentRecord& record, std::vector<IndexChange>& changes) {
   const std::size_t before = changes.size();
   try {
+    record.Check();
     core.AddIndexChanges(scope, record.id, record.tree, false, changes);
   } catch (const TreeError&) {
     changes.resize(before);
@@ -146,10 +147,8 @@ void Container::Put(const std::string& name, std::string_view content,
     if (core.tables().documents.Has(scope.transaction, name)) ThrowTaken(name);
     DoomUnlessDone doom(scope);
     const std::string& tree = incoming.Tree(core, scope);
-    std::string record;
-    AppendRecordHead(record, id, id);
-    record += tree;
-    if (!core.tables().documents.Insert(scope.transaction, name, record)) {
+    if (!core.tables().documents.Insert(scope.transaction, name,
+                                        MakeRecord(id, id, tree))) {
       doom.Done();
       ThrowTaken(name);
     }
@@ -181,16 +180,14 @@ void Container::Replace(const std::string& name, std::string_view content,
     if (!core.tables().documents.Get(scope.transaction, name, old,
                                      scope.part == nullptr ? 0 : DB_RMW))
       ThrowNoSuch(name);
-    const DocumentRecord before = ReadRecord(old.view());
+    const DocumentRecord before = ReadRecordHead(old.view());
     DoomUnlessDone doom(scope);
     const std::string& tree = incoming.Tree(core, scope);
     std::vector<IndexChange> changes;
     AddGoing(core, scope, before, changes);
     core.AddIndexChanges(scope, before.id, tree, true, changes);
-    std::string record;
-    AppendRecordHead(record, before.id, version);
-    record += tree;
-    core.tables().documents.Put(scope.transaction, name, record);
+    core.tables().documents.Put(scope.transaction, name,
+                                MakeRecord(before.id, version, tree));
     core.ApplyIndexChanges(scope, std::move(changes));
     doom.Done();
   });
@@ -213,7 +210,7 @@ void Container::Rename(const std::string& old_name, const std::string& new_name,
       ThrowTaken(new_name);
     }
     tables.documents.Erase(scope.transaction, old_name);
-    tables.ids.Put(scope.transaction, IdKey(ReadRecord(record.view()).id),
+    tables.ids.Put(scope.transaction, IdKey(ReadRecordHead(record.view()).id),
                    new_name);
     doom.Done();
   });
@@ -227,7 +224,7 @@ void Container::Delete(const std::string& name, Transaction* transaction) {
     if (!tables.documents.Get(scope.transaction, name, bytes,
                               scope.part == nullptr ? 0 : DB_RMW))
       ThrowNoSuch(name);
-    const DocumentRecord record = ReadRecord(bytes.view());
+    const DocumentRecord record = ReadRecordHead(bytes.view());
     DoomUnlessDone doom(scope);
     std::vector<IndexChange> changes;
     AddGoing(core, scope, record, changes);

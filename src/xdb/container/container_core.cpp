@@ -73,6 +73,10 @@ void ContainerCore::OpenPrivate() {
             "open", file_name_);
 }
 
+std::string ContainerCore::PrivatePath() const {
+  return private_ == nullptr ? "" : port::SystemPath(file_name_);
+}
+
 std::unique_lock<std::recursive_mutex> ContainerCore::Lock() {
   if (is_transactional_) return {};
   return std::unique_lock(mutex_);

@@ -38,6 +38,8 @@ class ContainerCore : public std::enable_shared_from_this<ContainerCore> {
                 const ContainerSwitches& switches);
 
   const std::string& file_name() const { return file_name_; }
+  // The system's path where no environment was given; else empty.
+  std::string PrivatePath() const;
   ContainerTables& tables() { return *tables_; }
   StoredDictionary& dictionary() { return *dictionary_; }
   TreeCache& trees() { return trees_; }
