@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <map>
+#include <random>
 #include <string>
 
 #include "xdb/container/container_testing.h"
@@ -143,6 +144,35 @@ TEST_F(ContainerFile, GivesUpWhatIsOnItsSoundPages) {
   EXPECT_THROW(OpenAlone(false), StoreError);
   EXPECT_GT(saved([&](const auto& each) { SalvageContainerFile(kFile, each); }),
             300U);
+}
+
+TEST_F(ContainerFile, GivesUpNothingThatWasNotStored) {
+  const std::string long_text(30'000, 'y');
+  {
+    const auto container = OpenAlone();
+    container->Put("long", "<l>" + long_text + "</l>", nullptr);
+    container->Put("short", "<s>old</s>", nullptr);
+    container->Replace("short", "<s>new</s>", nullptr);
+  }
+  const std::string whole = ReadTestFile(kFile);
+  std::minstd_rand random(5);
+  int saved = 0;
+  for (int round = 0; round < 200; ++round) {
+    std::string bytes = whole;
+    for (auto changes = random() % 200; changes > 0; --changes)
+      bytes[random() % bytes.size()] = static_cast<char>(random());
+    bytes.resize(bytes.size() - random() % 20'000);
+    WriteTestFile(kFile, bytes);
+    SalvageContainerFile(
+        kFile, [&](const std::string& name, const std::string& content) {
+          // A name has no checksum.
+          EXPECT_TRUE(content == "<l>" + long_text + "</l>" ||
+                      content == "<s>new</s>" || content == "<s>old</s>")
+              << name;
+          ++saved;
+        });
+  }
+  EXPECT_GT(saved, 100);
 }
 
 TEST_F(ContainerFile, ShowsAByteThatIsNotWhatWasStored) {

@@ -76,6 +76,13 @@ std::string TraitRecord(PathId path, std::uint8_t traits) {
   return record;
 }
 
+// Of the other tables' keys of four bytes, those of ids begin with a byte that
+// no number of a record has, and the values of the rest with others.
+bool IsDictionaryRecord(std::string_view key, std::string_view record) {
+  return key.size() == 4 && key[0] == '\0' && !record.empty() &&
+         (record[0] == kName || record[0] == kPath || record[0] == kTrait);
+}
+
 void AddRecord(std::string_view record, bool with_traits,
                Dictionary& dictionary, DictionaryCounts& counts) {
   StoredBytes bytes(record);

@@ -45,6 +45,9 @@ std::string NameRecord(const Name& name);
 std::string PathRecord(const DictionaryAdditions::NewPath& path);
 std::string TraitRecord(PathId path, std::uint8_t traits);
 
+// Whether it looks like one, among items of any table.
+bool IsDictionaryRecord(std::string_view key, std::string_view record);
+
 // Adds the next record; a trait only `with_traits`. Throws TreeError.
 void AddRecord(std::string_view record, bool with_traits,
                Dictionary& dictionary, DictionaryCounts& counts);
