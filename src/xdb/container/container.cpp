@@ -112,18 +112,16 @@ class DoomUnlessDone {
 // The entries of a document that goes. Those of one that cannot be read are
 // looked for one by one.
 void AddGoing(ContainerCore& core, const Scope& scope,
-              const DocumentRecord& record, std::vector<IndexChange>& changes) {
-  const std::size_t before = changes.size();
+              const DocumentRecord& record, IndexChanges& changes) {
   try {
     record.Check();
     core.AddIndexChanges(scope, record.id, record.tree, false, changes);
   } catch (const TreeError&) {
-    changes.resize(before);
     core.FlushIndex(scope);
     EntryReader reader(core.tables().index, scope.transaction, {});
     while (reader.Next())
       if (ReadEntry(reader.entry()).document == record.id)
-        changes.push_back({std::string(reader.entry()), false});
+        changes.Add(reader.entry(), false);
   }
 }
 
@@ -153,9 +151,9 @@ void Container::Put(const std::string& name, std::string_view content,
       ThrowTaken(name);
     }
     core.tables().ids.Put(scope.transaction, IdKey(id), name);
-    std::vector<IndexChange> changes;
+    IndexChanges changes;
     core.AddIndexChanges(scope, id, tree, true, changes);
-    core.ApplyIndexChanges(scope, std::move(changes));
+    core.ApplyIndexChanges(scope, changes);
     doom.Done();
   });
 }
@@ -183,12 +181,12 @@ void Container::Replace(const std::string& name, std::string_view content,
     const DocumentRecord before = ReadRecordHead(old.view());
     DoomUnlessDone doom(scope);
     const std::string& tree = incoming.Tree(core, scope);
-    std::vector<IndexChange> changes;
+    IndexChanges changes;
     AddGoing(core, scope, before, changes);
     core.AddIndexChanges(scope, before.id, tree, true, changes);
     core.tables().documents.Put(scope.transaction, name,
                                 MakeRecord(before.id, version, tree));
-    core.ApplyIndexChanges(scope, std::move(changes));
+    core.ApplyIndexChanges(scope, changes);
     doom.Done();
   });
 }
@@ -226,11 +224,11 @@ void Container::Delete(const std::string& name, Transaction* transaction) {
       ThrowNoSuch(name);
     const DocumentRecord record = ReadRecordHead(bytes.view());
     DoomUnlessDone doom(scope);
-    std::vector<IndexChange> changes;
+    IndexChanges changes;
     AddGoing(core, scope, record, changes);
     tables.documents.Erase(scope.transaction, name);
     tables.ids.Erase(scope.transaction, IdKey(record.id));
-    core.ApplyIndexChanges(scope, std::move(changes));
+    core.ApplyIndexChanges(scope, changes);
     doom.Done();
   });
 }
