@@ -8,6 +8,7 @@
 #include <fstream>
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <set>
 #include <string>
 #include <vector>
@@ -119,6 +120,9 @@ struct Damage {
   std::function<void(const fs::path& home)> make;
   const char* text;
 };
+
+// In the names that ctest gives the tests.
+void PrintTo(const Damage& damage, std::ostream* out) { *out << damage.name; }
 
 // Damages `home`, and back again.
 class Refused : public Scenario19DamagedStores,

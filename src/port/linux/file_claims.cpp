@@ -64,12 +64,16 @@ bool IsSameFile(const struct stat& a, const struct stat& b) {
 }
 
 // A lease to read is given only while nobody has the file open for writing, and
-// keeps others from opening it until it is closed. What the system sends the
-// holder then is a signal that nobody minds.
+// holds up those who open it then. What the system sends the holder is a signal
+// that nobody minds.
 enum class Writers { None, Some, Unknown };
 Writers AskForWriters(int file) {
   ::fcntl(file, F_SETSIG, SIGURG);
-  if (::fcntl(file, F_SETLEASE, F_RDLCK) == 0) return Writers::None;
+  if (::fcntl(file, F_SETLEASE, F_RDLCK) == 0) {
+    // Given back at once: a writer who came later would wait for our processor.
+    ::fcntl(file, F_SETLEASE, F_UNLCK);
+    return Writers::None;
+  }
   return errno == EAGAIN ? Writers::Some : Writers::Unknown;
 }
 
@@ -287,6 +291,8 @@ std::optional<FileClaims::Taking> LinuxFileClaims::OpenWhole(
   // writer again by the time that its turn comes.
   const Writers writers = AskForWriters(file.get());
   if (writers == Writers::Some) return Taking{Outcome::BeingWritten, {}, ""};
+  // Its claim is looked at again, and its size is that of then.
+  if (certainty == Certainty::Closed) return std::nullopt;
   // Only what is seen from here on counts: the writer may have come to its end
   // since the look by name.
   if (::fstat(file.get(), &candidate.status) != 0) return NotReached();
