@@ -32,7 +32,7 @@ class IndexChanges {
   // is undone.
   void Sort();
   Change operator[](std::size_t n) const {
-    return {EntryOf(places_[n]), places_[n].is_added};
+    return {EntryOf(places_[n]), places_[n].is_added != 0};
   }
 
  private:
