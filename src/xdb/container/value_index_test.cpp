@@ -98,30 +98,28 @@ TEST_F(ValueIndexTest, HoldsWhatASetHolds) {
   std::set<std::string> model;
   ValueIndex index(*table_);
   for (int round = 0; round < 120; ++round) {
-    std::vector<IndexChange> changes;
+    IndexChanges changes;
     const auto count = round % 10 == 0 ? 3000UL : random() % 40;
     for (auto i = count; i > 0; --i) {
-      IndexChange change;
+      std::string entry;
       const auto path = static_cast<PathId>(random() % 5 + 1);
       AppendEntry(
-          change.entry, path,
+          entry, path,
           std::string(random() % 30, 'v') + std::to_string(random() % 200),
           random() % 3000, static_cast<NodeId>(random() % 9));
-      change.is_added = random() % 10 < (round < 80 ? 8 : 1);
+      const bool is_added = random() % 10 < (round < 80 ? 8 : 1);
       // Those that are there, once the set is to shrink.
-      if (!change.is_added && !model.empty() && random() % 2 == 0) {
-        const auto found = model.lower_bound(change.entry);
-        change.entry = found == model.end() ? *model.begin() : *found;
+      if (!is_added && !model.empty() && random() % 2 == 0) {
+        const auto found = model.lower_bound(entry);
+        entry = found == model.end() ? *model.begin() : *found;
       }
-      changes.push_back(change);
-    }
-    for (const IndexChange& change : changes) {
-      if (change.is_added)
-        model.insert(change.entry);
+      changes.Add(entry, is_added);
+      if (is_added)
+        model.insert(entry);
       else
-        model.erase(change.entry);
+        model.erase(entry);
     }
-    SortChanges(changes);
+    changes.Sort();
     index.Apply(nullptr, changes);
   }
   EXPECT_EQ(All(), model);
@@ -132,8 +130,8 @@ TEST_F(ValueIndexTest, HoldsWhatASetHolds) {
     EXPECT_EQ(All(from),
               std::set<std::string>(model.lower_bound(from), model.end()));
   }
-  std::vector<IndexChange> rest;
-  for (const std::string& entry : model) rest.push_back({entry, false});
+  IndexChanges rest;
+  for (const std::string& entry : model) rest.Add(entry, false);
   index.Apply(nullptr, rest);
   EXPECT_TRUE(All().empty());
 }
