@@ -27,51 +27,23 @@ struct Block {
   std::string bytes;
 };
 
-// The entries of one record with the changes that fall on it.
-class BlockMerge {
- public:
-  void Add(std::string_view entry) {
-    if (writer_.size() + entry.size() + 4 > room_) {
-      blocks_.push_back({KeyBetween(writer_.last(), entry), writer_.bytes()});
-      writer_.Clear();
+std::vector<Block> Cut(std::string bytes) {
+  std::vector<Block> blocks;
+  if (bytes.size() > kMostBlockBytes) {
+    BlockReader reader(bytes);
+    BlockWriter writer;
+    while (reader.Next()) {
+      if (writer.size() + reader.entry().size() + 4 > kCutBlockBytes) {
+        blocks.push_back(
+            {KeyBetween(writer.last(), reader.entry()), writer.bytes()});
+        writer.Clear();
+      }
+      writer.Add(reader.entry());
     }
-    writer_.Add(entry);
+    bytes = writer.bytes();
   }
-  std::vector<Block> Take() {
-    if (writer_.size() > 0) blocks_.push_back({{}, writer_.bytes()});
-    return std::move(blocks_);
-  }
-  explicit BlockMerge(std::size_t room) : room_(room) {}
-
- private:
-  const std::size_t room_;
-  BlockWriter writer_;
-  std::vector<Block> blocks_;
-};
-
-// Whether anything changes.
-bool Merge(std::string_view block, const IndexChanges& changes,
-           std::size_t begin, std::size_t end, BlockMerge& merge) {
-  bool is_changed = false;
-  BlockReader reader(block);
-  bool has_entry = reader.Next();
-  while (has_entry || begin != end) {
-    const IndexChanges::Change change =
-        begin == end ? IndexChanges::Change{} : changes[begin];
-    const int order = !has_entry     ? 1
-                      : begin == end ? -1
-                                     : reader.entry().compare(change.entry);
-    if (order < 0) {
-      merge.Add(reader.entry());
-      has_entry = reader.Next();
-      continue;
-    }
-    if (change.is_added) merge.Add(change.entry);
-    is_changed |= change.is_added != (order == 0);
-    if (order == 0) has_entry = reader.Next();
-    ++begin;
-  }
-  return is_changed;
+  if (!bytes.empty()) blocks.push_back({{}, std::move(bytes)});
+  return blocks;
 }
 
 // In the place of the block where the cursor is.
@@ -149,17 +121,13 @@ void ValueIndex::Apply(DbTxn* transaction, const IndexChanges& changes) {
     std::size_t end = begin;
     while (end != changes.size() && changes[end].entry <= key) ++end;
     const std::string_view bytes = has_block ? cursor.value() : "";
-    BlockMerge merge(kMostBlockBytes);
-    if (Merge(bytes, changes, begin, end, merge)) {
-      std::vector<Block> blocks = merge.Take();
-      if (blocks.size() > 1) {
-        BlockMerge cut(kCutBlockBytes);
-        Merge(bytes, changes, begin, end, cut);
-        blocks = cut.Take();
-      }
-      Write(cursor, has_block, key, blocks);
+    BlockEditor editor(bytes);
+    bool is_changed = false;
+    for (; begin != end; ++begin) {
+      const auto& [entry, is_added] = changes[begin];
+      is_changed |= is_added ? editor.Insert(entry) : editor.Remove(entry);
     }
-    begin = end;
+    if (is_changed) Write(cursor, has_block, key, Cut(editor.Finish()));
   }
 }
 

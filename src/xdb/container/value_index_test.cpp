@@ -1,6 +1,8 @@
 #include "xdb/container/value_index.h"
 
 #include <algorithm>
+#include <iterator>
+#include <map>
 #include <optional>
 #include <random>
 #include <set>
@@ -10,6 +12,7 @@
 
 #include "gtest/gtest.h"
 #include "port/test_folder.h"
+#include "xdb/container/index_block.h"
 #include "xdb/tree/tree_error.h"
 
 namespace kiv::xdb {
@@ -61,6 +64,45 @@ TEST(IndexKey, SortsByPathValueDocumentNode) {
     for (std::size_t size = 0; size < entry.size(); ++size)
       EXPECT_THROW(ReadEntry(entry.substr(0, size)), TreeError);
     last = entry;
+  }
+}
+
+TEST(BlockEditor, WritesWhatAWriterWouldOfTheResult) {
+  std::minstd_rand random(5);
+  const auto entry = [&random] {
+    // Few letters, so that neighbours share much and differ everywhere.
+    std::string text;
+    for (auto i = random() % 22; i > 0; --i)
+      text +=
+          "\x01"
+          "b\xFF"[random() % 3];
+    return text;
+  };
+  const auto written = [](const std::set<std::string>& entries) {
+    BlockWriter writer;
+    for (const std::string& one : entries) writer.Add(one);
+    return writer.bytes();
+  };
+  for (int round = 0; round < 3000; ++round) {
+    std::set<std::string> entries;
+    for (auto i = random() % 30; i > 0; --i) entries.insert(entry());
+    const std::string block = written(entries);
+    std::map<std::string, bool> changes;
+    for (auto i = random() % 12; i > 0; --i) {
+      auto changed = entry();
+      if (!entries.empty() && random() % 2 == 0)
+        changed = *std::next(entries.begin(),
+                             static_cast<long>(random() % entries.size()));
+      changes[changed] = random() % 2 == 0;
+    }
+    BlockEditor editor(block);
+    for (const auto& [changed, is_added] : changes) {
+      if (is_added)
+        EXPECT_EQ(editor.Insert(changed), entries.insert(changed).second);
+      else
+        EXPECT_EQ(editor.Remove(changed), entries.erase(changed) == 1);
+    }
+    ASSERT_EQ(editor.Finish(), written(entries)) << "round " << round;
   }
 }
 
