@@ -34,12 +34,11 @@ class KIV_API AdoField final : public Field {
   long index_;
 };
 
-class KIV_API AdoFields final : public Fields {
+class KIV_API AdoFields : public Fields {
  public:
   explicit AdoFields(std::shared_ptr<ado::Recordset> recordset);
   AdoFields(const AdoFields&) = delete;
   AdoFields& operator=(const AdoFields&) = delete;
-  ~AdoFields();
 
   std::shared_ptr<Field> Item(long index) override;
   std::shared_ptr<Field> Item(const std::string& name) override;
@@ -47,6 +46,9 @@ class KIV_API AdoFields final : public Fields {
 
  protected:
   virtual std::shared_ptr<AdoField> CreateFieldInstance(long index);
+
+ public:
+  virtual ~AdoFields();
 
  private:
   std::shared_ptr<Field> FieldAt(long index);
@@ -56,7 +58,7 @@ class KIV_API AdoFields final : public Fields {
   std::vector<std::shared_ptr<AdoField>> fields_;
 };
 
-class KIV_API AdoRecordset final : public Recordset {
+class KIV_API AdoRecordset : public Recordset {
  public:
   // Of a table, to be loaded.
   AdoRecordset(std::shared_ptr<ado::Connection> connection,
@@ -65,7 +67,6 @@ class KIV_API AdoRecordset final : public Recordset {
   explicit AdoRecordset(std::shared_ptr<ado::Recordset> recordset);
   AdoRecordset(const AdoRecordset&) = delete;
   AdoRecordset& operator=(const AdoRecordset&) = delete;
-  ~AdoRecordset();
 
   bool MoveNext() override;
   // True also when nothing is loaded.
@@ -78,6 +79,8 @@ class KIV_API AdoRecordset final : public Recordset {
   virtual std::shared_ptr<AdoFields> CreateFieldsInstance();
 
  public:
+  virtual ~AdoRecordset();
+
   // For the library.
   ado::Recordset& Inner() const { return *recordset_; }
 

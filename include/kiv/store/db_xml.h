@@ -18,12 +18,11 @@ namespace kiv::store {
 
 class DbXmlTable;
 
-class KIV_API DbXmlConnection final : public Connection {
+class KIV_API DbXmlConnection : public Connection {
  public:
   explicit DbXmlConnection(const std::string& directory);
   DbXmlConnection(const DbXmlConnection&) = delete;
   DbXmlConnection& operator=(const DbXmlConnection&) = delete;
-  ~DbXmlConnection();
 
   bool Open(const std::string& a, const std::string& b) override;
   // As Open, which makes what is missing.
@@ -39,6 +38,8 @@ class KIV_API DbXmlConnection final : public Connection {
   virtual std::shared_ptr<DbXmlTable> CreateTableInstance();
 
  public:
+  virtual ~DbXmlConnection();
+
   // For documents and queries.
   XDbManager& GetManager() { return manager_; }
 
@@ -47,7 +48,7 @@ class KIV_API DbXmlConnection final : public Connection {
   std::string directory_;
 };
 
-// Its connection outlives it.
+// Knows nothing of any column.
 class KIV_API DbXmlColumn final : public Column {
  public:
   std::string GetName() const override;
@@ -68,12 +69,12 @@ class KIV_API DbXmlColumn final : public Column {
   void* Handle() const override;
 };
 
-class KIV_API DbXmlTable final : public Table {
+// Its connection outlives it.
+class KIV_API DbXmlTable : public Table {
  public:
   explicit DbXmlTable(DbXmlConnection* connection);
   DbXmlTable(const DbXmlTable&) = delete;
   DbXmlTable& operator=(const DbXmlTable&) = delete;
-  ~DbXmlTable();
 
   bool CompleteCreate() override;
   std::string GetName() override;
@@ -99,6 +100,8 @@ class KIV_API DbXmlTable final : public Table {
   virtual std::shared_ptr<Recordset> CreateRecordsetInstance(void* recordset);
 
  public:
+  virtual ~DbXmlTable();
+
   // The documents.
   XDbContainer& GetContainer() { return container_; }
 
