@@ -23,26 +23,31 @@ struct TextPair {
 
 class ConnectionText {
  public:
-  enum class Kind { OleDb, Odbc };
+  // Mixed is OLE DB with braces: the pairs of a provider that hands them on.
+  enum class Kind { OleDb, Odbc, Mixed };
 
   // False for a pair without "=", a key without characters, a quote or brace
-  // without its end, and for anything but ";" behind a quoted value. `out` is
-  // touched only by success; `fault` says what is wrong without quoting a
+  // without its end, anything but ";" behind a quoted value, and a NUL. `out`
+  // is touched only by success; `fault` says what is wrong without quoting a
   // value.
   static bool Parse(std::string_view text, Kind kind, ConnectionText& out,
                     std::string& fault);
 
   const std::vector<TextPair>& pairs() const { return pairs_; }
-  // Null when there is none. The first counts: ODBC says so, and a text that
-  // says a thing twice must not mean one thing to us and another to a driver.
+  // Null when there is none. No key is there twice: in ODBC the first counts,
+  // in OLE DB the last, save of Provider, and Parse drops the others, so that a
+  // text cannot mean one thing to us and another to a driver.
   const std::string* Find(std::string_view key) const;
+  std::string* Find(std::string_view key);
   void Add(std::string key, std::string value);
   // Replaces the value or adds the pair.
   void Set(std::string_view key, std::string value);
   void Remove(std::string_view key);
 
-  // As ODBC reads it. Values are in braces where they have to be.
+  // As ODBC reads it, in UTF-8: values in braces where they have to be.
   std::string ToOdbc() const;
+  // The same for a driver that knows no braces. False when a value has a ";".
+  bool ToPlainOdbc(std::string& out_utf8) const;
 
  private:
   std::vector<TextPair> pairs_;
