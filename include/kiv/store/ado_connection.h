@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "kiv/export.h"
 #include "kiv/store/connection.h"
@@ -43,6 +44,9 @@ class KIV_API AdoConnection : public Connection {
 
  public:
   virtual ~AdoConnection();
+
+  // Every table of users, in the order of the database.
+  bool TableNames(std::vector<std::string>& names);
 
   // For the library.
   const std::shared_ptr<ado::Connection>& Inner() const { return inner_; }

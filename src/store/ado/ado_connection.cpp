@@ -99,6 +99,13 @@ std::shared_ptr<Transaction> AdoConnection::BeginTransaction() {
                      });
 }
 
+bool AdoConnection::TableNames(std::vector<std::string>& names) {
+  return GuardedCall("AdoConnection::TableNames Failed: ", false, [&] {
+    names = ado::Catalog(inner_).TableNames();
+    return true;
+  });
+}
+
 std::shared_ptr<AdoTable> AdoConnection::CreateTableInstance() {
   return std::make_shared<AdoTable>(inner_);
 }
