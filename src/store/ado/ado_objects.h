@@ -39,12 +39,15 @@ class Connection {
   // not there is a failure, as is one that is no database.
   void Open(const std::string& text, const std::string& user,
             const std::string& password);
-  // Rolls an open transaction back.
+  // Rolls an open transaction back. Rows that are being read keep the database
+  // open until they go.
   void Close();
   bool IsOpen() const;
   // A file that can only be read: every statement that writes is refused.
   bool IsReadOnly() const;
   Dialect GetDialect() const;
+  // Throws kNotAvailable when it is read-only.
+  void RequireWritable() const;
 
   // Transactions do not nest: kNotAllowedHere for a second one.
   void BeginTrans();
@@ -57,9 +60,7 @@ class Connection {
 
  private:
   friend class Catalog;
-  void Attach(std::unique_ptr<OdbcConnection> odbc);
-
-  std::unique_ptr<OdbcConnection> odbc_;
+  std::shared_ptr<OdbcConnection> odbc_;
 };
 
 class Table;
@@ -77,7 +78,7 @@ class Column {
   long Precision() const { return precision_; }
   long NumericScale() const { return numeric_scale_; }
   // The column that a foreign key of this one leads to; empty without a key.
-  const std::string& RelatedColumn() const { return related_column_; }
+  const std::string& RelatedColumn() const;
   // adColFixed and adColNullable.
   long Attributes() const { return attributes_; }
 
@@ -103,7 +104,7 @@ class Column {
   long defined_size_ = 0;
   long precision_ = 0;
   long numeric_scale_ = 0;
-  std::string related_column_;
+  mutable std::string related_column_;
   long attributes_ = adColNullable;
 };
 
@@ -123,6 +124,9 @@ class Table : public std::enable_shared_from_this<Table> {
   // Empty when there is none.
   std::shared_ptr<Column> GetColumn(const std::string& name);
   std::shared_ptr<Column> GetColumn(long index);
+  // The same whatever the case of ASCII letters, when no column has just the
+  // name.
+  std::shared_ptr<Column> FindColumn(const std::string& name);
   // The database adds the column to a table that it has. A size of 0 is the
   // type's largest.
   void AppendColumn(const std::string& name, DataType type, long size);
@@ -135,12 +139,15 @@ class Table : public std::enable_shared_from_this<Table> {
   friend class Catalog;
   Table() = default;
   void Load();
+  void LoadRelations();
   void RenameColumn(Column& column, const std::string& name);
+  OdbcConnection& Odbc() const;
 
   std::shared_ptr<Connection> connection_;  // of a table in a catalog
   std::string name_;
   std::vector<std::shared_ptr<Column>> columns_;
   bool is_loaded_ = false;
+  bool has_relations_ = false;
 };
 
 class Catalog {
@@ -165,6 +172,9 @@ class Catalog {
   void DeleteTable(const std::string& name);
 
  private:
+  std::vector<std::string> Matching(const std::string& pattern_utf8) const;
+  std::string NameInDatabase(const std::string& name) const;
+
   std::shared_ptr<Connection> connection_;
 };
 

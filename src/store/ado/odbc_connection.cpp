@@ -1,5 +1,6 @@
 #include "store/ado/odbc_connection.h"
 
+#include <sqlext.h>
 #include <sqlucode.h>
 
 #include <array>
@@ -8,34 +9,29 @@
 #include "store/ado/odbc_error.h"
 #include "store/ado/odbc_text.h"
 #include "util/cp936.h"
-#include "util/gb_text.h"
 
 namespace kiv::store::ado {
 
 OdbcConnection::OdbcConnection(const Target& target)
-    : OdbcConnection(target, target.odbc_text) {}
-
-OdbcConnection::OdbcConnection(const Target& target,
-                               const std::string& odbc_text)
-    : dialect_(target.driver.dialect),
+    : SqlLanguage(target.driver.dialect),
       is_wide_(target.driver.is_wide),
       is_read_only_(target.is_read_only),
       source_(target.driver.name),
-      secret_(target.password) {
-  try {
-    Connect(target, odbc_text);
-    quote_ = InfoText(SQL_IDENTIFIER_QUOTE_CHAR);
-    // A blank says that there is none.
-    if (quote_ == " ") quote_.clear();
-    escape_ = InfoText(SQL_SEARCH_PATTERN_ESCAPE);
-    SQLSMALLINT size = 0;
-    SQLGetInfo(connection_, SQL_GETDATA_EXTENSIONS, &reread_, sizeof reread_,
-               &size);
-    if (target.is_file) RequireDatabase();
-  } catch (...) {
-    Disconnect();
-    throw;
-  }
+      secret_(target.password) {}
+
+std::shared_ptr<OdbcConnection> OdbcConnection::Open(
+    const Target& target, const std::string& odbc_text) {
+  const std::shared_ptr<OdbcConnection> connection(new OdbcConnection(target));
+  connection->Connect(target, odbc_text);
+  std::string quote = connection->InfoText(SQL_IDENTIFIER_QUOTE_CHAR);
+  // A blank says that there is none.
+  if (quote == " ") quote.clear();
+  connection->SetMarks(quote, connection->InfoText(SQL_SEARCH_PATTERN_ESCAPE));
+  SQLSMALLINT size = 0;
+  SQLGetInfo(connection->connection_, SQL_GETDATA_EXTENSIONS,
+             &connection->reread_, sizeof connection->reread_, &size);
+  connection->RequireDatabase();
+  return connection;
 }
 
 OdbcConnection::~OdbcConnection() { Disconnect(); }
@@ -85,7 +81,7 @@ void OdbcConnection::Disconnect() {
 
 // SQLite opens anything and looks into it when it has to.
 void OdbcConnection::RequireDatabase() {
-  if (dialect_ != Dialect::Sqlite) return;
+  if (dialect() != Dialect::Sqlite) return;
   OdbcStatement(*this).Execute("PRAGMA schema_version");
 }
 
@@ -105,52 +101,12 @@ std::string OdbcConnection::InfoText(SQLUSMALLINT what) const {
   return room.data();
 }
 
-std::string OdbcConnection::Quoted(std::string_view name) const {
-  std::string text = quote_;
-  for (std::size_t at = 0; at < name.size();) {
-    // SQL Server and Access close "[" with "]".
-    const std::string_view closing = quote_ == "[" ? "]" : quote_;
-    if (!closing.empty() && name.substr(at).starts_with(closing)) {
-      text += closing;
-      text += closing;
-      at += closing.size();
-    } else {
-      text += name[at++];
-    }
-  }
-  return text += quote_ == "[" ? "]" : quote_;
-}
-
-std::string OdbcConnection::Pattern(std::string_view name) const {
-  // PostgreSQL's driver mistakes an escape character that is escaped; any
-  // character matches in its place, as it does where nothing can be escaped.
-  std::string pattern;
-  for (const char byte : name) {
-    const bool is_wild = byte == '_' || byte == '%';
-    const bool is_escape = !escape_.empty() && byte == escape_[0];
-    if (is_wild) pattern += escape_;
-    pattern += is_escape || (is_wild && escape_.empty()) ? '_' : byte;
-  }
-  return pattern;
-}
-
-bool OdbcConnection::IsSameName(std::string_view a, std::string_view b) const {
-  if (a == b) return true;
-  const bool has_two_cases =
-      dialect_ == Dialect::Generic || dialect_ == Dialect::PostgreSql;
-  if (has_two_cases || a.size() != b.size()) return false;
-  // UTF-8: every ASCII byte is a character.
-  for (std::size_t i = 0; i < a.size(); ++i)
-    if (AsciiToLower(a[i]) != AsciiToLower(b[i])) return false;
-  return true;
-}
-
 const std::string& OdbcConnection::Schema() {
   if (has_schema_) return schema_;
   const char* const question =
-      dialect_ == Dialect::PostgreSql  ? "SELECT current_schema()"
-      : dialect_ == Dialect::SqlServer ? "SELECT SCHEMA_NAME()"
-                                       : nullptr;
+      dialect() == Dialect::PostgreSql  ? "SELECT current_schema()"
+      : dialect() == Dialect::SqlServer ? "SELECT SCHEMA_NAME()"
+                                        : nullptr;
   if (question != nullptr) {
     OdbcStatement statement(*this);
     statement.Execute(question);
@@ -167,7 +123,7 @@ bool OdbcConnection::rereads_bound() const {
 
 bool OdbcConnection::rereads_in_blocks() const {
   // SQLite's driver has all rows at hand anyway.
-  return dialect_ == Dialect::PostgreSql && rereads_bound() &&
+  return dialect() == Dialect::PostgreSql && rereads_bound() &&
          (reread_ & SQL_GD_BLOCK) != 0;
 }
 

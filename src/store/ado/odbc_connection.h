@@ -11,35 +11,28 @@
 
 #include "store/ado/ado_objects.h"
 #include "store/ado/provider.h"
+#include "store/ado/sql_language.h"
 
 namespace kiv::store::ado {
 
 // One ODBC connection, and what its driver can do. Texts in UTF-8; they go to
 // the driver as it wants them, through the W functions or not. Failures throw
 // _com_error.
-class OdbcConnection {
+class OdbcConnection : public SqlLanguage,
+                       public std::enable_shared_from_this<OdbcConnection> {
  public:
-  explicit OdbcConnection(const Target& target);
-  // With another text than the target's.
-  OdbcConnection(const Target& target, const std::string& odbc_text);
-  ~OdbcConnection();
+  // With the target's text, or the one for its server.
+  static std::shared_ptr<OdbcConnection> Open(const Target& target,
+                                              const std::string& odbc_text);
+  ~OdbcConnection() override;
   OdbcConnection(const OdbcConnection&) = delete;
   OdbcConnection& operator=(const OdbcConnection&) = delete;
 
   SQLHDBC handle() const { return connection_; }
-  Dialect dialect() const { return dialect_; }
   bool is_wide() const { return is_wide_; }
   bool is_read_only() const { return is_read_only_; }
   bool is_in_transaction() const { return is_in_transaction_; }
 
-  // Empty when the driver quotes nothing.
-  const std::string& quote() const { return quote_; }
-  std::string Quoted(std::string_view name) const;
-  // For the name arguments of catalog functions, which are patterns: finds the
-  // name, and others that are as long.
-  std::string Pattern(std::string_view name) const;
-  // Whether the database takes both for one name.
-  bool IsSameName(std::string_view a, std::string_view b) const;
   // Where names without one are looked up; empty when there are none.
   const std::string& Schema();
 
@@ -60,15 +53,10 @@ class OdbcConnection {
   void Check(SQLRETURN result, SQLSMALLINT handle_type, SQLHANDLE handle) const;
   [[noreturn]] void RaiseFrom(SQLSMALLINT handle_type, SQLHANDLE handle) const;
 
-  // Of SQLGetTypeInfo: number, name and what stands behind it in parentheses.
-  struct TypeName {
-    int type;
-    std::string name;
-    std::string parameters;
-  };
-  const std::vector<TypeName>& TypeNames();
+  const std::vector<TypeName>& TypeNames() override;
 
  private:
+  explicit OdbcConnection(const Target& target);
   void Connect(const Target& target, const std::string& odbc_text);
   void Disconnect();
   std::string InfoText(SQLUSMALLINT what) const;
@@ -78,21 +66,18 @@ class OdbcConnection {
   SQLHENV environment_ = SQL_NULL_HENV;
   SQLHDBC connection_ = SQL_NULL_HDBC;
   bool is_connected_ = false;
-  Dialect dialect_;
   bool is_wide_;
   bool is_read_only_;
   bool is_in_transaction_ = false;
   std::string source_;
   std::string secret_;
-  std::string quote_;
-  std::string escape_;
   SQLUINTEGER reread_ = 0;
   std::string schema_;
   bool has_schema_ = false;
   std::vector<TypeName> type_names_;
 };
 
-// A statement and, executed, its rows. Not longer than its connection.
+// A statement and, executed, its rows. Keeps its connection.
 class OdbcStatement {
  public:
   explicit OdbcStatement(OdbcConnection& connection);
@@ -101,7 +86,7 @@ class OdbcStatement {
   OdbcStatement& operator=(const OdbcStatement&) = delete;
 
   SQLHSTMT handle() const { return statement_; }
-  OdbcConnection& connection() const { return connection_; }
+  OdbcConnection& connection() const { return *connection_; }
 
   void Prepare(std::string_view statement);
   void ExecutePrepared();
@@ -126,6 +111,8 @@ class OdbcStatement {
   bool GetText(SQLUSMALLINT column, std::string& out_utf8) const;
   bool GetText(SQLUSMALLINT column, std::u16string& out) const;
   bool GetBinary(SQLUSMALLINT column, std::string& out) const;
+  // A number, a date: without anything beyond ASCII.
+  bool GetNarrow(SQLUSMALLINT column, std::string& out) const;
   // 0 for NULL.
   long GetNumber(SQLUSMALLINT column) const;
 
@@ -137,7 +124,7 @@ class OdbcStatement {
   bool ReadLong(SQLUSMALLINT column, SQLSMALLINT c_type, std::size_t unit,
                 std::string& out) const;
 
-  OdbcConnection& connection_;
+  const std::shared_ptr<OdbcConnection> connection_;
   SQLHSTMT statement_ = SQL_NULL_HSTMT;
 };
 

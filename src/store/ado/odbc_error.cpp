@@ -1,5 +1,6 @@
 #include "store/ado/odbc_error.h"
 
+#include <sqlext.h>
 #include <sqlucode.h>
 
 #include <array>

@@ -10,8 +10,8 @@
 namespace kiv::store::ado {
 
 OdbcStatement::OdbcStatement(OdbcConnection& connection)
-    : connection_(connection) {
-  connection_.Check(
+    : connection_(connection.shared_from_this()) {
+  connection.Check(
       SQLAllocHandle(SQL_HANDLE_STMT, connection.handle(), &statement_),
       SQL_HANDLE_DBC, connection.handle());
 }
@@ -19,11 +19,11 @@ OdbcStatement::OdbcStatement(OdbcConnection& connection)
 OdbcStatement::~OdbcStatement() { SQLFreeHandle(SQL_HANDLE_STMT, statement_); }
 
 void OdbcStatement::Check(SQLRETURN result) const {
-  connection_.Check(result, SQL_HANDLE_STMT, statement_);
+  connection_->Check(result, SQL_HANDLE_STMT, statement_);
 }
 
 void OdbcStatement::Prepare(std::string_view statement) {
-  if (connection_.is_wide()) {
+  if (connection_->is_wide()) {
     WideText text(statement);
     Check(SQLPrepareW(statement_, text.get(), text.long_size()));
   } else {
@@ -40,7 +40,7 @@ void OdbcStatement::ExecutePrepared() {
 
 void OdbcStatement::Execute(std::string_view statement) {
   SQLRETURN result;
-  if (connection_.is_wide()) {
+  if (connection_->is_wide()) {
     WideText text(statement);
     result = SQLExecDirectW(statement_, text.get(), text.long_size());
   } else {
@@ -56,9 +56,9 @@ long long OdbcStatement::RowCount() const {
 }
 
 void OdbcStatement::Tables(std::string_view name_pattern) {
-  const std::string& schema = connection_.Schema();
-  const std::string schema_pattern = connection_.Pattern(schema);
-  if (connection_.is_wide()) {
+  const std::string& schema = connection_->Schema();
+  const std::string schema_pattern = connection_->Pattern(schema);
+  if (connection_->is_wide()) {
     WideText in(schema_pattern), name(name_pattern), kind("TABLE");
     Check(SQLTablesW(statement_, nullptr, 0,
                      schema.empty() ? nullptr : in.get(), in.size(), name.get(),
@@ -72,9 +72,9 @@ void OdbcStatement::Tables(std::string_view name_pattern) {
 }
 
 void OdbcStatement::Columns(std::string_view table_pattern) {
-  const std::string& schema = connection_.Schema();
-  const std::string schema_pattern = connection_.Pattern(schema);
-  if (connection_.is_wide()) {
+  const std::string& schema = connection_->Schema();
+  const std::string schema_pattern = connection_->Pattern(schema);
+  if (connection_->is_wide()) {
     WideText in(schema_pattern), table(table_pattern);
     Check(SQLColumnsW(statement_, nullptr, 0,
                       schema.empty() ? nullptr : in.get(), in.size(),
@@ -88,8 +88,8 @@ void OdbcStatement::Columns(std::string_view table_pattern) {
 }
 
 void OdbcStatement::ForeignKeys(std::string_view table) {
-  const std::string& schema = connection_.Schema();
-  if (connection_.is_wide()) {
+  const std::string& schema = connection_->Schema();
+  if (connection_->is_wide()) {
     WideText in(schema), name(table);
     Check(SQLForeignKeysW(statement_, nullptr, 0, nullptr, 0, nullptr, 0,
                           nullptr, 0, schema.empty() ? nullptr : in.get(),
@@ -103,8 +103,8 @@ void OdbcStatement::ForeignKeys(std::string_view table) {
 }
 
 void OdbcStatement::TypeInfo() {
-  Check(connection_.is_wide() ? SQLGetTypeInfoW(statement_, SQL_ALL_TYPES)
-                              : SQLGetTypeInfo(statement_, SQL_ALL_TYPES));
+  Check(connection_->is_wide() ? SQLGetTypeInfoW(statement_, SQL_ALL_TYPES)
+                               : SQLGetTypeInfo(statement_, SQL_ALL_TYPES));
 }
 
 SQLSMALLINT OdbcStatement::ColumnCount() const {
@@ -182,7 +182,7 @@ bool OdbcStatement::ReadLong(SQLUSMALLINT column, SQLSMALLINT c_type,
 }
 
 bool OdbcStatement::GetText(SQLUSMALLINT column, std::string& out_utf8) const {
-  if (connection_.is_wide()) {
+  if (connection_->is_wide()) {
     std::u16string wide;
     if (!GetText(column, wide)) return false;
     out_utf8 = Utf16ToUtf8(wide);
@@ -193,7 +193,7 @@ bool OdbcStatement::GetText(SQLUSMALLINT column, std::string& out_utf8) const {
 
 bool OdbcStatement::GetText(SQLUSMALLINT column, std::u16string& out) const {
   std::string bytes;
-  if (!connection_.is_wide()) {
+  if (!connection_->is_wide()) {
     if (!ReadLong(column, SQL_C_CHAR, 1, bytes)) return false;
     out = Utf8ToUtf16(bytes);
     return true;
@@ -206,6 +206,10 @@ bool OdbcStatement::GetText(SQLUSMALLINT column, std::u16string& out) const {
 
 bool OdbcStatement::GetBinary(SQLUSMALLINT column, std::string& out) const {
   return ReadLong(column, SQL_C_BINARY, 1, out);
+}
+
+bool OdbcStatement::GetNarrow(SQLUSMALLINT column, std::string& out) const {
+  return ReadLong(column, SQL_C_CHAR, 1, out);
 }
 
 long OdbcStatement::GetNumber(SQLUSMALLINT column) const {

@@ -2,6 +2,7 @@
 #define STORE_ADO_ODBC_TEXT_H_
 
 #include <sql.h>
+#include <sqlext.h>
 #include <sqlucode.h>
 
 #include <limits>
