@@ -15,7 +15,7 @@
 // does not count. Fields are plain values, strings and binary values; an
 // ObjectPointer to one of these is a field whose value may be missing: empty
 // means NULL. A DateTime of MinValue, which means a missing one, is NULL as
-// well. docs/record_store.md says what each database keeps of each type.
+// well. docs/store.md says what each database keeps of each type.
 //
 // Failures are logged under "db" and answered false, empty or -1.
 namespace kiv::store {
