@@ -23,6 +23,7 @@ namespace kiv::store::ado {
 
 class OdbcConnection;
 class RowCursor;
+class RecordFiller;
 
 // Which rules of the SQL language a database has.
 enum class Dialect { Generic, Sqlite, PostgreSql, Access, SqlServer };
@@ -221,12 +222,17 @@ class Recordset {
   //   VT_ARRAY | VT_UI1                              binary values
   VARIANT Value(long index) const;
 
+  // Fills a struct object of the data model from the current row, fields by
+  // name.
+  void Fill(void* record);
+
   // The rows below. Throws kObjectClosed.
   RowCursor& Cursor() const;
 
  private:
   std::shared_ptr<Connection> connection_;
   std::unique_ptr<RowCursor> cursor_;
+  std::unique_ptr<RecordFiller> filler_;  // of the type that was filled last
 };
 
 }  // namespace kiv::store::ado

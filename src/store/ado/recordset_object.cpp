@@ -55,6 +55,13 @@ VARIANT Recordset::Value(long index) const {
   return Cursor().Value(static_cast<std::size_t>(index));
 }
 
+void Recordset::Fill(void* record) {
+  void* const metadata = dm_o_metadata(record);
+  if (filler_ == nullptr || filler_->metadata() != metadata)
+    filler_ = std::make_unique<RecordFiller>(Cursor(), metadata);
+  filler_->Fill(record);
+}
+
 RowCursor& Recordset::Cursor() const {
   if (cursor_ == nullptr) Raise(kObjectClosed, "the recordset is closed");
   return *cursor_;
