@@ -50,7 +50,7 @@ class AccessFile {
   static Value Of(Number number) {
     return {true, Bytes(number)};
   }
-  static Value Of(const std::u16string& text) {
+  static Value Text(std::u16string_view text) {
     return {true, std::string(reinterpret_cast<const char*>(text.data()),
                               2 * text.size())};
   }
@@ -75,7 +75,7 @@ class AccessFile {
       const std::size_t definition = NewPage();
       AddDefinition(definition, table.columns, table.rows);
       entries.push_back({Of(static_cast<std::int32_t>(definition)),
-                         Of(table.name), Of(std::int16_t{1}),
+                         Text(table.name), Of(std::int16_t{1}),
                          Of(std::int32_t{0}), Null()});
     }
     AddDefinition(kCatalog, catalog, entries);
@@ -254,7 +254,7 @@ class AccessFile {
     }
     Put(page, 43, Short(variable));
     for (const Column& column : columns)
-      page += Bytes(Short(2 * column.name.size())) + Of(column.name).bytes;
+      page += Bytes(Short(2 * column.name.size())) + Text(column.name).bytes;
     Put(page, 8, static_cast<std::uint32_t>(page.size() - 8));
     page += "\xFF\xFF";
     page.resize(kPage);
