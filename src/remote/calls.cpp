@@ -18,10 +18,14 @@ void RefuseNullProxy() { SetFailure(RMT_BAD_ARGUMENT, "there is no proxy"); }
 namespace {
 
 // The service's yes or no.
-bool Answer(bool is_answered, bool answer) {
-  if (is_answered && !answer)
-    SetFailure(RMT_ANSWERED_NO, "the service answered no");
-  return is_answered && answer;
+template <typename Question>
+bool Ask(const char* function, const RemoteProxy* proxy, Question question) {
+  bool answer = false;
+  if (!Call(function, proxy,
+            [&](Service& service) { answer = question(service); }))
+    return false;
+  if (!answer) SetFailure(RMT_ANSWERED_NO, "the service answered no");
+  return answer;
 }
 
 void Fill(RemoteStringValue* value, const std::string& wire) {
@@ -49,17 +53,13 @@ char** NewArray(const ::kiv::server::StringSeq& texts) {
   return array.release();
 }
 
-using Query = bool (*)(Service& service, const char* solution,
-                       const char* project, Ice::Int& id);
-
-bool QueryId(const char* function, RemoteProxy* proxy, const char* solution,
-             const char* project, int32_t* project_id, Query query) {
-  bool answer = false;
+template <typename Question>
+bool AskForId(const char* function, const RemoteProxy* proxy,
+              int32_t* project_id, Question question) {
   Ice::Int id = 0;
-  const bool is_answered = Call(function, proxy, [&](Service& service) {
-    answer = query(service, solution, project, id);
-  });
-  if (!Answer(is_answered, answer)) return false;
+  if (!Ask(function, proxy,
+           [&](Service& service) { return question(service, id); }))
+    return false;
   if (project_id != nullptr) *project_id = id;
   return true;
 }
@@ -81,11 +81,8 @@ int32_t rmt_max_message_size(RemoteProxy* proxy) {
 }
 
 bool rmt_reload_config(RemoteProxy* proxy) {
-  bool answer = false;
-  return Answer(
-      Call("rmt_reload_config", proxy,
-           [&](Service& service) { answer = service.ReloadConfig(); }),
-      answer);
+  return Ask("rmt_reload_config", proxy,
+             [](Service& service) { return service.ReloadConfig(); });
 }
 
 bool rmt_get_version(RemoteProxy* proxy, RemoteStringValue* name,
@@ -104,13 +101,9 @@ bool rmt_get_version(RemoteProxy* proxy, RemoteStringValue* name,
 
 bool rmt_is_version_compatible(RemoteProxy* proxy, int32_t major_number,
                                int32_t minor_number, int32_t revision) {
-  bool answer = false;
-  return Answer(Call("rmt_is_version_compatible", proxy,
-                     [&](Service& service) {
-                       answer = service.IsVersionCompatible(
-                           major_number, minor_number, revision);
-                     }),
-                answer);
+  return Ask("rmt_is_version_compatible", proxy, [&](Service& service) {
+    return service.IsVersionCompatible(major_number, minor_number, revision);
+  });
 }
 
 char** rmt_get_solutions2(RemoteProxy* proxy) {
@@ -135,41 +128,37 @@ char** rmt_get_projects2(RemoteProxy* proxy, const char* solution) {
 
 bool rmt_send_command(RemoteProxy* proxy, const char* command,
                       RemoteStringValue* reply) {
-  bool answer = false;
-  return Answer(Call("rmt_send_command", proxy,
-                     [&](Service& service) {
-                       std::string text;
-                       answer = service.SendCommand(ToWire(command), text);
-                       Fill(reply, text);
-                     }),
-                answer);
+  return Ask("rmt_send_command", proxy, [&](Service& service) {
+    std::string text;
+    const bool answer = service.SendCommand(ToWire(command), text);
+    Fill(reply, text);
+    return answer;
+  });
 }
 
 bool rmt_query_project_id(RemoteProxy* proxy, const char* project,
                           int32_t* project_id) {
-  return QueryId(
-      "rmt_query_project_id", proxy, nullptr, project, project_id,
-      [](Service& service, const char*, const char* name, Ice::Int& id) {
-        return service.GetProjectID(ToWire(name), id);
-      });
+  return AskForId("rmt_query_project_id", proxy, project_id,
+                  [&](Service& service, Ice::Int& id) {
+                    return service.GetProjectID(ToWire(project), id);
+                  });
 }
 
 bool rmt_query_project_id2(RemoteProxy* proxy, const char* project,
                            int32_t* project_id) {
-  return QueryId(
-      "rmt_query_project_id2", proxy, nullptr, project, project_id,
-      [](Service& service, const char*, const char* name, Ice::Int& id) {
-        return service.GetProjectId2(ToWire(name), id);
-      });
+  return AskForId("rmt_query_project_id2", proxy, project_id,
+                  [&](Service& service, Ice::Int& id) {
+                    return service.GetProjectId2(ToWire(project), id);
+                  });
 }
 
 bool rmt_query_project_id3(RemoteProxy* proxy, const char* solution,
                            const char* project, int32_t* project_id) {
-  return QueryId(
-      "rmt_query_project_id3", proxy, solution, project, project_id,
-      [](Service& service, const char* in, const char* name, Ice::Int& id) {
-        return service.GetProjectId3(ToWire(in), ToWire(name), id);
-      });
+  return AskForId("rmt_query_project_id3", proxy, project_id,
+                  [&](Service& service, Ice::Int& id) {
+                    return service.GetProjectId3(ToWire(solution),
+                                                 ToWire(project), id);
+                  });
 }
 
 bool rmt_shutdown(RemoteProxy* proxy) {

@@ -132,8 +132,8 @@ void LogFailureAs(const std::string& log_text, RemoteFailure code,
 }
 
 void LogFailure(const char* function, RemoteFailure code, std::string text) {
-  LogFailureAs(std::string(function) + " Failed: " + text, code,
-               std::move(text));
+  const std::string log_text = std::string(function) + " Failed: " + text;
+  LogFailureAs(log_text, code, std::move(text));
 }
 
 }  // namespace kiv::remote
