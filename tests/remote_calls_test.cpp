@@ -3,16 +3,12 @@
 
 #include <cstdint>
 #include <cstring>
-#include <filesystem>
 #include <limits>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "kiv/startup.h"
-#include "port/test_folder.h"
-#include "testing/remote_servant.h"
-#include "testing/test_log.h"
+#include "testing/remote_fixture.h"
 
 namespace kiv::testing {
 namespace {
@@ -23,20 +19,6 @@ constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
 #define PROJECT_GB "\xCF\xEE\xC4\xBF"     // 项目
 #define SERVICE_GB "\xB7\xFE\xCE\xF1"     // 服务
 #define LABEL_GB "\xB1\xEA\xC7\xA9 \x80"  // 标签 €
-
-class RemoteTest : public ::testing::Test {
- protected:
-  RemoteTest() {
-    GlobalInit();
-    std::filesystem::create_directory("conf");
-    std::filesystem::create_directory("bin");
-    std::filesystem::current_path("bin");
-  }
-  ~RemoteTest() override { GlobalUninit(); }
-
-  const TestFolder folder_;
-  const TestLog log_{folder_.path() / "bin"};
-};
 
 // Both encodings on the servant's side.
 class RemoteCalls : public RemoteTest,
@@ -152,7 +134,7 @@ TEST_P(RemoteCalls, AskForProjectIds) {
 INSTANTIATE_TEST_SUITE_P(Servant, RemoteCalls, ::testing::Values("1.1", "1.0"),
                          [](const auto& tested) {
                            return tested.param[2] == '1' ? "Encoding11"
-                                                       : "Encoding10";
+                                                         : "Encoding10";
                          });
 
 class RemoteProxies : public RemoteTest {

@@ -1,15 +1,48 @@
 #include "rmt/calls.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <new>
+
+#include <Ice/Ice.h>
 
 #include "remote/calling.h"
 
 namespace kiv::remote {
 
+namespace {
+
+// A proxy without a host reaches this machine under two addresses, ::1 last,
+// and Ice tells of the last one only: "refused" where something else than a
+// service listens on the other. A short look at that one.
+Cause CauseAtLoopback(const RemoteProxy& proxy, const Cause& refused) {
+  constexpr int kPatienceMs = 1'000;
+  const int timeout_ms = std::min(proxy.timeout_ms, kPatienceMs);
+  try {
+    const Ice::EndpointSeq endpoints = proxy.inner->ice_getEndpoints();
+    if (endpoints.size() != 1) return refused;
+    const auto tcp =
+        Ice::TCPEndpointInfoPtr::dynamicCast(endpoints.front()->getInfo());
+    if (!tcp || !tcp->host.empty()) return refused;
+    const Ice::ObjectPrx named = proxy.parent->communicator->stringToProxy(
+        "x:tcp -h 127.0.0.1 -p " + std::to_string(tcp->port));
+    proxy.inner->ice_endpoints(named->ice_getEndpoints())
+        ->ice_timeout(timeout_ms)
+        ->ice_invocationTimeout(timeout_ms)
+        ->ice_ping();
+  } catch (...) {
+    const Cause cause = CurrentCause(timeout_ms);
+    if (cause.code == RMT_NOT_ICE) return cause;
+  }
+  return refused;
+}
+
+}  // namespace
+
 void LogCallFailure(const char* function, const RemoteProxy& proxy) {
-  const Cause cause = CurrentCause(proxy.timeout_ms);
+  Cause cause = CurrentCause(proxy.timeout_ms);
+  if (cause.code == RMT_REFUSED) cause = CauseAtLoopback(proxy, cause);
   LogFailure(function, cause.code, Place(proxy) + ": " + cause.text);
 }
 

@@ -18,9 +18,10 @@ class RemoteServant {
  public:
   explicit RemoteServant(
       const std::string& endpoint = "tcp -h 127.0.0.1 -p 0",
-      std::vector<std::string> properties = {},
-      const std::filesystem::path& files = std::filesystem::current_path())
-      : program_(KIV_SYSTEM_PYTHON, Words(endpoint, std::move(properties)),
+      const std::vector<std::string>& properties = {},
+      const std::filesystem::path& files = std::filesystem::current_path(),
+      const std::string& slice_file = KIV_SLICE_FILE)
+      : program_(KIV_SYSTEM_PYTHON, Words(slice_file, endpoint, properties),
                  {.files = files}) {
     Eventually([this] {
       const std::string output = program_.Output();
@@ -40,9 +41,10 @@ class RemoteServant {
   }
 
  private:
-  static std::vector<std::string> Words(const std::string& endpoint,
-                                        std::vector<std::string> properties) {
-    std::vector<std::string> words{KIV_TEST_SERVANT, KIV_SLICE_FILE, endpoint};
+  static std::vector<std::string> Words(
+      const std::string& slice_file, const std::string& endpoint,
+      const std::vector<std::string>& properties) {
+    std::vector<std::string> words{KIV_TEST_SERVANT, slice_file, endpoint};
     words.insert(words.end(), properties.begin(), properties.end());
     return words;
   }
