@@ -22,18 +22,19 @@ Cause CauseAtLoopback(const RemoteProxy& proxy, const Cause& refused) {
   try {
     const Ice::EndpointSeq endpoints = proxy.inner->ice_getEndpoints();
     if (endpoints.size() != 1) return refused;
-    const auto tcp =
-        Ice::TCPEndpointInfoPtr::dynamicCast(endpoints.front()->getInfo());
-    if (!tcp || !tcp->host.empty()) return refused;
+    std::string host;
+    int port = 0;
+    if (!GetAddress(*endpoints.front(), host, port) || !host.empty())
+      return refused;
     const Ice::ObjectPrx named = proxy.parent->communicator->stringToProxy(
-        "x:tcp -h 127.0.0.1 -p " + std::to_string(tcp->port));
+        "x:" + endpoints.front()->toString() + " -h 127.0.0.1");
     proxy.inner->ice_endpoints(named->ice_getEndpoints())
         ->ice_timeout(timeout_ms)
         ->ice_invocationTimeout(timeout_ms)
         ->ice_ping();
   } catch (...) {
     const Cause cause = CurrentCause(timeout_ms);
-    if (cause.code == RMT_NOT_ICE) return cause;
+    if (cause.code == RMT_NOT_ICE || cause.code == RMT_INSECURE) return cause;
   }
   return refused;
 }

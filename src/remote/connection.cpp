@@ -10,6 +10,7 @@
 #include "kiv/ice_helper.h"
 #include "kiv/strings.h"
 #include "remote/handles.h"
+#include "remote/wire_text.h"
 #include "util/log_entry.h"
 
 namespace kiv::remote {
@@ -22,6 +23,19 @@ std::mutex& FamilyMutex() {
 std::string Place(const RemoteProxy& proxy) {
   return Shown(proxy.host.empty() ? "localhost" : proxy.host) + ':' +
          std::to_string(proxy.port);
+}
+
+bool GetAddress(const Ice::Endpoint& endpoint, std::string& host, int& port) {
+  // TLS lies around the endpoint that has the address.
+  for (Ice::EndpointInfoPtr info = endpoint.getInfo(); info;
+       info = info->underlying) {
+    const auto address = Ice::IPEndpointInfoPtr::dynamicCast(info);
+    if (!address) continue;
+    host = FromWire(address->host);
+    port = address->port;
+    return true;
+  }
+  return false;
 }
 
 }  // namespace kiv::remote

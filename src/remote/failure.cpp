@@ -87,16 +87,19 @@ Cause CurrentCause(int timeout_ms) {
             "not an Ice server: " + WithReason(exception, exception.reason)};
   } catch (const Ice::SecurityException& exception) {
     return {RMT_INSECURE, "TLS: " + ShownWire(FirstLine(exception.reason))};
-  } catch (const Ice::NoEndpointException&) {
+  } catch (const Ice::NoEndpointException& exception) {
     return {RMT_BAD_PROXY,
-            "its endpoint is of a kind that is not loaded (TLS wants the "
-            "property Ice.Plugin.IceSSL)"};
+            "no endpoint of '" + ShownWire(exception.proxy) + "' can be used"};
   } catch (const Ice::CommunicatorDestroyedException&) {
     return {RMT_DESTROYED, "the communicator is deleted"};
   } catch (const Ice::ProxyParseException& exception) {
     return {RMT_BAD_PROXY, ShownWire(exception.str)};
   } catch (const Ice::EndpointParseException& exception) {
-    return {RMT_BAD_PROXY, ShownWire(exception.str)};
+    // A kind that is not loaded reads as a misspelt one.
+    const bool is_tls = exception.str.find("`ssl ") != std::string::npos;
+    return {RMT_BAD_PROXY,
+            ShownWire(exception.str) +
+                (is_tls ? " (TLS wants the property Ice.Plugin.IceSSL)" : "")};
   } catch (const Ice::IdentityParseException& exception) {
     return {RMT_BAD_PROXY, ShownWire(exception.str)};
   } catch (const Ice::FileException& exception) {

@@ -71,6 +71,10 @@ namespace kiv::remote {
 // "host:port" for messages, gone through Shown.
 std::string Place(const RemoteProxy& proxy);
 
+// Of an endpoint that has them; the host in the local encoding, empty where Ice
+// takes its default.
+bool GetAddress(const Ice::Endpoint& endpoint, std::string& host, int& port);
+
 }  // namespace kiv::remote
 
 #endif  // REMOTE_HANDLES_H_

@@ -39,17 +39,8 @@ struct Plan {
 
 // Host and port of a proxy that its text alone tells of.
 void TakeAddress(const Ice::ObjectPrx& proxy, std::string& host, int& port) {
-  for (const Ice::EndpointPtr& endpoint : proxy->ice_getEndpoints()) {
-    // TLS lies around the endpoint that has the address.
-    for (Ice::EndpointInfoPtr info = endpoint->getInfo(); info;
-         info = info->underlying) {
-      const auto address = Ice::IPEndpointInfoPtr::dynamicCast(info);
-      if (!address) continue;
-      host = FromWire(address->host);
-      port = address->port;
-      return;
-    }
-  }
+  for (const Ice::EndpointPtr& endpoint : proxy->ice_getEndpoints())
+    if (GetAddress(*endpoint, host, port)) return;
 }
 
 std::optional<Plan> PlanFromServerFile(const std::string& identity) {
