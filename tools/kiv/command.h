@@ -14,6 +14,7 @@ void AddQueue(CLI::App& program, int& exit_code);
 void AddLog(CLI::App& program, int& exit_code);
 void AddSchema(CLI::App& program, int& exit_code);
 void AddXdb(CLI::App& program, int& exit_code);
+void AddRemote(CLI::App& program, int& exit_code);
 
 }  // namespace kiv_tool
 
