@@ -250,6 +250,21 @@ TEST_F(OpenedManager, RemovesNoContainerThatIsOpen) {
   EXPECT_EQ(Count("c"), 2);
 }
 
+// Nor is another lost to it.
+TEST_F(OpenedManager, RenamesNoContainerThatIsOpen) {
+  XDbContainer container;
+  ASSERT_TRUE(manager_.CreateContainer("a", container, 0x0C));
+  ASSERT_TRUE(container.put("<a/>"));
+  ASSERT_TRUE(Create("b", "<b/>"));
+  EXPECT_FALSE(manager_.RenameContainer("a", "b"));
+  EXPECT_TRUE(Logged("XDbManager::RenameContainer exception: ")) << LogText();
+  EXPECT_EQ(Count("b"), 1) << manager_.LastError();
+  EXPECT_TRUE(container.put("<c/>")) << manager_.LastError();
+  EXPECT_FALSE(manager_.RenameContainer("b", "a"));
+  EXPECT_EQ(Count("b"), 1);
+  EXPECT_EQ(Count("a"), 2);
+}
+
 TEST_F(OpenedManager, TellsOfItselfAndItsLogFiles) {
   ASSERT_TRUE(Create("c", "<a/>"));
   XDbEnvironmentStatistics state;
