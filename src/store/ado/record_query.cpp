@@ -149,11 +149,17 @@ long long ExecuteStatement(Connection& connection, const std::string& statement,
 std::unique_ptr<RowCursor> OpenTableRows(
     const std::shared_ptr<Connection>& connection, const std::string& name) {
   OdbcConnection& odbc = connection->Odbc();
-  if (odbc.dialect() != Dialect::Sqlite)
-    return Run(odbc, "SELECT * FROM " + odbc.Quoted(NameForDatabase(name)), {},
-               nullptr);
+  const auto all_of = [&odbc](const std::string& table) {
+    return "SELECT * FROM " + odbc.Quoted(NameForDatabase(table));
+  };
+  // Theirs fail with a text that says why, and with a state that tells.
+  const bool asks_database = odbc.dialect() != Dialect::Sqlite &&
+                             odbc.dialect() != Dialect::Access;
+  if (asks_database) return Run(odbc, all_of(name), {}, nullptr);
   const auto table = Catalog(connection).GetTable(name);
   if (table == nullptr) Raise(kNoTable, "there is no table '" + name + "'");
+  if (odbc.dialect() == Dialect::Access)
+    return Run(odbc, all_of(table->Name()), {}, nullptr);
   std::vector<FieldInfo> fields;
   std::string columns;
   for (long i = 0; i < table->ColumnCount(); ++i) {
