@@ -3,7 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
+#include <map>
+#include <utility>
 
 #include "port/test_folder.h"
 #include "store/ado/connection_text.h"
@@ -15,29 +16,24 @@ using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-// A folder with driver descriptions of its own, so that the texts do not depend
-// on what is installed.
+// Drivers as odbcinst.ini would name them, so that the texts do not depend on
+// what is installed.
+std::map<std::string, std::string>& Registered() {
+  static std::map<std::string, std::string> drivers;
+  return drivers;
+}
+
 class Providers : public ::testing::Test {
  protected:
-  void SetUp() override {
-    // Any file is a library until it is loaded.
-    Register(
-        "[FreeTDS]\nDriver=libtdsodbc.so\n"
-        "[SQLite3]\nDriver=libsqlite3odbc.so\n"
-        "[MDBTools]\nDriver=libmdbodbc.so\n"
-        "[PostgreSQL Unicode]\nDriver=psqlodbcw.so\n"
-        "[PostgreSQL ANSI]\nDriver=psqlodbca.so\n"
-        "[Other]\nDriver=libotherodbc.so\n");
+  Providers() {
+    Registered() = {{"FreeTDS", "libtdsodbc.so"},
+                    {"SQLite3", "libsqlite3odbc.so"},
+                    {"MDBTools", "libmdbodbc.so"},
+                    {"PostgreSQL Unicode", "psqlodbcw.so"},
+                    {"PostgreSQL ANSI", "psqlodbca.so"},
+                    {"Other", "libotherodbc.so"}};
   }
-  void TearDown() override { ::unsetenv("ODBCSYSINI"); }
-  void Register(const std::string& drivers) {
-    // The settings of a file are remembered by its name.
-    static int count = 0;
-    const auto folder = folder_.path() / ("odbc" + std::to_string(++count));
-    std::filesystem::create_directory(folder);
-    WriteTestFile(folder / "odbcinst.ini", drivers);
-    ::setenv("ODBCSYSINI", folder.c_str(), 1);
-  }
+  ~Providers() override { ReplaceSettings(before_); }
 
   static std::string OdbcText(const std::string& text,
                               OpenMode mode = OpenMode::Existing,
@@ -51,6 +47,16 @@ class Providers : public ::testing::Test {
   }
 
   const TestFolder folder_;
+
+ private:
+  static std::string Read(const std::string& section, const char* key,
+                          const char* file) {
+    const bool asks_driver =
+        std::string(key) == "Driver" && std::string(file) == "odbcinst.ini";
+    const auto found = Registered().find(section);
+    return asks_driver && found != Registered().end() ? found->second : "";
+  }
+  const ReadSetting before_ = ReplaceSettings(Read);
 };
 
 TEST_F(Providers, SqlServerGoesThroughFreeTds) {
@@ -84,9 +90,7 @@ TEST_F(Providers, SqlServerGoesThroughFreeTds) {
 }
 
 TEST_F(Providers, SqlServerPrefersItsMakersDriver) {
-  Register(
-      "[ODBC Driver 18 for SQL Server]\nDriver=/opt/libmsodbcsql-18.so\n"
-      "[FreeTDS]\nDriver=libtdsodbc.so\n");
+  Registered()["ODBC Driver 18 for SQL Server"] = "/opt/libmsodbcsql-18.so";
   EXPECT_EQ(OdbcText("Provider=SQLOLEDB;Data Source=db1,1444;User ID=u;"
                      "Password=p;Encrypt=Yes;TrustServerCertificate=Yes"),
             "Driver=ODBC Driver 18 for SQL Server;Server={db1,1444};UID=u;"
@@ -149,7 +153,7 @@ TEST_F(Providers, AnyOtherTextGoesToOdbc) {
 }
 
 TEST_F(Providers, AMissingDriverIsNamedWithItsPackage) {
-  Register("[Empty]\nDescription=none\n");
+  Registered().clear();
   EXPECT_THAT(OdbcText("Driver={Acme Driver};PWD=Secret"),
               AllOf(HasSubstr("'Acme Driver' is not installed"),
                     Not(HasSubstr("Secret"))));
