@@ -285,7 +285,7 @@ TEST_P(StoreConformance, TableIsMadeOnce) {
   EXPECT_FALSE(store_->IsExistTable("never"));
 }
 
-TEST_P(StoreConformance, DISABLED_ValuesComeBackAsTheyWentIn) {
+TEST_P(StoreConformance, ValuesComeBackAsTheyWentIn) {
   const StructPtr type = TypeOf({{"flag", dm_o_bool_metadata()},
                                  {"small", dm_o_byte_metadata()},
                                  {"short", dm_o_int16_metadata()},
