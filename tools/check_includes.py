@@ -27,6 +27,7 @@ ROOMS = [
                 r"linux/|pthread\.h|netdb\.h|arpa/|netinet/|dirent\.h)"),
      ("src/port/linux/",)),
     (re.compile(r"^sqlite3"), ("src/mq/sqlite_",)),
+    (re.compile(r"^(sql(ext|ucode|types)?|odbcinst)\.h$"), ("src/store/ado/",)),
     (re.compile(r"^amqp"), ("src/mq/amqp_",)),
     (re.compile(r"^db(_cxx)?\.h$"), ("src/xdb/container/",)),
     (re.compile(r"^(Ice|IceUtil|IceSSL)/|^slice/"), ("src/remote/",)),
