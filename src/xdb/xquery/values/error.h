@@ -1,6 +1,7 @@
 #ifndef XDB_XQUERY_VALUES_ERROR_H_
 #define XDB_XQUERY_VALUES_ERROR_H_
 
+#include <compare>
 #include <cstdint>
 #include <exception>
 #include <string>
@@ -15,7 +16,7 @@ struct Position {
   std::uint32_t column = 0;
 
   bool IsKnown() const { return line != 0; }
-  friend bool operator==(const Position&, const Position&) = default;
+  friend auto operator<=>(const Position&, const Position&) = default;
 };
 
 // The namespace of the codes that the recommendations define.
