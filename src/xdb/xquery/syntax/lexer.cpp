@@ -108,9 +108,9 @@ bool Lexer::SkipComment() {
       offset_ = begin;
       return false;
     }
-    // The colon of "(:" is behind the begin, so there is a character before;
+    // There is a character before: the comment begins with "(:".
     // "(:)" opens and does not close.
-    if (text_[offset_ - 1] == '(' && offset_ - 1 >= begin) {
+    if (text_[offset_ - 1] == '(') {
       ++depth;
       ++offset_;
     } else if (At(offset_ + 1) == ')') {
