@@ -338,16 +338,12 @@ void QueryParser::ParseVariable(ast::Prolog& prolog) {
   prolog.variables.push_back(std::move(declaration));
 }
 
+// A reserved name is allowed here: a call with a prefix reaches the function
+// where the prefix is bound to the default namespace.
 void QueryParser::ParseFunction(ast::Prolog& prolog) {
   ast::FunctionDeclaration declaration;
   declaration.position = declaration_;
   declaration.name = TakeName("the name of a function");
-  if (declaration.name.prefix.empty() &&
-      IsReservedFunctionName(declaration.name.local)) {
-    Fail("XPST0003",
-         Quoted(declaration.name) + " cannot be the name of a function",
-         declaration.name.position);
-  }
   declaration.parameters = ParseParameters();
   declaration.result = ParseTypeDeclaration();
   if (!TakeIfWord("external")) {

@@ -2,7 +2,6 @@
 #define XDB_XQUERY_VALUES_XML_CHARACTERS_H_
 
 #include <array>
-#include <string_view>
 
 #include "util/utf8.h"
 
@@ -60,8 +59,8 @@ constexpr bool IsNameCharacter(char32_t c) {
                    (c >= 0x300 && c <= 0x36F) || (c >= 0x203F && c <= 0x2040);
 }
 
-// What is behind the name that `text`, which is UTF-8, begins with; its begin
-// when it begins with none.
+// What is behind the name that the UTF-8 text begins with; `in` when it begins
+// with none.
 inline const char* SkipNcName(const char* in, const char* end) {
   bool is_first = true;
   while (in != end) {
@@ -75,11 +74,6 @@ inline const char* SkipNcName(const char* in, const char* end) {
     in = next;
   }
   return in;
-}
-
-inline bool IsNcName(std::string_view text) {
-  const char* const end = text.data() + text.size();
-  return !text.empty() && SkipNcName(text.data(), end) == end;
 }
 
 }  // namespace kiv::xdb::xq
