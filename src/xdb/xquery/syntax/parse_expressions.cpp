@@ -22,7 +22,6 @@ ExprPtr QueryParser::ParseExpr() {
 }
 
 ExprPtr QueryParser::ParseExprSingle() {
-  const Level level(*this);
   if (Is(TokenKind::Name)) {
     struct Statement {
       std::string_view word;
@@ -38,9 +37,11 @@ ExprPtr QueryParser::ParseExprSingle() {
         {"typeswitch", TokenKind::LeftParen, &QueryParser::ParseTypeswitch},
     };
     for (const Statement& statement : kStatements) {
-      if (IsWord(statement.word) && lexer_.Ahead(1).kind == statement.next) {
-        return (this->*statement.parse)();
+      if (!IsWord(statement.word) || lexer_.Ahead(1).kind != statement.next) {
+        continue;
       }
+      const Level level(*this);
+      return (this->*statement.parse)();
     }
   }
   return ParseOperators(0);
