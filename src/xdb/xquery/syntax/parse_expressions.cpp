@@ -277,8 +277,8 @@ ExprPtr QueryParser::ParseOperators(int lowest) {
   for (;;) {
     const OperatorInfo* const op = CurrentOperator();
     if (op == nullptr || op->level < lowest || op->level > highest) break;
+    CheckDepth(deepest_ + 1);  // the left operand sinks
     left = ParseOperation(std::move(left), *op);
-    CheckDepth(deepest_ + 1);
     highest = op->is_chain ? op->level : op->level - 1;
   }
   deepest_ = std::max(deepest_, outside);

@@ -35,8 +35,9 @@ INSTANTIATE_TEST_SUITE_P(
     Operators, QueryTree,
     testing::Values(
         TreeCase{"Precedence",
-                 "1 or 2 and 3 = 4 to 5 + 6 * 7 | 8 except 9 instance of a "
-                 "treat as b castable as c cast as d",
+                 "1 or 2 and 3 = 4 to 5 + 6 * 7 | 8 except 9 cast as d "
+                 "castable as c "
+                 "treat as b instance of a",
                  "(or 1 (and 2 (= 3 (to 4 (+ 5 (* 6 (union 7 (except 8 "
                  "(instance (treat (castable (cast 9 d) c) b) a)))))))))"},
         TreeCase{"Left", "1 - 2 - 3 + 4", "(+ (- (- 1 2) 3) 4)"},
