@@ -394,7 +394,7 @@ struct DirectAttribute {
 struct NamespaceAttribute {
   Position position;
   std::string prefix;  // empty: the default element namespace
-  std::string uri;     // white space as written; may be empty
+  std::string uri;     // white space collapsed; may be empty
 };
 
 struct DirectElement : ExprOf<ExprKind::DirectElement> {
