@@ -10,7 +10,7 @@ namespace kiv::xdb::xq {
 
 struct ParseLimits {
   // How deep expressions may lie in each other; so deep is the tree at most.
-  // The parser needs about 1 KB of stack for each.
+  // The parser needs about 2 KB of stack for each.
   std::size_t max_depth = 1000;
 };
 
