@@ -212,7 +212,7 @@ Verdict Trial::CheckError(const Assertion& expected) const {
 Verdict Trial::CheckAny(const Assertion& expected) {
   Verdict result = Failed("");
   for (const Assertion& child : expected.children) {
-    const Verdict verdict = Check(child);
+    Verdict verdict = Check(child);
     if (verdict.outcome == Outcome::Passed) return verdict;
     if (verdict.outcome == Outcome::Skipped) {
       result = verdict;
@@ -227,7 +227,7 @@ Verdict Trial::CheckAny(const Assertion& expected) {
 Verdict Trial::CheckAll(const Assertion& expected) {
   Verdict result = Passed();
   for (const Assertion& child : expected.children) {
-    const Verdict verdict = Check(child);
+    Verdict verdict = Check(child);
     if (verdict.outcome == Outcome::Failed) return verdict;
     if (verdict.outcome == Outcome::Skipped) result = verdict;
   }
@@ -236,7 +236,7 @@ Verdict Trial::CheckAll(const Assertion& expected) {
 
 Verdict Trial::CheckNot(const Assertion& expected) {
   for (const Assertion& child : expected.children) {
-    const Verdict verdict = Check(child);
+    Verdict verdict = Check(child);
     if (verdict.outcome == Outcome::Skipped) return verdict;
     if (verdict.outcome == Outcome::Passed) {
       return Failed("not expected: " + child.kind + " " + child.text);

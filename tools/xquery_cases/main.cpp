@@ -146,15 +146,15 @@ int Run(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App program{"Runs conformance cases of the query language.",
-                   "xquery_cases"};
-  Options options;
-  AddOptions(program, options);
-  CLI11_PARSE(program, argc, argv);
   try {
+    CLI::App program{"Runs conformance cases of the query language.",
+                     "xquery_cases"};
+    Options options;
+    AddOptions(program, options);
+    CLI11_PARSE(program, argc, argv);
     return Run(options);
   } catch (const std::exception& error) {
-    std::cerr << error.what() << "\n";
+    std::fprintf(stderr, "%s\n", error.what());
     return 2;
   }
 }

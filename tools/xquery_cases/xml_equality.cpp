@@ -15,7 +15,6 @@
 namespace xquery_cases {
 namespace {
 
-using xercesc::DOMElement;
 using xercesc::DOMNode;
 
 std::string Utf8(const XMLCh* text) {
