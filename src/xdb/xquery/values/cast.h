@@ -1,0 +1,64 @@
+#ifndef XDB_XQUERY_VALUES_CAST_H_
+#define XDB_XQUERY_VALUES_CAST_H_
+
+#include <string>
+#include <string_view>
+
+#include "xdb/xquery/values/item.h"
+
+namespace kiv::xdb::xq {
+
+// What a cast from one atomic type to another comes to, known before any value
+// is: the static typing uses it.
+enum class CastRule { Never, Maybe, Always };
+CastRule RuleOfCast(Type from, Type to);
+
+// The value as one of `target`, an atomic type other than xs:anyAtomicType and
+// xs:NOTATION. Errors: XPTY0004 where no cast exists, FORG0001 for text that is
+// no such value or a value outside the type, FOCA0001 and FOCA0003 for numbers
+// too large, FOCA0002 for NaN and infinities, FODT0001 and FODT0002 for dates
+// and durations too large.
+//
+// Text becomes an xs:QName by the namespaces in scope, which are the
+// compiler's: see QNameFromText; here it is XPTY0004.
+Item Cast(const Item& value, Type target);
+// Whether Cast would give a value; throws nothing.
+bool IsCastable(const Item& value, Type target);
+
+// The value that the text means, with the white space of the type taken care
+// of: Cast of an xs:string.
+Item FromText(std::string_view text, Type target);
+
+// As fn:string and a cast to xs:string give it; of atomic values only.
+std::string TextOf(const Item& value);
+void AppendTextOf(const Item& value, std::string& text);
+// The same as an item, without a copy where the value is text.
+Item StringOf(const Item& value);
+
+// Numbers of any type as xs:double; untyped values as their text says
+// (FORG0001).
+double ToDouble(const Item& value);
+// An untyped value as xs:double, anything else as it is: what operators do with
+// their operands.
+Item UntypedAsDouble(const Item& value);
+
+// xs:boolean, xs:double and so on of typed texts without an item in between;
+// false when the text is no such value.
+bool ParseDouble(std::string_view text, double& value);
+bool ParseFloat(std::string_view text, float& value);
+void AppendDouble(double value, std::string& text);
+void AppendFloat(float value, std::string& text);
+
+// "p:local" cut in two; false when it is no lexical xs:QName.
+bool SplitQName(std::string_view text, std::string_view& prefix,
+                std::string_view& local);
+bool IsNcName(std::string_view text);
+
+// Tabs and line ends as blanks; `collapse`: rows of them as one, none at the
+// ends.
+std::string NormalizeSpace(std::string_view text, bool collapse);
+std::string_view TrimSpace(std::string_view text);
+
+}  // namespace kiv::xdb::xq
+
+#endif  // XDB_XQUERY_VALUES_CAST_H_
