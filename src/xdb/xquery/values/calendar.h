@@ -3,9 +3,9 @@
 
 #include <cstdint>
 
-namespace kiv::xdb::xq {
+#include "xdb/xquery/values/int128.h"
 
-__extension__ using Int128 = __int128;
+namespace kiv::xdb::xq {
 
 // Seconds are kept to 18 digits behind the point; further ones are cut off.
 inline constexpr std::int64_t kAttoseconds = 1'000'000'000'000'000'000;

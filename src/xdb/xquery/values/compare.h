@@ -38,9 +38,9 @@ bool IsSameKey(const Item& left, const Item& right, int zone);
 // say so for all of them, and numbers go by their float value.
 std::size_t HashOfKey(const Item& value, int zone, bool with_floats = false);
 
-// For order by: below 0, 0, above 0. Untyped as string; NaN equal to itself and
-// less than every other number; none (Type::None) equal to itself and less than
-// anything, NaN included, or greater. XPTY0004 where there is no lt.
+// For order by: below 0, 0, above 0. Untyped as string. None (Type::None) and
+// NaN lie together at one end: below all else, none first, or above all else,
+// none last. XPTY0004 where there is no lt.
 int CompareForOrder(const Item& left, const Item& right, bool is_none_least,
                     int zone);
 

@@ -44,13 +44,16 @@ class Counted {
       Free(room, size);
       throw;
     }
-    made->size_bytes_ = size;
+    made->size_bytes_ += size;
     return made;
   }
 
  protected:
   Counted() = default;
   virtual ~Counted() = default;
+
+  // Memory that the value holds besides its own room.
+  void Charge(std::size_t size) noexcept;
 
  private:
   static void* Allocate(std::size_t size);

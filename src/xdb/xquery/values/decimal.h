@@ -6,8 +6,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
-#include "xdb/xquery/values/counted.h"
+#include "xdb/xquery/values/int128.h"
 
 namespace kiv::xdb::xq {
 
@@ -37,11 +38,14 @@ class Decimal {
   // "-12.50": sign, digits, a point among them; no exponent, no white space.
   // None when it is not that.
   static std::optional<Decimal> FromText(std::string_view text);
-  // The shortest number that reads back as `value`, which is finite.
+  // Exactly the number that `value`, which is finite, stands for, to
+  // kMaxFraction digits: 0.1e0 has 55 of them.
   static Decimal FromDouble(double value);
-  static Decimal FromFloat(float value);
-  // Shares `big`; only for what ToBig handed out.
-  static Decimal FromBig(const BigDecimal* big) noexcept;
+  // The shortest number that reads back as `value`: 0.1.
+  static Decimal FromDoubleShortest(double value);
+  static Decimal FromInt128(Int128 coefficient, int scale = 0);
+  // The number that `big`, from another decimal, holds; counts it.
+  explicit Decimal(const BigDecimal* big) noexcept;
 
   bool IsSmall() const { return big_ == nullptr; }
   std::int64_t coefficient() const { return coefficient_; }  // small only
@@ -63,10 +67,9 @@ class Decimal {
   friend Decimal operator+(const Decimal& left, const Decimal& right);
   friend Decimal operator-(const Decimal& left, const Decimal& right);
   friend Decimal operator*(const Decimal& left, const Decimal& right);
-  // Error FOAR0001 for a zero divisor, as below. The quotient has 18 digits at
-  // least: the whole part and 20 behind the point, or as many as an operand
-  // has behind it, and 20 significant ones where it is below 1; rounded half to
-  // even.
+  // Error FOAR0001 for a zero divisor, here and below. The quotient is rounded
+  // half to even at 20 digits behind the point, or as many as an operand has
+  // where that is more; below 1, at 20 significant digits at least.
   friend Decimal operator/(const Decimal& left, const Decimal& right);
   // Cut toward zero; exact.
   static Decimal IntegerQuotient(const Decimal& left, const Decimal& right);
@@ -89,6 +92,18 @@ class Decimal {
   int scale_ = 0;
   const BigDecimal* big_ = nullptr;
 };
+
+inline Decimal::Decimal(Decimal&& other) noexcept
+    : coefficient_(other.coefficient_), scale_(other.scale_), big_(other.big_) {
+  other.big_ = nullptr;
+}
+
+inline Decimal& Decimal::operator=(Decimal other) noexcept {
+  std::swap(coefficient_, other.coefficient_);
+  std::swap(scale_, other.scale_);
+  std::swap(big_, other.big_);
+  return *this;
+}
 
 }  // namespace kiv::xdb::xq
 
