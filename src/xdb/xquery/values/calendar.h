@@ -2,8 +2,12 @@
 #define XDB_XQUERY_VALUES_CALENDAR_H_
 
 #include <cstdint>
+#include <string>
+#include <string_view>
 
+#include "xdb/xquery/values/fault.h"
 #include "xdb/xquery/values/int128.h"
+#include "xdb/xquery/values/types.h"
 
 namespace kiv::xdb::xq {
 
@@ -45,13 +49,39 @@ struct CivilDate {
   int day = 1;    // 1..31
 };
 
-// Days since 0001-01-01, for years that CalendarValue holds.
+// The years of calendar values are -kMaxYear..kMaxYear; the seconds of one
+// leave room for a zone.
+inline constexpr std::int64_t kMaxYear = 292'277'024'000;
+
+// Days since 0001-01-01, for the years above.
 std::int64_t DaysOf(const CivilDate& date);
 CivilDate DateOfDays(std::int64_t days);
 int DaysInMonth(std::int64_t year, int month);
 
-// The years that CalendarValue holds whatever the month.
-inline constexpr std::int64_t kMaxYear = 292'277'024'000;
+// False when the year is out of range.
+bool IsInRange(Int128 seconds_since_year_1);
+
+inline std::int64_t FloorDivide(std::int64_t value, std::int64_t by) {
+  return value / by - (value % by < 0 ? 1 : 0);
+}
+inline std::int64_t WholeDays(const CalendarValue& value) {
+  return FloorDivide(value.seconds, kSecondsPerDay);
+}
+inline CivilDate DateOf(const CalendarValue& value) {
+  return DateOfDays(WholeDays(value));
+}
+inline int SecondOfDay(const CalendarValue& value) {
+  return static_cast<int>(value.seconds - WholeDays(value) * kSecondsPerDay);
+}
+
+// The value with the parts that `type` lacks filled as said above.
+CalendarValue FilledFor(Type type, const CalendarValue& value);
+
+// White space is gone already.
+Fault ParseCalendar(std::string_view text, Type type, CalendarValue& value);
+Fault ParseDuration(std::string_view text, Type type, Duration& value);
+void AppendCalendar(const CalendarValue& value, Type type, std::string& text);
+void AppendDuration(const Duration& value, Type type, std::string& text);
 
 }  // namespace kiv::xdb::xq
 

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "xdb/xquery/values/item.h"
+#include "xdb/xquery/values/lexical.h"
 
 namespace kiv::xdb::xq {
 
@@ -20,7 +21,7 @@ CastRule RuleOfCast(Type from, Type to);
 // and durations too large.
 //
 // Text becomes an xs:QName by the namespaces in scope, which are the
-// compiler's: see QNameFromText; here it is XPTY0004.
+// compiler's: see SplitQName; here it is XPTY0004.
 Item Cast(const Item& value, Type target);
 // Whether Cast would give a value; throws nothing.
 bool IsCastable(const Item& value, Type target);
@@ -41,23 +42,6 @@ double ToDouble(const Item& value);
 // An untyped value as xs:double, anything else as it is: what operators do with
 // their operands.
 Item UntypedAsDouble(const Item& value);
-
-// xs:boolean, xs:double and so on of typed texts without an item in between;
-// false when the text is no such value.
-bool ParseDouble(std::string_view text, double& value);
-bool ParseFloat(std::string_view text, float& value);
-void AppendDouble(double value, std::string& text);
-void AppendFloat(float value, std::string& text);
-
-// "p:local" cut in two; false when it is no lexical xs:QName.
-bool SplitQName(std::string_view text, std::string_view& prefix,
-                std::string_view& local);
-bool IsNcName(std::string_view text);
-
-// Tabs and line ends as blanks; `collapse`: rows of them as one, none at the
-// ends.
-std::string NormalizeSpace(std::string_view text, bool collapse);
-std::string_view TrimSpace(std::string_view text);
 
 }  // namespace kiv::xdb::xq
 

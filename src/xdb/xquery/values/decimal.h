@@ -43,6 +43,12 @@ class Decimal {
   static Decimal FromDouble(double value);
   // The shortest number that reads back as `value`: 0.1.
   static Decimal FromDoubleShortest(double value);
+  // As coefficient() and scale() of a small one gave them.
+  static Decimal Canonical(std::int64_t coefficient, int scale) noexcept {
+    Decimal value(coefficient);
+    value.scale_ = scale;
+    return value;
+  }
   static Decimal FromInt128(Int128 coefficient, int scale = 0);
   // The number that `big`, from another decimal, holds; counts it.
   explicit Decimal(const BigDecimal* big) noexcept;

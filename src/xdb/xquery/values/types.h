@@ -92,7 +92,7 @@ Type BaseOf(Type type);
 // atomic stays as it is.
 Type PrimitiveOf(Type type);
 
-// The nearest type from which both derive.
+// The nearest type from which both derive; of types with a name.
 Type CommonAncestor(Type left, Type right);
 
 // "integer", "yearMonthDuration".
