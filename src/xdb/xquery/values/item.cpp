@@ -77,7 +77,7 @@ Item Item::OfLastingText(std::string_view text, Type type) {
                 static_cast<std::uint32_t>(text.size()));
 }
 
-Item Item::OfTreeText(const Tree* tree, std::uint32_t node, Type type) {
+Item Item::OfTreeText(const HeldTree* tree, std::uint32_t node, Type type) {
   Item item = OfNode(tree, node);
   item.type_ = type;
   return item;
@@ -88,11 +88,9 @@ Item Item::OfOctets(std::string_view octets, Type type) {
 }
 
 std::string_view Item::AsText() const {
-  if (flags_ & kIsOutside) {
-    return {static_cast<const TextBytes*>(payload_.outside)->bytes(), extra_};
-  }
-  if (flags_ & kIsTree) return TextInTree(payload_.tree, extra_);
-  return {payload_.text, extra_};
+  if (!IsOutside()) return {payload_.text, extra_};
+  if (flags_ & kIsTree) return TextInTree(tree(), extra_);
+  return {static_cast<const TextBytes*>(payload_.outside)->bytes(), extra_};
 }
 
 Item Item::OfQName(QName name, Type type) {

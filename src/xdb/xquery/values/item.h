@@ -10,20 +10,10 @@
 #include "xdb/xquery/values/calendar.h"
 #include "xdb/xquery/values/counted.h"
 #include "xdb/xquery/values/decimal.h"
+#include "xdb/xquery/values/held_tree.h"
 #include "xdb/xquery/values/types.h"
 
-namespace kiv::xdb {
-class Tree;
-}
-
 namespace kiv::xdb::xq {
-
-// The counts and texts of trees, as items need them.
-void KeepTree(const Tree* tree) noexcept;
-void DropTree(const Tree* tree) noexcept;
-// The text of a text, attribute, comment or processing instruction node, or of
-// an element whose only child is a text; lives as long as the tree.
-std::string_view TextInTree(const Tree* tree, std::uint32_t node);
 
 // An expanded name with the prefix that it was written with. Two names are the
 // same when uri and local name are.
@@ -66,7 +56,7 @@ class Item {
         flags_(other.flags_),
         extra_(other.extra_),
         payload_(other.payload_) {
-    if (flags_ & kIsCounted) Keep();
+    if (flags_ & kIsCounted) payload_.outside->Keep();
   }
   Item(Item&& other) noexcept
       : type_(other.type_),
@@ -86,7 +76,7 @@ class Item {
     return *this;
   }
   ~Item() {
-    if (flags_ & kIsCounted) Drop();
+    if (flags_ & kIsCounted) payload_.outside->Drop();
   }
   void swap(Item& other) noexcept {
     std::swap(type_, other.type_);
@@ -108,7 +98,7 @@ class Item {
   // Not copied: the text outlives every item made of this one.
   static Item OfLastingText(std::string_view text, Type type = Type::String);
   // What TextInTree says, not copied: the item keeps the tree.
-  static Item OfTreeText(const Tree* tree, std::uint32_t node,
+  static Item OfTreeText(const HeldTree* tree, std::uint32_t node,
                          Type type = Type::UntypedAtomic);
   // The octets themselves: xs:hexBinary or xs:base64Binary.
   static Item OfOctets(std::string_view octets, Type type);
@@ -116,7 +106,7 @@ class Item {
   static Item OfQName(QName name, Type type = Type::QName);
   static Item OfDuration(const Duration& value, Type type);
   static Item OfCalendar(const CalendarValue& value, Type type);
-  static Item OfNode(const Tree* tree, std::uint32_t node);
+  static Item OfNode(const HeldTree* tree, std::uint32_t node);
 
   Type type() const { return type_; }
   bool IsNone() const { return type_ == Type::None; }
@@ -138,7 +128,10 @@ class Item {
   const QName& AsQName() const;
   Duration AsDuration() const;
   CalendarValue AsCalendar() const;
-  const Tree* tree() const { return payload_.tree; }
+  const HeldTree* held_tree() const {
+    return static_cast<const HeldTree*>(payload_.outside);
+  }
+  const Tree& tree() const { return held_tree()->tree(); }
   std::uint32_t node() const { return extra_; }
 
   // The same value under another type of the same primitive type, or text as
@@ -166,7 +159,7 @@ class Item {
   enum : std::uint16_t {
     kIsCounted = 1,  // the payload is a pointer whose count this item holds
     kIsOutside = 2,  // the payload points to a Counted
-    kIsTree = 4,     // the payload points to a tree: a node, or its text
+    kIsTree = 4,     // to a HeldTree: a node, or its text
   };
 
   union Payload {
@@ -176,7 +169,6 @@ class Item {
     float single;
     const char* text;
     const Counted* outside;
-    const Tree* tree;
   };
 
   static Item Inside(Type type, Payload payload, std::uint32_t extra = 0) {
@@ -195,19 +187,6 @@ class Item {
     type_ = Type::None;
     flags_ = 0;
   }
-  void Keep() const noexcept {
-    if (flags_ & kIsOutside)
-      payload_.outside->Keep();
-    else
-      KeepTree(payload_.tree);
-  }
-  void Drop() const noexcept {
-    if (flags_ & kIsOutside)
-      payload_.outside->Drop();
-    else
-      DropTree(payload_.tree);
-  }
-
   Type type_ = Type::None;
   std::uint16_t flags_ = 0;
   // Length of a text in bytes, scale of a decimal, number of a node, zone and
@@ -236,10 +215,10 @@ inline Item Item::OfFloat(float value) {
   return Inside(Type::Float, {.single = value});
 }
 
-inline Item Item::OfNode(const Tree* tree, std::uint32_t node) {
-  Item item = Inside(Type::Node, {.tree = tree}, node);
-  item.flags_ = kIsCounted | kIsTree;
-  KeepTree(tree);
+inline Item Item::OfNode(const HeldTree* tree, std::uint32_t node) {
+  tree->Keep();
+  Item item = Inside(Type::Node, {.outside = tree}, node);
+  item.flags_ = kIsCounted | kIsOutside | kIsTree;
   return item;
 }
 
