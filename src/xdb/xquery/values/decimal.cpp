@@ -69,9 +69,10 @@ Decimal Narrow(WideDecimal value) {
     value.magnitude.ShiftDown(zeros);
     value.scale -= zeros;
   }
-  std::uint64_t low = 0;
-  if (value.scale <= Decimal::kMaxSmallScale && value.magnitude.ToUint64(low)) {
-    const Int128 coefficient = value.is_negative ? -Int128{low} : Int128{low};
+  Uint128 low;
+  if (value.scale <= Decimal::kMaxSmallScale &&
+      value.magnitude.ToUint128(low) && low <= Uint128{1} << 63) {
+    const Int128 coefficient = value.is_negative ? -Int128(low) : Int128(low);
     if (FitsInt64(coefficient)) {
       return Decimal(static_cast<std::int64_t>(coefficient),
                      static_cast<int>(value.scale));
@@ -225,12 +226,24 @@ Decimal Decimal::FromDouble(double value) {
   return *FromText({text.data(), end.ptr});
 }
 
-Decimal Decimal::FromDoubleShortest(double value) {
+namespace {
+
+template <typename T>
+Decimal FromShortest(T value) {
   std::array<char, 400> text;
   const auto end = std::to_chars(text.data(), text.data() + text.size(), value,
                                  std::chars_format::fixed);
-  return *FromText({text.data(), end.ptr});
+  return *Decimal::FromText(
+      {text.data(), static_cast<std::size_t>(end.ptr - text.data())});
 }
+
+}  // namespace
+
+Decimal Decimal::FromDoubleShortest(double value) {
+  return FromShortest(value);
+}
+
+Decimal Decimal::FromFloatShortest(float value) { return FromShortest(value); }
 
 bool Decimal::IsInteger() const {
   return IsSmall() ? scale_ == 0 : big_->value().scale == 0;
@@ -244,6 +257,15 @@ int Decimal::Sign() const {
 std::optional<std::int64_t> Decimal::ToInt64() const {
   if (!IsSmall() || scale_ != 0) return std::nullopt;
   return coefficient_;
+}
+
+std::optional<Int128> Decimal::ToScaledInt128(int scale) const {
+  WideDecimal wide = Widen(Round(scale, Rounding::HalfEven));
+  wide.magnitude.ShiftUp(static_cast<std::size_t>(scale) - wide.scale);
+  Uint128 magnitude;
+  if (!wide.magnitude.ToUint128(magnitude) || magnitude >> 127 != 0)
+    return std::nullopt;
+  return wide.is_negative ? -Int128(magnitude) : Int128(magnitude);
 }
 
 namespace {

@@ -43,6 +43,7 @@ class Decimal {
   static Decimal FromDouble(double value);
   // The shortest number that reads back as `value`: 0.1.
   static Decimal FromDoubleShortest(double value);
+  static Decimal FromFloatShortest(float value);
   // As coefficient() and scale() of a small one gave them.
   static Decimal Canonical(std::int64_t coefficient, int scale) noexcept {
     Decimal value(coefficient);
@@ -63,6 +64,8 @@ class Decimal {
   int Sign() const;  // -1, 0, 1
   // None when it has a fraction or does not fit.
   std::optional<std::int64_t> ToInt64() const;
+  // Times 10^scale, rounded half to even; none when it does not fit.
+  std::optional<Int128> ToScaledInt128(int scale) const;
   // Rounded to the nearest, ties to even; infinite past the range.
   double ToDouble() const;
   float ToFloat() const;

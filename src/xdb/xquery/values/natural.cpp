@@ -48,12 +48,14 @@ std::size_t Natural::TrailingZeros() const {
   return count;
 }
 
-bool Natural::ToUint64(std::uint64_t& value) const {
-  if (digits_.size() > 3) return false;
-  Uint128 sum = 0;
-  for (std::size_t i = digits_.size(); i-- > 0;) sum = sum * kBase + digits_[i];
-  value = static_cast<std::uint64_t>(sum);
-  return sum == value;
+bool Natural::ToUint128(Uint128& value) const {
+  constexpr Uint128 kMost = ~Uint128{0};
+  value = 0;
+  for (std::size_t i = digits_.size(); i-- > 0;) {
+    if (value > (kMost - digits_[i]) / kBase) return false;
+    value = value * kBase + digits_[i];
+  }
+  return true;
 }
 
 std::string Natural::ToDigits() const {

@@ -35,7 +35,7 @@ class Natural {
     return digits_.capacity() * sizeof(std::uint32_t);
   }
   // False when it does not fit.
-  bool ToUint64(std::uint64_t& value) const;
+  bool ToUint128(Uint128& value) const;
   std::string ToDigits() const;
 
   void Add(const Natural& other);
