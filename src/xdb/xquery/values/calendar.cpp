@@ -14,12 +14,8 @@ constexpr bool IsLeap(std::int64_t year) {
   return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
 }
 
-// Written and astronomical years: -1 is 0.
 std::int64_t AstronomicalYear(std::int64_t written) {
   return written < 0 ? written + 1 : written;
-}
-std::int64_t WrittenYear(std::int64_t year) {
-  return year <= 0 ? year - 1 : year;
 }
 
 // The parts of a date that each type writes, and how the others are filled.

@@ -58,6 +58,11 @@ std::int64_t DaysOf(const CivilDate& date);
 CivilDate DateOfDays(std::int64_t days);
 int DaysInMonth(std::int64_t year, int month);
 
+// As it is written, without a year 0.
+inline std::int64_t WrittenYear(std::int64_t year) {
+  return year <= 0 ? year - 1 : year;
+}
+
 // False when the year is out of range.
 bool IsInRange(Int128 seconds_since_year_1);
 

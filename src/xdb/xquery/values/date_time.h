@@ -9,7 +9,7 @@ namespace kiv::xdb::xq {
 
 // Each takes a value of a type that has the part, and answers as its function
 // does: integers, decimals for the seconds of a time or a duration.
-Item YearOf(const Item& value);  // dates, dateTimes and durations, as below
+Item YearOf(const Item& value);
 Item MonthOf(const Item& value);
 Item DayOf(const Item& value);
 Item HoursOf(const Item& value);
