@@ -433,23 +433,14 @@ Item StringOf(const Item& value) {
   return Item::OfText(TextOf(value));
 }
 
-double ToDouble(const Item& value) {
-  switch (PrimitiveOf(value.type())) {
-    case Type::Double:
-      return value.AsDouble();
-    case Type::Float:
-      return value.AsFloat();
-    case Type::Boolean:
-      return value.AsBoolean() ? 1 : 0;
-    case Type::Integer:
-      if (value.IsSmallInteger())
-        return static_cast<double>(value.AsSmallInteger());
-      [[fallthrough]];
-    case Type::Decimal:
-      return value.AsDecimal().ToDouble();
-    default:
-      return Cast(value, Type::Double).AsDouble();
-  }
+double ToDoubleBySwitch(const Item& value) {
+  double number;
+  if (IsDecimal(value.type())) return value.AsDecimal().ToDouble();
+  if (value.type() == Type::Float) return value.AsFloat();
+  if (value.type() == Type::Boolean) return value.AsBoolean() ? 1 : 0;
+  if (IsText(value.type()) && ParseDouble(TrimSpace(value.AsText()), number))
+    return number;
+  return Cast(value, Type::Double).AsDouble();
 }
 
 Item UntypedAsDouble(const Item& value) {

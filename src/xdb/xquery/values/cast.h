@@ -36,9 +36,15 @@ void AppendTextOf(const Item& value, std::string& text);
 // The same as an item, without a copy where the value is text.
 Item StringOf(const Item& value);
 
-// Numbers of any type as xs:double; untyped values as their text says
+// Numbers of any type and truth values as xs:double; texts as they say
 // (FORG0001).
-double ToDouble(const Item& value);
+double ToDoubleBySwitch(const Item& value);
+inline double ToDouble(const Item& value) {
+  if (value.type() == Type::Double) return value.AsDouble();
+  if (value.IsSmallInteger())
+    return static_cast<double>(value.AsSmallInteger());
+  return ToDoubleBySwitch(value);
+}
 // An untyped value as xs:double, anything else as it is: what operators do with
 // their operands.
 Item UntypedAsDouble(const Item& value);

@@ -177,6 +177,10 @@ bool CompareValues(Comparison comparison, const Item& left, const Item& right,
     return Holds(comparison, left.AsSmallInteger() <=> right.AsSmallInteger());
   if (left.type() == Type::Double && right.type() == Type::Double)
     return Holds(comparison, left.AsDouble() <=> right.AsDouble());
+  if (IsText(left.type()) && IsText(right.type())) {
+    if (comparison == Comparison::Eq) return left.AsText() == right.AsText();
+    return Holds(comparison, OrderOfTexts(left.AsText(), right.AsText()));
+  }
   if (!HasComparison(comparison, left.type(), right.type()))
     ThrowNoComparison(comparison, left, right);
   return Holds(comparison, OrderOf(left, right, zone));
@@ -190,10 +194,11 @@ bool CompareGeneral(Comparison comparison, const Item& left, const Item& right,
     return CompareValues(comparison, left, right, zone);
   const Type typed = is_left_untyped ? right.type() : left.type();
   if (IsString(typed)) return CompareValues(comparison, left, right, zone);
-  const Type target = IsNumeric(typed) ? Type::Double : typed;
+  if (IsNumeric(typed))
+    return Holds(comparison, ToDouble(left) <=> ToDouble(right));
   if (is_left_untyped)
-    return CompareValues(comparison, Cast(left, target), right, zone);
-  return CompareValues(comparison, left, Cast(right, target), zone);
+    return CompareValues(comparison, Cast(left, typed), right, zone);
+  return CompareValues(comparison, left, Cast(right, typed), zone);
 }
 
 bool IsSameKey(const Item& left, const Item& right, int zone) {

@@ -177,6 +177,13 @@ Decimal::~Decimal() {
 }
 
 Decimal Decimal::FromInt128(Int128 coefficient, int scale) {
+  // Zeros at the end, many at a time: division is slow at this width.
+  for (int zeros = 16; zeros > 0 && !FitsInt64(coefficient); zeros /= 2) {
+    while (zeros <= scale && coefficient % PowerOfTen(zeros) == 0) {
+      coefficient /= PowerOfTen(zeros);
+      scale -= zeros;
+    }
+  }
   while (scale > kMaxSmallScale && coefficient % 10 == 0) {
     coefficient /= 10;
     --scale;
@@ -382,7 +389,7 @@ Decimal operator/(const Decimal& left, const Decimal& right) {
   const Int128 dividend = left.coefficient_ * PowerOfTen(shift);
   const Int128 divisor = right.coefficient_;
   Int128 quotient = dividend / divisor;
-  const Uint128 twice = 2 * Magnitude(dividend % divisor);
+  const Uint128 twice = 2 * Magnitude(dividend - quotient * divisor);
   if (twice > Magnitude(divisor) ||
       (twice == Magnitude(divisor) && quotient % 2 != 0))
     quotient += (dividend < 0) == (divisor < 0) ? 1 : -1;

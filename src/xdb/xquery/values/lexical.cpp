@@ -62,6 +62,34 @@ bool IsTiny(std::string_view text) {
          0;
 }
 
+// Numbers without an exponent and with so few digits that the coefficient and
+// the power of ten are exact, so that one division rounds once: nearly all that
+// documents contain. False for any other text.
+bool ParseShort(std::string_view number, double& value) {
+  constexpr std::size_t kMostDigits = 15;  // below 2^53
+  constexpr std::array<double, kMostDigits + 1> kPowers = {
+      1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+      1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+  if (number.size() > kMostDigits) return false;
+  std::int64_t coefficient = 0;
+  std::size_t digits = 0, fraction = 0;
+  bool has_point = false;
+  for (const char c : number) {
+    if (IsDigit(c)) {
+      coefficient = coefficient * 10 + (c - '0');
+      ++digits;
+      fraction += has_point;
+    } else if (c == '.' && !has_point) {
+      has_point = true;
+    } else {
+      return false;
+    }
+  }
+  if (digits == 0) return false;
+  value = static_cast<double>(coefficient) / kPowers[fraction];
+  return true;
+}
+
 template <typename T>
 bool ParseFloating(std::string_view text, T& value) {
   const bool has_minus = !text.empty() && text[0] == '-';
@@ -198,6 +226,11 @@ bool ParseBoolean(std::string_view text, bool& value) {
 }
 
 bool ParseDouble(std::string_view text, double& value) {
+  const bool has_minus = !text.empty() && text[0] == '-';
+  if (ParseShort(text.substr(has_minus ? 1 : 0), value)) {
+    if (has_minus) value = -value;
+    return true;
+  }
   return ParseFloating(text, value);
 }
 
@@ -309,15 +342,23 @@ bool SplitQName(std::string_view text, std::string_view& prefix,
   return IsNcName(prefix) && IsNcName(local);
 }
 
-// Nearly everything is a reference once what it lacks is escaped; a percent
-// sign without its digits and a second fragment are not.
+// Nearly everything is a reference once what it lacks is escaped. Not so a
+// percent sign without its digits, a second fragment, and a colon in the first
+// part that has no scheme before it.
 bool IsUri(std::string_view text) {
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (text[i] == '%' && (i + 2 >= text.size() || HexDigit(text[i + 1]) < 0 ||
                            HexDigit(text[i + 2]) < 0))
       return false;
   }
-  return std::count(text.begin(), text.end(), '#') <= 1;
+  if (std::count(text.begin(), text.end(), '#') > 1) return false;
+  const std::size_t mark = text.find_first_of(":/?#");
+  if (mark == text.npos || text[mark] != ':') return true;
+  const std::string_view scheme = text.substr(0, mark);
+  return !scheme.empty() && IsLetter(scheme[0]) &&
+         std::all_of(scheme.begin(), scheme.end(), [](char c) {
+           return IsLetter(c) || IsDigit(c) || c == '+' || c == '-' || c == '.';
+         });
 }
 
 std::string_view TrimSpace(std::string_view text) {
