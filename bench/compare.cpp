@@ -15,7 +15,7 @@
 namespace bench {
 namespace {
 
-constexpr int kRepetitions = 7;
+constexpr int kRounds = 7;
 
 struct Pair {
   Comparison comparison;
@@ -52,12 +52,12 @@ std::vector<Limit>& Limits() {
   return limits;
 }
 
-// Collects seconds an iteration of every repetition under the benchmark's name.
+// Seconds an iteration of every round, by the benchmark's name.
+using Seconds = std::map<std::string, std::vector<double>, std::less<>>;
+
 class Collector : public benchmark::BenchmarkReporter {
  public:
-  explicit Collector(
-      std::map<std::string, std::vector<double>, std::less<>>& seconds)
-      : seconds_(seconds) {}
+  explicit Collector(Seconds& seconds) : seconds_(seconds) {}
 
   bool ReportContext(const Context&) override { return true; }
 
@@ -75,7 +75,7 @@ class Collector : public benchmark::BenchmarkReporter {
   }
 
  private:
-  std::map<std::string, std::vector<double>, std::less<>>& seconds_;
+  Seconds& seconds_;
 };
 
 double Median(std::vector<double> values) {
@@ -88,29 +88,39 @@ std::string SideName(const Comparison& comparison, const std::string& side) {
   return comparison.name + '/' + side;
 }
 
-void RegisterSide(const std::string& name, const Body& body) {
+void RunSide(const std::string& name, const Body& body, Seconds& seconds) {
   benchmark::RegisterBenchmark(name.c_str(), body)
-      ->Repetitions(kRepetitions)
       ->MinTime(0.15)
       ->UseRealTime();
+  Collector collector(seconds);
+  benchmark::RunSpecifiedBenchmarks(&collector);
+  benchmark::ClearRegisteredBenchmarks();
+}
+
+// The two sides in turns, each the first of every other round: a slow spell of
+// the machine falls on both, and neither always follows the other.
+void RunInTurns(const Pair& pair, const std::string& ours,
+                const std::string& peer, Seconds& seconds) {
+  for (int round = 0; round < kRounds; ++round) {
+    const bool ours_first = round % 2 == 0;
+    if (ours_first) RunSide(ours, pair.ours, seconds);
+    RunSide(peer, pair.peer, seconds);
+    if (!ours_first) RunSide(ours, pair.ours, seconds);
+  }
 }
 
 std::vector<Result> Run(const std::string& filter) {
   const auto is_wanted = [&](const std::string& name) {
     return name.find(filter) != std::string::npos;
   };
-  std::map<std::string, std::vector<double>, std::less<>> seconds;
+  Seconds seconds;
   std::vector<Result> results;
   for (const Pair& pair : Pairs()) {
     if (!is_wanted(pair.comparison.name)) continue;
     const Comparison& comparison = pair.comparison;
     const std::string ours = SideName(comparison, "ours");
     const std::string peer = SideName(comparison, comparison.peer_name);
-    RegisterSide(ours, pair.ours);
-    RegisterSide(peer, pair.peer);
-    Collector collector(seconds);
-    benchmark::RunSpecifiedBenchmarks(&collector);
-    benchmark::ClearRegisteredBenchmarks();
+    RunInTurns(pair, ours, peer, seconds);
     const double ours_seconds = Median(seconds[ours]);
     const double peer_seconds = Median(seconds[peer]);
     const bool is_measured = ours_seconds > 0 && peer_seconds > 0;
@@ -186,11 +196,8 @@ int main(int argc, char** argv) {
       filter = argv[i];
     }
   }
-  // Repetitions of the two sides in random turns, so that a slow spell of the
-  // machine falls on both.
-  char interleave[] = "--benchmark_enable_random_interleaving=true";
-  char* options[] = {argv[0], interleave, nullptr};
-  int option_count = 2;
+  char* options[] = {argv[0], nullptr};
+  int option_count = 1;
   benchmark::Initialize(&option_count, options);
 
   kiv::GlobalInit();

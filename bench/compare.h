@@ -6,9 +6,9 @@
 #include <functional>
 #include <string>
 
-// A comparison of ours with a peer, both measured in one run: the two sides are
-// registered as benchmarks <name>/ours and <name>/<peer>, repeated in turns,
-// and the medians compared.
+// A comparison of ours with a peer, both measured in one run: the two sides
+// take turns, as benchmarks <name>/ours and <name>/<peer>, and the medians are
+// compared.
 namespace bench {
 
 using Body = std::function<void(benchmark::State&)>;

@@ -23,7 +23,7 @@ using dm::ObjectPtr;
 namespace {
 
 // Larger instances are laid out but not made, larger types not written.
-constexpr std::size_t kLargestInstance = 1 << 20;
+constexpr std::size_t kLargestInstance = 1 << 17;
 
 void Expect(bool holds) {
   if (!holds) std::abort();

@@ -34,7 +34,7 @@ bench_packages=(libbenchmark-dev libicu-dev libspdlog-dev libssl-dev
 check_packages=(clang clang-format clang-tidy libclang-rt-14-dev)
 
 # The broker that durable queues may lie on, for its tests.
-broker_packages=(rabbitmq-server)
+broker_packages=(rabbitmq-server openssl)
 
 # install_broker: the broker as a program to run, not as a service. Its package
 # starts one on installation unless the system's policy says no; a policy that is

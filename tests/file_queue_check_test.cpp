@@ -1,8 +1,11 @@
 // What kiv check-config tells of a fileq.xml, on real folders and libraries.
 #include <gtest/gtest.h>
+#include <sys/fsuid.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "kiv/mq/config_check.h"
@@ -161,6 +164,20 @@ TEST_F(FileQueueCheck, AllowsAFolderInsideOneWithoutItsSubTree) {
       Directory("name='a' process='true' enableSubTree='false'") +
       Directory("name='b' process='true'", "../in/sub"));
   EXPECT_EQ(texts.size(), 2u) << ::testing::PrintToString(texts);
+}
+
+TEST_F(FileQueueCheck, SaysThatAFolderMayNotBeWrittenTo) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs the right to be another user";
+  std::filesystem::permissions(folder_.service.path(),
+                               std::filesystem::perms(0755));
+  folder_.WriteAll("\n" + Directory("name='a' process='true'"));
+  std::vector<std::string> texts;
+  std::thread([&] {
+    ::setfsuid(65534);  // of this thread alone
+    texts = Check();
+  }).join();
+  EXPECT_TRUE(Has(texts, "2 F a: folder", "may not be written to"))
+      << ::testing::PrintToString(texts);
 }
 
 TEST_F(FileQueueCheck, CountsTheDirectories) {

@@ -1,8 +1,10 @@
 // kiv queue as users run it.
 #include <gtest/gtest.h>
-#include <signal.h>
+#include <sys/stat.h>
 
 #include <filesystem>
+#include <fstream>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -171,6 +173,32 @@ TEST_F(KivQueue, SendsNothingOfWhatCannotBeRead) {
   EXPECT_EQ(Received(), "");
 }
 
+// A file that is opened next must not get their numbers.
+TEST_F(KivQueue, TakesNoOtherFileForAStreamThatIsClosed) {
+  for (const char* const command :
+       {"$KIV queue send orders <&-", "$KIV queue send orders -l <&-",
+        "$KIV queue send orders -f - <&-"}) {
+    EXPECT_EQ(Shell(command), 1) << command;
+    EXPECT_TRUE(Says(errors_, "standard input is closed")) << errors_;
+  }
+  EXPECT_EQ(Received(), "");
+  ASSERT_EQ(Run({"send", "orders", "precious"}), 0);
+  EXPECT_EQ(Shell("$KIV queue receive orders >&-"), 1);
+  EXPECT_EQ(Shell("$KIV queue receive nothing <&- >&- 2>&-"), 1);
+  EXPECT_EQ(Received(), "[precious]");
+  EXPECT_FALSE(service_.log.Has("precious"));
+  EXPECT_FALSE(service_.log.Has("kiv queue"));
+}
+
+TEST_F(KivQueue, SendsNothingAsAnEmptyMessage) {
+  EXPECT_EQ(Shell("$KIV queue send orders </dev/null"), 0) << errors_;
+  EXPECT_EQ(Shell("$KIV queue send orders -f /dev/null"), 0) << errors_;
+  EXPECT_EQ(Received(), "[][]");
+  EXPECT_EQ(Shell("$KIV queue send orders -l </dev/null"), 0) << errors_;
+  EXPECT_EQ(output_, "0 messages sent\n");
+  EXPECT_EQ(Received(), "");
+}
+
 TEST_F(KivQueue, ListsWhatIsThereAndWhatIsDeclared) {
   ASSERT_EQ(Run({"send", "orders", "one", "two"}), 0);
   ASSERT_EQ(Run({"send", "extra", "x", "--create"}), 0);
@@ -206,6 +234,83 @@ TEST_F(KivQueue, ShowsNoControlBytesToATerminal) {
   EXPECT_EQ(output_, "\\x1B[2J" + std::string(kOrderUtf8) + "\n");
 }
 
+class KivQueueTerminal : public KivQueue {
+ protected:
+  // Standard input, output and errors are the terminal.
+  std::unique_ptr<RunningProgram> Start(const Words& words) const {
+    return std::make_unique<RunningProgram>(
+        KIV_PROGRAM, words,
+        RunningProgram::Surroundings{.terminal = &terminal_,
+                                     .is_interactive = true});
+  }
+  // The exit code of a purge that is answered so.
+  int Purge(const std::string& answer) {
+    const auto kiv = Start({"queue", "purge", "orders"});
+    EXPECT_TRUE(kiv->WaitForOutput("[y/N] ")) << kiv->Output();
+    terminal_.Send(answer + "\n");
+    const int exit_code = kiv->WaitForEnd();
+    output_ = kiv->Output();
+    return exit_code;
+  }
+
+  PseudoTerminal terminal_;
+};
+
+TEST_F(KivQueueTerminal, IsAskedBeforeAPurge) {
+  ASSERT_EQ(Run({"send", "orders", "one", "two"}), 0);
+  for (const char* const no : {"", "n", "yesterday", " y"}) {
+    EXPECT_EQ(Purge(no), 1) << no;
+    EXPECT_EQ(output_,
+              "Remove 2 messages of queue orders? [y/N] nothing removed\n");
+  }
+  EXPECT_EQ(Received(), "[one][two]");
+  for (const char* const yes : {"y", "Y", "yes"}) {
+    ASSERT_EQ(Run({"send", "orders", "one"}), 0);
+    EXPECT_EQ(Purge(yes), 0) << yes;
+    EXPECT_TRUE(Says(output_, "[y/N] 1 message removed\n")) << output_;
+  }
+  EXPECT_EQ(Received(), "");
+  const auto kiv = Start({"queue", "purge", "orders"});
+  EXPECT_EQ(kiv->WaitForEnd(), 0) << "nothing to ask about";
+  EXPECT_EQ(kiv->Output(), "0 messages removed\n");
+}
+
+TEST_F(KivQueueTerminal, IsAskedForAMessageThatNobodyGave) {
+  const auto kiv = Start({"queue", "send", "orders", "--lines"});
+  ASSERT_TRUE(kiv->WaitForOutput("Ctrl-D")) << kiv->Output();
+  terminal_.Send("typed\n");
+  EXPECT_TRUE(Eventually([&] { return Received() == "[typed]"; }));
+}
+
+// Two sends of the same lines that come one by one, for longer than a second.
+TEST_F(KivQueueTerminal, IsShownTheProgressOfALongSendAndNobodyElse) {
+  ASSERT_TRUE(queues_.Create("orders", nullptr, false));
+  ASSERT_EQ(::mkfifo("seen", 0600), 0);
+  ASSERT_EQ(::mkfifo("unseen", 0600), 0);
+  const auto seen = Start({"queue", "send", "orders", "-l", "-f", "seen"});
+  RunningProgram unseen(KIV_PROGRAM,
+                        {"queue", "send", "orders", "-l", "-f", "unseen"}, {});
+  std::ofstream seen_lines("seen");
+  std::ofstream unseen_lines("unseen");
+  int lines = 0;
+  EXPECT_TRUE(Eventually([&] {
+    seen_lines << "x\n" << std::flush;
+    unseen_lines << "x\n" << std::flush;
+    ++lines;
+    return Says(seen->Output(), " sent");
+  })) << seen->Output();
+  seen_lines.close();
+  unseen_lines.close();
+  EXPECT_EQ(seen->WaitForEnd(), 0);
+  EXPECT_EQ(unseen.WaitForEnd(), 0);
+  const std::string end = std::to_string(lines) + " messages sent\n";
+  const std::string shown = seen->Output();
+  EXPECT_TRUE(shown.starts_with("\r\033[K")) << shown;
+  EXPECT_TRUE(shown.ends_with("\r\033[K" + end)) << shown;
+  EXPECT_EQ(unseen.Output(), end);
+  EXPECT_EQ(unseen.Errors(), "");
+}
+
 struct Usage {
   const char* name;
   Words words;
@@ -225,7 +330,7 @@ INSTANTIATE_TEST_SUITE_P(
     Command, KivQueueUsage,
     ::testing::Values(
         Usage{"Help", {"--help"}, 0, "KIV_MSMQ_URL"},
-        Usage{"SendHelp", {"send", "--help"}, 0, "--gb2312"},
+        Usage{"SendHelp", {"send", "--help"}, 0, "empty message"},
         Usage{"ReceiveHelp", {"receive", "--help"}, 0, "empty queue"},
         Usage{"PurgeHelp", {"purge", "--help"}, 0, "--yes"},
         Usage{"Nothing", {}, 2, "subcommand"},

@@ -137,8 +137,16 @@ TEST_F(KivSchema, SaysWhyATypeCannotBeExported) {
       << guid.errors;
   EXPECT_EQ(Run({"export", "Nothing", "types.xsd"}).code, 1);
   EXPECT_EQ(Run({"export", "int", "types.xsd"}).code, 1);
-  EXPECT_EQ(Run({"export", "Weighing", "types.xsd", "-o", "no/out.xsd"}).code,
-            1);
+  // A face: no name that the library's paths can say.
+  EXPECT_EQ(
+      Run({"export", "Weighing", "types.xsd", "-o", "\xF0\x9F\x98\x80"}).code,
+      1);
+  EXPECT_FALSE(std::filesystem::exists("?"));
+  const Answer unwritten =
+      Run({"export", "Weighing", "types.xsd", "-o", "no/out.xsd"});
+  EXPECT_EQ(unwritten.code, 1);
+  EXPECT_NE(unwritten.errors.find("No such file"), std::string::npos)
+      << unwritten.errors;
 }
 
 TEST_F(KivSchema, WrongUsageIsTwo) {

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -86,6 +87,27 @@ TEST_F(Scenario11FailingProcessor, KeepsAProcessedFileWhenToldTo) {
   ASSERT_TRUE(WaitFor(".done/kept"));
   EXPECT_TRUE(queue_.Stop(20000));
   EXPECT_EQ(folder_.Files(), Names{".done/kept"});
+}
+
+// What an operator tidies away is made again.
+TEST_F(Scenario11FailingProcessor, OutlivesTheRemovalOfItsFolders) {
+  folder_.processor.answer = [](std::string_view message, void*) {
+    return message != "fails";
+  };
+  folder_.Write("process='true' deleteAfterProcess='false'");
+  fs::create_directory(folder_.in() / "sub");
+  ASSERT_TRUE(queue_.Start());
+  folder_.Put("first", "1");
+  ASSERT_TRUE(WaitFor(".done/first"));
+  for (const char* name : {".processing", ".failed", ".done"})
+    fs::remove_all(folder_.in() / name);
+  folder_.Put("sub/second", "2");
+  folder_.Put("third", "fails");
+  ASSERT_TRUE(HasReason("third", "the processor answered false"));
+  ASSERT_TRUE(WaitFor(".done/sub/second"));
+  EXPECT_TRUE(queue_.Stop(20000));
+  EXPECT_EQ(folder_.Files(), (Names{".done/sub/second", ".failed/third",
+                                    ".failed/third.reason"}));
 }
 
 // The reason does not fit on the disk; the file, which is on it, moves.
@@ -220,6 +242,11 @@ class Scenario11KilledHost : public Scenario11FailingProcessor {
   std::string Journal() const {
     return (folder_.service.path() / "journal").string();
   }
+  std::size_t JournalSize() const {
+    std::error_code missing;
+    const auto size = fs::file_size(Journal(), missing);
+    return missing ? 0 : size;
+  }
   // How often each message was begun or ended, whichever the word says.
   Numbers Count(const std::string& word) const {
     Numbers count;
@@ -243,13 +270,21 @@ class Scenario11KilledHost : public Scenario11FailingProcessor {
   }
 };
 
+// Every other host is killed somewhere between its being spawned and its being
+// at work for a while, the others between their first file and their last.
 TEST_F(Scenario11KilledHost, LosesNothingAndRepeatsNothingThatHadEnded) {
-  constexpr int kKills = 60;
-  constexpr int kFilesEach = 40;
+  constexpr int kKills = 120;
+  constexpr int kFilesEach = 20;
+  constexpr auto kWork = std::chrono::milliseconds(15);
+  const auto is_at_work = [&](std::size_t journal_before) {
+    return Eventually([&] { return JournalSize() > journal_before; });
+  };
   std::mt19937 random(20051103);
   std::set<std::string> put;
   std::set<std::string> ended;  // begun, and gone from everywhere
   Numbers begun_when_ended;
+  std::chrono::microseconds start_up{};
+  int kills_before_work = 0;
   int kills_in_the_middle = 0;
   for (int kill = 0; kill < kKills; ++kill) {
     for (int i = 0; i < kFilesEach; ++i) {
@@ -257,18 +292,25 @@ TEST_F(Scenario11KilledHost, LosesNothingAndRepeatsNothingThatHadEnded) {
       folder_.Put(name, name);
       put.insert(name);
     }
-    const std::size_t before =
-        fs::exists(Journal()) ? fs::file_size(Journal()) : 0;
+    const std::size_t before = JournalSize();
+    const auto spawned = std::chrono::steady_clock::now();
     const auto host = Host();
-    // From before the first file to behind the last.
-    ASSERT_TRUE(Eventually([&] {
-      return fs::exists(Journal()) && fs::file_size(Journal()) > before;
-    })) << folder_.service.log.Text();
-    std::this_thread::sleep_for(std::chrono::microseconds(random() % 25'000));
+    const bool is_from_spawn_on = kill % 2 == 1;
+    if (!is_from_spawn_on) {
+      ASSERT_TRUE(is_at_work(before)) << folder_.service.log.Text();
+      if (kill == 0)
+        start_up = std::chrono::duration_cast<std::chrono::microseconds>(
+            std::chrono::steady_clock::now() - spawned);
+    }
+    const std::chrono::microseconds longest =
+        kWork + (is_from_spawn_on ? start_up : start_up.zero());
+    std::this_thread::sleep_for(std::chrono::microseconds(
+        random() % static_cast<unsigned long>(longest.count())));
     Kill(*host);
 
     const std::set<std::string> in_processing = InProcessing();
     EXPECT_LE(in_processing.size(), 1u);
+    kills_before_work += JournalSize() == before ? 1 : 0;
     kills_in_the_middle += static_cast<int>(in_processing.size());
     const Numbers begun = Count("begin");
     for (const std::string& name : ended)
@@ -277,8 +319,15 @@ TEST_F(Scenario11KilledHost, LosesNothingAndRepeatsNothingThatHadEnded) {
     for (const auto& [name, times] : begun)
       if (!in_processing.contains(name) && ended.insert(name).second)
         begun_when_ended[name] = times;
+    // What was never begun is where it was put, or on its way.
+    for (const std::string& name : put)
+      EXPECT_TRUE(begun.contains(name) || in_processing.contains(name) ||
+                  folder_.Has(name) || folder_.Has(".failed/" + name))
+          << name << " is lost";
   }
-  EXPECT_GT(kills_in_the_middle, kKills / 10);  // the points were in the middle
+  // The points were where they were meant to be.
+  EXPECT_GT(kills_before_work, kKills / 12);
+  EXPECT_GT(kills_in_the_middle, kKills / 12);
 
   const auto host = Host();
   ASSERT_TRUE(Eventually([&] {
@@ -295,6 +344,8 @@ TEST_F(Scenario11KilledHost, LosesNothingAndRepeatsNothingThatHadEnded) {
         << name << " is lost";
   for (const std::string& name : ended)
     EXPECT_EQ(begun.at(name), begun_when_ended.at(name));
+  RecordProperty("kills_before_work", kills_before_work);
+  RecordProperty("kills_in_the_middle", kills_in_the_middle);
 }
 
 TEST_F(Scenario11KilledHost, GivesAFileUpOverWhichItDiesThreeTimes) {

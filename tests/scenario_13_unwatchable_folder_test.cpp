@@ -76,20 +76,43 @@ TEST_F(Scenario13UnwatchableFolder, IsPolledAsOftenAsItsOwnerSays) {
   ASSERT_TRUE(queue_.Start());
   ASSERT_TRUE(folder_.processor.WaitForMessages(1));
   EXPECT_EQ(State(), mq::QueueState::Polling);
-  // One that grows between two looks is not taken.
+  // One that looks the same in several looks while its writer rests is not
+  // taken either.
   std::ofstream grows(folder_.in() / "grows");
-  for (int i = 0; i < 6; ++i) {
-    grows << i << std::flush;
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
-  }
+  grows << "begins, " << std::flush;
+  std::this_thread::sleep_for(std::chrono::milliseconds(3500));
   EXPECT_EQ(folder_.Messages(), Names{"early"});
+  grows << "ends";
   grows.close();
   fs::create_directories(folder_.in() / "a/b");
   folder_.Put("a/b/file", "below");
   ASSERT_TRUE(folder_.processor.WaitForMessages(3));
   EXPECT_TRUE(queue_.Stop(20000));
-  EXPECT_EQ(folder_.Messages(), (Names{"012345", "below", "early"}));
+  EXPECT_EQ(folder_.Messages(), (Names{"begins, ends", "below", "early"}));
   EXPECT_EQ(folder_.Files(), Names{});
+}
+
+// It goes away with a folder further up, and another one comes at once.
+TEST_F(Scenario13UnwatchableFolder, IsWatchedAgainWhereverItIsLost) {
+  const fs::path up = folder_.service.path() / "far/up";
+  fs::create_directories(up / "in");
+  folder_.WriteAll("<directory name='in' process='true'><path>" +
+                   (up / "in").string() + "</path>" +
+                   FileQueueFolder::kProcessor + "</directory>");
+  ASSERT_TRUE(queue_.Start());
+  int round = 0;
+  for (const fs::path& moved : {up, up.parent_path()}) {
+    const std::string n = std::to_string(++round);
+    fs::rename(moved, folder_.service.path() / ("aside" + n));
+    fs::create_directories(up / "in");
+    ASSERT_TRUE(Eventually([&] {
+      return folder_.service.log.Count("'in' is back") == round;
+    })) << folder_.service.log.Text();
+    WriteTestFile(up / "in/file", n);
+    ASSERT_TRUE(folder_.processor.WaitForMessages(round));
+  }
+  EXPECT_TRUE(queue_.Stop(20000));
+  EXPECT_EQ(folder_.Messages(), (Names{"1", "2"}));
 }
 
 class Scenario13LostFolder : public Scenario13UnwatchableFolder,

@@ -54,7 +54,8 @@ KIV_API void dm_o_raw_delete(void* object);
 /* Copies from the data of an object of the same type, as dm_o_data gives it; a
  * String also from any std::string. Null empties a String and is refused by all
  * others. Object references are shared, not copied. A struct takes all fields
- * or none. Refused by DataPointer, whose pointer has an owner elsewhere. */
+ * or none, unless memory runs short midway: it then has the first ones. Refused
+ * by DataPointer, whose pointer has an owner elsewhere. */
 KIV_API bool dm_o_copy_from(void* object, const void* source);
 
 /* Borrowed: lives as long as the object. May lie at any address. */

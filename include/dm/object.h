@@ -134,7 +134,9 @@ class ObjectPtr {
   explicit ObjectPtr(const ObjectPtr<U>& other) : ObjectPtr(other.get()) {}
   ~ObjectPtr() { dm_o_inner_release(object_); }
 
-  ObjectPtr& operator=(const ObjectPtr& other) { return *this = other.object_; }
+  ObjectPtr& operator=(const ObjectPtr& other) {
+    return this == &other ? *this : *this = other.object_;
+  }
   ObjectPtr& operator=(ObjectPtr&& other) noexcept {
     // Emptied and stored before the old one dies; moving to itself changes
     // nothing.

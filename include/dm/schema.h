@@ -59,6 +59,10 @@ KIV_API void* dm_o_struct_metadata_from_uri(const char* uri, uint32_t flags);
 KIV_API void* dm_o_metadata_to_xsd(const void* metadata, unsigned options);
 /* The same under a name, which the types get when it is declared. */
 KIV_API void* dm_o_metadata_to_xsd_as(const void* metadata, const char* name);
+/* That as a file. Readers see what the file held before or all of the schema;
+ * false, and logged, also for a file that cannot be written. */
+KIV_API bool dm_o_metadata_to_xsd_file(const void* metadata, const char* name,
+                                       const char* path);
 
 #ifdef __cplusplus
 

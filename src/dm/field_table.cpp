@@ -96,6 +96,9 @@ bool FieldTable::LayOutLast() {
   field.sign = DM_SIGN_PLACED;
   if (!describing->instance_sign(metadata, &field.sign)) return false;
   field.info = InfoFromId(TypeIdOf(field.sign));
+  // Made without being told of what, it could not be constructed, nor could any
+  // instance of this type.
+  if (field.info->type_id == DM_STD_METADATA) return false;
   field.header_info = describing->instance_header_info(metadata);
   const std::uint64_t size =
       kHeaderOffset + std::uint64_t{dm_o_instance_header_size(metadata)} +

@@ -77,7 +77,7 @@ class FieldTable {
 
  private:
   // Puts the last field behind those before. False for an empty name, no
-  // metadata, no size, or no room.
+  // metadata, a type that no field can have, or no room.
   bool LayOutLast();
 
   std::vector<Field> fields_;

@@ -10,7 +10,7 @@
 namespace dm {
 namespace {
 
-constexpr std::size_t kMaxImage = 64 * 1024;
+constexpr std::size_t kMaxImage = std::size_t{64} * 1024;
 
 // Whether the constructed object is the same bytes at any address and any time.
 bool IsInert(unsigned type_id) {

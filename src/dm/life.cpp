@@ -61,6 +61,15 @@ void* RawNew(dm_sign sign, const void* arg) {
   return memory == nullptr ? nullptr : WriteHead(memory, sign, info, arg);
 }
 
+void* NewConstructed(dm_sign sign, const void* arg) {
+  void* const object = RawNew(sign, arg);
+  if (object == nullptr || ConstructWith(InfoOf(object), object, arg)) {
+    return object;
+  }
+  GiveBack(object);
+  return nullptr;
+}
+
 }  // namespace
 }  // namespace dm
 
@@ -81,15 +90,9 @@ void* dm_o_raw_new(dm_sign sign, const void* arg) {
 }
 
 void* dm_o_new(dm_sign sign, const void* arg) {
-  if (dm::IsNumber(dm::TypeIdOf(sign)) && dm::IsHeap(sign)) {
-    return dm::NewNumber(sign);
-  }
-  void* const object = dm::RawNew(sign, arg);
-  if (object == nullptr || dm::ConstructWith(dm::InfoOf(object), object, arg)) {
-    return object;
-  }
-  dm::GiveBack(object);
-  return nullptr;
+  return dm::IsNumber(dm::TypeIdOf(sign)) && dm::IsHeap(sign)
+             ? dm::NewNumber(sign)
+             : dm::NewConstructed(sign, arg);
 }
 
 void* dm_o_raw_placement_new(dm_sign sign, const void* arg, void* memory) {
@@ -170,11 +173,14 @@ void* dm_o_add_ref(void* object) {
 int32_t dm_o_inner_release(void* object) {
   if (object == nullptr) return 0;
   const std::int32_t count = dm::DecrementCount(dm::CountOf(object));
-  if (count != 0) return count;
-  if (!dm::IsNumber(dm::TypeIdOfObject(object))) {
+  if (count != 0) [[unlikely]] {
+    return count;
+  }
+  const dm_sign sign = dm::SignOf(object);
+  if (!dm::IsNumber(dm::TypeIdOf(sign))) [[unlikely]] {
     dm::AfterLastRelease(object);
-  } else {
-    dm::GiveBack(object);
+  } else if (dm::IsHeap(sign)) [[likely]] {
+    std::free(object);
   }
   return 0;
 }

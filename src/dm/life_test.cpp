@@ -297,56 +297,45 @@ struct InstanceCase {
   const char* name;
   bool value;
   bool big_value;
-  bool is_struct;
   const char* type_name;
 };
 
-class Instances : public DataTest,
-                  public testing::WithParamInterface<InstanceCase> {};
+TEST_F(Life, InstancesAreWhatTheirMetadataSays) {
+  const InstanceCase cases[] = {
+      {"int", true, false, "System.Int32"},
+      {"time", true, false, "System.DateTime"},
+      {"System.Binary", true, false, "System.Binary"},
+      {"string", false, true, "System.String"},
+      {"value_vector", false, false, "System.ValueVector"},
+      {"object_vector", false, false, "System.ObjectVector"},
+      {"data_pointer", false, false, "System.DataPointer"},
+      {"object_pointer", false, false, "System.ObjectPointer"}};
+  for (const InstanceCase& row : cases) {
+    SCOPED_TRACE(row.name);
+    void* const metadata = dm_o_get_metadata(row.name);
+    EXPECT_EQ(dm_o_is_value_type_from_metadata(metadata), row.value);
+    EXPECT_EQ(dm_o_is_big_value_type_from_metadata(metadata), row.big_value);
+    EXPECT_FALSE(dm_o_is_struct_type_from_metadata(metadata));
+    EXPECT_STREQ(dm_o_type_name_from_metadata(metadata), row.type_name);
 
-TEST_P(Instances, AreWhatTheirMetadataSays) {
-  const InstanceCase& row = GetParam();
-  void* const metadata = dm_o_get_metadata(row.name);
-  ASSERT_NE(metadata, nullptr);
-  EXPECT_EQ(dm_o_is_value_type_from_metadata(metadata), row.value);
-  EXPECT_EQ(dm_o_is_big_value_type_from_metadata(metadata), row.big_value);
-  EXPECT_EQ(dm_o_is_struct_type_from_metadata(metadata), row.is_struct);
-  EXPECT_STREQ(dm_o_type_name_from_metadata(metadata), row.type_name);
-
-  const Any object = Any::Take(dm_o_instance_from_metadata(metadata));
-  ASSERT_TRUE(object);
-  EXPECT_EQ(dm_o_get_ref(object.get()), 1);
-  EXPECT_EQ(dm_o_metadata(object.get()), metadata);
-  EXPECT_STREQ(dm_o_type_info(object.get())->type_name, row.type_name);
-  EXPECT_EQ(dm_o_is_value_type_from_object(object.get()), row.value);
-  EXPECT_EQ(dm_o_is_big_value_type_from_object(object.get()), row.big_value);
-  EXPECT_EQ(dm_o_is_struct_type_from_object(object.get()), row.is_struct);
-  EXPECT_EQ(dm_o_sizeof_from_object(object.get()),
-            8 + dm_o_instance_header_size(metadata) +
-                dm_o_instance_data_size(metadata));
-  EXPECT_EQ(Load<dm_sign>(object.get()) & 0xFFFFFF00, 0x1000u);
-  const auto placed =
-      std::make_unique<char[]>(dm_o_sizeof_from_object(object.get()) + 1);
-  void* const embedded =
-      dm_o_placement_instance_from_metadata(metadata, placed.get() + 1);
-  ASSERT_EQ(embedded, placed.get() + 1);
-  EXPECT_EQ(Load<dm_sign>(embedded) & 0xFFFFFF00, 0x1100u);
-  EXPECT_EQ(dm_o_inner_release(embedded), 0);
+    const Any object = Any::Take(dm_o_instance_from_metadata(metadata));
+    ASSERT_TRUE(object);
+    EXPECT_EQ(dm_o_get_ref(object.get()), 1);
+    EXPECT_EQ(dm_o_metadata(object.get()), metadata);
+    EXPECT_EQ(dm_o_is_value_type_from_object(object.get()), row.value);
+    EXPECT_EQ(dm_o_is_big_value_type_from_object(object.get()), row.big_value);
+    const std::size_t size = dm_o_sizeof_from_object(object.get());
+    EXPECT_EQ(size, 8 + dm_o_instance_header_size(metadata) +
+                        dm_o_instance_data_size(metadata));
+    EXPECT_EQ(Load<dm_sign>(object.get()) & 0xFFFFFF00, 0x1000u);
+    const auto placed = std::make_unique<char[]>(size + 1);
+    void* const embedded =
+        dm_o_placement_instance_from_metadata(metadata, placed.get() + 1);
+    ASSERT_EQ(embedded, placed.get() + 1);
+    EXPECT_EQ(Load<dm_sign>(embedded) & 0xFFFFFF00, 0x1100u);
+    EXPECT_EQ(dm_o_inner_release(embedded), 0);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Of, Instances,
-    testing::Values(
-        InstanceCase{"int", true, false, false, "System.Int32"},
-        InstanceCase{"time", true, false, false, "System.DateTime"},
-        InstanceCase{"System.Binary", true, false, false, "System.Binary"},
-        InstanceCase{"string", false, true, false, "System.String"},
-        InstanceCase{"value_vector", false, false, false, "System.ValueVector"},
-        InstanceCase{"object_vector", false, false, false,
-                     "System.ObjectVector"},
-        InstanceCase{"data_pointer", false, false, false, "System.DataPointer"},
-        InstanceCase{"object_pointer", false, false, false,
-                     "System.ObjectPointer"}));
 
 }  // namespace
 }  // namespace dm

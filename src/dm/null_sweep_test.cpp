@@ -123,6 +123,8 @@ TEST_F(Sweep, NullGivesNothing) {
   EXPECT_EQ(dm_o_create_instance("nobody"), nullptr);
   EXPECT_FALSE(dm_o_visit_metadata(nullptr, nullptr));
 
+  EXPECT_EQ(dm_o_metadata_to_xsd_as(nullptr, nullptr), nullptr);
+  EXPECT_FALSE(dm_o_metadata_to_xsd_file(nullptr, nullptr, nullptr));
   dm_close_memory(nullptr);
   EXPECT_EQ(dm_malloc_copy(nullptr, 0), nullptr);
   GUID guid;
@@ -158,6 +160,12 @@ TEST_F(Sweep, UnknownTypesGiveNothing) {
     EXPECT_EQ(dm_o_inner_release(dm_o_add_ref(memory)), 1);
     EXPECT_EQ(dm_o_inner_release(memory), 0);
     dm_o_raw_delete(memory);
+  }
+  for (const unsigned id : {12u, 19u, 255u, 0xFFFFFFFFu}) {
+    EXPECT_EQ(dm_o_type_info_from_id(static_cast<dm_type_id_e>(id)), nullptr);
+    EXPECT_EQ(dm_o_deletor_info_from_id(static_cast<dm_deletor_id_e>(id)),
+              nullptr);
+    EXPECT_EQ(dm_o_align_bytes_from_id(static_cast<dm_align_id_e>(id)), 0u);
   }
   for (const unsigned deletor : {3u, 15u}) {
     alignas(8) char memory[64] = {};

@@ -44,7 +44,7 @@ inline std::int32_t DecrementCount(void* count) {
   }
   const AtomicCount atomic = AtomicCountAt(count);
   // The caller holds the only reference: nobody else can be counting.
-  if (atomic.load(std::memory_order_acquire) == 1) {
+  if (atomic.load(std::memory_order_acquire) == 1) [[likely]] {
     atomic.store(0, std::memory_order_relaxed);
     return 0;
   }

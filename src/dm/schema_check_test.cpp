@@ -118,6 +118,14 @@ TEST_F(SchemaCheck, FindsTheLineBehindDeepAndMixedContent) {
                    "5 +element e: System.Int32, 12 bytes"}));
 }
 
+TEST_F(SchemaCheck, TellsOfATypeThatNoFieldCanHave) {
+  ASSERT_TRUE(dm_o_add_std_metadata(DM_STD_METADATA, "m", false));
+  EXPECT_EQ(Check("<s><complexType name='c'><sequence><element name='a' "
+                  "type='m'/></sequence></complexType></s>"),
+            (Lines{"1 -complexType c: field \"a\": no field can be a "
+                   "System.StdMetadata"}));
+}
+
 // Names of their own inside an element, and of the schema for what has none.
 TEST_F(SchemaCheck, NamesWhatWasDeclared) {
   EXPECT_EQ(Check("<s name='t'><element name='e'><simpleType name='own'>"

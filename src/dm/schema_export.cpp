@@ -9,6 +9,7 @@
 #include "dm/schema_messages.h"
 #include "dm/values.h"
 #include "kiv/dom.h"
+#include "port/file.h"
 #include "util/log_entry.h"
 
 namespace dm {
@@ -118,32 +119,45 @@ bool WriteSchema(kiv::DomDocument& document, const char* name,
   return StructWriter().Write(element, name, metadata);
 }
 
-void* Export(const void* metadata, const char* name) {
+// False, and logged, when there is no such schema.
+bool Export(const void* metadata, const char* name,
+            kiv::DomDocumentContent& content) {
   if (!dm_o_is_struct_type_from_metadata(metadata)) {
-    Refuse(message::NotAStruct());
-    return nullptr;
+    return Refuse(message::NotAStruct());
   }
   kiv::DomDocument document;
   // Without the registry the library is not started, and making a document
   // would end the process.
   if (dm_o_registry() == nullptr ||
       !kiv::DomDocument::CreateDocument(document)) {
-    Refuse(message::DocumentNotCreated());
-    return nullptr;
+    return Refuse(message::DocumentNotCreated());
   }
-  if (!WriteSchema(document, name, metadata)) return nullptr;
-  kiv::DomDocumentContent content;
+  if (!WriteSchema(document, name, metadata)) return false;
   // Marks and quotes in names take more than was counted.
-  if (!document.GetDocumentContent(content, "GB2312") ||
-      std::strlen(content.GetContent()) > kiv::DomParser::MaxBytes()) {
-    Refuse(message::ContentNotCreated());
-    return nullptr;
-  }
+  return (document.GetDocumentContent(content, "GB2312") &&
+          std::strlen(content.GetContent()) <= kiv::DomParser::MaxBytes()) ||
+         Refuse(message::ContentNotCreated());
+}
+
+void* ExportText(const void* metadata, const char* name) {
+  kiv::DomDocumentContent content;
+  if (!Export(metadata, name, content)) return nullptr;
   auto text =
       ObjectPtr<int*>::Take(dm_o_new(DM_SIGN_DEFAULT + DM_STRING, nullptr));
   return dm_o_string_assign(text.get(), content.GetContent()) ? text.Release()
                                                               : nullptr;
 }
+
+bool ExportFile(const void* metadata, const char* name, const char* path) {
+  kiv::DomDocumentContent content;
+  if (!Export(metadata, name, content)) return false;
+  if (kiv::port::ReplaceFileText(path, content.GetContent())) return true;
+  const int error = kiv::port::LastError();
+  return Refuse(
+      message::FileNotWritten(Shown(path), kiv::port::ErrorText(error)));
+}
+
+bool IsText(const char* text) { return text != nullptr && *text != '\0'; }
 
 }  // namespace
 }  // namespace dm
@@ -151,14 +165,21 @@ void* Export(const void* metadata, const char* name) {
 void* dm_o_metadata_to_xsd(const void* metadata, unsigned options) try {
   if (options != 0) return nullptr;
   const char* const name = dm_o_type_name_from_metadata(metadata);
-  return dm::Export(metadata, name == nullptr ? "" : name);
+  return dm::ExportText(metadata, name == nullptr ? "" : name);
 } catch (const std::exception&) {
   return nullptr;
 }
 
 void* dm_o_metadata_to_xsd_as(const void* metadata, const char* name) try {
-  return name == nullptr || *name == '\0' ? nullptr
-                                          : dm::Export(metadata, name);
+  return dm::IsText(name) ? dm::ExportText(metadata, name) : nullptr;
 } catch (const std::exception&) {
   return nullptr;
+}
+
+bool dm_o_metadata_to_xsd_file(const void* metadata, const char* name,
+                               const char* path) try {
+  return dm::IsText(name) && dm::IsText(path) &&
+         dm::ExportFile(metadata, name, path);
+} catch (const std::exception&) {
+  return false;
 }

@@ -1,5 +1,4 @@
 // Struct types as schemas, and back.
-#include <cstdlib>
 #include <random>
 #include <vector>
 
@@ -89,6 +88,24 @@ TEST_F(SchemaExport, GivesTheNameThatIsAskedFor) {
             ShownType(type.get()));
   EXPECT_EQ(dm_o_metadata_to_xsd_as(type.get(), ""), nullptr);
   EXPECT_EQ(dm_o_metadata_to_xsd_as(type.get(), nullptr), nullptr);
+}
+
+TEST_F(SchemaExport, WritesAFileWholeOrNotAtAll) {
+  const StructPtr type = With("a", dm_o_int32_metadata());
+  kiv::WriteTestFile("types.xsd", "old");
+  const StructPtr unwritten = With("a", dm_o_guid_metadata());
+  EXPECT_FALSE(dm_o_metadata_to_xsd_file(unwritten.get(), "T", "types.xsd"));
+  EXPECT_EQ(kiv::ReadTestFile("types.xsd"), "old");
+  ASSERT_TRUE(dm_o_metadata_to_xsd_file(type.get(), "T", "types.xsd"));
+  EXPECT_EQ(kiv::ReadTestFile("types.xsd"),
+            TextOf(Any::Take(dm_o_metadata_to_xsd_as(type.get(), "T")).get()));
+  const std::string before = Logged();
+  EXPECT_FALSE(dm_o_metadata_to_xsd_file(type.get(), "T", "no/types.xsd"));
+  EXPECT_NE(Logged().find("'no/types.xsd'", before.size()), std::string::npos);
+  for (const char* const path : {"", (const char*)nullptr}) {
+    EXPECT_FALSE(dm_o_metadata_to_xsd_file(type.get(), "T", path));
+    EXPECT_FALSE(dm_o_metadata_to_xsd_file(type.get(), path, "types.xsd"));
+  }
 }
 
 TEST_F(SchemaExport, RefusesOptionsWithoutAWord) {
@@ -237,13 +254,6 @@ TEST_F(SchemaExport, ComesBackThreeLevelsDeepFromAFile) {
             "x@0+9 System.Byte;"
             "a@9+72{b@0+56{c@0+40 System.Binary;};};"
             "y@81+40 System.String;");
-}
-
-unsigned FromEnvironment(const char* name, unsigned otherwise) {
-  const char* const text = std::getenv(name);
-  return text == nullptr
-             ? otherwise
-             : static_cast<unsigned>(std::strtoul(text, nullptr, 10));
 }
 
 void ExpectComesBack(unsigned seed) {

@@ -15,10 +15,35 @@ constexpr char kElementRef[] =
     "dm_o_metadata_from_schema_element \xB2\xBB\xD6\xA7\xB3\xD6 \xD3\xD0 ref "
     "\xCA\xF4\xD0\xD4\xB5\xC4 element \xB1\xEA\xC7\xA9.";
 
+// The constructs of a schema.
+std::string Restricts(const std::string& base) {
+  return "<restriction base='" + base + "'/>";
+}
+std::string Simple(const std::string& name, const std::string& base) {
+  return "<simpleType name='" + name + "'>" + Restricts(base) + "</simpleType>";
+}
+std::string Complex(const std::string& name, const std::string& inside) {
+  return "<complexType name='" + name + "'>" + inside + "</complexType>";
+}
+std::string Record(const std::string& name, const std::string& fields = "") {
+  return Complex(name, "<sequence>" + fields + "</sequence>");
+}
+std::string Extends(const std::string& base, const std::string& inside = "") {
+  return "<simpleContent><extension base='" + base + "'>" + inside +
+         "</extension></simpleContent>";
+}
+// A field, or a declaration of its own.
+std::string Element(const std::string& name, const std::string& type) {
+  return "<element name='" + name + "' type='" + type + "'/>";
+}
+std::string ElementOf(const std::string& name, const std::string& inside) {
+  return "<element name='" + name + "'>" + inside + "</element>";
+}
+
 // What is registered under the name "t" after a schema was declared.
 struct DeclareCase {
   const char* name;
-  const char* declarations;
+  std::string declarations;
   bool done;
   // As ShownType says of a struct, else the type name; null: nothing.
   const char* type;
@@ -32,298 +57,155 @@ TEST_P(Declaration, RegistersOrRefuses) {
   const DeclareCase& row = GetParam();
   EXPECT_EQ(Declare(row.declarations, row.replace), row.done);
   void* const type = dm_o_get_metadata("t");
-  if (row.type == nullptr) {
-    EXPECT_EQ(type, nullptr);
-    return;
-  }
-  ASSERT_NE(type, nullptr);
+  ASSERT_EQ(type != nullptr, row.type != nullptr);
+  if (type == nullptr) return;
   EXPECT_EQ(dm_o_is_struct_type_from_metadata(type)
                 ? ShownType(type)
                 : dm_o_type_name_from_metadata(type),
             row.type);
 }
 
-#define RESTRICTS(base) "<restriction base='" base "'/>"
-#define EXTENDS(base, inside)                         \
-  "<simpleContent><extension base='" base "'>" inside \
-  "</extension></simpleContent>"
+constexpr bool kReplace = true;
 
-INSTANTIATE_TEST_SUITE_P(
-    SimpleType, Declaration,
-    testing::Values(
-        DeclareCase{"Restriction",
-                    "<xsd:simpleType name='t'>" RESTRICTS(
-                        "xsd:int") "</xsd:simpleType>",
-                    true, "System.Int32"},
-        DeclareCase{"FirstRestrictionDecides",
-                    "<simpleType name='t'><annotation/>" RESTRICTS("x:short")
-                        RESTRICTS("int") "</simpleType>",
-                    true, "System.Int16"},
-        DeclareCase{"FacetsArePassedOver",
-                    "<simpleType name='t'><restriction base='string'>"
-                    "<maxLength value='3'/></restriction></simpleType>",
-                    true, "System.String"},
-        DeclareCase{"NoRestriction",
-                    "<simpleType name='t'><list/></simpleType>", false,
-                    nullptr},
-        DeclareCase{"NoBase",
-                    "<simpleType name='t'>" RESTRICTS("") "</simpleType>",
-                    false, nullptr},
-        DeclareCase{"OnlyAPrefix",
-                    "<simpleType name='t'>" RESTRICTS("xsd:") "</simpleType>",
-                    false, nullptr},
-        DeclareCase{
-            "UnknownBase",
-            "<simpleType name='t'>" RESTRICTS("decimal") "</simpleType>", false,
-            nullptr},
-        DeclareCase{
-            "NameNotUnderItsSchemaName",
-            "<simpleType name='t'>" RESTRICTS("hexBinary") "</simpleType>",
-            false, nullptr},
-        DeclareCase{"CaseCounts",
-                    "<simpleType name='t'>" RESTRICTS("Int") "</simpleType>",
-                    false, nullptr},
-        DeclareCase{"TagCaseCounts",
-                    "<SimpleType name='t'>" RESTRICTS("int") "</SimpleType>",
-                    true, nullptr},
-        DeclareCase{"NoName", "<simpleType>" RESTRICTS("int") "</simpleType>",
-                    false, nullptr},
-        DeclareCase{"TakenName",
-                    "<simpleType name='t'>" RESTRICTS(
-                        "int") "</simpleType>"
-                               "<simpleType name='t'>" RESTRICTS(
-                                   "long") "</simpleType>",
-                    false, "System.Int32"},
-        DeclareCase{"ReplacedName",
-                    "<simpleType name='t'>" RESTRICTS(
-                        "int") "</simpleType>"
-                               "<simpleType name='t'>" RESTRICTS(
-                                   "long") "</simpleType>",
-                    true, "System.Int64", true},
-        DeclareCase{
-            "ReplacedByItself",
-            "<simpleType name='t'>" RESTRICTS(
-                "int") "</simpleType>"
-                       "<simpleType name='t'>" RESTRICTS("t") "</simpleType>",
-            true, "System.Int32", true}),
-    [](const auto& row) { return row.param.name; });
+std::vector<DeclareCase> SimpleTypes() {
+  return {
+      {"Restriction",
+       "<xsd:simpleType name='t'>" + Restricts("xsd:int") + "</xsd:simpleType>",
+       true, "System.Int32"},
+      {"FirstRestrictionDecides",
+       "<simpleType name='t'><annotation/>" + Restricts("x:short") +
+           Restricts("int") + "</simpleType>",
+       true, "System.Int16"},
+      {"FacetsArePassedOver",
+       "<simpleType name='t'><restriction base='string'>"
+       "<maxLength value='3'/></restriction></simpleType>",
+       true, "System.String"},
+      {"NoRestriction", "<simpleType name='t'><list/></simpleType>", false,
+       nullptr},
+      {"NoBase", Simple("t", ""), false, nullptr},
+      {"OnlyAPrefix", Simple("t", "xsd:"), false, nullptr},
+      {"UnknownBase", Simple("t", "decimal"), false, nullptr},
+      {"NotUnderItsSchemaName", Simple("t", "hexBinary"), false, nullptr},
+      {"CaseCounts", Simple("t", "Int"), false, nullptr},
+      {"NoName", Simple("", "int"), false, nullptr},
+      {"Taken", Simple("t", "int") + Simple("t", "long"), false,
+       "System.Int32"},
+      {"Replaced", Simple("t", "int") + Simple("t", "long"), true,
+       "System.Int64", kReplace},
+      {"ReplacedByItself", Simple("t", "int") + Simple("t", "t"), true,
+       "System.Int32", kReplace},
+  };
+}
 
-INSTANTIATE_TEST_SUITE_P(
-    ComplexType, Declaration,
-    testing::Values(
-        DeclareCase{"Sequence",
-                    "<xsd:complexType name='t'><xsd:sequence>"
-                    "<xsd:element name='a' type='xsd:byte'/>"
-                    "<other name='no' type='int'/>"
-                    "<xsd:element name='b' type='double'/>"
-                    "</xsd:sequence></xsd:complexType>",
-                    true, "a@0+9 System.Byte;b@9+16 System.Double;"},
-        DeclareCase{"EmptySequence",
-                    "<complexType name='t'><sequence/></complexType>", true,
-                    ""},
-        DeclareCase{"TwoFieldsOfOneName",
-                    "<complexType name='t'><sequence><element name='a' "
-                    "type='byte'/><element name='a' type='int'/></sequence>"
-                    "</complexType>",
-                    true, "a@0+9 System.Byte;a@9+12 System.Int32;"},
-        DeclareCase{
-            "SimpleFieldType",
-            "<complexType name='t'><sequence><element name='a'>"
-            "<simpleType>" RESTRICTS("short") "</simpleType></element>"
-                                              "</sequence></complexType>",
-            true, "a@0+10 System.Int16;"},
-        DeclareCase{
-            "SimpleBeforeComplexFieldType",
-            "<complexType name='t'><sequence><element name='a'>"
-            "<complexType><sequence/></complexType>"
-            "<simpleType>" RESTRICTS("short") "</simpleType></element>"
-                                              "</sequence></complexType>",
-            true, "a@0+10 System.Int16;"},
-        DeclareCase{"StructInside",
-                    "<complexType name='t'><sequence><element name='a'>"
-                    "<complexType><sequence><element name='b' type='byte'/>"
-                    "</sequence></complexType></element></sequence>"
-                    "</complexType>",
-                    true, "a@0+25{b@0+9 System.Byte;};"},
-        DeclareCase{"OccurrencesAreNotRead",
-                    "<complexType name='t'><sequence><element name='a' "
-                    "type='byte' minOccurs='0' maxOccurs='9' default='7'/>"
-                    "</sequence></complexType>",
-                    true, "a@0+9 System.Byte;"},
-        DeclareCase{"OneBeforeItIsKnown",
-                    "<complexType name='u'><sequence/></complexType>"
-                    "<complexType name='t'><sequence><element name='a' "
-                    "type='tns:u'/></sequence></complexType>",
-                    true, "a@0+16{};"},
-        DeclareCase{"OneBehindItIsNot",
-                    "<complexType name='t'><sequence><element name='a' "
-                    "type='u'/></sequence></complexType>"
-                    "<complexType name='u'><sequence/></complexType>",
-                    false, nullptr},
-        DeclareCase{"ItselfIsNot",
-                    "<complexType name='t'><sequence><element name='a' "
-                    "type='t'/></sequence></complexType>",
-                    false, nullptr},
-        DeclareCase{"FieldWithoutName",
-                    "<complexType name='t'><sequence><element type='int'/>"
-                    "</sequence></complexType>",
-                    false, nullptr},
-        DeclareCase{"FieldWithoutType",
-                    "<complexType name='t'><sequence><element name='a'/>"
-                    "</sequence></complexType>",
-                    false, nullptr},
-        DeclareCase{
-            "FieldOfSimpleContent",
-            "<complexType name='t'><sequence><element name='a'>"
-            "<complexType>" EXTENDS("int",
-                                    "") "</complexType>"
-                                        "</element></sequence></complexType>",
-            false, nullptr},
-        DeclareCase{"Taken",
-                    "<complexType name='t'><sequence/></complexType>"
-                    "<complexType name='t'><sequence><element name='a' "
-                    "type='int'/></sequence></complexType>",
-                    false, ""},
-        DeclareCase{"Replaced",
-                    "<complexType name='t'><sequence/></complexType>"
-                    "<complexType name='t'><sequence><element name='a' "
-                    "type='byte'/></sequence></complexType>",
-                    true, "a@0+9 System.Byte;", true},
-        // The old one is gone before the fields of the new one are read.
-        DeclareCase{"ReplacedByARefusedOne",
-                    "<complexType name='t'><sequence/></complexType>"
-                    "<complexType name='t'><sequence><element name='a' "
-                    "type='t'/></sequence></complexType>",
-                    false, nullptr, true},
-        DeclareCase{
-            "Extension",
-            "<complexType name='t'>" EXTENDS("xsd:float", "") "</complexType>",
-            true, "System.Float"},
-        DeclareCase{
-            "ExtensionBeforeSequence",
-            "<complexType name='t'><sequence/>" EXTENDS("float",
-                                                        "") "</complexType>",
-            true, "System.Float"},
-        DeclareCase{
-            "ExtensionWithAttribute",
-            "<complexType name='t'>" EXTENDS(
-                "float", "<attribute name='u' type='x'/>") "</complexType>",
-            true, "System.Float"},
-        DeclareCase{"AttributeWithoutType",
-                    "<complexType name='t'>" EXTENDS(
-                        "float", "<attribute name='u'/>") "</complexType>",
-                    false, nullptr},
-        DeclareCase{
-            "AttributeWithoutName",
-            "<complexType name='t'><sequence/>" EXTENDS(
-                "float", "<attribute name='' type='x'/>") "</complexType>",
-            false, nullptr},
-        DeclareCase{
-            "OnlyTheFirstAttributeCounts",
-            "<complexType name='t'>" EXTENDS(
-                "float",
-                "<attribute name='u' type='x'/><attribute/>") "</complexType>",
-            true, "System.Float"},
-        DeclareCase{
-            "ExtensionOfNothingLeavesTheSequence",
-            "<complexType name='t'>" EXTENDS("",
-                                             "") "<sequence/></complexType>",
-            true, ""},
-        DeclareCase{
-            "ExtensionOfUnknown",
-            "<complexType name='t'>" EXTENDS("u",
-                                             "") "<sequence/></complexType>",
-            false, nullptr},
-        DeclareCase{"Choice", "<complexType name='t'><choice/></complexType>",
-                    false, nullptr}),
-    [](const auto& row) { return row.param.name; });
+std::vector<DeclareCase> ComplexTypes() {
+  const std::string a = Element("a", "byte");
+  return {
+      {"Sequence",
+       "<xsd:complexType name='t'><xsd:sequence>"
+       "<xsd:element name='a' type='xsd:byte' minOccurs='0' default='7'/>"
+       "<other name='no' type='int'/><xsd:element name='b' type='double'/>"
+       "</xsd:sequence></xsd:complexType>",
+       true, "a@0+9 System.Byte;b@9+16 System.Double;"},
+      {"EmptySequence", Record("t"), true, ""},
+      {"TwoFieldsOfOneName", Record("t", a + Element("a", "int")), true,
+       "a@0+9 System.Byte;a@9+12 System.Int32;"},
+      {"SimpleBeforeComplexFieldType",
+       Record("t", ElementOf("a", Record("") + Simple("", "short"))), true,
+       "a@0+10 System.Int16;"},
+      {"RecordInside", Record("t", ElementOf("b", Record("", a))), true,
+       "b@0+25{a@0+9 System.Byte;};"},
+      {"OneBeforeItIsKnown", Record("u") + Record("t", Element("a", "tns:u")),
+       true, "a@0+16{};"},
+      {"OneBehindItIsNot", Record("t", Element("a", "u")) + Record("u"), false,
+       nullptr},
+      {"ItselfIsNot", Record("t", Element("a", "t")), false, nullptr},
+      {"FieldWithoutName", Record("t", "<element type='int'/>"), false,
+       nullptr},
+      {"FieldWithoutType", Record("t", "<element name='a'/>"), false, nullptr},
+      {"FieldOfSimpleContent",
+       Record("t", ElementOf("a", Complex("", Extends("int")))), false,
+       nullptr},
+      {"Taken", Record("t") + Record("t", a), false, ""},
+      {"Replaced", Record("t") + Record("t", a), true, "a@0+9 System.Byte;",
+       kReplace},
+      // The old one is gone before the fields of the new one are read.
+      {"ReplacedByARefusedOne", Record("t") + Record("t", Element("a", "t")),
+       false, nullptr, kReplace},
+      {"ExtensionBeforeSequence",
+       Complex("t", "<sequence/>" + Extends("xsd:float")), true,
+       "System.Float"},
+      {"ExtensionWithAttribute",
+       Complex("t",
+               Extends("float", "<attribute name='u' type='x'/><attribute/>")),
+       true, "System.Float"},
+      {"AttributeWithoutType",
+       Complex("t", Extends("float", "<attribute name='u'/>")), false, nullptr},
+      {"AttributeWithoutName",
+       Complex("t", "<sequence/>" +
+                        Extends("float", "<attribute name='' type='x'/>")),
+       false, nullptr},
+      {"ExtensionOfNothingLeavesTheSequence",
+       Complex("t", Extends("") + "<sequence/>"), true, ""},
+      {"ExtensionOfUnknown", Complex("t", Extends("u") + "<sequence/>"), false,
+       nullptr},
+      {"Choice", Complex("t", "<choice/>"), false, nullptr},
+  };
+}
 
-INSTANTIATE_TEST_SUITE_P(
-    Element, Declaration,
-    testing::Values(
-        DeclareCase{"Alias", "<element name='t' type='xsd:dateTime'/>", true,
-                    "System.DateTime"},
-        DeclareCase{"UnknownType",
-                    "<element name='t' type='u'><simpleType>" RESTRICTS(
-                        "int") "</simpleType></element>",
-                    false, nullptr},
-        DeclareCase{"NoName", "<element type='int'/>", false, nullptr},
-        DeclareCase{"Simple",
-                    "<element name='t'><simpleType>" RESTRICTS(
-                        "int") "</simpleType></element>",
-                    true, "System.Int32"},
-        DeclareCase{"Complex",
-                    "<element name='t'><complexType><sequence/></complexType>"
-                    "</element>",
-                    true, ""},
-        DeclareCase{"EmptyTypeIsUnknown",
-                    "<element name='t' type=''><complexType><sequence/>"
-                    "</complexType></element>",
-                    false, nullptr},
-        DeclareCase{"PrefixAloneIsUnknown",
-                    "<element name='t' type='xsd:'><complexType><sequence/>"
-                    "</complexType></element>",
-                    false, nullptr},
-        DeclareCase{"SimpleBeforeComplex",
-                    "<element name='t'><complexType><sequence/></complexType>"
-                    "<simpleType>" RESTRICTS("int") "</simpleType></element>",
-                    true, "System.Int32"},
-        DeclareCase{
-            "EverySimple",
-            "<element name='t'><simpleType>" RESTRICTS(
-                "int") "</simpleType><simpleType>" RESTRICTS("long") "</"
-                                                                     "simpleTyp"
-                                                                     "e></"
-                                                                     "element>",
-            false, "System.Int32"},
-        DeclareCase{
-            "EverySimpleReplacing",
-            "<element name='t'><simpleType>" RESTRICTS(
-                "int") "</simpleType><simpleType>" RESTRICTS("long") "</"
-                                                                     "simpleTyp"
-                                                                     "e></"
-                                                                     "element>",
-            true, "System.Int64", true},
-        DeclareCase{"OwnNameBeforeTheElements",
-                    "<element name='e'><simpleType name='t'>" RESTRICTS(
-                        "int") "</simpleType></element>",
-                    true, "System.Int32"},
-        DeclareCase{"NoType", "<element name='t'/>", false, nullptr},
-        DeclareCase{"Reference", "<element name='t' ref='int'/>", false,
-                    nullptr}),
-    [](const auto& row) { return row.param.name; });
+std::vector<DeclareCase> Elements() {
+  const std::string two = Simple("", "int") + Simple("", "long");
+  return {
+      {"Alias", Element("t", "xsd:dateTime"), true, "System.DateTime"},
+      {"UnknownType", "<element name='t' type='u'>" + two + "</element>", false,
+       nullptr},
+      {"EmptyTypeIsUnknown",
+       "<element name='t' type=''>" + Record("") + "</element>", false,
+       nullptr},
+      {"NoName", "<element type='int'/>", false, nullptr},
+      {"Complex", ElementOf("t", Record("")), true, ""},
+      {"SimpleBeforeComplex", ElementOf("t", Record("") + Simple("", "int")),
+       true, "System.Int32"},
+      {"EverySimple", ElementOf("t", two), false, "System.Int32"},
+      {"EverySimpleReplacing", ElementOf("t", two), true, "System.Int64",
+       kReplace},
+      {"OwnNameBeforeTheElements", ElementOf("e", Simple("t", "int")), true,
+       "System.Int32"},
+      {"NoType", "<element name='t'/>", false, nullptr},
+      {"Reference", "<element name='t' ref='int'/>", false, nullptr},
+  };
+}
 
-INSTANTIATE_TEST_SUITE_P(
-    Order, Declaration,
-    testing::Values(
-        DeclareCase{"Groups",
-                    "<element name='t' type='c'/>"
-                    "<complexType name='c'><sequence><element name='a' "
-                    "type='s'/></sequence></complexType>"
-                    "<simpleType name='s'>" RESTRICTS("byte") "</simpleType>",
-                    true, "a@0+9 System.Byte;"},
-        DeclareCase{"AllOfAGroupAreTried",
-                    "<element/><element name='t' type='int'/>", false,
-                    "System.Int32"},
-        DeclareCase{"NoGroupBehindAFailedSimpleType",
-                    "<simpleType/><complexType name='t'><sequence/>"
-                    "</complexType>",
-                    false, nullptr},
-        DeclareCase{"NoElementsBehindAFailedComplexType",
-                    "<complexType/><element name='t' type='int'/>", false,
-                    nullptr},
-        DeclareCase{"NothingToDeclare", "<include/>text", true, nullptr},
-        DeclareCase{"NotBelowOthers",
-                    "<redefine><element name='t' type='int'/></redefine>", true,
-                    nullptr}),
-    [](const auto& row) { return row.param.name; });
+std::vector<DeclareCase> Orders() {
+  return {
+      {"Groups",
+       Element("t", "c") + Record("c", Element("a", "s")) + Simple("s", "byte"),
+       true, "a@0+9 System.Byte;"},
+      {"AllOfAGroupAreTried", "<element/>" + Element("t", "int"), false,
+       "System.Int32"},
+      {"NoGroupBehindAFailedSimpleType", "<simpleType/>" + Record("t"), false,
+       nullptr},
+      {"NoElementsBehindAFailedComplexType",
+       "<complexType/>" + Element("t", "int"), false, nullptr},
+      {"NothingToDeclare", "<include/>text", true, nullptr},
+      {"NotBelowOthers", "<redefine>" + Element("t", "int") + "</redefine>",
+       true, nullptr},
+  };
+}
+
+constexpr auto kRowName = [](const auto& row) { return row.param.name; };
+INSTANTIATE_TEST_SUITE_P(SimpleType, Declaration,
+                         testing::ValuesIn(SimpleTypes()), kRowName);
+INSTANTIATE_TEST_SUITE_P(ComplexType, Declaration,
+                         testing::ValuesIn(ComplexTypes()), kRowName);
+INSTANTIATE_TEST_SUITE_P(Element, Declaration, testing::ValuesIn(Elements()),
+                         kRowName);
+INSTANTIATE_TEST_SUITE_P(Order, Declaration, testing::ValuesIn(Orders()),
+                         kRowName);
 
 using SchemaImport = SchemaTest;
 
 TEST_F(SchemaImport, AnElementIsAnotherNameOfTheSameType) {
-  ASSERT_TRUE(
-      Declare("<complexType name='Person'><sequence/></complexType>"
-              "<element name='owner' type='Person'/>"));
+  ASSERT_TRUE(Declare(Record("Person") + Element("owner", "Person")));
   EXPECT_EQ(dm_o_get_metadata("owner"), dm_o_get_metadata("Person"));
   EXPECT_EQ(dm_o_get_ref(dm_o_get_metadata("owner")), 2);
 }
@@ -332,10 +214,8 @@ TEST_F(SchemaImport, AnElementIsAnotherNameOfTheSameType) {
 // or "\".
 TEST_F(SchemaImport, TakesChineseNames) {
   ASSERT_TRUE(
-      Declare("<complexType name='\xB6\xA9\xB5\xA5'><sequence>"
-              "<element name='\x95\x7C\x81\x5C' type='int'/>"
-              "</sequence></complexType>"
-              "<element name='e' type='x:\xB6\xA9\xB5\xA5'/>"));
+      Declare(Record("\xB6\xA9\xB5\xA5", Element("\x95\x7C\x81\x5C", "int")) +
+              Element("e", "x:\xB6\xA9\xB5\xA5")));
   EXPECT_EQ(ShownType(dm_o_get_metadata("\xB6\xA9\xB5\xA5")),
             "\x95\x7C\x81\x5C@0+12 System.Int32;");
   EXPECT_EQ(dm_o_get_metadata("e"), dm_o_get_metadata("\xB6\xA9\xB5\xA5"));
@@ -356,7 +236,7 @@ TEST_F(SchemaImport, LogsEveryReferenceAndNothingElse) {
 
 TEST_F(SchemaImport, BuildsWithoutANameWhatAnElementStandsFor) {
   dm_registry_t* const registry = dm_o_registry();
-  const auto type_of = [&](const char* text) {
+  const auto type_of = [&](const std::string& text) {
     const Any type =
         Any::Take(dm_o_metadata_from_schema_element(registry, Parse(text), 0));
     if (!type) return std::string("(none)");
@@ -367,10 +247,8 @@ TEST_F(SchemaImport, BuildsWithoutANameWhatAnElementStandsFor) {
   EXPECT_EQ(type_of("<e type='xsd:long' ref='x'/>"), "System.Int64");
   EXPECT_EQ(type_of("<e type='x'/>"), "(none)");
   EXPECT_EQ(type_of("<e type='hexBinary'/>"), "(none)");
-  EXPECT_EQ(type_of("<e><simpleType>" RESTRICTS("byte") "</simpleType></e>"),
-            "System.Byte");
-  EXPECT_EQ(type_of("<e><complexType><sequence><element name='a' type='byte'/>"
-                    "</sequence></complexType></e>"),
+  EXPECT_EQ(type_of(ElementOf("e", Simple("", "byte"))), "System.Byte");
+  EXPECT_EQ(type_of(ElementOf("e", Record("", Element("a", "byte")))),
             "a@0+9 System.Byte;");
   EXPECT_EQ(type_of("<e/>"), "(none)");
   EXPECT_EQ(LogText(), "");
@@ -379,7 +257,7 @@ TEST_F(SchemaImport, BuildsWithoutANameWhatAnElementStandsFor) {
 
   // The caller's reference is one of its own.
   void* const shared = dm_o_metadata_from_schema_simpleType(
-      registry, {}, Parse("<s>" RESTRICTS("int") "</s>"));
+      registry, {}, Parse(Simple("", "int")));
   EXPECT_EQ(shared, dm_o_int32_metadata());
   const int count = dm_o_get_ref(shared);
   dm_o_inner_release(shared);
@@ -388,27 +266,23 @@ TEST_F(SchemaImport, BuildsWithoutANameWhatAnElementStandsFor) {
 
 TEST_F(SchemaImport, BuildsStructsOnly) {
   dm_registry_t* const registry = dm_o_registry();
-  ASSERT_TRUE(Declare("<complexType name='known'><sequence/></complexType>"));
-  const auto from_element = [&](const char* text) {
+  ASSERT_TRUE(Declare(Record("known")));
+  const auto from_element = [&](const std::string& text) {
     return StructPtr::Take(
         dm_o_struct_metadata_from_schema_element(registry, Parse(text), 0));
   };
   EXPECT_EQ(from_element("<e type='known'/>").get(),
             dm_o_get_metadata("known"));
   EXPECT_FALSE(from_element("<e type='int'/>"));
-  EXPECT_FALSE(
-      from_element("<e><simpleType>" RESTRICTS("int") "</simpleType></e>"));
-  const char kComplex[] =
-      "<c name='unused'><sequence><element name='a' type='byte'/></sequence>"
-      "</c>";
+  EXPECT_FALSE(from_element(ElementOf("e", Simple("", "int"))));
   const auto complex =
       StructPtr::Take(dm_o_struct_metadata_from_schema_complexType(
-          registry, {}, Parse(kComplex), 0));
+          registry, {}, Parse(Record("unused", Element("a", "byte"))), 0));
   EXPECT_EQ(ShownType(complex.get()), "a@0+9 System.Byte;");
   EXPECT_EQ(dm_o_get_ref(complex.get()), 1);
   EXPECT_EQ(dm_o_get_metadata("unused"), nullptr);
   EXPECT_EQ(dm_o_struct_metadata_from_schema_complexType(
-                registry, {}, Parse("<c>" EXTENDS("known", "") "</c>"), 0),
+                registry, {}, Parse(Complex("c", Extends("known"))), 0),
             nullptr);
   const auto sequence =
       StructPtr::Take(dm_o_struct_metadata_from_schema_sequence(
@@ -425,15 +299,13 @@ TEST_F(SchemaImport, BuildsTheElementThatTheSchemaIsNamedAfter) {
     return built ? ShownType(built.get()) : "(none)";
   };
   const std::string record =
-      "<element name='r'><complexType><sequence><element name='a' "
-      "type='hexBinary'/></sequence></complexType></element>";
+      ElementOf("r", Record("", Element("a", "hexBinary")));
   EXPECT_EQ(build("id='r'", "<element name='q' type='int'/>" + record),
             "a@0+40 System.Binary;");
   EXPECT_EQ(build("", record), "(none)");
   EXPECT_EQ(build("id=''", "<element name='' type='int'/>" + record), "(none)");
   EXPECT_EQ(build("id='q'", record), "(none)");
-  EXPECT_EQ(build("id='r'", "<complexType name='r'><sequence/></complexType>"),
-            "(none)");
+  EXPECT_EQ(build("id='r'", Record("r")), "(none)");
   EXPECT_EQ(build("id='r'", "<element name='r' type='int'/>"), "(none)");
   EXPECT_EQ(build("id='r'", "<element name='r'/>" + record), "(none)");
   EXPECT_EQ(dm_o_get_metadata("r"), nullptr);
@@ -498,15 +370,11 @@ TEST_F(SchemaImport, AnswersFalseToNothing) {
 // --- Schemas that mean harm --------------------------------------------------
 
 std::string Doubling(unsigned levels) {
-  std::string text =
-      "<complexType name='d0'><sequence><element name='a' "
-      "type='double'/></sequence></complexType>";
+  std::string text = Record("d0", Element("a", "double"));
   for (unsigned i = 1; i <= levels; ++i) {
     const std::string before = "d" + std::to_string(i - 1);
-    text += "<complexType name='d" + std::to_string(i) +
-            "'><sequence><element name='a' type='" + before +
-            "'/><element name='b' type='" + before +
-            "'/></sequence></complexType>";
+    text += Record("d" + std::to_string(i),
+                   Element("a", before) + Element("b", before));
   }
   return text;
 }
@@ -519,11 +387,11 @@ TEST_F(SchemaImport, StopsTypesThatOutgrowMemory) {
 }
 
 TEST_F(SchemaImport, TakesManyFieldsAndManyTypes) {
-  std::string text = "<complexType name='wide'><sequence>";
-  for (int i = 0; i < 50'000; ++i) text += "<element name='a' type='int'/>";
-  text += "</sequence></complexType>";
+  std::string fields;
+  for (int i = 0; i < 50'000; ++i) fields += Element("a", "int");
+  std::string text = Record("wide", fields);
   for (int i = 0; i < 20'000; ++i) {
-    text += "<element name='e" + std::to_string(i) + "' type='wide'/>";
+    text += Element("e" + std::to_string(i), "wide");
   }
   EXPECT_TRUE(Declare(text));
   EXPECT_EQ(dm_o_struct_metadata_field_count(dm_o_get_metadata("e19999")),

@@ -36,6 +36,11 @@ std::string ContentNotCreated() {
   return "dm::metadata_to_xsd_record 错误，创建 Dom 文档的内容失败。";
 }
 
+std::string FileNotWritten(const std::string& path, const std::string& reason) {
+  return "dm::metadata_to_xsd_record 错误，写入文件 '" + path + "' 失败。" +
+         reason;
+}
+
 std::string ComplexTypeNotCreated() {
   return "dm::struct_to_xsd_record 错误，创建 complexType 节点失败。";
 }

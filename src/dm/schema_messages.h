@@ -16,6 +16,7 @@ std::string SchemaNotCreated();
 std::string IdNotSet(const std::string& name);
 std::string RootElementNotCreated();
 std::string ContentNotCreated();
+std::string FileNotWritten(const std::string& path, const std::string& reason);
 
 std::string ComplexTypeNotCreated();
 std::string SequenceNotCreated();

@@ -46,6 +46,15 @@ bool HasWholeAttribute(const DomElement& extension) {
           attribute.Attribute("type", text));
 }
 
+// Why a struct did not take a field.
+const char* ReasonOfNoField(const std::string& name, const MetadataPtr& type) {
+  if (name.empty()) return "it must have one";
+  const dm_type_info_t* const info = dm_o_type_info_from_metadata(type.get());
+  return info->type_id == DM_STD_METADATA
+             ? "no field can be a System.StdMetadata"
+             : "structs are nested too deep, or larger than 4 GiB";
+}
+
 }  // namespace
 
 const dm_type_info_t* InfoFromSchemaName(const std::string& name) {
@@ -271,8 +280,7 @@ bool SchemaReader::AppendField(void* structure, const DomElement& element) {
     if (dm_o_struct_metadata_append(structure, name.c_str(), type.get())) {
       return true;
     }
-    Refuse(name.empty() ? "it must have one"
-                        : "structs are nested too deep, or larger than 4 GiB");
+    Refuse(ReasonOfNoField(name, type));
   }
   if (is_first && reason_.size() < kLongReason) {
     reason_ =

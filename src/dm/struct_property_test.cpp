@@ -13,13 +13,6 @@
 namespace dm {
 namespace {
 
-unsigned FromEnvironment(const char* name, unsigned otherwise) {
-  const char* const text = std::getenv(name);
-  return text == nullptr
-             ? otherwise
-             : static_cast<unsigned>(std::strtoul(text, nullptr, 10));
-}
-
 constexpr unsigned kSchemaTypes[] = {
     DM_INT32, DM_INT16,  DM_INT64,  DM_BYTE,      DM_BOOLEAN,
     DM_FLOAT, DM_DOUBLE, DM_STRING, DM_DATE_TIME, DM_BINARY};
@@ -221,6 +214,13 @@ std::string Shown(const void* object) {
       return PlainShown(id, bytes, size);
     }
   }
+}
+
+unsigned FromEnvironment(const char* name, unsigned otherwise) {
+  const char* const text = std::getenv(name);
+  return text == nullptr
+             ? otherwise
+             : static_cast<unsigned>(std::strtoul(text, nullptr, 10));
 }
 
 std::string ShownType(const void* metadata) {

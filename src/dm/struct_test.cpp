@@ -5,6 +5,7 @@
 #include "dm/data_test_fixture.h"
 #include "dm/words.h"
 #include "kiv/date_time.h"
+#include "testing/scarce_memory.h"
 
 namespace dm {
 namespace {
@@ -19,6 +20,17 @@ void Append(const StructPtr& type, const char* name, void* metadata) {
 
 Any NewInstance(const StructPtr& type) {
   return Any::Take(dm_o_instance_from_metadata(type.get()));
+}
+
+// Of a struct type as a value: a field of it takes memory for its table.
+void* TypeOfTypes() {
+  dm_o_add_std_metadata(DM_STRUCT_METADATA, "a type", false);
+  return dm_o_get_metadata("a type");
+}
+
+Any NewInstanceWithoutMemory(const StructPtr& type) {
+  const kiv::testing::ScarceMemory none(1);
+  return NewInstance(type);
 }
 
 void* FieldOf(const Any& object, const char* name) {
@@ -91,6 +103,10 @@ TEST_F(Struct, RefusesFieldsThatCannotBe) {
   EXPECT_FALSE(dm_o_struct_metadata_append(type.get(), "f", nullptr));
   EXPECT_FALSE(dm_o_struct_metadata_append(type.get(), "f", number.get()));
   EXPECT_FALSE(dm_o_struct_metadata_append(type.get(), "f", type.get()));
+  // It would have to be told what it is the metadata of.
+  ASSERT_TRUE(dm_o_add_std_metadata(DM_STD_METADATA, "metadata", false));
+  EXPECT_FALSE(dm_o_struct_metadata_append(type.get(), "f",
+                                           dm_o_get_metadata("metadata")));
   EXPECT_EQ(dm_o_struct_metadata_field_count(type.get()), 0u);
   EXPECT_EQ(dm_o_instance_data_size(type.get()), 0u);
   EXPECT_EQ(dm_o_get_ref(type.get()), 1);
@@ -185,27 +201,32 @@ TEST_F(Struct, LargeInstancesAreMadeFieldByField) {
       dm_o_vector_append_values(dm_o_struct_field_at(record, 3), "b", 1));
   ASSERT_TRUE(dm_o_copy_from(copy.get(), dm_o_data(object.get())));
 
-  ASSERT_TRUE(dm_o_add_std_metadata(DM_STD_METADATA, "metadata", false));
-  const StructPtr impossible = NewStructType();
-  Append(impossible, "large", large.get());
-  Append(impossible, "never", dm_o_get_metadata("metadata"));
-  EXPECT_FALSE(NewInstance(impossible));
+  const StructPtr outer = NewStructType();
+  Append(outer, "large", large.get());
+  Append(outer, "type", TypeOfTypes());
+  EXPECT_FALSE(NewInstanceWithoutMemory(outer));
+  EXPECT_EQ(dm_o_get_ref(outer.get()), 1);
+  EXPECT_TRUE(NewInstance(outer));
 }
 
-// An instance of a metadata type cannot be made without saying for what.
 TEST_F(Struct, ConstructionThatFailsMidwayUndoesItself) {
-  ASSERT_TRUE(dm_o_add_std_metadata(DM_STD_METADATA, "metadata", false));
   const StructPtr inner = NewStructType(), type = NewStructType();
   Append(inner, "text", dm_o_ansi_string_metadata());
   Append(type, "odd", dm_o_byte_metadata());
   Append(type, "inner", inner.get());
-  Append(type, "impossible", dm_o_get_metadata("metadata"));
+  Append(type, "type", TypeOfTypes());
   Append(type, "never", dm_o_binary_metadata());
-  EXPECT_FALSE(NewInstance(type));
+  EXPECT_FALSE(NewInstanceWithoutMemory(type));
   void* const word = type.get();
-  EXPECT_EQ(dm_o_new(0x100F, &word), nullptr);
+  void* object;
+  {
+    const kiv::testing::ScarceMemory none(1);
+    object = dm_o_new(0x100F, &word);
+  }
+  EXPECT_EQ(object, nullptr);
   EXPECT_EQ(dm_o_get_ref(type.get()), 1);
   EXPECT_EQ(dm_o_get_ref(inner.get()), 2);
+  EXPECT_TRUE(NewInstance(type));
 }
 
 TEST_F(Struct, OutlivesItsNameAndTheRegistry) {
@@ -259,10 +280,9 @@ TEST_F(Struct, CopyTakesAllFieldsOrNone) {
 
 // A field that is a struct type keeps its layout once it has instances.
 TEST_F(Struct, CopyRefusesBeforeATypeInUseIsReached) {
-  ASSERT_TRUE(dm_o_add_std_metadata(DM_STRUCT_METADATA, "a type", false));
   const StructPtr type = NewStructType();
   Append(type, "number", dm_o_int32_metadata());
-  Append(type, "type", dm_o_get_metadata("a type"));
+  Append(type, "type", TypeOfTypes());
   const Any from = NewInstance(type), to = NewInstance(type);
   ASSERT_TRUE(Object(FieldOf(from, "number")).Write(std::int32_t{5}));
   ASSERT_TRUE(dm_o_struct_metadata_append(FieldOf(from, "type"), "x",

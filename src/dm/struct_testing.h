@@ -31,6 +31,9 @@ std::string Shown(const void* object);
 // Names, types and layout of all fields, nested ones too.
 std::string ShownType(const void* metadata);
 
+// A number in the environment, as KIV_STRUCT_SEEDS.
+unsigned FromEnvironment(const char* name, unsigned otherwise);
+
 }  // namespace dm
 
 #endif  // DM_STRUCT_TESTING_H_

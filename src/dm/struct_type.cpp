@@ -24,21 +24,17 @@ const FieldTable* TableOfInstance(const void* object) {
   return metadata == nullptr ? nullptr : &TableOf(metadata);
 }
 
+bool CanCopyFields(const FieldTable* table, const void* data,
+                   const void* source);
+
 // Whether CopyField will succeed as far as types go.
 bool CanCopyField(const void* object, const void* source) {
   const dm_type_info_t* const info = InfoOf(object);
   if (info == nullptr || info != InfoOf(source)) return false;
   if (info->type_id == DM_STRUCT) {
-    const FieldTable* const table = TableOfInstance(object);
-    if (MetadataOf(source) != MetadataOf(object)) return false;
-    if (table == nullptr) return true;
-    for (const Field& field : table->fields()) {
-      if (!CanCopyField(At(DataOf(object), field.offset),
-                        At(DataOf(source), field.offset))) {
-        return false;
-      }
-    }
-    return true;
+    return MetadataOf(source) == MetadataOf(object) &&
+           CanCopyFields(TableOfInstance(object), DataOf(object),
+                         DataOf(source));
   }
   if (info->type_id == DM_VALUE_VECTOR) {
     const dm_type_info_t* const type = ElementTypeOf(object);
@@ -52,7 +48,24 @@ bool CanCopyField(const void* object, const void* source) {
   return info->copy != nullptr || info->header_info == dm_value_header_info;
 }
 
+bool CanCopyFields(const FieldTable* table, const void* data,
+                   const void* source) {
+  if (table == nullptr) return true;
+  for (const Field& field : table->fields()) {
+    if (!CanCopyField(At(data, field.offset), At(source, field.offset))) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool CopyFields(const FieldTable* table, void* data, const void* source);
+
+// What CanCopyField has looked at, all levels of it.
 bool CopyField(void* object, const void* source) {
+  if (IsA(object, DM_STRUCT)) {
+    return CopyFields(TableOfInstance(object), DataOf(object), DataOf(source));
+  }
   if (IsA(object, DM_VALUE_VECTOR)) {
     // A field is made without an element type; the copy gets the source's.
     if (ElementTypeOf(source) == nullptr) {
@@ -61,6 +74,16 @@ bool CopyField(void* object, const void* source) {
     dm_o_value_vector_set_element_type(object, ElementTypeOf(source));
   }
   return dm_o_copy_from(object, DataOf(source));
+}
+
+bool CopyFields(const FieldTable* table, void* data, const void* source) {
+  if (table == nullptr) return true;
+  for (const Field& field : table->fields()) {
+    if (!CopyField(At(data, field.offset), At(source, field.offset))) {
+      return false;
+    }
+  }
+  return true;
 }
 
 }  // namespace
@@ -112,17 +135,7 @@ bool Copy(void* object, const void* source) {
   void* const data = DataOf(object);
   if (table == nullptr || source == data) return true;
   if (source == nullptr) return false;
-  for (const Field& field : table->fields()) {
-    if (!CanCopyField(At(data, field.offset), At(source, field.offset))) {
-      return false;
-    }
-  }
-  for (const Field& field : table->fields()) {
-    if (!CopyField(At(data, field.offset), At(source, field.offset))) {
-      return false;
-    }
-  }
-  return true;
+  return CanCopyFields(table, data, source) && CopyFields(table, data, source);
 }
 
 void* Metadata(const void* object) { return MetadataOf(object); }

@@ -12,6 +12,7 @@ template <typename T>
 T Load(const void* address) {
   static_assert(std::is_trivially_copyable_v<T>);
   T value;
+  // T may be a pointer. NOLINTNEXTLINE(bugprone-sizeof-expression)
   std::memcpy(&value, address, sizeof value);
   return value;
 }
@@ -19,6 +20,7 @@ T Load(const void* address) {
 template <typename T>
 void Store(void* address, std::type_identity_t<T> value) {
   static_assert(std::is_trivially_copyable_v<T>);
+  // NOLINTNEXTLINE(bugprone-sizeof-expression)
   std::memcpy(address, &value, sizeof value);
 }
 

@@ -10,20 +10,23 @@
 
 #include "mq/amqp_message.h"
 #include "port/environment.h"
+#include "port/socket.h"
 #include "util/cp936.h"
 
 namespace kiv::mq {
 namespace {
 
 constexpr amqp_channel_t kChannel = 1;
-constexpr amqp_channel_t kControlChannel = 0;
 // The connection, its login and every answer.
 constexpr int kAnswerSeconds = 5;
 // A confirm comes when the disk has the message.
 constexpr int kConfirmSeconds = 30;
-// A sender whose socket is full for two of these gives up. Nobody beats while
-// a queue is idle: the broker then ends the connection, and the next call makes
-// another.
+// A sender whose socket is full while the broker takes nothing gives up. The
+// connection's own heartbeats would not do: a broker that is short of memory or
+// disk beats on.
+constexpr int kUntakenSeconds = 30;
+// Nobody beats while a queue is idle: the broker then ends the connection, and
+// the next call makes another.
 constexpr int kHeartbeatSeconds = 60;
 constexpr char kUnconfirmed[] =
     "; the broker has not confirmed the message and may have it all the same";
@@ -87,9 +90,15 @@ bool AmqpConnection::Connect(std::string& reason) {
   const timeval limit{kAnswerSeconds, 0};
   amqp_set_handshake_timeout(state_, &limit);
   amqp_set_rpc_timeout(state_, &limit);
-  return IsSent(amqp_socket_open_noblock(socket, address_.host.c_str(),
-                                         address_.port, &limit),
-                reason);
+  if (!IsSent(amqp_socket_open_noblock(socket, address_.host.c_str(),
+                                       address_.port, &limit),
+              reason))
+    return false;
+  if (port::LimitUntakenTime(amqp_socket_get_sockfd(socket),
+                             kUntakenSeconds * 1000))
+    return true;
+  reason = "the system sets no limit to a send";
+  return false;
 }
 
 bool AmqpConnection::LogIn(std::string& reason) {
@@ -229,10 +238,16 @@ bool AmqpConnection::Publish(const std::string& queue,
                              std::string& reason) {
   const AmqpProperties properties(message);
   // Mandatory: a message for a queue that is not there comes back.
-  if (!IsSent(amqp_basic_publish(state_, kChannel, amqp_empty_bytes,
-                                 Borrowed(queue), 1, 0, &properties.Get(),
-                                 Borrowed(message.body)),
-              reason)) {
+  const int status =
+      amqp_basic_publish(state_, kChannel, amqp_empty_bytes, Borrowed(queue), 1,
+                         0, &properties.Get(), Borrowed(message.body));
+  const bool is_stuck =
+      (status == AMQP_STATUS_SOCKET_ERROR || status == AMQP_STATUS_SSL_ERROR) &&
+      port::HasSocketTimedOut();
+  if (!IsSent(status, reason)) {
+    if (is_stuck)
+      reason = "the broker has taken nothing for " +
+               std::to_string(kUntakenSeconds) + " seconds";
     reason += kUnconfirmed;
     return false;
   }

@@ -9,6 +9,7 @@
 #include "kiv/file_system.h"
 #include "kiv/mq/factory.h"
 #include "mq/queue_config_access.h"
+#include "mq/service_path.h"
 #include "util/log_entry.h"
 
 namespace kiv::mq {
@@ -34,10 +35,7 @@ Config::Config(bool load) {
 Config::~Config() { Clear(); }
 
 FileSystemPath Config::GetConfigPath() const {
-  FileSystemPath path = FileSystem::current_path().branch_path();
-  path /= FileSystemPath("conf");
-  path /= FileSystemPath("queue.xml");
-  return path;
+  return ServicePath("conf/queue.xml");
 }
 
 bool Config::Load() {

@@ -154,10 +154,12 @@ void FileQueue::WatchDirectories() {
     Fail("WatchWorker Failed: CreateThread return FALSE. GetLastError = " +
          std::to_string(fault.code().value()));
   }
-  SetPhase(Phase::Watching);
   // The stop is posted only when the worker has ended, which is deliberate:
   // nothing but its own end, or FileQueueStop, ends it.
-  if (worker.joinable()) worker.join();
+  if (worker.joinable()) {
+    SetPhase(Phase::Watching);
+    worker.join();
+  }
   watch_->Stop();
 }
 

@@ -13,6 +13,7 @@
 #include "mq/file_queue_settings.h"
 #include "port/file.h"
 #include "port/file_system_kind.h"
+#include "port/private_file.h"
 #include "util/gb_text.h"
 
 namespace kiv::mq {
@@ -141,7 +142,7 @@ class DirectoryCheck {
     if (!FileSystem::is_directory(folder))
       return Fault(Quoted(path) + " is a file; name a folder");
     directory_.path = path;
-    if (directory_.process && !port::IsWritableFolder(path))
+    if (directory_.process && !port::MayChangeDirectory(path))
       Fault("folder " + Quoted(path) +
             " may not be written to, and a file is taken by renaming it; give "
             "the service the right to");

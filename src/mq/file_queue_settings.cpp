@@ -1,6 +1,6 @@
 #include "mq/file_queue_settings.h"
 
-#include <climits>
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -8,6 +8,7 @@
 #include "kiv/file_system.h"
 #include "kiv/parser/parser.h"
 #include "mq/file_queue_messages.h"
+#include "mq/service_path.h"
 #include "util/log_entry.h"
 
 namespace kiv::msgq {
@@ -29,12 +30,7 @@ bool IsUsableDirectory(const std::string& path) {
 
 }  // namespace
 
-FileSystemPath SettingsPath() {
-  FileSystemPath path = FileSystem::current_path().branch_path();
-  path /= FileSystemPath("conf");
-  path /= FileSystemPath("fileq.xml");
-  return path;
-}
+FileSystemPath SettingsPath() { return ServicePath("conf/fileq.xml"); }
 
 bool DirectoryTable::Load(const FileSystemPath& path) {
   entries_.clear();
@@ -97,8 +93,8 @@ bool DirectoryTable::LoadDirectory(const DomElement& directory) {
   settings.process =
       directory.AttributeBool(DirectorySettings::kProcess, false);
   settings.settle_ms = directory.AttributeInt(DirectorySettings::kSettle, 0);
-  settings.poll_seconds = std::min(
-      directory.AttributeInt(DirectorySettings::kPoll, 0), kMostPollSeconds);
+  settings.poll_seconds = std::clamp(
+      directory.AttributeInt(DirectorySettings::kPoll, 0), 0, kMostPollSeconds);
   DomElement processor;
   if (!directory.GetFirstChildElement("processor", processor))
     return Fail(message::NoProcessor());

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <atomic>
 #include <string>
@@ -283,6 +284,18 @@ TEST_F(FileQueueSettings, GiveThePathOfTheFirstOfAName) {
   EXPECT_EQ(folder_.service.log.Text(), "");
 }
 
+TEST_F(FileQueueSettings, KeepAPollWithinADay) {
+  const auto poll_seconds = [&](const std::string& poll) {
+    folder_.Write("poll='" + poll + "'");
+    DirectoryTable table;
+    EXPECT_TRUE(table.Load(SettingsPath()));
+    return table.Entries().at(0).poll_seconds;
+  };
+  EXPECT_EQ(poll_seconds("7"), 7);
+  EXPECT_EQ(poll_seconds("-2147484"), 0);  // a product that would be positive
+  EXPECT_EQ(poll_seconds("2147483647"), 24 * 60 * 60);
+}
+
 using FileQueueWatch = FileQueueSettings;
 
 TEST_F(FileQueueWatch, OnlyObservesByDefault) {
@@ -380,6 +393,22 @@ TEST_F(FileQueueWatch, OfAFolderThatMayNotBeWrittenSaysSoOnce) {
                                         "taken: its folders .processing"));
 }
 
+TEST_F(FileQueueWatch, ShowsAFolderAsFailedWhileOthersAreServed) {
+  std::filesystem::create_directory("../other");
+  std::string directories = Directory("in") + Directory("other", "../other");
+  string_replace(directories, "<directory ", "<directory process='true' ");
+  folder_.WriteAll(directories);
+  folder_.Put(".processing", "in the way");
+  ASSERT_TRUE(queue_.Start());
+  for (const std::size_t count : {1, 2, 3}) {
+    WriteTestFile("../other/file", "1");
+    ASSERT_TRUE(folder_.processor.WaitForMessages(count));
+    EXPECT_EQ(queue_.Directories().at(0).status.state, mq::QueueState::Failed);
+  }
+  EXPECT_EQ(queue_.Directories().at(1).status.state, mq::QueueState::Reading);
+  EXPECT_TRUE(queue_.Stop(20000));
+}
+
 // A watch whose system fails at one call.
 class FailingWatch final : public port::DirectoryWatch {
  public:
@@ -427,6 +456,41 @@ TEST_P(FailingFileQueue, EndsWithTheCallAndTheSystemsCode) {
   queue.Main();
   EXPECT_THAT(Errors(), ElementsAre(InPlace(GetParam().error)));
   EXPECT_EQ(queue.Directories().at(0).status.state, mq::QueueState::Failed);
+}
+
+// A watch that leaves room for no thread behind it.
+class GreedyWatch final : public port::DirectoryWatch {
+ public:
+  GreedyWatch() { ::pthread_getattr_default_np(&before_); }
+  ~GreedyWatch() override { ::pthread_setattr_default_np(&before_); }
+  bool OpenDirectory(const std::string&, const port::WatchOptions&,
+                     std::size_t) override {
+    return true;
+  }
+  bool Associate(std::size_t) override { return true; }
+  bool Arm(std::size_t) override {
+    pthread_attr_t huge = before_;
+    ::pthread_attr_setstacksize(&huge, std::size_t{1} << 47);
+    return ::pthread_setattr_default_np(&huge) == 0;
+  }
+  Outcome Wait(int, port::DirectoryChange&) override {
+    return Outcome::Stopped;
+  }
+  void Stop() override {}
+
+ private:
+  pthread_attr_t before_{};
+};
+
+TEST_F(FileQueueWatch, OfWhichThereIsNoThreadHasNotStarted) {
+  FileQueue queue([] { return std::make_unique<GreedyWatch>(); });
+  folder_.Write("");
+  EXPECT_FALSE(queue.Start());
+  EXPECT_THAT(Errors(),
+              ElementsAre("WatchWorker Failed: CreateThread return FALSE. "
+                          "GetLastError = 11"));
+  EXPECT_EQ(queue.Directories().at(0).status.state, mq::QueueState::Failed);
+  EXPECT_TRUE(queue.Stop(20000));
 }
 
 INSTANTIATE_TEST_SUITE_P(

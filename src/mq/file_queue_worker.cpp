@@ -62,16 +62,18 @@ void FileQueueWorker::Run() {
 }
 
 void FileQueueWorker::Open(Directory& directory) {
-  ShowState(directory);
   if (directory.taker != nullptr) directory.taker->Open();
+  ShowState(directory);
 }
 
 void FileQueueWorker::ShowState(Directory& directory) {
-  directory.board.SetState(directory.is_gone     ? mq::QueueState::Gone
+  const FileTaker* const taker = directory.taker.get();
+  directory.board.SetState(directory.is_gone ? mq::QueueState::Gone
+                           : taker != nullptr && !taker->IsOpen()
+                               ? mq::QueueState::Failed
                            : directory.is_polled ? mq::QueueState::Polling
-                           : directory.taker == nullptr
-                               ? mq::QueueState::Observing
-                               : mq::QueueState::Reading);
+                           : taker == nullptr    ? mq::QueueState::Observing
+                                                 : mq::QueueState::Reading);
 }
 
 void FileQueueWorker::Handle(const port::DirectoryChange& change) {
@@ -79,7 +81,8 @@ void FileQueueWorker::Handle(const port::DirectoryChange& change) {
   const std::string name = "directory '" + Shown(directory.settings.name) + "'";
   switch (change.kind) {
     case Kind::Files:
-      return HandleFiles(directory, change);
+      HandleFiles(directory, change);
+      break;
     case Kind::Overflow:
       LogInformation(kSource,
                      "FileQueue: changes of " + name +
@@ -159,13 +162,13 @@ void FileQueueWorker::TakeDue() {
   for (Directory& directory : directories_) {
     if (directory.taker == nullptr || !directory.taker->NextDue()) continue;
     try {
-      if (!directory.taker->IsOpen()) ShowState(directory);
       directory.taker->TakeDue();
     } catch (const std::exception& fault) {
       LogError(kSource, "FileQueue Failed: a file of directory '" +
                             Shown(directory.settings.name) +
                             "' was not handled: " + Shown(fault.what()));
     }
+    ShowState(directory);
   }
 }
 

@@ -60,7 +60,6 @@ void FileTaker::Open() {
   next_open_.reset();
   if (claims_ == nullptr) {
     next_open_ = Clock::now() + kOpenPause;
-    board_.SetState(mq::QueueState::Failed);
     if (reason == open_error_) return;
     open_error_ = reason;
     return Fail("no file of directory '" + Shown(settings_.name) +
@@ -76,6 +75,16 @@ void FileTaker::Close() {
   waiting_.clear();
   due_.clear();
   unfinished_.clear();
+}
+
+// What was to be moved on from there is gone with them, or found as left over.
+void FileTaker::OpenAnew() {
+  LogError(kSource, "FileQueue: the folders in .processing of directory '" +
+                        Shown(settings_.name) +
+                        "' were removed; they are made again");
+  claims_.reset();
+  unfinished_.clear();
+  Open();
 }
 
 void FileTaker::TakeLeftovers() {
@@ -101,12 +110,6 @@ void FileTaker::TakeLeftovers() {
 }
 
 void FileTaker::Take(const std::vector<port::ChangeRecord>& records) {
-  // Without folders of our own nothing can be taken yet.
-  if (claims_ == nullptr) {
-    for (const port::ChangeRecord& record : records)
-      Wait(record.name, record.certainty, kOpenPause, false);
-    return;
-  }
   for (const port::ChangeRecord& record : records) {
     if (IsStopped()) break;
     if (IsHidden(record.name)) continue;
@@ -114,13 +117,13 @@ void FileTaker::Take(const std::vector<port::ChangeRecord>& records) {
     TakeOne(record.name, record.certainty);
   }
   TellGone();
-  claims_->Tidy();
+  if (IsOpen()) claims_->Tidy();
 }
 
 void FileTaker::TakeOne(const std::string& name, Certainty certainty) {
-  if (settings_.settle_ms > 0)
-    return Wait(name, certainty, std::chrono::milliseconds(settings_.settle_ms),
-                true);
+  // Without folders of our own nothing can be taken yet.
+  if (!IsOpen() || settings_.settle_ms > 0)
+    return Wait(name, certainty, Clock::duration::zero());
   TakeNow(name, certainty, Clock::duration::zero());
 }
 
@@ -137,16 +140,18 @@ void FileTaker::TakeNow(const std::string& name, Certainty certainty,
     case Outcome::BeingWritten:
       return Wait(name, Certainty::Found,
                   std::clamp<Clock::duration>(2 * earlier_pause, kFirstPause,
-                                              kLongestPause),
-                  false);
+                                              kLongestPause));
     case Outcome::Unsure:
       return Wait(name, certainty, kQuiet, true);
     case Outcome::LeftAlone:
       return LeaveAlone(name, taking.reason);
+    case Outcome::Lost:
+      OpenAnew();
+      return Wait(name, certainty, kFirstPause);
     case Outcome::Refused:
       break;
   }
-  Wait(name, certainty, kRefusedPause, false);
+  Wait(name, certainty, kRefusedPause);
   board_.CountRefused();
   if (refusal_ == taking.reason) return;
   refusal_ = taking.reason;
@@ -186,45 +191,61 @@ void FileTaker::Process(const port::FileClaim& claim) {
 }
 
 void FileTaker::Finish(const Unfinished& file) {
-  const bool has_ended = TryToEnd(file);
-  const std::string error = has_ended ? "" : port::ErrorText(port::LastError());
+  const Ending ending = TryToEnd(file);
+  const int error = port::LastError();
   if (file.end == End::Failed)
     Fail(About(file.claim.name) +
-         (has_ended ? "was moved to .failed: " : "belongs into .failed: ") +
+         (ending == Ending::Reached ? "was moved to .failed: "
+          : ending == Ending::Gone
+              ? "is in .processing no longer, and belongs into .failed: "
+              : "belongs into .failed: ") +
          Shown(file.reason));
-  if (has_ended) return;
+  if (file.end == End::Done && ending == Ending::Gone)
+    Fail(About(file.claim.name) +
+         "is in .processing no longer, and belongs into .done");
+  if (ending != Ending::Open) return;
   Fail(About(file.claim.name) +
        "stays in .processing, because it could not be " +
-       (file.end == End::Delete ? "deleted: " : "moved on: ") + error +
-       "; that is tried again");
+       (file.end == End::Delete ? "deleted: " : "moved on: ") +
+       port::ErrorText(error) + "; that is tried again");
   if (unfinished_.empty()) next_finish_ = Clock::now() + kRefusedPause;
   unfinished_.push_back(file);
 }
 
-bool FileTaker::TryToEnd(const Unfinished& file) {
-  switch (file.end) {
-    case End::Delete:
-      return claims_->Delete(file.claim);
-    case End::Done:
-      return claims_->MoveToDone(file.claim);
-    case End::Failed:
-      break;
-  }
-  return claims_->MoveToFailed(file.claim, file.reason);
+FileTaker::Ending FileTaker::TryToEnd(const Unfinished& file) {
+  const auto has_ended = [&] {
+    switch (file.end) {
+      case End::Delete:
+        return claims_->Delete(file.claim);
+      case End::Done:
+        return claims_->MoveToDone(file.claim);
+      case End::Failed:
+        break;
+    }
+    return claims_->MoveToFailed(file.claim, file.reason);
+  };
+  if (has_ended()) return Ending::Reached;
+  // Somebody took it away: that, too, is an end.
+  return port::IsNotFound(port::LastError()) ? Ending::Gone : Ending::Open;
 }
 
 void FileTaker::FinishUnfinished() {
   next_finish_ = Clock::now() + kRefusedPause;
   std::erase_if(unfinished_, [this](const Unfinished& file) {
-    // Somebody took it away: that, too, is an end.
-    return TryToEnd(file) || port::IsNotFound(port::LastError());
+    return TryToEnd(file) != Ending::Open;
   });
 }
 
 void FileTaker::Wait(const std::string& name, Certainty certainty,
-                     Clock::duration pause, bool is_settling) {
-  Waiting waiting{Clock::now() + pause, certainty, {}, pause, is_settling};
-  if (is_settling) {
+                     Clock::duration pause, bool must_stay_same) {
+  const auto settle = std::chrono::milliseconds(settings_.settle_ms);
+  pause = std::max<Clock::duration>(pause, settle);
+  Waiting waiting{Clock::now() + pause,
+                  certainty,
+                  {},
+                  pause,
+                  must_stay_same || settings_.settle_ms > 0};
+  if (waiting.is_settling && IsOpen()) {
     waiting.look = claims_->LookAt(name);
     if (waiting.look.kind == port::FileLook::Kind::Missing)
       return NoteGone(name, certainty);
@@ -258,23 +279,28 @@ void FileTaker::TakeDue() {
   }
   if (!unfinished_.empty() && next_finish_ <= now) FinishUnfinished();
   if (due_.empty() || due_.begin()->first > now) return;
-  while (!due_.empty() && due_.begin()->first <= now && !IsStopped()) {
+  while (!due_.empty() && due_.begin()->first <= now && !IsStopped() &&
+         IsOpen()) {
     const std::string name = due_.begin()->second;
     const Waiting waiting = waiting_.at(name);
     StopWaiting(name);
     TakeWaiting(name, waiting);
   }
   TellGone();
-  claims_->Tidy();
+  if (IsOpen()) claims_->Tidy();
 }
 
 void FileTaker::TakeWaiting(const std::string& name, const Waiting& waiting) {
-  if (!waiting.is_settling)
-    return TakeNow(name, waiting.certainty, waiting.pause);
-  if (!claims_->LookAt(name).IsSameAs(waiting.look))
+  if (waiting.is_settling && !claims_->LookAt(name).IsSameAs(waiting.look))
     return Wait(name, waiting.certainty, waiting.pause, true);
-  // One that was found has been quiet long enough, by a clock that nobody sets.
-  TakeNow(name, waiting.pause >= kQuiet ? Certainty::Closed : waiting.certainty,
+  // Its writer, who had closed it, may have it open again by now; and one that
+  // was found has been quiet long enough, by a clock that nobody sets. Of both
+  // it is asked who writes them, and no more.
+  const bool is_quiet = waiting.is_settling && waiting.pause >= kQuiet;
+  TakeNow(name,
+          is_quiet || waiting.certainty == Certainty::Closed
+              ? Certainty::Stable
+              : waiting.certainty,
           waiting.pause);
 }
 

@@ -56,6 +56,7 @@ class FileTaker {
   using Certainty = port::ChangeRecord::Certainty;
   using Taking = port::FileClaims::Taking;
   enum class End { Delete, Done, Failed };
+  enum class Ending { Reached, Open, Gone };
 
   struct Waiting {
     Clock::time_point due;
@@ -72,6 +73,7 @@ class FileTaker {
   };
 
   bool IsStopped() const { return stop_; }
+  void OpenAnew();
   void TakeLeftovers();
   void TakeOne(const std::string& name, Certainty certainty);
   void TakeNow(const std::string& name, Certainty certainty,
@@ -81,11 +83,13 @@ class FileTaker {
   void HandOn(const Taking& taking);
   void Process(const port::FileClaim& claim);
   void Finish(const Unfinished& file);
-  bool TryToEnd(const Unfinished& file);
+  Ending TryToEnd(const Unfinished& file);
   void FinishUnfinished();
 
+  // For as long as the owner lets files settle at least, and looking the same
+  // then, too.
   void Wait(const std::string& name, Certainty certainty, Clock::duration pause,
-            bool is_settling);
+            bool must_stay_same = false);
   void StopWaiting(const std::string& name);
   void LeaveAlone(const std::string& name, const std::string& reason);
   void NoteGone(const std::string& name, Certainty certainty);

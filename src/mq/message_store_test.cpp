@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <map>
 #include <memory>
 #include <new>
@@ -27,13 +28,7 @@ namespace {
 
 using Step = MessageStore::Step;
 
-enum class Kind { Files, Broker };
-
-// One for all tests: it takes seconds to start.
-testing::Broker& TheBroker() {
-  static testing::Broker broker;
-  return broker;
-}
+enum class Kind { Files, Broker, TlsBroker };
 
 class Store : public ::testing::TestWithParam<Kind> {
  protected:
@@ -48,14 +43,19 @@ class Store : public ::testing::TestWithParam<Kind> {
     }
     if (!testing::Broker::IsInstalled())
       GTEST_SKIP() << testing::Broker::kWhyNot;
+    const testing::Broker& broker = testing::SharedBroker();
+    const bool is_tls = GetParam() == Kind::TlsBroker;
+    if (is_tls) ::setenv("KIV_MSMQ_CA", broker.Certificate().c_str(), 1);
     AmqpAddress address;
-    ASSERT_TRUE(AmqpAddress::Parse(TheBroker().Url(), address));
+    ASSERT_TRUE(
+        AmqpAddress::Parse(is_tls ? broker.TlsUrl() : broker.Url(), address));
     stores_ = std::make_unique<AmqpStores>(address);
   }
   // The broker's queues outlive a test.
   void TearDown() override {
     std::string reason;
     for (const QueueName& name : created_) stores_->Delete(name, reason);
+    ::unsetenv("KIV_MSMQ_CA");
   }
 
   static QueueName Name(const std::string& text) {
@@ -115,10 +115,17 @@ class Store : public ::testing::TestWithParam<Kind> {
 };
 
 INSTANTIATE_TEST_SUITE_P(Place, Store,
-                         ::testing::Values(Kind::Files, Kind::Broker),
+                         ::testing::Values(Kind::Files, Kind::Broker,
+                                           Kind::TlsBroker),
                          [](const auto& kind) {
-                           return kind.param == Kind::Files ? "Files"
-                                                            : "Broker";
+                           switch (kind.param) {
+                             case Kind::Files:
+                               return "Files";
+                             case Kind::Broker:
+                               return "Broker";
+                             default:
+                               return "TlsBroker";
+                           }
                          });
 
 TEST_P(Store, KeepsEveryByteOfAMessage) {

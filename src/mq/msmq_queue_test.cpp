@@ -11,6 +11,7 @@
 #include "kiv/mq/factory.h"
 #include "mq/message_store.h"
 #include "port/clock.h"
+#include "testing/eventually.h"
 #include "testing/service_folder.h"
 #include "testing/test_processor.h"
 #include "util/runtime.h"
@@ -224,6 +225,22 @@ TEST_F(MsmqHost, DrainsTheQueueOneMessageAReceive) {
   EXPECT_EQ(status.failures, 1u);
   // A refused message is gone as well.
   EXPECT_EQ(Open(kPeek)->Receive(), nullptr);
+}
+
+TEST_F(MsmqHost, ShowsAQueueThatFailsUntilItWorksAgain) {
+  Write("reader='serial' interval='0'");
+  TestConfig config;
+  ASSERT_TRUE(config.StartListen());
+  const auto is = [&](QueueState state) {
+    return testing::Eventually(
+        [&] { return config.Queues()[0]->Status().state == state; });
+  };
+  EXPECT_TRUE(is(QueueState::Reading));
+  ASSERT_TRUE(queues_.Delete("orders"));
+  EXPECT_TRUE(is(QueueState::Failed));
+  EXPECT_EQ(config.Queues()[0]->Status().last_error, "there is no such queue");
+  ASSERT_TRUE(queues_.Create("orders", nullptr, false));
+  EXPECT_TRUE(is(QueueState::Reading));
 }
 
 TEST_F(MsmqHost, LeavesARealtimeQueueToItsHost) {

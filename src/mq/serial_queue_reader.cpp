@@ -19,12 +19,23 @@ constexpr int kRestartWaitMs = 5000;
 // With an interval of 0 an empty queue is asked that often.
 constexpr int kShortestPauseMs = 100;
 
+// What the board shows within the queue's times: a queue that failed is failed
+// until a receive works again, not between two tries.
+QueueState StateInTimes(bool is_failing) {
+  return is_failing ? QueueState::Failed : QueueState::Reading;
+}
+
 // True when a message was taken.
-bool TakeOne(QueueConfig& config, Queue& queue, module::Module& processor) {
+bool TakeOne(QueueConfig& config, Queue& queue, module::Module& processor,
+             bool& is_failing) {
   const std::shared_ptr<Message> message = queue.Receive();
+  const std::string error = message == nullptr ? queue.LastError() : "";
+  StatusBoard& board = config.Board();
+  is_failing = !error.empty();
+  if (is_failing) board.SetError(error);
+  board.SetState(StateInTimes(is_failing));
   std::string body;
   if (message == nullptr || !message->GetBody(body)) return message != nullptr;
-  StatusBoard& board = config.Board();
   board.SetLastMessage(DateTime::Now().Ticks());
   const bool is_handled = processor.process_mem(
       body.data(), static_cast<int>(body.size()), nullptr);
@@ -43,11 +54,13 @@ int SerialQueueReaderThread::run() {
   if (const int fault = opened.Open(kFunction, reader_)) return fault;
   QueueConfig& config = *opened.config;
   StatusBoard& board = config.Board();
+  bool is_failing = false;
   while (IsRunning()) {
     const bool is_time = IsInTimes(config.GetDuration(), DateTime::NowTime());
-    board.SetState(is_time ? QueueState::Reading : QueueState::OutsideTimes);
-    const bool has_taken =
-        is_time && TakeOne(config, *opened.queue, *opened.processor);
+    board.SetState(is_time ? StateInTimes(is_failing)
+                           : QueueState::OutsideTimes);
+    const bool has_taken = is_time && TakeOne(config, *opened.queue,
+                                              *opened.processor, is_failing);
     if (!IsRunning()) break;
     const int seconds = reader_->Interval();
     if (seconds > 0)

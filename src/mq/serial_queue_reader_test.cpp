@@ -44,12 +44,17 @@ class HourClock final : public port::Clock {
 struct Mailbox {
   std::mutex mutex;
   std::deque<std::string> messages;
+  std::string error;  // while it is not empty, nothing can be received
   std::atomic<int> receives{0};
   bool can_open = true;
 
   std::size_t Size() {
     const std::lock_guard lock(mutex);
     return messages.size();
+  }
+  void SetError(const std::string& text) {
+    const std::lock_guard lock(mutex);
+    error = text;
   }
 };
 
@@ -71,14 +76,18 @@ class MailboxQueue final : public Queue {
   std::shared_ptr<Message> Receive() override {
     const std::lock_guard lock(mailbox_.mutex);
     ++mailbox_.receives;
-    if (mailbox_.messages.empty()) return nullptr;
+    last_error_ = mailbox_.error;
+    if (!last_error_.empty() || mailbox_.messages.empty()) return nullptr;
     auto message = std::make_shared<MailboxMessage>(mailbox_.messages.front());
     mailbox_.messages.pop_front();
     return message;
   }
 
+  std::string LastError() const override { return last_error_; }
+
  private:
   Mailbox& mailbox_;
+  std::string last_error_;
 };
 
 class MailboxInfo final : public QueueInfo {
@@ -221,6 +230,31 @@ TEST_F(PolledQueue, IsReadInEveryOneOfItsTimes) {
   EXPECT_TRUE(Eventually([&] { return processed_ == 1; }));
   EXPECT_TRUE(WaitForState(QueueState::Reading));
   EXPECT_EQ(queue_->Status().last_message.Hour(), 13);
+}
+
+TEST_F(PolledQueue, IsShownAsFailedUntilAReceiveWorksAgain) {
+  mailbox_.messages = {"one"};
+  Make("0", "<x from='12:00:00' to='12:59:59'/>");
+  mailbox_.SetError("the broker is away");
+  ASSERT_TRUE(queue_->StartListen());
+  ASSERT_TRUE(WaitForState(QueueState::Failed));
+  EXPECT_EQ(queue_->Status().last_error, "the broker is away");
+  // Between two tries as well.
+  const int receives = mailbox_.receives;
+  bool was_failed = true;
+  ASSERT_TRUE(Eventually([&] {
+    was_failed = was_failed && queue_->Status().state == QueueState::Failed;
+    return mailbox_.receives >= receives + 3;
+  }));
+  EXPECT_TRUE(was_failed);
+  // No try was made meanwhile that could have worked.
+  clock_.SetHour(14);
+  ASSERT_TRUE(WaitForState(QueueState::OutsideTimes));
+  clock_.SetHour(12);
+  ASSERT_TRUE(WaitForState(QueueState::Failed));
+  mailbox_.SetError("");
+  EXPECT_TRUE(Eventually([&] { return processed_ == 1; }));
+  EXPECT_EQ(queue_->Status().state, QueueState::Reading);
 }
 
 TEST_F(PolledQueue, LosesWhatItsProcessorRefuses) {

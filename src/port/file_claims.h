@@ -26,6 +26,7 @@ struct FileClaim {
   int attempt = 1;
   std::uint64_t size_bytes = 0;
   // What it is like, for HasChanged.
+  std::uint64_t index = 0;
   std::int64_t written_ns = 0;
 };
 
@@ -72,6 +73,7 @@ class FileClaims {
     Unsure,        // it changed lately, and the system does not say who has it
     LeftAlone,     // a link, a pipe, on another file system; `reason`
     Refused,       // left where it is for now; `reason`
+    Lost,          // left; our own folders are no longer there: open anew
   };
   struct Taking {
     Outcome outcome = Outcome::Gone;
@@ -89,7 +91,8 @@ class FileClaims {
   virtual Taking TakeLeftover(const Leftover& leftover, std::size_t most_bytes,
                               std::string& bytes) = 0;
 
-  // Where a claim ends. False leaves it claimed; LastError() says why.
+  // Where a claim ends. False leaves it claimed; LastError() says why, and
+  // IsNotFound of it that somebody took the file away.
   virtual bool HasChanged(const FileClaim& claim) = 0;
   virtual bool Delete(const FileClaim& claim) = 0;
   virtual bool MoveToDone(const FileClaim& claim) = 0;

@@ -20,9 +20,6 @@ extern const char* const kWatchLimitFile;
 // behind `most`.
 std::size_t CountFolders(const std::string& path, std::size_t most);
 
-// Whether this process may make and remove names in the folder.
-bool IsWritableFolder(const std::string& path);
-
 }  // namespace kiv::port
 
 #endif  // PORT_FILE_SYSTEM_KIND_H_

@@ -22,7 +22,10 @@ namespace kiv::testing {
 
 // A message broker of the test's own: an ordinary program in a folder of its
 // own, on free ports of the loopback, without plugins. It shares nothing with a
-// broker that may run as a service.
+// broker that may run as a service, and does not outlive a test that is killed;
+// start it on a thread that lives as long.
+//
+// On its second port it speaks TLS, with a certificate for "localhost".
 class Broker {
  public:
   static constexpr char kProgram[] = "/usr/lib/rabbitmq/bin/rabbitmq-server";
@@ -35,8 +38,16 @@ class Broker {
   // Starts it.
   Broker() : folder_(MakeFolder()) {
     WriteTestFile(folder_ / "enabled_plugins", "[].\n");
-    WriteTestFile(folder_ / "rabbitmq.conf",
-                  "log.file.level = error\ndisk_free_limit.absolute = 1MB\n");
+    MakeCertificate("broker");
+    WriteTestFile(
+        folder_ / "rabbitmq.conf",
+        "log.file.level = error\ndisk_free_limit.absolute = 1MB\n"
+        "listeners.ssl.1 = 127.0.0.1:" +
+            std::to_string(ports_.Get(3)) +
+            "\nssl_options.certfile = " + Certificate() +
+            "\nssl_options.keyfile = " + (folder_ / "broker.key").string() +
+            "\nssl_options.verify = verify_none\n"
+            "ssl_options.fail_if_no_peer_cert = false\n");
     const std::string names = std::to_string(ports_.Get(0));
     variables_ = {
         "HOME=" + folder_.string(), "ERL_EPMD_PORT=" + names,
@@ -92,9 +103,35 @@ class Broker {
   }
   void Resume() { broker_->Send(SIGCONT); }
 
+  // A broker greets a client: its port is open before it can do anything.
+  static bool IsAt(int port) {
+    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const sockaddr_in address = Loopback(port);
+    const timeval patience{2, 0};
+    ::setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    char answer = 0;
+    const bool is_there =
+        ::connect(socket, reinterpret_cast<const sockaddr*>(&address),
+                  sizeof address) == 0 &&
+        ::send(socket, "AMQP\0\0\x09\x01", 8, MSG_NOSIGNAL) == 8 &&
+        ::recv(socket, &answer, 1, 0) == 1;
+    ::close(socket);
+    return is_there;
+  }
+
   int Port() const { return ports_.Get(1); }
   std::string Url(const std::string& user = "guest:guest") const {
     return "amqp://" + user + "@127.0.0.1:" + std::to_string(Port());
+  }
+  std::string TlsUrl(const std::string& host = "localhost") const {
+    return "amqps://guest:guest@" + host + ":" + std::to_string(ports_.Get(3));
+  }
+  // The file that a client of the second port has to trust.
+  std::string Certificate() const { return (folder_ / "broker.pem").string(); }
+  // Of somebody else who says that he is the broker.
+  std::string StrangersCertificate() {
+    MakeCertificate("stranger");
+    return (folder_ / "stranger.pem").string();
   }
 
  private:
@@ -102,7 +139,7 @@ class Broker {
   class FreePorts {
    public:
     FreePorts() {
-      std::array<int, 3> sockets{};
+      std::array<int, kPorts> sockets{};
       for (std::size_t i = 0; i < sockets.size(); ++i) {
         sockets[i] = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
         sockaddr_in address = Loopback(0);
@@ -118,7 +155,8 @@ class Broker {
     int Get(std::size_t index) const { return ports_.at(index); }
 
    private:
-    std::array<int, 3> ports_{};
+    static constexpr std::size_t kPorts = 4;
+    std::array<int, kPorts> ports_{};
   };
 
   static sockaddr_in Loopback(int port) {
@@ -137,6 +175,21 @@ class Broker {
     return name;
   }
 
+  void MakeCertificate(const std::string& name) {
+    const auto file = [&](const char* suffix) {
+      return (folder_ / (name + suffix)).string();
+    };
+    RunningProgram maker(
+        "/usr/bin/openssl",
+        {"req", "-x509", "-newkey", "ec", "-pkeyopt",
+         "ec_paramgen_curve:prime256v1", "-nodes", "-days", "2", "-subj",
+         "/CN=localhost", "-addext", "subjectAltName=DNS:localhost", "-keyout",
+         file(".key"), "-out", file(".pem")},
+        {.files = folder_});
+    if (maker.WaitForEnd() != 0)
+      throw std::runtime_error("no certificate: " + maker.Errors());
+  }
+
   std::unique_ptr<RunningProgram> Run(const std::string& file,
                                       std::vector<std::string> arguments) {
     return std::make_unique<RunningProgram>(
@@ -145,21 +198,7 @@ class Broker {
             .files = folder_, .terminal = nullptr, .variables = variables_});
   }
 
-  // Greets a client: its port is open before it can do anything.
-  bool Answers() const {
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const sockaddr_in address = Loopback(Port());
-    const timeval patience{2, 0};
-    ::setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    char answer = 0;
-    const bool is_there =
-        ::connect(socket, reinterpret_cast<const sockaddr*>(&address),
-                  sizeof address) == 0 &&
-        ::send(socket, "AMQP\0\0\x09\x01", 8, MSG_NOSIGNAL) == 8 &&
-        ::recv(socket, &answer, 1, 0) == 1;
-    ::close(socket);
-    return is_there;
-  }
+  bool Answers() const { return IsAt(Port()); }
 
   const FreePorts ports_;
   const std::filesystem::path folder_;
@@ -167,6 +206,13 @@ class Broker {
   std::unique_ptr<RunningProgram> names_;  // where the broker's parts meet
   std::unique_ptr<RunningProgram> broker_;
 };
+
+// One for the tests of a program that leave it as it is: it takes seconds to
+// start.
+inline Broker& SharedBroker() {
+  static Broker broker;
+  return broker;
+}
 
 }  // namespace kiv::testing
 

@@ -55,7 +55,7 @@ class QueueWorkers {
   }
   // How often a receiver found the queue empty.
   int FoundEmpty(std::size_t worker) const { return Lines(worker, "none"); }
-  // A "receive-and-rest" that makes no call any more.
+  // A worker "-and-rest" that makes no call any more.
   bool IsAsleep(std::size_t worker) const { return Lines(worker, "rest") > 0; }
   void Kill(std::size_t worker) {
     if (workers_[worker] == nullptr) return;

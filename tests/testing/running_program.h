@@ -3,7 +3,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,13 +19,16 @@
 namespace kiv::testing {
 
 // A program as a user runs it, its output in files of the folder `files` or, on
-// a terminal, standard output there. Killed at the end of its object.
+// a terminal, standard output there. Killed at the end of its object, and also
+// when the test, or the thread that made the object, ends before it.
 class RunningProgram {
  public:
   struct Surroundings {
     // Files of their own for every program.
     std::filesystem::path files = std::filesystem::current_path();
     const PseudoTerminal* terminal = nullptr;
+    // Standard input and standard error are the terminal as well.
+    bool is_interactive = false;
     std::vector<std::string> variables = {};  // "NAME=value", beside ours
   };
 
@@ -37,16 +40,14 @@ class RunningProgram {
         (surroundings.files / ("program" + std::to_string(++count))).string();
     output_file_ = stem + ".out";
     error_file_ = stem + ".err";
-    posix_spawn_file_actions_t actions;
-    ::posix_spawn_file_actions_init(&actions);
-    const auto open = [&actions](int descriptor, const std::string& path) {
-      ::posix_spawn_file_actions_addopen(&actions, descriptor, path.c_str(),
-                                         O_RDWR | O_CREAT | O_NOCTTY, 0600);
-    };
-    open(STDIN_FILENO, "/dev/null");
-    open(STDOUT_FILENO,
-         terminal_ != nullptr ? terminal_->Device() : output_file_);
-    open(STDERR_FILENO, error_file_);
+    if (::access(file.c_str(), X_OK) != 0)
+      throw std::runtime_error("cannot run " + file);
+    const std::string screen =
+        terminal_ != nullptr ? terminal_->Device() : output_file_;
+    const bool is_interactive = surroundings.is_interactive;
+    const std::string streams[] = {is_interactive ? screen : "/dev/null",
+                                   screen,
+                                   is_interactive ? screen : error_file_};
     std::vector<char*> words{file.data()};
     for (std::string& argument : arguments) words.push_back(argument.data());
     words.push_back(nullptr);
@@ -58,10 +59,10 @@ class RunningProgram {
     for (char** variable = environ; *variable != nullptr; ++variable)
       environment.push_back(*variable);
     environment.push_back(nullptr);
-    const int error = ::posix_spawn(&process_, file.c_str(), &actions, nullptr,
-                                    words.data(), environment.data());
-    ::posix_spawn_file_actions_destroy(&actions);
-    if (error != 0) throw std::runtime_error("cannot run " + file);
+    const pid_t test = ::getpid();
+    process_ = ::fork();
+    if (process_ == 0) Become(test, streams, words.data(), environment.data());
+    if (process_ < 0) throw std::runtime_error("cannot run " + file);
   }
   ~RunningProgram() {
     if (IsRunning()) Kill();
@@ -95,6 +96,21 @@ class RunningProgram {
   }
 
  private:
+  // In the child; no more than may follow a fork of a program with threads.
+  [[noreturn]] static void Become(pid_t test, const std::string (&streams)[3],
+                                  char* const* words,
+                                  char* const* environment) {
+    // A test that died before this line is nobody's parent any more.
+    if (::prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || ::getppid() != test)
+      ::_exit(126);
+    for (int stream = 0; stream < 3; ++stream) {
+      const int opened = ::open(streams[stream].c_str(),
+                                O_RDWR | O_CREAT | O_NOCTTY | O_CLOEXEC, 0600);
+      if (opened < 0 || ::dup2(opened, stream) < 0) ::_exit(126);
+    }
+    ::execve(words[0], words, environment);
+    ::_exit(127);
+  }
   bool IsRunning() {
     if (!is_over_) is_over_ = ::waitpid(process_, &status_, WNOHANG) != 0;
     return !is_over_;

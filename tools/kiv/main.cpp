@@ -3,6 +3,7 @@
 
 #include "command.h"
 #include "kiv/startup.h"
+#include "standard_streams.h"
 
 namespace {
 
@@ -36,6 +37,7 @@ int Run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  kiv_tool::OccupyStandardStreams();
   kiv::GlobalInit();
   int exit_code = 1;
   try {

@@ -85,6 +85,12 @@ void AddSend(QueueCommands& commands) {
   send->add_flag("--create", options.may_create,
                  "Create the queue when it is missing, even if queue.xml does "
                  "not declare it");
+  send->footer(
+      "An empty file, or standard input that ends at once as /dev/null does, "
+      "is "
+      "an\nempty message, with --lines none. Standard input that is closed is "
+      "an "
+      "error.");
 }
 
 void AddReading(QueueCommands& commands, CLI::App* command) {

@@ -13,6 +13,7 @@
 #include "kiv/mq/msmq_queue.h"
 #include "queue_command.h"
 #include "queue_text.h"
+#include "standard_streams.h"
 #include "terminal.h"
 
 namespace kiv_tool {
@@ -104,7 +105,11 @@ class Sender {
     return std::ferror(in) == 0 || Fail("cannot be read from " + name);
   }
   bool SendFile(const std::string& path) {
-    if (path == "-") return SendStream(stdin, "standard input");
+    if (path == "-")
+      return HasStandardInput() ? SendStream(stdin, "standard input")
+                                : Fail(
+                                      "cannot be read: standard input is "
+                                      "closed");
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
         std::fopen(path.c_str(), "rb"), std::fclose);
     return file == nullptr ? Fail("cannot be read from " + path)

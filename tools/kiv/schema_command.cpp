@@ -6,7 +6,6 @@
 #include <iostream>
 #include <map>
 #include <memory>
-#include <random>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -191,54 +190,40 @@ int List(const SchemaOptions& options) {
   return done && table.is_whole() ? 0 : 1;
 }
 
-bool WriteInPlace(const std::filesystem::path& file, const char* text,
-                  std::streamsize length) {
-  std::ofstream out(file, std::ios::binary);
-  out.write(text, length);
-  out.close();
+// To standard output when no file is named, else to a pipe or a terminal, which
+// has no old text to keep. The bytes are those of the encoding that the schema
+// declares, GB2312.
+bool WriteStream(const void* metadata, const std::string& type,
+                 const std::string& file) {
+  const auto text = dm::ObjectPtr<int*>::Take(
+      dm_o_metadata_to_xsd_as(metadata, type.c_str()));
+  if (!text) return false;
+  std::ofstream opened;
+  if (!file.empty()) opened.open(file, std::ios::binary);
+  std::ostream& out = file.empty() ? std::cout : opened;
+  out.write(dm_o_string_text(text.get()),
+            static_cast<std::streamsize>(dm_o_string_size(text.get())))
+      << std::flush;
   return static_cast<bool>(out);
 }
 
-// Written beside the target and moved into its place: a reader sees the old
-// file or the new one, and what fails leaves the old one.
-bool ReplaceFile(const std::filesystem::path& file, const char* text,
-                 std::streamsize length) {
-  namespace fs = std::filesystem;
+bool Write(const void* metadata, const std::string& type,
+           const std::string& file) {
   std::error_code error;
-  const fs::file_status before = fs::status(file, error);
-  // A terminal or a pipe has no old text to keep.
-  if (fs::exists(before) && !fs::is_regular_file(before)) {
-    return WriteInPlace(file, text, length);
-  }
-  // Where a link leads, not the link.
-  const fs::path target = fs::weakly_canonical(file, error);
-  if (error) return false;
-  std::random_device random;
-  const fs::path beside =
-      target.parent_path() /
-      (".kiv-" + std::to_string(random()) + std::to_string(random()));
-  bool done = WriteInPlace(beside, text, length);
-  if (done && fs::exists(before)) {
-    fs::permissions(beside, before.permissions(), error);
-    done = !error;
-  }
-  if (done) {
-    fs::rename(beside, target, error);
-    done = !error;
-  }
-  if (!done) fs::remove(beside, error);
-  return done;
+  const std::filesystem::file_status status =
+      std::filesystem::status(file, error);
+  const bool is_file =
+      !file.empty() && (!std::filesystem::exists(status) ||
+                        std::filesystem::is_regular_file(status));
+  return is_file ? dm_o_metadata_to_xsd_file(metadata, type.c_str(),
+                                             Local(file).c_str())
+                 : WriteStream(metadata, type, file);
 }
 
-// To standard output when no file is named. The bytes are those of the encoding
-// that the schema declares, GB2312.
-bool Write(const std::string& file, const char* text, std::size_t size) {
-  const auto length = static_cast<std::streamsize>(size);
-  if (file.empty()) {
-    std::cout.write(text, length) << std::flush;
-    return static_cast<bool>(std::cout);
-  }
-  return ReplaceFile(file, text, length);
+// The library's paths are text in the local encoding with either separator: a
+// name beyond that would be written as another one.
+bool IsPathOfTheLibrary(const std::string& file) {
+  return Utf8(Local(file)) == file && file.find('\\') == std::string::npos;
 }
 
 int Export(const SchemaOptions& options) {
@@ -247,20 +232,17 @@ int Export(const SchemaOptions& options) {
   const std::string type = Local(options.type);
   const void* const metadata = dm_o_get_metadata(type.c_str());
   if (metadata == nullptr) return UnknownType("export", options.type);
-  const std::size_t logged_before = log.Entries().size();
-  const auto text = dm::ObjectPtr<int*>::Take(
-      dm_o_metadata_to_xsd_as(metadata, type.c_str()));
-  if (!text) {
-    std::cerr << "kiv schema export: " << options.type
-              << " cannot be written as a schema:\n"
-              << log.Entries().substr(logged_before);
+  if (!IsPathOfTheLibrary(options.output)) {
+    std::cerr << "kiv schema export: " << options.output
+              << " has a character that a file of GB2312 name cannot have\n";
     return 1;
   }
-  if (!Write(options.output, dm_o_string_text(text.get()),
-             dm_o_string_size(text.get()))) {
-    std::cerr << "kiv schema export: "
+  const std::size_t logged_before = log.Entries().size();
+  if (!Write(metadata, type, options.output)) {
+    std::cerr << "kiv schema export: " << options.type << " is not written to "
               << (options.output.empty() ? "standard output" : options.output)
-              << " cannot be written\n";
+              << '\n'
+              << log.Entries().substr(logged_before);
     return 1;
   }
   return done ? 0 : 1;

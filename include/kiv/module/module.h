@@ -8,9 +8,9 @@
 namespace kiv::module {
 
 // What a processor library exports, under any name (extern "C"). The bytes need
-// not end with a zero. `context` is null for a message queue and the
-// ComQueueConfig for a serial port. True means handled; an exception counts as
-// false.
+// not end with a zero. `context` is null for a message queue, the
+// ComQueueConfig for a serial port and the FileQueueFile for a watched
+// directory. True means handled; an exception counts as false.
 using ProcessorFunction = bool (*)(const char* data, int length, void* context);
 
 // The code that handles one message. No lock: one thread at a time, unless the

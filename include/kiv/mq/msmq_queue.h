@@ -61,8 +61,7 @@ class KIV_API MsmqQueue final : public Queue {
   // Removes every message that is there now.
   bool Purge(unsigned long long& removed);
 
-  // Why the last call failed, in the local encoding; empty when it did not.
-  std::string LastError() const;
+  std::string LastError() const override;
 
  private:
   std::unique_ptr<Impl> impl_;

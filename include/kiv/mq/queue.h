@@ -21,6 +21,9 @@ class KIV_API Queue {
   virtual ~Queue() = default;
   // Takes one message off the queue; empty when nothing was received.
   virtual std::shared_ptr<Message> Receive() = 0;
+  // Why the last call failed, in the local encoding; empty when it did not.
+  // Tells a queue that fails from one that is empty.
+  virtual std::string LastError() const { return ""; }
 };
 
 // The entry point of a queue kind. Held by the pointer of its concrete type:

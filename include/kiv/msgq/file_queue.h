@@ -22,14 +22,16 @@ KIV_API void FileQueueMain();
 // no directory has. Any thread.
 KIV_API std::string FileQueueDirPath(const char* name);
 
-// FileQueueMain on a thread of its own. False when it ended before the
-// directories were watched, or runs already. The end of the process stops it.
+// FileQueueMain on a thread of its own. True once the directories are watched;
+// false when they cannot be, or it runs already. The end of the process stops
+// it.
 KIV_API bool FileQueueStart();
 
 // Ends FileQueueMain, whoever called it, and waits for that; a negative time
 // waits without limit. A file that is being processed is finished first. False
 // when that took longer than the time; it ends all the same then. Any thread; a
-// FileQueueMain that is called later runs.
+// processor of the queue is answered false at once, since the end would wait
+// for it. A FileQueueMain that is called later runs.
 KIV_API bool FileQueueStop(int wait_milliseconds = 5000);
 
 struct FileQueueDirectory {

@@ -21,13 +21,6 @@ constexpr char kRunPrefix[] = "run-";
 constexpr char kLock[] = "lock";
 constexpr int kAttemptsToMakeOne = 20;
 
-Descriptor OpenFolderAt(int parent, const std::string& name) {
-  return Descriptor(Retry([&] {
-    return ::openat(parent, name.c_str(),
-                    O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  }));
-}
-
 std::string NewRunName() {
   std::array<unsigned char, 6> random{};
   RandomBytes(random.data(), random.size());
@@ -56,6 +49,15 @@ class Collected final : public TreeVisitor {
   std::vector<std::string> folders;
   std::vector<std::string> files;
 };
+
+// Whether the open folder still has that name.
+bool IsAt(int parent, const std::string& name, int folder) {
+  struct stat named;
+  struct stat open;
+  return ::fstatat(parent, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+         ::fstat(folder, &open) == 0 && named.st_dev == open.st_dev &&
+         named.st_ino == open.st_ino;
+}
 
 bool RenameInto(int from, const std::string& from_leaf, int to,
                 const std::string& to_name) {
@@ -182,6 +184,14 @@ int RunFolder::Attempt(int number, mode_t mode) {
       attempts_[index] = OpenFolderAt(folder_.get(), name);
   }
   return attempts_[index].get();
+}
+
+bool RunFolder::IsInPlace(int processing, int number) const {
+  const auto index = static_cast<std::size_t>(number);
+  const bool is_made = index < attempts_.size() && attempts_[index].is_open();
+  const std::string attempt = name_ + '/' + std::to_string(number);
+  return IsAt(processing, name_, folder_.get()) &&
+         (!is_made || IsAt(processing, attempt, attempts_[index].get()));
 }
 
 std::vector<Leftover> RunFolder::Files() const {

@@ -44,6 +44,8 @@ class RunFolder {
   const std::string& Name() const { return name_; }
   // Where files lie that were taken for the n-th time; made when missing.
   int Attempt(int number, mode_t mode);
+  // Whether what was made so far is where it was made.
+  bool IsInPlace(int processing, int number) const;
   // The files in it.
   std::vector<Leftover> Files() const;
   // With all that is empty in it; with the lock when nothing else is left.

@@ -246,8 +246,9 @@ bool LinuxDirectoryWatch::ReadEvents() {
 
 void LinuxDirectoryWatch::Handle(const inotify_event& event) {
   if ((event.mask & IN_Q_OVERFLOW) != 0) return Overflowed();
-  if ((event.mask & (IN_DELETE | IN_MOVED_FROM)) != 0 &&
-      (event.mask & IN_ISDIR) != 0)
+  const bool is_folder_gone = (event.mask & (IN_DELETE | IN_MOVED_FROM)) != 0 &&
+                              (event.mask & IN_ISDIR) != 0;
+  if (is_folder_gone || (event.mask & IN_MOVE_SELF) != 0)
     for (WatchedDirectory* const directory : watches_->DirectoriesIn(event.wd))
       if (!directory->IsStillThere()) Lost(*directory);
   if ((event.mask & IN_IGNORED) != 0) watches_->Ended(event.wd);

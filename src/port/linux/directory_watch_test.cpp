@@ -137,6 +137,42 @@ TEST_F(DirectoryChanges, OfALinkAreToldThoughNobodyClosesIt) {
   EXPECT_EQ(change.records[0].certainty, Certainty::Created);
 }
 
+struct Parting {
+  const char* name;
+  const char* folder;  // that is renamed
+};
+
+class DirectoryAway : public DirectoryChanges,
+                      public ::testing::WithParamInterface<Parting> {
+ protected:
+  // Passes over files.
+  Kind Next() {
+    DirectoryChange change;
+    while (watch_->Wait(kPatienceMs, change) == Outcome::Change)
+      if (change.kind != Kind::Files) return change.kind;
+    return Kind::Files;
+  }
+};
+
+TEST_P(DirectoryAway, IsWatchedAgainWhenItIsBack) {
+  Watch("far/up/in", 1);
+  for (int round = 1; round <= 2; ++round) {
+    fs::rename(GetParam().folder, "away" + std::to_string(round));
+    fs::create_directories("far/up/in");
+    EXPECT_EQ(Next(), Kind::Gone);
+    EXPECT_EQ(Next(), Kind::Back);
+    WriteTestFile("away" + std::to_string(round) + "/not_ours");
+    WriteTestFile("far/up/in/file");
+    EXPECT_EQ(Files(1), Seen{"1 file"});
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Renamed, DirectoryAway,
+                         ::testing::Values(Parting{"Itself", "far/up/in"},
+                                           Parting{"TheFolderAbove", "far/up"},
+                                           Parting{"OneFurtherUp", "far"}),
+                         [](const auto& row) { return row.param.name; });
+
 TEST_F(DirectoryChanges, EndAtOnceWhenTheyAreStopped) {
   Watch("in", 1);
   std::thread other([this] {

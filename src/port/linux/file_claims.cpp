@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <ctime>
 #include <new>
+#include <optional>
 #include <utility>
 
 #include "port/file.h"
@@ -133,26 +134,44 @@ class LinuxFileClaims final : public FileClaims {
     int folder = -1;
     std::string leaf;
   };
+  // A file that is to be taken, as far as it could be opened.
+  struct Candidate {
+    Descriptor file;
+    int open_error = 0;
+    struct stat status {};
+  };
+  // With errno where the folder cannot be opened.
   static Place Find(int root, const std::string& name);
   static Taking Refusal(const std::string& reason) {
     return {Outcome::Refused, {}, reason};
   }
+  // From errno.
+  static Taking NotReached() {
+    if (errno == ENOENT || errno == ENOTDIR || errno == ELOOP) return {};
+    return Refusal("it cannot be opened now: " + ErrorText(errno));
+  }
+
+  // Why it is not to be taken; nothing when it is.
+  static std::optional<Taking> OpenWhole(const Place& place,
+                                         Certainty certainty,
+                                         Candidate& candidate);
 
   Taking TakeFrom(const Place& place, const std::string& name, int attempt,
                   Certainty certainty, std::size_t most_bytes,
                   std::string& bytes);
   Taking Claim(const Place& place, const std::string& name, int attempt);
   bool FolderFor(const char* name, Descriptor& folder);
-  bool Finish(const FileClaim& claim, const char* where, std::string& name);
+  // `folder` is `where` then, and `name` the claim's new one in it.
+  bool Finish(const FileClaim& claim, const char* where, Descriptor& folder,
+              std::string& name);
   Place ClaimPlace(const FileClaim& claim) {
-    return Find(run_.Attempt(claim.attempt, mode_), claim.name);
+    const int folder = run_.Attempt(claim.attempt, mode_);
+    return folder >= 0 ? Find(folder, claim.name) : Place();
   }
 
   Descriptor root_;
   mode_t mode_ = 0700;
   Descriptor processing_;
-  Descriptor done_;
-  Descriptor failed_;
   RunFolder run_;
   std::vector<RunFolder> ended_;
   bool has_folders_ = false;
@@ -175,8 +194,9 @@ bool LinuxFileClaims::Begin(const std::string& path, std::string& reason) {
     return false;
   }
   mode_ = status.st_mode & 07777;
-  if (!FolderFor(kProcessing, processing_) || !FolderFor(kFailed, failed_) ||
-      !FolderFor(kDone, done_)) {
+  Descriptor unused;
+  if (!FolderFor(kProcessing, processing_) || !FolderFor(kFailed, unused) ||
+      !FolderFor(kDone, unused)) {
     reason = "its folders .processing, .failed and .done cannot be made: " +
              ErrorText(errno);
     return false;
@@ -223,19 +243,56 @@ FileClaims::Taking LinuxFileClaims::Take(const std::string& name,
                                          Certainty certainty,
                                          std::size_t most_bytes,
                                          std::string& bytes) {
-  const Place place = Find(root_.get(), name);
-  if (place.folder < 0) return {};
-  return TakeFrom(place, name, 1, certainty, most_bytes, bytes);
+  return TakeFrom(Find(root_.get(), name), name, 1, certainty, most_bytes,
+                  bytes);
 }
 
 FileClaims::Taking LinuxFileClaims::TakeLeftover(const Leftover& leftover,
                                                  std::size_t most_bytes,
                                                  std::string& bytes) {
-  const Place place = Find(processing_.get(), leftover.place);
-  if (place.folder < 0) return {};
   // It was whole when it was taken.
-  return TakeFrom(place, leftover.name, leftover.attempts + 1,
-                  Certainty::Closed, most_bytes, bytes);
+  return TakeFrom(Find(processing_.get(), leftover.place), leftover.name,
+                  leftover.attempts + 1, Certainty::Closed, most_bytes, bytes);
+}
+
+std::optional<FileClaims::Taking> LinuxFileClaims::OpenWhole(
+    const Place& place, Certainty certainty, Candidate& candidate) {
+  const auto left_alone = [&] {
+    return Taking{
+        Outcome::LeftAlone, {}, "it is " + KindText(candidate.status)};
+  };
+  if (::fstatat(place.folder, place.leaf.c_str(), &candidate.status,
+                AT_SYMLINK_NOFOLLOW) != 0)
+    return NotReached();
+  // Not opened at all: that alone lets the writer of a pipe go on, and winds
+  // back a tape.
+  if (!S_ISREG(candidate.status.st_mode)) return left_alone();
+  Descriptor& file = candidate.file;
+  file = Descriptor(Retry([&] {
+    return ::openat(place.folder, place.leaf.c_str(),
+                    O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  }));
+  if (!file.is_open()) {
+    // Somebody breaks his hold on the file for us; it is his until then.
+    if (errno == EAGAIN) return Taking{Outcome::BeingWritten, {}, ""};
+    candidate.open_error = errno;
+    // Those are the file's; all others, as too many open files, are ours.
+    if (errno == EACCES || errno == EPERM) return std::nullopt;
+    return NotReached();
+  }
+  if (certainty == Certainty::Closed) return std::nullopt;
+  const Writers writers = AskForWriters(file.get());
+  if (writers == Writers::Some) return Taking{Outcome::BeingWritten, {}, ""};
+  // Only what is seen from here on counts: the writer may have come to its end
+  // since the look by name.
+  if (::fstat(file.get(), &candidate.status) != 0) return NotReached();
+  if (!S_ISREG(candidate.status.st_mode)) return left_alone();
+  // What looked the same twice may be between two writes of one who still has
+  // it open; where the system does not say, two looks have to do.
+  if (writers == Writers::Unknown && certainty != Certainty::Moved &&
+      certainty != Certainty::Stable && AgeMs(candidate.status) < kQuietMs)
+    return Taking{Outcome::Unsure, {}, ""};
+  return std::nullopt;
 }
 
 FileClaims::Taking LinuxFileClaims::TakeFrom(const Place& place,
@@ -243,79 +300,49 @@ FileClaims::Taking LinuxFileClaims::TakeFrom(const Place& place,
                                              int attempt, Certainty certainty,
                                              std::size_t most_bytes,
                                              std::string& bytes) {
-  struct stat status;
-  if (::fstatat(place.folder, place.leaf.c_str(), &status,
-                AT_SYMLINK_NOFOLLOW) != 0)
-    return {};
-  // Not opened at all: that alone lets the writer of a pipe go on, and winds
-  // back a tape.
-  if (!S_ISREG(status.st_mode))
-    return {Outcome::LeftAlone, {}, "it is " + KindText(status)};
-  Descriptor file(Retry([&] {
-    return ::openat(place.folder, place.leaf.c_str(),
-                    O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  }));
-  const int open_error = file.is_open() ? 0 : errno;
-  if (open_error == ENOENT || open_error == ELOOP) return {};
-  Writers writers = Writers::Unknown;
-  // Somebody breaks his hold on the file for us; it is his until then.
-  if (open_error == EAGAIN) return {Outcome::BeingWritten, {}, ""};
-  // Ours, not the file's: too many open files, no memory.
-  if (open_error != 0 && open_error != EACCES && open_error != EPERM)
-    return {Outcome::Refused,
-            {},
-            "it cannot be opened now: " + ErrorText(open_error)};
-  if (file.is_open() && certainty != Certainty::Closed) {
-    writers = AskForWriters(file.get());
-    if (writers == Writers::Some) return {Outcome::BeingWritten, {}, ""};
-    // What looked the same twice may be between two writes of one who still
-    // has it open; where the system does not say, two looks have to do.
-    if (writers == Writers::Unknown && certainty != Certainty::Moved &&
-        certainty != Certainty::Stable) {
-      // A new name of an old file is whole; a new file may be growing.
-      if (certainty == Certainty::Created && status.st_nlink < 2) return {};
-      if (AgeMs(status) < kQuietMs) return {Outcome::Unsure, {}, ""};
-    }
-  }
+  if (place.folder < 0) return NotReached();
+  Candidate candidate;
+  if (auto early = OpenWhole(place, certainty, candidate)) return *early;
   Taking taking = Claim(place, name, attempt);
   if (taking.outcome != Outcome::Taken) return taking;
-  // Looked at again where nobody else takes it: another file may have had the
-  // name by the time that it was renamed.
-  const Place claimed = ClaimPlace(taking.claim);
-  struct stat after;
-  if (::fstatat(claimed.folder, claimed.leaf.c_str(), &after,
-                AT_SYMLINK_NOFOLLOW) != 0)
-    return {};
-  if (!IsSameFile(after, status)) {
-    if (MoveInto(claimed.folder, claimed.leaf, place.folder, place.leaf, mode_))
-      return {};
-    taking.outcome = Outcome::Unfit;
-    taking.reason = "another file took its name while it was claimed";
-    return taking;
-  }
-  taking.claim.size_bytes = static_cast<std::uint64_t>(status.st_size);
-  taking.claim.written_ns = Nanoseconds(status.st_mtim);
   const auto unfit = [&taking](const std::string& reason) {
     taking.outcome = Outcome::Unfit;
     taking.reason = reason;
     return taking;
   };
-  if (open_error != 0)
-    return unfit("it cannot be opened: " + ErrorText(open_error));
+  // Looked at again where nobody else takes it: another file may have had the
+  // name by the time that it was renamed.
+  const Place claimed = ClaimPlace(taking.claim);
+  struct stat status;
+  if (claimed.folder < 0 || ::fstatat(claimed.folder, claimed.leaf.c_str(),
+                                      &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    if (errno == ENOENT) return {};
+    return unfit("it cannot be looked at: " + ErrorText(errno));
+  }
+  if (!IsSameFile(status, candidate.status)) {
+    if (MoveInto(claimed.folder, claimed.leaf, place.folder, place.leaf, mode_))
+      return {};
+    return unfit("another file took its name while it was claimed");
+  }
+  taking.claim.size_bytes = static_cast<std::uint64_t>(status.st_size);
+  taking.claim.written_ns = Nanoseconds(status.st_mtim);
+  taking.claim.index = status.st_ino;
+  if (candidate.open_error != 0)
+    return unfit("it cannot be opened: " + ErrorText(candidate.open_error));
   if (taking.claim.size_bytes > most_bytes)
     return unfit("it has " + std::to_string(taking.claim.size_bytes) +
                  " bytes, and a processor takes " + std::to_string(most_bytes) +
                  " at most");
   if (bytes.capacity() > kKeptBuffer) bytes = std::string();
   try {
-    if (!ReadAll(file.get(), taking.claim.size_bytes, bytes))
+    if (!ReadAll(candidate.file.get(), taking.claim.size_bytes, bytes))
       return unfit(errno == EBUSY ? "it changed while it was read"
                                   : "it cannot be read: " + ErrorText(errno));
   } catch (const std::bad_alloc&) {
     return unfit("there is no memory for its " +
                  std::to_string(taking.claim.size_bytes) + " bytes");
   }
-  file_in_hand_ = std::move(file);
+  file_in_hand_ = std::move(candidate.file);
   return taking;
 }
 
@@ -324,10 +351,13 @@ FileClaims::Taking LinuxFileClaims::Claim(const Place& place,
                                           int attempt) {
   const int folder = run_.Attempt(attempt, mode_);
   if (folder >= 0 && MoveInto(place.folder, place.leaf, folder, name, mode_))
-    return {Outcome::Taken, {name, attempt, 0, 0}, ""};
+    return {Outcome::Taken, {.name = name, .attempt = attempt}, ""};
   switch (errno) {
     case ENOENT:
-      return {};
+      return {run_.IsInPlace(processing_.get(), attempt) ? Outcome::Gone
+                                                         : Outcome::Lost,
+              {},
+              ""};
     case EEXIST:
       return Refusal(
           "an earlier file of this name is still in .processing, since it "
@@ -380,7 +410,8 @@ std::vector<Leftover> LinuxFileClaims::Leftovers() {
 bool LinuxFileClaims::HasChanged(const FileClaim& claim) {
   struct stat status;
   return ::fstat(file_in_hand_.get(), &status) == 0 &&
-         (static_cast<std::uint64_t>(status.st_size) != claim.size_bytes ||
+         (status.st_ino != claim.index ||
+          static_cast<std::uint64_t>(status.st_size) != claim.size_bytes ||
           Nanoseconds(status.st_mtim) != claim.written_ns);
 }
 
@@ -388,42 +419,49 @@ bool LinuxFileClaims::Delete(const FileClaim& claim) {
   const Descriptor file = std::move(file_in_hand_);
   const Place place = ClaimPlace(claim);
   has_folders_ |= claim.name.find('/') != std::string::npos;
-  return ::unlinkat(place.folder, place.leaf.c_str(), 0) == 0 || Fail();
+  return (place.folder >= 0 &&
+          ::unlinkat(place.folder, place.leaf.c_str(), 0) == 0) ||
+         Fail();
 }
 
-// Renamed to a name that is free; `name` is that one then.
+// Renamed to a name that is free.
 bool LinuxFileClaims::Finish(const FileClaim& claim, const char* where,
-                             std::string& name) {
+                             Descriptor& folder, std::string& name) {
   const Descriptor file = std::move(file_in_hand_);
   has_folders_ |= claim.name.find('/') != std::string::npos;
-  Descriptor folder;
-  if (!FolderFor(where, folder)) return Fail();
   const Place place = ClaimPlace(claim);
-  name = claim.name;
-  if (MoveInto(place.folder, place.leaf, folder.get(), name, mode_))
-    return true;
-  if (errno != EEXIST) return Fail();
+  if (place.folder < 0) return Fail();
   const std::string leaf(LeafOf(claim.name));
+  name = claim.name;
   for (;;) {
+    if (FolderFor(where, folder) &&
+        MoveInto(place.folder, place.leaf, folder.get(), name, mode_))
+      return true;
+    if (errno != EEXIST) break;
     const std::string suffix = "." + Stamp();
     name = JoinNames(FolderOf(claim.name),
                      leaf.substr(0, kLongestLeaf - suffix.size()) + suffix);
-    if (MoveInto(place.folder, place.leaf, folder.get(), name, mode_))
-      return true;
-    if (errno != EEXIST) return Fail();
   }
+  // Not found shall be the claim, never what it was to go to.
+  const int error = errno;
+  const bool is_target =
+      error == ENOENT && ::faccessat(place.folder, place.leaf.c_str(), F_OK,
+                                     AT_SYMLINK_NOFOLLOW) == 0;
+  return Fail(is_target ? EAGAIN : error);
 }
 
 bool LinuxFileClaims::MoveToDone(const FileClaim& claim) {
+  Descriptor folder;
   std::string name;
-  return Finish(claim, kDone, name);
+  return Finish(claim, kDone, folder, name);
 }
 
 bool LinuxFileClaims::MoveToFailed(const FileClaim& claim,
                                    const std::string& reason) {
+  Descriptor failed;
   std::string name;
-  if (!Finish(claim, kFailed, name)) return false;
-  const Place place = Find(failed_.get(), name);
+  if (!Finish(claim, kFailed, failed, name)) return false;
+  const Place place = Find(failed.get(), name);
   std::string file_name;
   Descriptor file;
   // Never over a file that is there: it may be one that failed itself.

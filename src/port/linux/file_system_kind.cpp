@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/vfs.h>
-#include <unistd.h>
 
 #include <cstdint>
 #include <fstream>
@@ -89,11 +88,6 @@ std::size_t CountFolders(const std::string& path, std::size_t most) {
   FolderCount count(most);
   WalkTree(folder.get(), "", {.subtree = true, .skips_hidden = false}, count);
   return count.Count();
-}
-
-bool IsWritableFolder(const std::string& path) {
-  return ::faccessat(AT_FDCWD, SystemPath(path).c_str(), W_OK | X_OK,
-                     AT_EACCESS) == 0;
 }
 
 }  // namespace kiv::port

@@ -19,6 +19,9 @@ constexpr std::uint32_t kEvents = IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE |
                                   IN_MOVE_SELF | IN_DELETE_SELF |
                                   IN_EXCL_UNLINK;
 constexpr std::uint32_t kEventsAbove = IN_DELETE | IN_MOVED_FROM;
+// A folder goes with whatever it lies in. None of those can be deleted before
+// it.
+constexpr std::uint32_t kEventsFurtherUp = IN_MOVE_SELF;
 
 // The path may lead elsewhere by now: the open folder is the one meant. Added
 // to what one watch is asked for already, since one may serve two ends.
@@ -97,21 +100,33 @@ FolderWatches::Outcome FolderWatches::Add(WatchedDirectory& directory,
   return visitor.Result();
 }
 
-// That it cannot be watched is no reason not to watch the directory.
+// That one cannot be watched is no reason not to watch the directory.
 FolderWatches::Outcome FolderWatches::WatchAbove(WatchedDirectory& directory) {
-  const Descriptor above(Retry([&] {
-    return ::openat(directory.root.get(), "..",
-                    O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  }));
-  if (!above.is_open()) return Outcome::Failed;
-  const int watch =
-      AddWatch(inotify_, above.get(), directory.path + "/..", kEventsAbove);
-  if (watch < 0) return errno == ENOSPC ? Outcome::Full : Outcome::Failed;
-  std::vector<WatchedDirectory*>& directories = above_[watch];
-  if (std::find(directories.begin(), directories.end(), &directory) ==
-      directories.end())
-    directories.push_back(&directory);
-  return Outcome::Watched;
+  std::uint32_t events = kEventsAbove | kEventsFurtherUp;
+  struct stat below;
+  if (::fstat(directory.root.get(), &below) != 0) return Outcome::Failed;
+  std::string path = directory.path;
+  int folder = directory.root.get();
+  for (Descriptor above;; folder = above.get(), events = kEventsFurtherUp) {
+    // Nothing but its name is needed, so one that may not be read will do.
+    above =
+        Descriptor(::openat(folder, "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
+    struct stat status;
+    if (!above.is_open() || ::fstat(above.get(), &status) != 0)
+      return Outcome::Failed;
+    // Above the root is the root.
+    if (status.st_dev == below.st_dev && status.st_ino == below.st_ino)
+      return Outcome::Watched;
+    below = status;
+    path += "/..";
+    const int watch = AddWatch(inotify_, above.get(), path, events);
+    if (watch < 0 && errno == ENOSPC) return Outcome::Full;
+    if (watch < 0) continue;
+    std::vector<WatchedDirectory*>& directories = above_[watch];
+    if (std::find(directories.begin(), directories.end(), &directory) ==
+        directories.end())
+      directories.push_back(&directory);
+  }
 }
 
 std::vector<WatchedDirectory*> FolderWatches::DirectoriesIn(int watch) const {

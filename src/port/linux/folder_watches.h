@@ -14,7 +14,8 @@ namespace kiv::port {
 // ours it speaks of. That are several when one directory lies in another.
 //
 // The folder above a directory has a watch, too: a directory that is deleted
-// while we have something in it open says nothing of it itself.
+// while we have something in it open says nothing of it itself. And so have
+// those further up, each of which may be renamed and take it along.
 //
 // A name is made of a folder's own and those above it, so a renamed folder
 // keeps its watch and gets another place. inotify never gives a number twice.

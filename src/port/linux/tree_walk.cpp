@@ -11,13 +11,6 @@
 namespace kiv::port {
 namespace {
 
-Descriptor OpenFolderAt(int parent, const char* name) {
-  return Descriptor(Retry([&] {
-    return ::openat(parent, name,
-                    O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  }));
-}
-
 bool IsFolder(int parent, const dirent& entry) {
   if (entry.d_type != DT_UNKNOWN) return entry.d_type == DT_DIR;
   struct stat status;
@@ -83,13 +76,20 @@ class Walk {
 
 }  // namespace
 
+Descriptor OpenFolderAt(int parent, const std::string& name) {
+  return Descriptor(Retry([&] {
+    return ::openat(parent, name.c_str(),
+                    O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  }));
+}
+
 Descriptor OpenBelow(int root, std::string_view name) {
   Descriptor folder = OpenFolderAt(root, ".");
   while (folder.is_open() && !name.empty()) {
     const std::size_t slash = name.find('/');
     const std::string first(name.substr(0, slash));
     name = slash == name.npos ? "" : name.substr(slash + 1);
-    folder = OpenFolderAt(folder.get(), first.c_str());
+    folder = OpenFolderAt(folder.get(), first);
   }
   return folder;
 }

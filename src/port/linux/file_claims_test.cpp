@@ -1,0 +1,183 @@
+#include "port/file_claims.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+
+#include "port/file.h"
+#include "port/linux/descriptor.h"
+#include "port/test_folder.h"
+
+namespace kiv::port {
+namespace {
+
+namespace fs = std::filesystem;
+using Certainty = ChangeRecord::Certainty;
+using Outcome = FileClaims::Outcome;
+
+class Claims : public ::testing::Test {
+ protected:
+  Claims() {
+    fs::create_directories("in/sub");
+    claims_ = FileClaims::Open("in", reason_);
+  }
+  void SetUp() override { ASSERT_NE(claims_, nullptr) << reason_; }
+
+  FileClaims::Taking Take(const std::string& name,
+                          Certainty certainty = Certainty::Closed) {
+    constexpr std::size_t kMostBytes = 1000;
+    return claims_->Take(name, certainty, kMostBytes, bytes_);
+  }
+
+  const TestFolder folder_;
+  std::string reason_;
+  std::unique_ptr<FileClaims> claims_;
+  std::string bytes_;
+};
+
+// The writer comes to its end between any two steps of ours.
+TEST_F(Claims, TakeAFileAsItsWriterLeftIt) {
+  constexpr int kFiles = 4'000;
+  std::atomic<int> begun{-1};
+  std::atomic<int> taken{-1};
+  std::thread writer([&] {
+    for (int i = 0; i < kFiles; ++i) {
+      {
+        const Descriptor file(::open("in/file", O_WRONLY | O_CREAT, 0600));
+        EXPECT_TRUE(WriteAll(file.get(), "begins, "));
+        begun = i;
+        for (int turn = 0; turn < i % 100 * 10; ++turn)
+          std::atomic_signal_fence(std::memory_order_seq_cst);
+        EXPECT_TRUE(WriteAll(file.get(), "ends"));
+      }
+      while (taken != i) std::this_thread::yield();
+    }
+  });
+  int unfit = 0;
+  for (int i = 0; i < kFiles; ++i) {
+    while (begun != i) std::this_thread::yield();
+    FileClaims::Taking taking;
+    do {
+      taking = Take("file", Certainty::Found);
+    } while (taking.outcome == Outcome::BeingWritten ||
+             taking.outcome == Outcome::Gone);
+    if (taking.outcome != Outcome::Taken)
+      ++unfit;
+    else
+      EXPECT_EQ(bytes_, "begins, ends");
+    EXPECT_TRUE(claims_->Delete(taking.claim));
+    taken = i;
+  }
+  writer.join();
+  EXPECT_EQ(unfit, 0);
+}
+
+// Whoever holds the file gives it back in his own time.
+TEST_F(Claims, WaitForWhoHoldsTheFile) {
+  WriteTestFile("in/held", "held");
+  {
+    const Descriptor holder(::open("in/held", O_RDWR | O_CLOEXEC));
+    // He is asked for it by a signal; one that does nothing.
+    ASSERT_EQ(::fcntl(holder.get(), F_SETSIG, SIGURG), 0);
+    if (::fcntl(holder.get(), F_SETLEASE, F_WRLCK) != 0)
+      GTEST_SKIP() << "the file system knows no leases";
+    EXPECT_EQ(Take("held").outcome, Outcome::BeingWritten);
+    EXPECT_TRUE(fs::exists("in/held"));
+  }
+  EXPECT_EQ(Take("held").outcome, Outcome::Taken);
+  EXPECT_EQ(bytes_, "held");
+}
+
+TEST_F(Claims, LeaveFilesThatCannotBeOpenedNowForLater) {
+  WriteTestFile("in/file", "1");
+  WriteTestFile("in/sub/file", "2");
+  rlimit before{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+  const rlimit none{0, before.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+  const FileClaims::Taking above = Take("file");
+  const FileClaims::Taking below = Take("sub/file");
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+  EXPECT_EQ(above.outcome, Outcome::Refused);
+  EXPECT_EQ(above.reason, "it cannot be opened now: Too many open files");
+  EXPECT_EQ(below.outcome, Outcome::Refused);
+  EXPECT_EQ(Take("file").outcome, Outcome::Taken);
+  EXPECT_EQ(Take("sub/file").outcome, Outcome::Taken);
+}
+
+// Linked by another user's program, which then took the first name away: nobody
+// closes it, and a host without rights is not told who writes it.
+TEST_F(Claims, AreUnsureOfANewNameOfAnothersFile) {
+  WriteTestFile("in/file", "whole");
+  if (::chown("in/file", 65534, 65534) != 0)
+    GTEST_SKIP() << "a file of another user needs the right to give one away";
+  std::thread([&] {
+    // Of this thread alone.
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct rights[2]{};
+    ASSERT_EQ(::syscall(SYS_capget, &header, rights), 0);
+    rights[0].effective &= ~(1U << CAP_LEASE);
+    ASSERT_EQ(::syscall(SYS_capset, &header, rights), 0);
+    EXPECT_EQ(Take("file", Certainty::Created).outcome, Outcome::Unsure);
+    EXPECT_EQ(Take("file", Certainty::Found).outcome, Outcome::Unsure);
+    EXPECT_EQ(Take("file", Certainty::Stable).outcome, Outcome::Taken);
+  }).join();
+}
+
+TEST_F(Claims, AreLostWithTheFoldersTheyAreKeptIn) {
+  WriteTestFile("in/first");
+  ASSERT_EQ(Take("first").outcome, Outcome::Taken);
+  for (const char* name : {"in/file", "in/sub/file"}) WriteTestFile(name);
+  EXPECT_EQ(Take("none").outcome, Outcome::Gone);
+  // The folder of the first attempt alone, and then all of them.
+  for (const auto& run : fs::directory_iterator("in/.processing"))
+    fs::remove_all(run.path() / "1");
+  EXPECT_EQ(Take("file").outcome, Outcome::Lost);
+  claims_ = FileClaims::Open("in", reason_);
+  ASSERT_EQ(Take("file").outcome, Outcome::Taken);
+  fs::remove_all("in/.processing");
+  EXPECT_EQ(Take("sub/file").outcome, Outcome::Lost);
+  EXPECT_TRUE(fs::exists("in/sub/file"));
+  claims_ = FileClaims::Open("in", reason_);
+  EXPECT_EQ(Take("sub/file").outcome, Outcome::Taken);
+}
+
+TEST_F(Claims, ThatSomebodyTookAwayAreNotFound) {
+  for (const std::string name : {"file", "sub/file"}) {
+    WriteTestFile("in/" + name);
+    const FileClaims::Taking taking = Take(name);
+    ASSERT_EQ(taking.outcome, Outcome::Taken);
+    for (const auto& run : fs::directory_iterator("in/.processing"))
+      fs::remove_all(run.path() / "1");
+    EXPECT_FALSE(claims_->Delete(taking.claim));
+    EXPECT_TRUE(IsNotFound(LastError())) << name;
+    EXPECT_FALSE(claims_->MoveToDone(taking.claim));
+    EXPECT_TRUE(IsNotFound(LastError())) << name;
+    claims_ = FileClaims::Open("in", reason_);
+  }
+}
+
+TEST_F(Claims, FindTheirEndThoughItsFolderWasRemoved) {
+  for (const char* name : {"failed", "done"})
+    WriteTestFile(fs::path("in") / name);
+  fs::remove_all("in/.failed");
+  fs::remove_all("in/.done");
+  EXPECT_TRUE(claims_->MoveToFailed(Take("failed").claim, "no reason"));
+  EXPECT_EQ(ReadTestFile("in/.failed/failed.reason"), "no reason\n");
+  EXPECT_TRUE(claims_->MoveToDone(Take("done").claim));
+  EXPECT_TRUE(fs::exists("in/.done/done"));
+}
+
+}  // namespace
+}  // namespace kiv::port
