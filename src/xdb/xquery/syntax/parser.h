@@ -27,6 +27,7 @@ struct ParseLimits {
 //   XQST0031  a version other than 1.0
 //   XQST0032, 0038, 0055, 0065, 0066, 0067, 0068, 0069
 //             a setting of the prolog made twice
+//   XQST0057, 0088  an import or a library module without a namespace
 //   XQST0071  a namespace attribute twice in one element
 //   XQST0075  validate
 //   XQST0087  an encoding name that is none
