@@ -58,6 +58,12 @@ void RoundTo(WideDecimal& value, std::size_t scale) {
     value.magnitude.Increment();
 }
 
+void RefuseDigits(std::size_t count) {
+  if (count <= Decimal::kMaxDigits) return;
+  throw Error("FOAR0002", "a number of more than " +
+                              std::to_string(Decimal::kMaxDigits) + " digits");
+}
+
 // The canonical form: no zeros at the end of the fraction, small where it fits.
 Decimal Narrow(WideDecimal value) {
   RoundTo(value, Decimal::kMaxFraction);
@@ -78,12 +84,7 @@ Decimal Narrow(WideDecimal value) {
                      static_cast<int>(value.scale));
     }
   }
-  const std::size_t digits = value.magnitude.DigitCount();
-  if (digits > Decimal::kMaxDigits) {
-    throw Error("FOAR0002", "a number of more than " +
-                                std::to_string(Decimal::kMaxDigits) +
-                                " digits");
-  }
+  RefuseDigits(value.magnitude.DigitCount());
   const auto* big = Counted::Make<BigDecimal>(0, std::move(value));
   Decimal result(big);
   big->Drop();
@@ -370,6 +371,11 @@ Decimal operator*(const Decimal& left, const Decimal& right) {
                                left.scale_ + right.scale_);
   }
   const WideDecimal first = Widen(left), second = Widen(right);
+  // What rounding will not save is not computed: it takes longest.
+  const std::size_t digits =
+      first.magnitude.DigitCount() + second.magnitude.DigitCount();
+  if (digits > 2 * Decimal::kMaxFraction + 1)
+    RefuseDigits(digits - 2 * Decimal::kMaxFraction - 1);
   return Narrow({first.is_negative != second.is_negative,
                  first.magnitude * second.magnitude,
                  first.scale + second.scale});
