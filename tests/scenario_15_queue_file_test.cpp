@@ -289,6 +289,15 @@ TEST_F(Scenario15QueueFile, RemovedOrReplacedSwallowsNothing) {
   EXPECT_EQ(Drain(), 1);
 }
 
+// A queue that is being deleted loses its table before its file.
+TEST_F(Scenario15QueueFile, HalfDeletedIsNoQueueForWhoHasItOpen) {
+  Create();
+  const auto receiver = Open(QueueInfo::ACCESS_RECEIVE);
+  Execute("DROP TABLE message");
+  EXPECT_EQ(receiver->Receive(), nullptr);
+  EXPECT_EQ(receiver->LastError(), "there is no such queue");
+}
+
 // Its messages belong to the file that is gone: beside a new one they would
 // come back, or break it.
 TEST_F(Scenario15QueueFile, LogThatIsLeftOverIsPlayedIntoNoNewFile) {

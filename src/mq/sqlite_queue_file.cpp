@@ -104,14 +104,11 @@ bool IsQueueFile(SqliteConnection& file, std::string& reason) {
 bool IsOfName(SqliteConnection& file, const QueueName& name,
               std::string& reason) {
   std::string stored;
-  std::int64_t tables = 0;
-  if (!file.Ask("SELECT name FROM queue", stored) ||
-      !file.Ask("SELECT count(*) FROM sqlite_schema WHERE name = 'message'",
-                tables)) {
+  if (!file.Ask("SELECT name FROM queue", stored)) {
     reason = file.Fault();
     return false;
   }
-  if (tables == 0) {
+  if (IsDeleted(file)) {
     reason = "the queue is being deleted";
     return false;
   }
@@ -156,6 +153,13 @@ bool IsUsable(SqliteConnection& file, const QueueName& name,
 }
 
 }  // namespace
+
+bool IsDeleted(SqliteConnection& file) {
+  std::int64_t tables = 0;
+  return file.Ask("SELECT count(*) FROM sqlite_schema WHERE name = 'message'",
+                  tables) &&
+         tables == 0;
+}
 
 bool CreateQueueFile(const std::string& folder, const QueueName& name,
                      const std::string& label, std::string& reason) {

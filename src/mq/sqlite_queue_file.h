@@ -22,6 +22,9 @@ std::unique_ptr<SqliteConnection> OpenQueueFile(const std::string& path,
                                                 const QueueName& name,
                                                 std::string& reason);
 
+// Whether the queue is deleted already while its file is still there.
+bool IsDeleted(SqliteConnection& file);
+
 // For everybody who has it open, too.
 bool DeleteQueueFile(const std::string& path, const QueueName& name,
                      std::string& reason);

@@ -164,6 +164,11 @@ class SqliteStore final : public MessageStore {
   bool Fail(std::string& reason) {
     reason = opened_->file->Fault();
     is_spent_ = opened_->file->IsFaultLasting();
+    // Its tables go before its file does.
+    if (IsDeleted(*opened_->file)) {
+      reason = "there is no such queue";
+      is_spent_ = true;
+    }
     return false;
   }
   Step FailedStep(std::string& reason) {
