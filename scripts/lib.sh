@@ -31,7 +31,7 @@ build_packages=(g++ cmake ninja-build ccache pkg-config libxerces-c-dev
 test_packages=(libgtest-dev libgmock-dev python3 libicu-dev strace
   nlohmann-json3-dev zlib1g-dev)
 bench_packages=(libbenchmark-dev libicu-dev libspdlog-dev libssl-dev
-  libhowardhinnant-date-dev python3)
+  libhowardhinnant-date-dev python3 basex)
 check_packages=(clang clang-format clang-tidy libclang-rt-14-dev)
 
 # The broker that durable queues may lie on, for its tests.

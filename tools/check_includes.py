@@ -28,6 +28,7 @@ ROOMS = [
      ("src/port/linux/",)),
     (re.compile(r"^sqlite3"), ("src/mq/sqlite_",)),
     (re.compile(r"^amqp"), ("src/mq/amqp_",)),
+    (re.compile(r"^db(_cxx)?\.h$"), ("src/xdb/container/",)),
     (re.compile(r"^unicode/"), ()),
 ]
 INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^>"]+)[>"]')

@@ -26,6 +26,9 @@ bool IsAlreadyThere(int error);
 bool CreatePrivateDirectory(const std::string& path);
 bool CreatePrivateFile(const std::string& path);
 
+// Takes a folder that is there away from everybody but its owner.
+bool MakeDirectoryPrivate(const std::string& path);
+
 // Whether we may add and remove entries.
 bool MayChangeDirectory(const std::string& path);
 // What was added, moved or removed in the folder stays so over a power failure.

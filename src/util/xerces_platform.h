@@ -8,6 +8,10 @@ namespace kiv {
 void StartXmlPlatform();
 void StopXmlPlatform();
 
+// What is made of the platform and kept for the next use must end before it:
+// `release` is called once, when the platform is stopped, and then forgotten.
+void BeforeXmlPlatformStops(void (*release)());
+
 }  // namespace kiv
 
 #endif  // UTIL_XERCES_PLATFORM_H_

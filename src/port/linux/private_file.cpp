@@ -40,6 +40,10 @@ bool CreatePrivateFile(const std::string& path) {
   return (file.is_open() && file.Close()) || Fail();
 }
 
+bool MakeDirectoryPrivate(const std::string& path) {
+  return ::chmod(SystemPath(path).c_str(), 0700) == 0 || Fail();
+}
+
 bool MayChangeDirectory(const std::string& path) {
   return ::faccessat(AT_FDCWD, SystemPath(path).c_str(), W_OK | X_OK,
                      AT_EACCESS) == 0 ||

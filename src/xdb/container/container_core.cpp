@@ -1,0 +1,211 @@
+#include "xdb/container/container_core.h"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+#include <utility>
+
+#include "port/native_path.h"
+#include "util/cp936.h"
+#include "util/log_entry.h"
+#include "xdb/container/environment_access.h"
+#include "xdb/container/environment_impl.h"
+#include "xdb/container/environment_settings.h"
+#include "xdb/tree/index_values.h"
+#include "xdb/tree/tree_error.h"
+
+namespace kiv::xdb {
+namespace {
+
+// More is not kept for the end of a transaction.
+constexpr std::size_t kMostChanges = 200'000;
+
+constexpr int kMostTries = 20;
+
+void CloseEnvironment(DbEnv* environment) {
+  environment->close(0);
+  delete environment;
+}
+
+bool Offers(DbEnv& environment, u_int32_t flag) {
+  u_int32_t flags = 0;
+  CheckCode(environment.get_open_flags(&flags), "ask", "the environment");
+  return (flags & flag) != 0;
+}
+
+// Those that met go on at different times.
+void WaitBeforeTry(int tries) {
+  const auto spread = std::hash<std::thread::id>()(std::this_thread::get_id());
+  std::this_thread::sleep_for(std::chrono::microseconds(
+      200 * tries * static_cast<int>(1 + spread % 7)));
+}
+
+}  // namespace
+
+ContainerCore::ContainerCore(std::shared_ptr<Environment> environment,
+                             std::string file_name,
+                             const ContainerSwitches& switches)
+    : environment_(std::move(environment)),
+      file_name_(std::move(file_name)),
+      private_(nullptr, CloseEnvironment) {
+  ContainerSwitches offered = switches;
+  if (environment_ != nullptr) {
+    handle_ = EnvironmentHandle(*environment_);
+    offered.thread &= Offers(*handle_, DB_THREAD);
+    offered.transactional &= Offers(*handle_, DB_INIT_TXN);
+    offered.encrypted &= environment_->IsEncrypted();
+  } else {
+    OpenPrivate();
+    offered = {.create = switches.create};
+  }
+  is_transactional_ = offered.transactional;
+  tables_ = std::make_unique<ContainerTables>(*handle_, file_name_,
+                                              is_transactional_);
+  tables_->Open(port::SystemPath(file_name_), offered);
+  dictionary_ = std::make_unique<StoredDictionary>(tables_->dictionary);
+}
+
+void ContainerCore::OpenPrivate() {
+  private_.reset(new DbEnv(DB_CXX_NO_EXCEPTIONS));
+  handle_ = private_.get();
+  KeepErrorTexts(*handle_);
+  CheckCode(handle_->open(nullptr, DB_CREATE | DB_INIT_MPOOL | DB_PRIVATE, 0),
+            "open", file_name_);
+}
+
+std::unique_lock<std::recursive_mutex> ContainerCore::Lock() {
+  if (is_transactional_) return {};
+  return std::unique_lock(mutex_);
+}
+
+Scope ContainerCore::ScopeOf(Transaction* given) {
+  // In a container without transactions everything happens at once.
+  if (given == nullptr || !is_transactional_) return {};
+  Scope scope;
+  scope.transaction = TransactionHandle(given);
+  if (given->impl().IsInner())
+    throw StoreError(Failure::Other,
+                     "a container cannot be changed in an inner transaction");
+  auto& part = given->impl().parts()[this];
+  if (part == nullptr)
+    part = std::make_unique<ContainerPart>(shared_from_this());
+  scope.part = static_cast<ContainerPart*>(part.get());
+  return scope;
+}
+
+void ContainerCore::Guarded(const std::string& document,
+                            const std::function<void()>& call) {
+  try {
+    call();
+  } catch (const TreeError& error) {
+    std::string text = "'" + Shown(file_name_) + "' is damaged: ";
+    if (!document.empty())
+      text += "document '" + Shown(Utf8ToCp936(document)) + "': ";
+    throw StoreError(Failure::BadFormat,
+                     text + error.what() + "; salvage what can be read");
+  }
+}
+
+void ContainerCore::Read(Transaction* given, const std::string& document,
+                         const std::function<void(Scope&)>& read) {
+  const auto lock = Lock();
+  Guarded(document, [&] {
+    Scope scope = ScopeOf(given);
+    read(scope);
+  });
+}
+
+void ContainerCore::Change(Transaction* given,
+                           const std::function<void(Scope&)>& change) {
+  const auto lock = Lock();
+  const auto run = [&](Transaction* transaction) {
+    Guarded({}, [&] {
+      Scope scope = ScopeOf(transaction);
+      change(scope);
+    });
+  };
+  if (given != nullptr || !is_transactional_) return run(given);
+  for (int tries = 1;; ++tries) {
+    const std::shared_ptr<Transaction> own = environment_->Begin();
+    try {
+      run(own.get());
+      return own->Commit();
+    } catch (const StoreError& error) {
+      if (!own->HasEnded()) own->Abort();
+      if (error.failure() != Failure::Deadlock || tries == kMostTries) throw;
+    }
+    WaitBeforeTry(tries);
+  }
+}
+
+void ContainerCore::RefreshDictionary(const Scope& scope) {
+  dictionary_->Refresh(scope.transaction, scope.part == nullptr
+                                              ? nullptr
+                                              : &scope.part->additions());
+}
+
+void ContainerCore::AddIndexChanges(const Scope& scope, DocumentId id,
+                                    std::string_view tree, bool is_added,
+                                    std::vector<IndexChange>& changes) {
+  PendingAdditions* const mine =
+      scope.part == nullptr ? nullptr : &scope.part->additions();
+  const std::size_t before = changes.size();
+  WithDictionary(scope, [&](const auto& dictionary) {
+    changes.resize(before);
+    EachIndexValue(
+        tree, *dictionary,
+        {.value =
+             [&](PathId path, std::string_view value, NodeId node) {
+               IndexChange& change = changes.emplace_back();
+               change.is_added = is_added;
+               AppendEntry(change.entry, path, value, id, node);
+             },
+         .trait =
+             [&](PathId path, PathTrait trait) {
+               if (is_added && (dictionary->path(path).traits & trait) == 0)
+                 dictionary_->AddTraits(scope.transaction, mine, path, trait);
+             }});
+  });
+}
+
+void ContainerCore::ApplyIndexChanges(const Scope& scope,
+                                      std::vector<IndexChange> changes) {
+  if (scope.part != nullptr)
+    return scope.part->Add(scope.transaction, std::move(changes));
+  SortChanges(changes);
+  ValueIndex(tables_->index).Apply(nullptr, changes);
+}
+
+void ContainerCore::FlushIndex(const Scope& scope) {
+  if (scope.part != nullptr) scope.part->Flush(scope.transaction);
+}
+
+ContainerPart::~ContainerPart() { core_->dictionary().Dropped(additions_); }
+
+void ContainerPart::BeforeCommit(DbTxn* handle) {
+  if (is_doomed_)
+    throw StoreError(Failure::Other,
+                     "a change of '" + Shown(core_->file_name()) +
+                         "' failed in this transaction; abort it");
+  core_->Guarded({}, [&] { Flush(handle); });
+}
+
+void ContainerPart::Committed() { core_->dictionary().Committed(additions_); }
+
+void ContainerPart::Add(DbTxn* handle, std::vector<IndexChange> changes) {
+  changes_.insert(changes_.end(), std::make_move_iterator(changes.begin()),
+                  std::make_move_iterator(changes.end()));
+  if (changes_.size() > kMostChanges) Flush(handle);
+}
+
+void ContainerPart::Flush(DbTxn* handle) {
+  if (changes_.empty()) return;
+  // Half of them in the table is as bad as none.
+  is_doomed_ = true;
+  SortChanges(changes_);
+  ValueIndex(core_->tables().index).Apply(handle, changes_);
+  changes_.clear();
+  is_doomed_ = false;
+}
+
+}  // namespace kiv::xdb

@@ -1,0 +1,273 @@
+#include "xdb/container/stored_dictionary.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "xdb/tree/tree_error.h"
+#include "xdb/tree/varint.h"
+
+namespace kiv::xdb {
+namespace {
+
+// The first byte of a record says what it adds.
+constexpr char kNameRecord = 'N';   // prefix, uri, local
+constexpr char kPathRecord = 'P';   // kind, parent, name
+constexpr char kTraitRecord = 'T';  // path, traits
+
+// Numbers from 1, the highest byte first: the table is in their order.
+std::string RecordKey(std::uint32_t number) {
+  std::string key;
+  for (unsigned shift = 32; shift > 0; shift -= 8)
+    key += static_cast<char>(number >> (shift - 8));
+  return key;
+}
+
+std::uint32_t RecordNumber(std::string_view key) {
+  if (key.size() != 4) ThrowDamaged("a dictionary record has no number");
+  std::uint32_t number = 0;
+  for (const char byte : key)
+    number = number << 8 | static_cast<unsigned char>(byte);
+  return number;
+}
+
+std::string NameRecord(const Name& name) {
+  std::string record(1, kNameRecord);
+  AppendSized(record, name.prefix);
+  AppendSized(record, name.uri);
+  AppendSized(record, name.local);
+  return record;
+}
+
+std::string PathRecord(const DictionaryAdditions::NewPath& path) {
+  std::string record(1, kPathRecord);
+  AppendVarint(record, static_cast<std::uint64_t>(path.kind));
+  AppendVarint(record, path.parent);
+  AppendVarint(record, path.name);
+  return record;
+}
+
+}  // namespace
+
+StoredDictionary::View StoredDictionary::ViewFor(
+    const PendingAdditions* mine) const {
+  const std::lock_guard lock(mutex_);
+  const Counts& counts = CountsFor(mine);
+  return {dictionary_, counts.names, counts.paths};
+}
+
+std::shared_ptr<const Dictionary> StoredDictionary::Current() const {
+  const std::lock_guard lock(mutex_);
+  return dictionary_;
+}
+
+std::uint32_t StoredDictionary::KnownRecords(
+    const PendingAdditions* mine) const {
+  const std::lock_guard lock(mutex_);
+  return CountsFor(mine).records;
+}
+
+std::vector<StoredDictionary::Record> StoredDictionary::ReadBehind(
+    DbTxn* transaction, std::uint32_t number) {
+  std::vector<Record> records;
+  Cursor cursor(table_, transaction);
+  for (bool found = cursor.Seek(RecordKey(number + 1)); found;
+       found = cursor.Next())
+    records.push_back(
+        {RecordNumber(cursor.key()), std::string(cursor.value())});
+  return records;
+}
+
+void StoredDictionary::Refresh(DbTxn* transaction,
+                               const PendingAdditions* mine) {
+  const std::vector<Record> records =
+      ReadBehind(transaction, KnownRecords(mine));
+  const std::lock_guard lock(mutex_);
+  for (const Record& record : records) Take(record, mine);
+}
+
+// A record that was read: of this transaction, or committed.
+void StoredDictionary::Take(const Record& record,
+                            const PendingAdditions* mine) {
+  if (record.number <= CountsFor(mine).records) return;
+  // What another transaction added is committed by now, or gone.
+  if (owner_ != nullptr && owner_ != mine) ForgetPending();
+  const bool is_mine = mine != nullptr && mine->first_record != 0 &&
+                       record.number >= mine->first_record;
+  TakeBytes(record, !is_mine);
+  if (is_mine)
+    owner_ = mine;
+  else
+    committed_ = all_;
+}
+
+void StoredDictionary::TakeBytes(const Record& record, bool is_committed) {
+  if (record.number != all_.records + 1)
+    ThrowDamaged("a record of the dictionary is missing");
+  StoredBytes bytes(record.bytes);
+  switch (static_cast<char>(bytes.Byte())) {
+    case kNameRecord: {
+      const std::string_view prefix = bytes.Sized();
+      const std::string_view uri = bytes.Sized();
+      const std::string_view local = bytes.Sized();
+      if (dictionary_->AddName(prefix, uri, local) != all_.names)
+        ThrowDamaged("a name is twice in the dictionary");
+      ++all_.names;
+      break;
+    }
+    case kPathRecord: {
+      const std::uint64_t kind = bytes.Varint();
+      const PathId parent = bytes.Varint32();
+      const NameId name = bytes.Varint32();
+      if ((kind != static_cast<std::uint64_t>(PathKind::Element) &&
+           kind != static_cast<std::uint64_t>(PathKind::Attribute)) ||
+          parent >= all_.paths || name >= all_.names)
+        ThrowDamaged("a path of the dictionary leads nowhere");
+      if (dictionary_->AddPath(parent, static_cast<PathKind>(kind), name) !=
+          all_.paths)
+        ThrowDamaged("a path is twice in the dictionary");
+      ++all_.paths;
+      break;
+    }
+    case kTraitRecord: {
+      const PathId path = bytes.Varint32();
+      const unsigned char traits = bytes.Byte();
+      if (path >= all_.paths)
+        ThrowDamaged("a path of the dictionary leads nowhere");
+      if (is_committed) dictionary_->AddTraits(path, traits);
+      break;
+    }
+    default:
+      ThrowDamaged("a record of the dictionary has no meaning");
+  }
+  ++all_.records;
+}
+
+// Who reads with the dictionary as it was keeps it.
+void StoredDictionary::ForgetPending() {
+  auto kept = std::make_shared<Dictionary>();
+  for (NameId id = 0; id < committed_.names; ++id) {
+    const Name& name = dictionary_->name(id);
+    kept->AddName(name.prefix, name.uri, name.local);
+  }
+  for (PathId id = 1; id < committed_.paths; ++id) {
+    const Path& path = dictionary_->path(id);
+    kept->AddPath(path.parent, path.kind, path.name);
+    kept->AddTraits(id, path.traits);
+  }
+  dictionary_ = std::move(kept);
+  all_ = committed_;
+  owner_ = nullptr;
+}
+
+// False, and what is new is read, when others have added something before.
+bool StoredDictionary::Append(DbTxn* transaction, PendingAdditions* mine,
+                              const std::vector<std::string>& records) {
+  std::uint32_t last = 0;
+  {
+    // Its page is ours until the transaction ends.
+    Cursor cursor(table_, transaction);
+    if (cursor.Last(DB_RMW)) last = RecordNumber(cursor.key());
+  }
+  const std::uint32_t known = KnownRecords(mine);
+  if (last < known) ThrowDamaged("records of the dictionary are missing");
+  if (last > known) {
+    Refresh(transaction, mine);
+    return false;
+  }
+  std::uint32_t number = last;
+  for (const std::string& record : records) {
+    if (table_.Insert(transaction, RecordKey(++number), record)) continue;
+    Refresh(transaction, mine);
+    return false;
+  }
+  const std::lock_guard lock(mutex_);
+  if (mine != nullptr && mine->first_record == 0) mine->first_record = last + 1;
+  for (const std::string& record : records) Take({++last, record}, mine);
+  return true;
+}
+
+bool StoredDictionary::Add(DbTxn* transaction, PendingAdditions* mine,
+                           const DictionaryAdditions& additions) {
+  std::vector<std::string> records;
+  for (const Name& name : additions.names) records.push_back(NameRecord(name));
+  for (const auto& path : additions.paths) records.push_back(PathRecord(path));
+  const View view = ViewFor(mine);
+  return view.name_limit == additions.first_name &&
+         view.path_limit == additions.first_path &&
+         Append(transaction, mine, records);
+}
+
+void StoredDictionary::AddTraits(DbTxn* transaction, PendingAdditions* mine,
+                                 PathId path, std::uint8_t traits) {
+  const auto has_them = [&] {
+    const std::uint8_t known = Current()->path(path).traits;
+    const auto own = mine == nullptr ? decltype(mine->traits.begin())()
+                                     : mine->traits.find(path);
+    const std::uint8_t pending =
+        mine == nullptr || own == mine->traits.end() ? 0 : own->second;
+    return ((known | pending) & traits) == traits;
+  };
+  std::string record(1, kTraitRecord);
+  AppendVarint(record, path);
+  record += static_cast<char>(traits);
+  while (!has_them()) {
+    if (!Append(transaction, mine, {record})) continue;
+    if (mine != nullptr) mine->traits[path] |= traits;
+  }
+}
+
+void StoredDictionary::Committed(const PendingAdditions& mine) {
+  const std::lock_guard lock(mutex_);
+  // Else somebody has read it all from the table already.
+  if (owner_ != &mine) return;
+  for (const auto& [path, traits] : mine.traits)
+    dictionary_->AddTraits(path, traits);
+  committed_ = all_;
+  owner_ = nullptr;
+}
+
+void StoredDictionary::Dropped(const PendingAdditions& mine) {
+  const std::lock_guard lock(mutex_);
+  if (owner_ == &mine) ForgetPending();
+}
+
+NameId ViewPaths::NameOf(const XmlName& name, bool& is_other_prefix) {
+  const Dictionary& known = *view_.dictionary;
+  const auto found = known.FindName(name.uri, name.local);
+  if (found && *found < view_.name_limit) {
+    is_other_prefix = known.name(*found).prefix != name.prefix;
+    return *found;
+  }
+  const auto next =
+      view_.name_limit + static_cast<std::uint32_t>(additions_.names.size());
+  const auto [added, is_new] = new_names_.try_emplace(
+      {std::string(name.uri), std::string(name.local)}, next);
+  if (is_new)
+    additions_.names.push_back({std::string(name.prefix), std::string(name.uri),
+                                std::string(name.local)});
+  is_other_prefix =
+      additions_.names[added->second - view_.name_limit].prefix != name.prefix;
+  return added->second;
+}
+
+PathSource::Found ViewPaths::Child(PathId parent, PathKind kind,
+                                   const XmlName& name) {
+  Found found;
+  const NameId id = NameOf(name, found.is_other_prefix);
+  if (parent < view_.path_limit && id < view_.name_limit) {
+    const auto path = view_.dictionary->FindPath(parent, kind, id);
+    if (path && *path < view_.path_limit) {
+      found.path = *path;
+      return found;
+    }
+  }
+  const auto next =
+      view_.path_limit + static_cast<std::uint32_t>(additions_.paths.size());
+  const auto [added, is_new] =
+      new_paths_.try_emplace({std::uint64_t{parent} << 32 | id, kind}, next);
+  if (is_new) additions_.paths.push_back({parent, kind, id});
+  found.path = added->second;
+  return found;
+}
+
+}  // namespace kiv::xdb

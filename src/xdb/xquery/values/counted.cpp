@@ -1,0 +1,40 @@
+#include "xdb/xquery/values/counted.h"
+
+#include "xdb/xquery/values/error.h"
+
+namespace kiv::xdb::xq {
+
+ValueMemory& ValueMemory::OfThisThread() {
+  thread_local constinit ValueMemory memory;
+  return memory;
+}
+
+void* Counted::Allocate(std::size_t size) {
+  ValueMemory& memory = ValueMemory::OfThisThread();
+  const auto taken = static_cast<std::int64_t>(size);
+  if (memory.used_bytes > memory.limit_bytes - taken)
+    throw Error("XPDY0130", "the values of the query take too much memory");
+  void* room = ::operator new(size);
+  memory.used_bytes += taken;
+  return room;
+}
+
+void Counted::Free(void* room, std::size_t size) noexcept {
+  ValueMemory::OfThisThread().used_bytes -= static_cast<std::int64_t>(size);
+  ::operator delete(room);
+}
+
+void Counted::Charge(std::size_t size) noexcept {
+  ValueMemory::OfThisThread().used_bytes += static_cast<std::int64_t>(size);
+  size_bytes_ += size;
+}
+
+void Counted::Destroy() const noexcept {
+  const std::size_t size = size_bytes_;
+  // The start of the whole object: Counted is the first base of all.
+  void* room = const_cast<void*>(dynamic_cast<const void*>(this));
+  this->~Counted();
+  Free(room, size);
+}
+
+}  // namespace kiv::xdb::xq
