@@ -75,10 +75,14 @@ TEST_F(Scenario05Save, KilledAtAnyPointLeavesAWholeFile) {
     Make(version, kRecords);
     documents[version] = document_;
   }
+  const auto start = std::chrono::steady_clock::now();
   ASSERT_TRUE(documents[0].SaveAs("client.xml"));
+  const auto one_save = std::chrono::duration_cast<std::chrono::microseconds>(
+      std::chrono::steady_clock::now() - start);
 
+  // Some of them before the first save of a child ends, most of them later.
   std::mt19937 random(20051103);
-  std::uniform_int_distribution<int> delay_us(0, 30'000);
+  std::uniform_int_distribution<long> delay_us(0, 4 * one_save.count());
   int seen[2] = {};
   for (int kill = 0; kill < kKills; ++kill) {
     const pid_t child = ::fork();
