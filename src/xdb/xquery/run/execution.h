@@ -1,0 +1,141 @@
+#ifndef XDB_XQUERY_RUN_EXECUTION_H_
+#define XDB_XQUERY_RUN_EXECUTION_H_
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "xdb/tree/dictionary.h"
+#include "xdb/tree/tree.h"
+#include "xdb/xquery/run/plan.h"
+
+namespace kiv::xdb::xq {
+
+// What an execution may take; beyond it ends with XPDY0130.
+struct Limits {
+  std::size_t call_depth = 100'000;
+  // Of the native stack, from where the execution begins.
+  std::size_t stack_bytes = 4U << 20;
+  std::int64_t memory_bytes = std::int64_t{2} << 30;
+  std::chrono::milliseconds time = std::chrono::hours(24);
+};
+
+// A document from outside, and where it comes from.
+struct SourceDocument {
+  std::shared_ptr<const Tree> tree;
+  std::shared_ptr<const TreeOrigin> origin;
+};
+
+// Where doc() and collection() find documents. Called on the thread of the
+// execution; what it throws as Error ends the query.
+class DocumentSource {
+ public:
+  virtual ~DocumentSource() = default;
+  // No tree: there is none of that URI (FODC0002).
+  virtual SourceDocument FindDocument(const std::string& uri) = 0;
+  // None: there is no such collection (FODC0004). An empty URI is the default
+  // one (FODC0002).
+  virtual std::optional<std::vector<SourceDocument>> FindCollection(
+      const std::string& uri) = 0;
+};
+
+// What the one who executes a query gives it.
+struct Surroundings {
+  DocumentSource* documents = nullptr;
+  // Told of fn:trace; may be empty.
+  std::function<void(const std::string&)> trace;
+  const std::atomic<bool>* cancel = nullptr;
+  Limits limits;
+  // Nanoseconds since 1970 and the time zone in minutes, for current-dateTime
+  // and for dates without a zone; none: the clock's.
+  std::optional<std::int64_t> now;
+  std::optional<int> zone;
+};
+
+// One run of a compiled query, on one thread: the trees that it has met, what
+// it has taken of its limits, its clock.
+class Execution {
+ public:
+  Execution(const Surroundings& surroundings, std::size_t globals);
+  ~Execution();
+  Execution(const Execution&) = delete;
+  Execution& operator=(const Execution&) = delete;
+
+  // In loops: now and then looks at the time and at the cancel flag.
+  void Tick() {
+    if ((++ticks_ & 1023) == 0) CheckTime();
+  }
+  void EnterCall(Position position);
+  void LeaveCall() { --call_depth_; }
+
+  // The tree as this execution holds it, the same each time.
+  const HeldTree* Hold(const std::shared_ptr<const Tree>& tree,
+                       const std::shared_ptr<const TreeOrigin>& origin);
+  Item RootOf(const SourceDocument& document);
+  // An item of another execution as one of this.
+  Item Adopt(const Item& item);
+
+  // Of the trees that this execution makes.
+  const std::shared_ptr<Dictionary>& dictionary() const { return dictionary_; }
+  // The id of a name in the dictionary of a tree; none when it has no such
+  // name. Remembers the last answer for each `slot`.
+  std::optional<NameId> NameIn(const Tree& tree, std::size_t slot,
+                               const QName& name);
+
+  const Surroundings& surroundings() const { return surroundings_; }
+  // Of the query's body; null when the context item is undefined.
+  const Focus* initial_focus() const {
+    return focus_.item.IsNone() ? nullptr : &focus_;
+  }
+  void SetContextItem(Item item) { focus_.item = std::move(item); }
+  int zone() const { return zone_; }
+  const Item& now() const { return now_; }
+
+  // By absolute URI.
+  Item Document(const std::string& uri);
+  bool HasDocument(const std::string& uri);
+  Sequence Collection(const std::string& uri);
+
+  struct Global {
+    enum class State { Unknown, InWork, Known } state = State::Unknown;
+    Value value;
+  };
+  std::vector<Global> globals;
+
+ private:
+  struct KnownName {
+    const Dictionary* dictionary = nullptr;
+    std::uint32_t name_count = 0;
+    std::optional<NameId> id;
+  };
+
+  void CheckTime();
+
+  const Surroundings surroundings_;
+  std::int64_t memory_limit_before_;
+  std::chrono::steady_clock::time_point end_;
+  const char* stack_start_;
+  std::uint32_t ticks_ = 0;
+  std::size_t call_depth_ = 0;
+  std::shared_ptr<Dictionary> dictionary_;
+  std::unordered_map<const Tree*, Item> trees_;
+  std::uint64_t next_order_ = 0;
+  std::vector<KnownName> names_;
+  std::map<std::string, Item> documents_;
+  std::map<std::string, Sequence> collections_;
+  int zone_ = 0;
+  Item now_;
+  Focus focus_;
+};
+
+}  // namespace kiv::xdb::xq
+
+#endif  // XDB_XQUERY_RUN_EXECUTION_H_
