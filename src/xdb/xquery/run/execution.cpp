@@ -39,7 +39,8 @@ Execution::Execution(const Surroundings& surroundings, std::size_t global_count)
       port::CurrentClock().UnixTicks() * kNanosecondsPerTick);
   zone_ = surroundings.zone.value_or(
       LocalZone(static_cast<std::time_t>(now / kNanosecondsPerSecond)));
-  now_ = DateTimeOfUnix(now, zone_);
+  call_context_.current_date_time = DateTimeOfUnix(now, zone_);
+  call_context_.implicit_zone = zone_;
 }
 
 Execution::~Execution() {

@@ -15,6 +15,7 @@
 
 #include "xdb/tree/dictionary.h"
 #include "xdb/tree/tree.h"
+#include "xdb/xquery/functions/call_context.h"
 #include "xdb/xquery/run/plan.h"
 
 namespace kiv::xdb::xq {
@@ -95,9 +96,12 @@ class Execution {
   const Focus* initial_focus() const {
     return focus_.item.IsNone() ? nullptr : &focus_;
   }
+  void SetBaseUri(const std::string& uri) {
+    if (!uri.empty()) call_context_.base_uri = uri;
+  }
+  const CallContext& call_context() const { return call_context_; }
   void SetContextItem(Item item) { focus_.item = std::move(item); }
   int zone() const { return zone_; }
-  const Item& now() const { return now_; }
 
   // By absolute URI.
   Item Document(const std::string& uri);
@@ -132,8 +136,8 @@ class Execution {
   std::map<std::string, Item> documents_;
   std::map<std::string, Sequence> collections_;
   int zone_ = 0;
-  Item now_;
   Focus focus_;
+  CallContext call_context_;
 };
 
 }  // namespace kiv::xdb::xq

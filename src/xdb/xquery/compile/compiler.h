@@ -1,0 +1,180 @@
+#ifndef XDB_XQUERY_COMPILE_COMPILER_H_
+#define XDB_XQUERY_COMPILE_COMPILER_H_
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "xdb/xquery/compile/query.h"
+#include "xdb/xquery/run/axes.h"
+#include "xdb/xquery/run/constructors.h"
+#include "xdb/xquery/run/flwor.h"
+#include "xdb/xquery/syntax/ast.h"
+
+namespace kiv::xdb::xq {
+
+// Makes plans of expressions: resolves names, gives the errors that need no
+// data, and puts conversions, checks and sorting only where what is known of
+// the operands calls for them.
+class Compiler {
+ public:
+  Compiler(const StaticSettings& settings, CompiledQuery& query);
+
+  void CompileModule(const ast::Module& module);
+
+  PlanPtr Compile(const ast::Expr& expr);
+  PlanPtr Compile(const ast::ExprPtr& expr) { return Compile(*expr); }
+
+  // What Compile visits with.
+  PlanPtr operator()(const ast::Literal& expr);
+  PlanPtr operator()(const ast::VariableReference& expr);
+  PlanPtr operator()(const ast::ContextItem& expr);
+  PlanPtr operator()(const ast::Sequence& expr);
+  PlanPtr operator()(const ast::FunctionCall& expr);
+  PlanPtr operator()(const ast::OrderingMode& expr);
+  PlanPtr operator()(const ast::Flwor& expr);
+  PlanPtr operator()(const ast::Quantified& expr);
+  PlanPtr operator()(const ast::Typeswitch& expr);
+  PlanPtr operator()(const ast::If& expr);
+  PlanPtr operator()(const ast::Or& expr);
+  PlanPtr operator()(const ast::And& expr);
+  PlanPtr operator()(const ast::GeneralComparison& expr);
+  PlanPtr operator()(const ast::ValueComparison& expr);
+  PlanPtr operator()(const ast::NodeComparison& expr);
+  PlanPtr operator()(const ast::Range& expr);
+  PlanPtr operator()(const ast::Arithmetic& expr);
+  PlanPtr operator()(const ast::Unary& expr);
+  PlanPtr operator()(const ast::Union& expr);
+  PlanPtr operator()(const ast::Intersect& expr);
+  PlanPtr operator()(const ast::Except& expr);
+  PlanPtr operator()(const ast::InstanceOf& expr);
+  PlanPtr operator()(const ast::TreatAs& expr);
+  PlanPtr operator()(const ast::CastableAs& expr);
+  PlanPtr operator()(const ast::CastAs& expr);
+  PlanPtr operator()(const ast::Extension& expr);
+  PlanPtr operator()(const ast::Path& expr);
+  PlanPtr operator()(const ast::Root& expr);
+  PlanPtr operator()(const ast::AxisStep& expr);
+  PlanPtr operator()(const ast::Filter& expr);
+  PlanPtr operator()(const ast::DirectElement& expr);
+  PlanPtr operator()(const ast::DirectComment& expr);
+  PlanPtr operator()(const ast::DirectInstruction& expr);
+  PlanPtr operator()(const ast::ComputedNode& expr);
+
+ private:
+  struct LocalVariable {
+    QName name;
+    std::size_t slot;
+    Properties known;
+  };
+  // How an expression looks at the focus that it is evaluated with.
+  struct FocusUse {
+    bool position = false;
+    bool last = false;
+  };
+  struct Predicate {
+    PlanPtr plan;
+    FocusUse use;
+
+    // Whether it keeps the same items when they come in another order.
+    bool IsPositional() const;
+  };
+  // Ends the scope of the variables that were declared since it was made.
+  class Scope {
+   public:
+    explicit Scope(Compiler& compiler)
+        : compiler_(compiler), size_(compiler.locals_.size()) {}
+    ~Scope() { compiler_.locals_.resize(size_); }
+    Scope(const Scope&) = delete;
+    Scope& operator=(const Scope&) = delete;
+
+   private:
+    Compiler& compiler_;
+    const std::size_t size_;
+  };
+
+  // compile_module.cpp
+  void CompileSettings(const ast::Prolog& prolog);
+  void DeclareNamespaces(const ast::Prolog& prolog);
+  void CheckOptions(const ast::Prolog& prolog);
+  void DeclareFunctions(const ast::Prolog& prolog);
+  void CompileFunctions(const ast::Prolog& prolog);
+  void CompileVariables(const ast::Prolog& prolog);
+  void CompileVariable(const ast::VariableDeclaration& declaration);
+  ConstructionContextPtr Construction();
+
+  // names.cpp
+  QName Resolve(const ast::LexicalName& name, std::string_view default_uri,
+                std::string_view code = "XPST0081") const;
+  const std::string* FindNamespace(std::string_view prefix) const;
+  const std::string& default_element_namespace() const;
+  Type ResolveAtomic(const ast::LexicalName& name) const;
+  SequenceType ResolveType(const ast::SequenceType& type) const;
+  ItemType ResolveNodeType(const ast::NodeTest& test) const;
+  Type ResolveCastTarget(const ast::LexicalName& name) const;
+  std::optional<QName> NameOfText(std::string_view text) const;
+  std::size_t Declare(const ast::LexicalName& name, const Properties& known);
+  void CheckCollation(const std::string& uri, std::string_view code,
+                      Position position) const;
+
+  // compile_paths.cpp
+  NodeMatch ResolveTest(const ast::NodeTest& test, ast::Axis axis);
+  std::vector<Predicate> CompilePredicates(
+      const std::vector<ast::ExprPtr>& predicates);
+  PlanPtr MakeStep(ast::Axis axis, const ast::AxisStep& step,
+                   std::vector<Predicate> predicates);
+  PlanPtr Join(PlanPtr left, const ast::Expr& right);
+  template <typename MakePlan>
+  PlanPtr WithFocus(FocusUse& use, MakePlan make_plan);
+
+  // compile_flwor.cpp
+  Occurrence AddClauses(const std::vector<ast::Binding>& bindings,
+                        Clauses& clauses, std::vector<std::size_t>& slots);
+  Occurrence AddFor(const ast::Binding& binding, Clauses& clauses,
+                    std::vector<std::size_t>& slots);
+  Occurrence AddLet(const ast::Binding& binding, Clauses& clauses,
+                    std::vector<std::size_t>& slots);
+  void AddOrderBy(const ast::Flwor& expr, std::vector<std::size_t> slots,
+                  Clauses& clauses);
+
+  // compile_operators.cpp
+  PlanPtr Operand(const ast::ExprPtr& expr, const char* what);
+  PlanPtr Nodes(const ast::ExprPtr& expr);
+  PlanPtr CastOf(PlanPtr operand, Type type, bool is_optional,
+                 Position position) const;
+
+  // compile_calls.cpp
+  PlanPtr ConstructorCall(const ast::FunctionCall& expr, const QName& name);
+  PlanPtr LibraryCall(const ast::FunctionCall& expr, const QName& name);
+  PlanPtr UserCall(const ast::FunctionCall& expr, const QName& name);
+
+  // compile_constructors.cpp
+  std::vector<ContentPart> Content(const std::vector<ast::Part>& parts,
+                                   bool is_value);
+  void CheckAttributes(const ast::DirectElement& expr) const;
+  ConstructedName NameOf(const ast::ComputedNode& expr, bool is_element);
+
+  const StaticSettings& settings_;
+  CompiledQuery& query_;
+  // The inner ones last; an empty URI takes a prefix out of scope.
+  std::vector<std::pair<std::string, std::string>> namespaces_;
+  std::string default_function_namespace_;
+  std::string base_uri_;
+  CopyModes copy_modes_;
+  bool is_empty_least_ = true;
+  // Of the namespaces as they are now; null after they change.
+  ConstructionContextPtr construction_;
+
+  std::vector<LocalVariable> locals_;
+  std::vector<const GlobalVariable*> visible_globals_;
+  std::size_t slot_count_ = 0;
+  std::size_t name_count_ = 0;
+  FocusUse* focus_use_ = nullptr;
+};
+
+}  // namespace kiv::xdb::xq
+
+#endif  // XDB_XQUERY_COMPILE_COMPILER_H_
