@@ -193,7 +193,7 @@ Item DeepEqual(const Frame& frame, const Plans& arguments) {
   }
 }
 
-Item Position(const Frame& frame, const Plans&) {
+Item PositionOf(const Frame& frame, const Plans&) {
   if (frame.focus == nullptr)
     throw Error("XPDY0002", "the context position is undefined");
   return Item::OfInteger(frame.focus->position);
@@ -267,7 +267,7 @@ EngineImplementation SequenceFunction(EngineFunction function) {
     case F::DeepEqual:
       return {DeepEqual, nullptr};
     case F::Position:
-      return {Position, nullptr};
+      return {PositionOf, nullptr};
     case F::Last:
       return {Last, nullptr};
     case F::Error:
