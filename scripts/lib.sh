@@ -27,10 +27,10 @@ install_packages() {
 }
 
 build_packages=(g++ cmake ninja-build ccache pkg-config libxerces-c-dev
-  libcli11-dev libsqlite3-dev librabbitmq-dev libdb5.3++-dev)
-test_packages=(libgtest-dev libgmock-dev python3 libicu-dev strace
+  libcli11-dev libsqlite3-dev librabbitmq-dev libdb5.3++-dev libicu-dev)
+test_packages=(libgtest-dev libgmock-dev python3 strace
   nlohmann-json3-dev zlib1g-dev)
-bench_packages=(libbenchmark-dev libicu-dev libspdlog-dev libssl-dev
+bench_packages=(libbenchmark-dev libspdlog-dev libssl-dev
   libhowardhinnant-date-dev python3 basex)
 check_packages=(clang clang-format clang-tidy libclang-rt-14-dev)
 

@@ -29,7 +29,8 @@ ROOMS = [
     (re.compile(r"^sqlite3"), ("src/mq/sqlite_",)),
     (re.compile(r"^amqp"), ("src/mq/amqp_",)),
     (re.compile(r"^db(_cxx)?\.h$"), ("src/xdb/container/",)),
-    (re.compile(r"^unicode/"), ()),
+    (re.compile(r"^unicode/"), ("src/xdb/xquery/functions/unicode_text.cpp",
+                                "src/xdb/xquery/functions/pattern.cpp")),
 ]
 INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^>"]+)[>"]')
 

@@ -4,7 +4,7 @@
 #include "xdb/xquery/compile/compiler.h"
 #include "xdb/xquery/functions/function_table.h"
 #include "xdb/xquery/run/conversions.h"
-#include "xdb/xquery/run/uris.h"
+#include "xdb/xquery/functions/uri.h"
 #include "xdb/xquery/values/lexical.h"
 
 namespace kiv::xdb::xq {
@@ -81,7 +81,7 @@ void Compiler::CompileModule(const ast::Module& module) {
 void Compiler::CompileSettings(const ast::Prolog& prolog) {
   if (prolog.base_uri) {
     CheckUri(*prolog.base_uri);
-    base_uri_ = ResolveUri(prolog.base_uri->text, settings_.base_uri)
+    base_uri_ = ResolveReference(prolog.base_uri->text, settings_.base_uri)
                     .value_or(prolog.base_uri->text);
   }
   DeclareNamespaces(prolog);

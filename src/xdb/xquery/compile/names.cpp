@@ -1,6 +1,6 @@
 #include "xdb/xquery/compile/compiler.h"
 #include "xdb/xquery/functions/function_table.h"
-#include "xdb/xquery/run/uris.h"
+#include "xdb/xquery/functions/uri.h"
 #include "xdb/xquery/values/lexical.h"
 
 namespace kiv::xdb::xq {
@@ -179,7 +179,7 @@ std::size_t Compiler::Declare(const ast::LexicalName& name,
 void Compiler::CheckCollation(const std::string& uri, std::string_view code,
                               Position position) const {
   if (uri == kCodepointCollation) return;
-  if (ResolveUri(uri, base_uri_).value_or("") == kCodepointCollation) return;
+  if (ResolveReference(uri, base_uri_).value_or("") == kCodepointCollation) return;
   throw Error(code, "the collation " + uri + " is not known", position);
 }
 

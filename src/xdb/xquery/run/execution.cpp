@@ -41,6 +41,7 @@ Execution::Execution(const Surroundings& surroundings, std::size_t global_count)
       LocalZone(static_cast<std::time_t>(now / kNanosecondsPerSecond)));
   call_context_.current_date_time = DateTimeOfUnix(now, zone_);
   call_context_.implicit_zone = zone_;
+  call_context_.patterns = &patterns_;
 }
 
 Execution::~Execution() {

@@ -16,6 +16,7 @@
 #include "xdb/tree/dictionary.h"
 #include "xdb/tree/tree.h"
 #include "xdb/xquery/functions/call_context.h"
+#include "xdb/xquery/functions/pattern.h"
 #include "xdb/xquery/run/plan.h"
 
 namespace kiv::xdb::xq {
@@ -137,6 +138,7 @@ class Execution {
   std::map<std::string, Sequence> collections_;
   int zone_ = 0;
   Focus focus_;
+  PatternCache patterns_;
   CallContext call_context_;
 };
 

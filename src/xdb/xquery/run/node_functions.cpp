@@ -4,7 +4,7 @@
 #include "xdb/xquery/run/calls.h"
 #include "xdb/xquery/run/execution.h"
 #include "xdb/xquery/run/nodes.h"
-#include "xdb/xquery/run/uris.h"
+#include "xdb/xquery/functions/uri.h"
 #include "xdb/xquery/values/cast.h"
 
 namespace kiv::xdb::xq {
@@ -232,7 +232,7 @@ std::string AbsoluteUri(const Frame& frame, std::string_view uri,
     throw Error(code, "\"" + std::string(uri) + "\" is no URI");
   const auto base = frame.run->call_context().base_uri;
   if (!base) return std::string(uri);
-  return ResolveUri(uri, *base).value_or(std::string(uri));
+  return ResolveReference(uri, *base).value_or(std::string(uri));
 }
 
 Item Doc(const Frame& frame, const Plans& arguments) {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "xdb/xquery/run/uris.h"
+#include "xdb/xquery/functions/uri.h"
 #include "xdb/xquery/values/cast.h"
 #include "xdb/xquery/values/compare.h"
 
@@ -197,7 +197,7 @@ std::optional<std::string> BaseUriOf(const Item& node) {
   }
   std::string base = origin ? origin->base_uri : "";
   for (; !relative.empty(); relative.pop_back())
-    base = ResolveUri(relative.back(), base).value_or(relative.back());
+    base = ResolveReference(relative.back(), base).value_or(relative.back());
   if (base.empty()) return std::nullopt;
   return base;
 }
