@@ -1,3 +1,4 @@
+#include <chrono>
 #include <filesystem>
 #include <map>
 #include <utility>
@@ -140,6 +141,18 @@ class LibraryEngine final : public Engine {
     }
   }
 
+  // The prefix of a variable is one that the query declares.
+  static void ResolvePrefix(const xq::CompiledQuery& query, xq::QName& name) {
+    const std::size_t colon = name.local.find(':');
+    if (colon == std::string::npos) return;
+    for (const xq::GlobalVariable& variable : query.variables) {
+      if (variable.name.prefix + ":" + variable.name.local == name.local) {
+        name = variable.name;
+        return;
+      }
+    }
+  }
+
   ValuePtr RunQuery(const Query& query) {
     xq::StaticSettings settings;
     settings.base_uri = query.base_uri;
@@ -156,7 +169,9 @@ class LibraryEngine final : public Engine {
     Source source(files_, query);
     xq::Surroundings surroundings;
     surroundings.documents = &source;
+    surroundings.limits.time = std::chrono::seconds(4);
     const auto compiled = xq::Compile(query.text, settings);
+    for (xq::BoundVariable& one : bound) ResolvePrefix(*compiled, one.name);
     xq::Item context;
     if (query.context)
       context = static_cast<const Answer&>(*query.context).items.front();

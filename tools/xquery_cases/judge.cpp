@@ -121,7 +121,7 @@ Query Trial::MakeQuery() {
       query.context = engine_.Load(document);
     } else if (source.role.starts_with('$')) {
       query.variables.push_back(
-          {source.role.substr(1), engine_.Load(document), true});
+          {source.role.substr(1), engine_.Load(document), false});
     }
     query.documents.push_back(document);
   }

@@ -69,6 +69,9 @@ PlanPtr Compiler::LibraryCall(const ast::FunctionCall& expr,
     focus_use_->last |= (function->depends_on & kOnSize) != 0;
   }
   SequenceType result = function->result.ToSequenceType();
+  // What never returns must not pass for an empty sequence.
+  if (function->engine == EngineFunction::Error)
+    result = {ItemType::OfKind(ItemKind::Item), Occurrence::ZeroOrMore};
   if (function->engine != EngineFunction::None)
     return CallOfEngine(*function, std::move(arguments), std::move(result));
   return CallOfScalar(*function, std::move(arguments), std::move(result));
@@ -80,6 +83,7 @@ PlanPtr Compiler::UserCall(const ast::FunctionCall& expr, const QName& name) {
         function.parameters.size() != expr.arguments.size()) {
       continue;
     }
+    if (references_ != nullptr) references_->functions.push_back(&function);
     std::vector<PlanPtr> arguments;
     for (std::size_t i = 0; i < expr.arguments.size(); ++i) {
       arguments.push_back(

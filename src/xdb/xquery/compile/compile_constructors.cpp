@@ -29,6 +29,21 @@ void CheckDeclaration(const ast::NamespaceAttribute& one) {
 
 }  // namespace
 
+// What the direct constructors around declare, which is in scope of every
+// element that is made in them.
+std::vector<std::pair<std::string, std::string>>
+Compiler::EnclosingNamespaces() const {
+  std::vector<std::pair<std::string, std::string>> found;
+  for (std::size_t i = namespaces_.size(); i > prolog_namespaces_; --i) {
+    const auto& entry = namespaces_[i - 1];
+    const bool is_known =
+        std::any_of(found.begin(), found.end(),
+                    [&](const auto& one) { return one.first == entry.first; });
+    if (!is_known) found.push_back(entry);
+  }
+  return found;
+}
+
 // `is_value`: of an attribute, where values count and no nodes.
 std::vector<ContentPart> Compiler::Content(const std::vector<ast::Part>& parts,
                                            bool is_value) {
@@ -58,12 +73,10 @@ void Compiler::CheckAttributes(const ast::DirectElement& expr) const {
 PlanPtr Compiler::operator()(const ast::DirectElement& expr) {
   const std::size_t outer = namespaces_.size();
   const ConstructionContextPtr outer_construction = construction_;
-  std::vector<std::pair<std::string, std::string>> declared;
   for (const ast::NamespaceAttribute& one : expr.namespaces) {
     CheckDeclaration(one);
     if (one.prefix == "xml") continue;
     namespaces_.emplace_back(one.prefix, one.uri);
-    declared.emplace_back(one.prefix, one.uri);
     construction_ = nullptr;
   }
   CheckAttributes(expr);
@@ -80,7 +93,7 @@ PlanPtr Compiler::operator()(const ast::DirectElement& expr) {
   for (ContentPart& part : Content(expr.content, false))
     content.push_back(std::move(part));
   auto plan = std::make_unique<ElementPlan>(
-      ConstructedName{name, nullptr}, std::move(declared), std::move(content),
+      ConstructedName{name, nullptr}, EnclosingNamespaces(), std::move(content),
       Construction());
   namespaces_.resize(outer);
   construction_ = outer_construction;
@@ -142,8 +155,8 @@ PlanPtr Compiler::operator()(const ast::ComputedNode& expr) {
   parts.push_back({"", std::move(content)});
   if (is_element) {
     return std::make_unique<ElementPlan>(
-        std::move(name), std::vector<std::pair<std::string, std::string>>{},
-        std::move(parts), Construction());
+        std::move(name), EnclosingNamespaces(), std::move(parts),
+        Construction());
   }
   const ItemKind kind = expr.node == Kind::Attribute ? ItemKind::Attribute
                         : expr.node == Kind::Text    ? ItemKind::Text

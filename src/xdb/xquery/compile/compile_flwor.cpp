@@ -132,7 +132,9 @@ PlanPtr Compiler::operator()(const ast::VariableReference& expr) {
   }
   for (auto global = visible_globals_.rbegin();
        global != visible_globals_.rend(); ++global) {
-    if ((*global)->name == name) return std::make_unique<GlobalPlan>(**global);
+    if (!((*global)->name == name)) continue;
+    if (references_ != nullptr) references_->variables.push_back(*global);
+    return std::make_unique<GlobalPlan>(**global);
   }
   throw Error("XPST0008", "there is no variable $" + name.local,
               expr.position);

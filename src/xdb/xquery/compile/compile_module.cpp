@@ -62,6 +62,7 @@ PlanPtr Compiler::Compile(const ast::Expr& expr) {
 
 void Compiler::CompileModule(const ast::Module& module) {
   CompileSettings(module.prolog);
+  prolog_namespaces_ = namespaces_.size();
   CheckOptions(module.prolog);
   DeclareFunctions(module.prolog);
   for (const QName& name : settings_.variables) {
@@ -70,8 +71,8 @@ void Compiler::CompileModule(const ast::Module& module) {
     variable.index = query_.variables.size() - 1;
     visible_globals_.push_back(&variable);
   }
-  CompileVariables(module.prolog);
-  CompileFunctions(module.prolog);
+  CompileDeclarations(module.prolog);
+  CheckCycles();
   slot_count_ = 0;
   query_.body = Compile(module.body);
   query_.slot_count = slot_count_;
@@ -176,33 +177,72 @@ void Compiler::DeclareFunctions(const ast::Prolog& prolog) {
   }
 }
 
-// All variables are visible in functions, for they may be called where all have
-// their values.
-void Compiler::CompileFunctions(const ast::Prolog& prolog) {
+// In the order of the query: a declaration sees all functions, and the
+// variables before it.
+void Compiler::CompileDeclarations(const ast::Prolog& prolog) {
+  auto variable = prolog.variables.begin();
+  const auto compile_variables_before = [&](const Position* position) {
+    for (; variable != prolog.variables.end() &&
+           (position == nullptr || variable->position < *position);
+         ++variable) {
+      CompileVariable(*variable);
+    }
+  };
   for (std::size_t i = 0; i < prolog.functions.size(); ++i) {
     const ast::FunctionDeclaration& declaration = prolog.functions[i];
-    if (!declaration.body) {
-      throw Error("XPST0017",
-                  "there is no external function " + declaration.name.local,
-                  declaration.position);
-    }
-    UserFunction& function = query_.functions[i];
-    const Scope scope(*this);
-    slot_count_ = 0;
-    for (std::size_t p = 0; p < declaration.parameters.size(); ++p) {
-      Properties known;
-      known.type = function.parameters[p];
-      Declare(declaration.parameters[p].name, known);
-    }
-    function.body = Convert(Compile(declaration.body), function.result, false,
-                            "the result of " + function.name.local);
-    function.slot_count = slot_count_;
+    compile_variables_before(&declaration.position);
+    CompileFunction(declaration, query_.functions[i]);
   }
+  compile_variables_before(nullptr);
 }
 
-void Compiler::CompileVariables(const ast::Prolog& prolog) {
-  for (const ast::VariableDeclaration& declaration : prolog.variables)
-    CompileVariable(declaration);
+void Compiler::CompileFunction(const ast::FunctionDeclaration& declaration,
+                               UserFunction& function) {
+  if (!declaration.body) {
+    throw Error("XPST0017",
+                "there is no external function " + declaration.name.local,
+                declaration.position);
+  }
+  const Scope scope(*this);
+  references_ = &function_references_[&function];
+  slot_count_ = 0;
+  for (std::size_t p = 0; p < declaration.parameters.size(); ++p) {
+    Properties known;
+    known.type = function.parameters[p];
+    Declare(declaration.parameters[p].name, known);
+  }
+  function.body = Convert(Compile(declaration.body), function.result, false,
+                          "the result of " + function.name.local);
+  function.slot_count = slot_count_;
+  references_ = nullptr;
+}
+
+// A variable may not depend on itself, not through functions either.
+void Compiler::CheckCycles() const {
+  for (const auto& [variable, own] : variable_references_) {
+    std::set<const UserFunction*> met_functions;
+    std::set<const GlobalVariable*> met_variables;
+    std::vector<const References*> open = {&own};
+    while (!open.empty()) {
+      const References* next = open.back();
+      open.pop_back();
+      for (const UserFunction* function : next->functions) {
+        if (met_functions.insert(function).second)
+          open.push_back(&function_references_.at(function));
+      }
+      for (const GlobalVariable* other : next->variables) {
+        if (other == variable) {
+          throw Error("XQST0054",
+                      "$" + variable->name.local + " depends on itself",
+                      variable->position);
+        }
+        const auto found = variable_references_.find(other);
+        if (found != variable_references_.end() &&
+            met_variables.insert(other).second)
+          open.push_back(&found->second);
+      }
+    }
+  }
 }
 
 void Compiler::CompileVariable(const ast::VariableDeclaration& declaration) {
@@ -221,7 +261,9 @@ void Compiler::CompileVariable(const ast::VariableDeclaration& declaration) {
   if (declaration.type) variable.type = ResolveType(*declaration.type);
   if (declaration.value) {
     slot_count_ = 0;
+    references_ = &variable_references_[&variable];
     PlanPtr plan = Compile(declaration.value);
+    references_ = nullptr;
     if (declaration.type) {
       plan = Check(std::move(plan), variable.type, "XPTY0004",
                    "the value of $" + name.local);

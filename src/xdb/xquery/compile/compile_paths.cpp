@@ -98,11 +98,12 @@ PlanPtr Compiler::operator()(const ast::ContextItem&) {
   return std::make_unique<ContextItemPlan>();
 }
 
-PlanPtr Compiler::Join(PlanPtr left, const ast::Expr& right) {
+PlanPtr Compiler::Join(PlanPtr left, const ast::Expr& right, bool is_last) {
   FocusUse use;
   PlanPtr step = WithFocus(use, [&] { return Compile(right); });
   auto path =
-      std::make_unique<PathPlan>(std::move(left), std::move(step), use.last);
+      std::make_unique<PathPlan>(std::move(left), std::move(step), use.last,
+                                         is_last);
   path->position = right.position;
   return path;
 }
@@ -118,18 +119,20 @@ PlanPtr Compiler::operator()(const ast::Path& expr) {
     const auto* child =
         is_any ? ast::As<ast::AxisStep>(expr.steps[i + 1]) : nullptr;
     if (child == nullptr || child->axis != Axis::Child) {
-      plan = Join(std::move(plan), *expr.steps[i]);
+      plan = Join(std::move(plan), *expr.steps[i],
+                  i + 1 == expr.steps.size());
       continue;
     }
     std::vector<Predicate> predicates = CompilePredicates(child->predicates);
     bool is_positional = false;
     for (const Predicate& one : predicates)
       is_positional = is_positional || one.IsPositional();
-    if (is_positional) plan = Join(std::move(plan), *expr.steps[i]);
+    if (is_positional) plan = Join(std::move(plan), *expr.steps[i], false);
     PlanPtr step = MakeStep(is_positional ? Axis::Child : Axis::Descendant,
                             *child, std::move(predicates));
     auto path =
-        std::make_unique<PathPlan>(std::move(plan), std::move(step), false);
+        std::make_unique<PathPlan>(std::move(plan), std::move(step), false,
+                                   i + 2 == expr.steps.size());
     path->position = child->position;
     plan = std::move(path);
     ++i;

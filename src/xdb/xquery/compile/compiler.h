@@ -101,8 +101,10 @@ class Compiler {
   void DeclareNamespaces(const ast::Prolog& prolog);
   void CheckOptions(const ast::Prolog& prolog);
   void DeclareFunctions(const ast::Prolog& prolog);
-  void CompileFunctions(const ast::Prolog& prolog);
-  void CompileVariables(const ast::Prolog& prolog);
+  void CompileDeclarations(const ast::Prolog& prolog);
+  void CompileFunction(const ast::FunctionDeclaration& declaration,
+                       UserFunction& function);
+  void CheckCycles() const;
   void CompileVariable(const ast::VariableDeclaration& declaration);
   ConstructionContextPtr Construction();
 
@@ -126,7 +128,7 @@ class Compiler {
       const std::vector<ast::ExprPtr>& predicates);
   PlanPtr MakeStep(ast::Axis axis, const ast::AxisStep& step,
                    std::vector<Predicate> predicates);
-  PlanPtr Join(PlanPtr left, const ast::Expr& right);
+  PlanPtr Join(PlanPtr left, const ast::Expr& right, bool is_last);
   template <typename MakePlan>
   PlanPtr WithFocus(FocusUse& use, MakePlan make_plan);
 
@@ -152,6 +154,7 @@ class Compiler {
   PlanPtr UserCall(const ast::FunctionCall& expr, const QName& name);
 
   // compile_constructors.cpp
+  std::vector<std::pair<std::string, std::string>> EnclosingNamespaces() const;
   std::vector<ContentPart> Content(const std::vector<ast::Part>& parts,
                                    bool is_value);
   void CheckAttributes(const ast::DirectElement& expr) const;
@@ -165,11 +168,21 @@ class Compiler {
   std::string base_uri_;
   CopyModes copy_modes_;
   bool is_empty_least_ = true;
+  // How many of them the direct constructors around did not declare.
+  std::size_t prolog_namespaces_ = 0;
   // Of the namespaces as they are now; null after they change.
   ConstructionContextPtr construction_;
 
   std::vector<LocalVariable> locals_;
   std::vector<const GlobalVariable*> visible_globals_;
+  // What the function or variable that is being compiled refers to.
+  struct References {
+    std::vector<const GlobalVariable*> variables;
+    std::vector<const UserFunction*> functions;
+  };
+  std::map<const UserFunction*, References> function_references_;
+  std::map<const GlobalVariable*, References> variable_references_;
+  References* references_ = nullptr;
   std::size_t slot_count_ = 0;
   std::size_t name_count_ = 0;
   FocusUse* focus_use_ = nullptr;

@@ -112,6 +112,7 @@ void ElementPlan::Write(const Frame& frame, NodeWriter& out) const {
   out.StartElement(name_.Get(frame, *context_, true));
   for (const auto& [prefix, uri] : namespaces_)
     out.DeclareNamespace(prefix, uri);
+  if (!context_->modes.inherit) out.InheritNothing();
   WriteContent(content_, frame, out, context_->modes);
   out.End();
 }

@@ -135,7 +135,7 @@ Sequence Execution::Collection(const std::string& uri) {
     found = surroundings_.documents->FindCollection(uri);
   if (!found) {
     if (uri.empty()) throw Error("FODC0002", "there is no default collection");
-    throw Error("FODC0004", "there is no collection " + uri);
+    throw Error("FODC0002", "there is no collection " + uri);
   }
   Sequence roots;
   for (const SourceDocument& document : *found)

@@ -43,8 +43,8 @@ class DocumentSource {
   virtual ~DocumentSource() = default;
   // No tree: there is none of that URI (FODC0002).
   virtual SourceDocument FindDocument(const std::string& uri) = 0;
-  // None: there is no such collection (FODC0004). An empty URI is the default
-  // one (FODC0002).
+  // None: there is no such collection (FODC0002). An empty URI is the default
+  // one.
   virtual std::optional<std::vector<SourceDocument>> FindCollection(
       const std::string& uri) = 0;
 };

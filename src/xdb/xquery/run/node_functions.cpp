@@ -177,7 +177,7 @@ bool IsId(const Item& node, NodeId attribute) {
   const Tree& tree = node.tree();
   if (tree.name(attribute).local == "id" &&
       tree.name(attribute).uri == kXmlNamespace) {
-    return true;
+    return IsNcName(tree.value(attribute));
   }
   const auto& origin = node.held_tree()->origin();
   return origin && std::binary_search(origin->ids.begin(), origin->ids.end(),

@@ -102,6 +102,20 @@ std::string NodeWriter::PrefixFor(const QName& name) {
   }
 }
 
+// All that neither the element nor its attributes declare or use.
+void NodeWriter::TakeOutOfScope(const QName& name) {
+  const std::size_t inherited = levels_.back().scope_size;
+  for (std::size_t i = 0; i != inherited; ++i) {
+    const std::string prefix = scope_[i].first;
+    const std::string* uri = Find(prefix);
+    bool is_kept =
+        uri->empty() || IsDeclaredHere(prefix) || name.prefix == prefix;
+    for (const PendingAttribute& attribute : attributes_)
+      is_kept = is_kept || (!prefix.empty() && attribute.name.prefix == prefix);
+    if (!is_kept) scope_.emplace_back(prefix, "");
+  }
+}
+
 void NodeWriter::Flush() {
   if (!pending_) return;
   QName name = *std::move(pending_);
@@ -121,6 +135,7 @@ void NodeWriter::Flush() {
     else
       attribute.name.prefix.clear();
   }
+  if (!std::exchange(inherits_, true)) TakeOutOfScope(name);
   assembler_.StartElement(name.prefix, name.uri, name.local);
   for (std::size_t i = levels_.back().scope_size; i != scope_.size(); ++i)
     assembler_.Namespace(scope_[i].first, scope_[i].second);
@@ -202,14 +217,8 @@ void NodeWriter::CopyNamespaces(const Tree& tree, NodeId node,
                                 const CopyModes& modes, bool is_top) {
   if (is_top) {
     const Namespaces own = NamespacesOf(tree, node);
-    if (!modes.inherit) {
-      const auto inherited = scope_;
-      for (const auto& [prefix, uri] : inherited)
-        if (!own.contains(prefix) && Find(prefix) != nullptr &&
-            !Find(prefix)->empty()) {
-          scope_.emplace_back(prefix, "");
-        }
-    }
+    if (!modes.inherit) InheritNothing();
+    if (!own.contains("")) Declare("", "");
     for (const auto& [prefix, uri] : own)
       if (modes.preserve || IsUsed(tree, node, prefix)) Declare(prefix, uri);
     return;

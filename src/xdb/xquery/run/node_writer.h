@@ -28,6 +28,8 @@ class NodeWriter {
   void StartElement(const QName& name);
   // Of the element that was started last, before anything else of it.
   void DeclareNamespace(const std::string& prefix, const std::string& uri);
+  // What is in scope around it and not of its own is not in scope of it.
+  void InheritNothing() { inherits_ = false; }
   // XQDY0025 for a name twice; XQTY0024, or XPTY0004 in a document, behind
   // other content.
   void Attribute(const QName& name, std::string_view value);
@@ -58,6 +60,7 @@ class NodeWriter {
   bool IsDeclaredHere(const std::string& prefix) const;
   void Declare(const std::string& prefix, const std::string& uri);
   std::string PrefixFor(const QName& name);
+  void TakeOutOfScope(const QName& name);
   // Writes out the element that waits for its attributes.
   void Flush();
   void CopyElement(const Tree& tree, NodeId node, const CopyModes& modes,
@@ -75,6 +78,7 @@ class NodeWriter {
   std::vector<std::pair<std::string, std::string>> scope_;
   std::vector<Level> levels_;
   std::optional<QName> pending_;
+  bool inherits_ = true;
   std::vector<PendingAttribute> attributes_;
 };
 

@@ -50,6 +50,26 @@ class RangeIterator final : public Iterator {
   bool is_done_;
 };
 
+// Of integers past 64 bits.
+class BigRangeIterator final : public Iterator {
+ public:
+  BigRangeIterator(Execution& run, Item first, Item last)
+      : run_(run), next_(std::move(first)), last_(std::move(last)) {}
+
+  bool Next(Item& item) override {
+    if (CompareValues(Comparison::Gt, next_, last_, 0)) return false;
+    run_.Tick();
+    item = next_;
+    next_ = Add(next_, Item::OfInteger(1), 0);
+    return true;
+  }
+
+ private:
+  Execution& run_;
+  Item next_;
+  const Item last_;
+};
+
 // Of no item, when either operand may be none.
 Occurrence ResultOccurrence(const Plan& left, const Plan& right) {
   const bool is_there = left.properties.type.occurrence == Occurrence::One &&
@@ -90,10 +110,7 @@ IteratorPtr RangePlan::Open(const Frame& frame) const {
   const Item last = last_->One(frame);
   if (first.IsNone() || last.IsNone()) return IterateItem({});
   if (!first.IsSmallInteger() || !last.IsSmallInteger()) {
-    if (CompareValues(Comparison::Gt, first, last, 0)) return IterateItem({});
-    if (CompareValues(Comparison::Eq, first, last, 0))
-      return IterateItem(first);
-    throw Error("FOAR0002", "a range reaches past 64 bits", position);
+    return std::make_unique<BigRangeIterator>(*frame.run, first, last);
   }
   return std::make_unique<RangeIterator>(*frame.run, first.AsSmallInteger(),
                                          last.AsSmallInteger());

@@ -198,8 +198,11 @@ IteratorPtr ReversePlan::Open(const Frame& frame) const {
   return IterateItems(std::move(items));
 }
 
-PathPlan::PathPlan(PlanPtr left, PlanPtr right, bool uses_last)
-    : left_(std::move(left)), right_(std::move(right)), uses_last_(uses_last) {
+PathPlan::PathPlan(PlanPtr left, PlanPtr right, bool uses_last, bool is_last)
+    : left_(std::move(left)),
+      right_(std::move(right)),
+      uses_last_(uses_last),
+      is_last_(is_last) {
   Infer();
 }
 
@@ -263,7 +266,7 @@ IteratorPtr PathPlan::Open(const Frame& frame) const {
   const auto nodes = static_cast<std::size_t>(std::count_if(
       items.begin(), items.end(), [](const Item& i) { return i.IsNode(); }));
   if (nodes != 0 && nodes != items.size()) {
-    throw Error("XPTY0018", "a path gives nodes and values that are none",
+    throw Error(is_last_ ? "XPTY0018" : "XPTY0019", "a path gives nodes and values that are none",
                 position);
   }
   if (nodes != 0) SortNodes(items);

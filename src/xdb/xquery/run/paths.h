@@ -64,7 +64,8 @@ class ReversePlan final : public Plan {
 // document order.
 class PathPlan final : public Plan {
  public:
-  PathPlan(PlanPtr left, PlanPtr right, bool uses_last);
+  // `is_last`: no step follows.
+  PathPlan(PlanPtr left, PlanPtr right, bool uses_last, bool is_last);
   IteratorPtr Open(const Frame& frame) const override;
 
  private:
@@ -73,6 +74,7 @@ class PathPlan final : public Plan {
   const PlanPtr left_;
   const PlanPtr right_;
   const bool uses_last_;
+  const bool is_last_;
   bool must_sort_ = true;
 };
 
