@@ -1,5 +1,7 @@
 #include "xdb/xquery/run/node_writer.h"
 
+#include <algorithm>
+
 namespace kiv::xdb::xq {
 namespace {
 
@@ -38,6 +40,7 @@ bool NodeWriter::IsDeclaredHere(const std::string& prefix) const {
 
 void NodeWriter::Declare(const std::string& prefix, const std::string& uri) {
   if (prefix == "xml") return;
+  own_.push_back(prefix);
   const std::string* known = Find(prefix);
   if (known != nullptr ? *known == uri : uri.empty()) return;
   scope_.emplace_back(prefix, uri);
@@ -109,7 +112,8 @@ void NodeWriter::TakeOutOfScope(const QName& name) {
     const std::string prefix = scope_[i].first;
     const std::string* uri = Find(prefix);
     bool is_kept =
-        uri->empty() || IsDeclaredHere(prefix) || name.prefix == prefix;
+        uri->empty() || IsDeclaredHere(prefix) || name.prefix == prefix ||
+        std::find(own_.begin(), own_.end(), prefix) != own_.end();
     for (const PendingAttribute& attribute : attributes_)
       is_kept = is_kept || (!prefix.empty() && attribute.name.prefix == prefix);
     if (!is_kept) scope_.emplace_back(prefix, "");
@@ -136,6 +140,7 @@ void NodeWriter::Flush() {
       attribute.name.prefix.clear();
   }
   if (!std::exchange(inherits_, true)) TakeOutOfScope(name);
+  own_.clear();
   assembler_.StartElement(name.prefix, name.uri, name.local);
   for (std::size_t i = levels_.back().scope_size; i != scope_.size(); ++i)
     assembler_.Namespace(scope_[i].first, scope_[i].second);
@@ -218,7 +223,6 @@ void NodeWriter::CopyNamespaces(const Tree& tree, NodeId node,
   if (is_top) {
     const Namespaces own = NamespacesOf(tree, node);
     if (!modes.inherit) InheritNothing();
-    if (!own.contains("")) Declare("", "");
     for (const auto& [prefix, uri] : own)
       if (modes.preserve || IsUsed(tree, node, prefix)) Declare(prefix, uri);
     return;

@@ -78,6 +78,8 @@ class NodeWriter {
   std::vector<std::pair<std::string, std::string>> scope_;
   std::vector<Level> levels_;
   std::optional<QName> pending_;
+  // Prefixes of the declarations of its own, known ones as well.
+  std::vector<std::string> own_;
   bool inherits_ = true;
   std::vector<PendingAttribute> attributes_;
 };

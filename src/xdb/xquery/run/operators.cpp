@@ -193,6 +193,14 @@ bool GeneralComparisonPlan::Decide(const Frame& frame) const {
     const Item right = right_->One(frame);
     return !right.IsNone() && CompareGeneral(comparison_, left, right, zone);
   }
+  if (left_->properties.IsAtMostOne()) {
+    const Item left = left_->One(frame);
+    if (left.IsNone()) return false;
+    const IteratorPtr rights = right_->Open(frame);
+    for (Item right; rights->Next(right);)
+      if (CompareGeneral(comparison_, left, right, zone)) return true;
+    return false;
+  }
   const Value right = ValueOf(*right_, frame);
   if (right.size() == 0) return false;
   const IteratorPtr lefts = left_->Open(frame);
