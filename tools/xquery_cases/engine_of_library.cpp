@@ -163,7 +163,8 @@ class LibraryEngine final : public Engine {
     for (const Variable& variable : query.variables) {
       const xq::QName name{"", "", variable.name};
       if (!variable.is_declared) settings.variables.push_back(name);
-      bound.push_back({name, static_cast<const Answer&>(*variable.value).items});
+      bound.push_back(
+          {name, static_cast<const Answer&>(*variable.value).items});
       used.push_back(variable.value);
     }
     Source source(files_, query);
@@ -178,9 +179,10 @@ class LibraryEngine final : public Engine {
     xq::RunningQuery running(compiled, surroundings, context, bound);
     xq::Item item;
     while (running.Next(item)) answer->items.push_back(std::move(item));
-    answer->keeper = std::make_shared<
-        std::pair<std::shared_ptr<const xq::CompiledQuery>,
-                  std::vector<ValuePtr>>>(compiled, std::move(used));
+    answer->keeper =
+        std::make_shared<std::pair<std::shared_ptr<const xq::CompiledQuery>,
+                                   std::vector<ValuePtr>>>(compiled,
+                                                           std::move(used));
     return answer;
   }
 

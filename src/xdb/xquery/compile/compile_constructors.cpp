@@ -31,8 +31,8 @@ void CheckDeclaration(const ast::NamespaceAttribute& one) {
 
 // What the direct constructors around declare, which is in scope of every
 // element that is made in them.
-std::vector<std::pair<std::string, std::string>>
-Compiler::EnclosingNamespaces() const {
+std::vector<std::pair<std::string, std::string>> Compiler::EnclosingNamespaces()
+    const {
   std::vector<std::pair<std::string, std::string>> found;
   for (std::size_t i = namespaces_.size(); i > prolog_namespaces_; --i) {
     const auto& entry = namespaces_[i - 1];
@@ -92,9 +92,9 @@ PlanPtr Compiler::operator()(const ast::DirectElement& expr) {
   }
   for (ContentPart& part : Content(expr.content, false))
     content.push_back(std::move(part));
-  auto plan = std::make_unique<ElementPlan>(
-      ConstructedName{name, nullptr}, EnclosingNamespaces(), std::move(content),
-      Construction());
+  auto plan = std::make_unique<ElementPlan>(ConstructedName{name, nullptr},
+                                            EnclosingNamespaces(),
+                                            std::move(content), Construction());
   namespaces_.resize(outer);
   construction_ = outer_construction;
   return plan;
@@ -129,8 +129,7 @@ ConstructedName Compiler::NameOf(const ast::ComputedNode& expr,
     name.name.local = expr.name.local;
     return name;
   }
-  name.name =
-      Resolve(expr.name, is_element ? default_element_namespace() : "");
+  name.name = Resolve(expr.name, is_element ? default_element_namespace() : "");
   if (name.name.prefix == "xmlns" ||
       (!is_element && name.name.prefix.empty() && name.name.local == "xmlns")) {
     throw Error("XQDY0044", "a name that belongs to namespaces", expr.position);
@@ -154,9 +153,8 @@ PlanPtr Compiler::operator()(const ast::ComputedNode& expr) {
   std::vector<ContentPart> parts;
   parts.push_back({"", std::move(content)});
   if (is_element) {
-    return std::make_unique<ElementPlan>(
-        std::move(name), EnclosingNamespaces(), std::move(parts),
-        Construction());
+    return std::make_unique<ElementPlan>(std::move(name), EnclosingNamespaces(),
+                                         std::move(parts), Construction());
   }
   const ItemKind kind = expr.node == Kind::Attribute ? ItemKind::Attribute
                         : expr.node == Kind::Text    ? ItemKind::Text

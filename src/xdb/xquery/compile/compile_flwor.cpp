@@ -31,8 +31,7 @@ Occurrence Compiler::AddFor(const ast::Binding& binding, Clauses& clauses,
     at = Declare(*binding.at, position);
     slots.push_back(*at);
   }
-  clauses.push_back(
-      std::make_unique<ForClause>(std::move(operand), slot, at));
+  clauses.push_back(std::make_unique<ForClause>(std::move(operand), slot, at));
   return count;
 }
 
@@ -71,8 +70,8 @@ void Compiler::AddOrderBy(const ast::Flwor& expr,
     OrderByClause::Key& key = keys.emplace_back();
     key.plan = AtMostOne(Atomize(Compile(spec.key)), "a key of order by");
     key.is_descending = spec.is_descending;
-    key.is_none_least = spec.empty ? *spec.empty == ast::EmptyOrder::Least
-                                   : is_empty_least_;
+    key.is_none_least =
+        spec.empty ? *spec.empty == ast::EmptyOrder::Least : is_empty_least_;
   }
   clauses.push_back(
       std::make_unique<OrderByClause>(std::move(keys), std::move(slots)));
@@ -136,8 +135,7 @@ PlanPtr Compiler::operator()(const ast::VariableReference& expr) {
     if (references_ != nullptr) references_->variables.push_back(*global);
     return std::make_unique<GlobalPlan>(**global);
   }
-  throw Error("XPST0008", "there is no variable $" + name.local,
-              expr.position);
+  throw Error("XPST0008", "there is no variable $" + name.local, expr.position);
 }
 
 }  // namespace kiv::xdb::xq

@@ -3,8 +3,8 @@
 
 #include "xdb/xquery/compile/compiler.h"
 #include "xdb/xquery/functions/function_table.h"
-#include "xdb/xquery/run/conversions.h"
 #include "xdb/xquery/functions/uri.h"
+#include "xdb/xquery/run/conversions.h"
 #include "xdb/xquery/values/lexical.h"
 
 namespace kiv::xdb::xq {

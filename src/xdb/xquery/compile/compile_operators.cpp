@@ -68,13 +68,15 @@ PlanPtr Compiler::operator()(const ast::If& expr) {
 
 PlanPtr Compiler::operator()(const ast::Or& expr) {
   std::vector<PlanPtr> operands;
-  for (const ast::ExprPtr& one : expr.operands) operands.push_back(Compile(one));
+  for (const ast::ExprPtr& one : expr.operands)
+    operands.push_back(Compile(one));
   return std::make_unique<LogicPlan>(std::move(operands), true);
 }
 
 PlanPtr Compiler::operator()(const ast::And& expr) {
   std::vector<PlanPtr> operands;
-  for (const ast::ExprPtr& one : expr.operands) operands.push_back(Compile(one));
+  for (const ast::ExprPtr& one : expr.operands)
+    operands.push_back(Compile(one));
   return std::make_unique<LogicPlan>(std::move(operands), false);
 }
 

@@ -101,9 +101,8 @@ PlanPtr Compiler::operator()(const ast::ContextItem&) {
 PlanPtr Compiler::Join(PlanPtr left, const ast::Expr& right, bool is_last) {
   FocusUse use;
   PlanPtr step = WithFocus(use, [&] { return Compile(right); });
-  auto path =
-      std::make_unique<PathPlan>(std::move(left), std::move(step), use.last,
-                                         is_last);
+  auto path = std::make_unique<PathPlan>(std::move(left), std::move(step),
+                                         use.last, is_last);
   path->position = right.position;
   return path;
 }
@@ -119,8 +118,7 @@ PlanPtr Compiler::operator()(const ast::Path& expr) {
     const auto* child =
         is_any ? ast::As<ast::AxisStep>(expr.steps[i + 1]) : nullptr;
     if (child == nullptr || child->axis != Axis::Child) {
-      plan = Join(std::move(plan), *expr.steps[i],
-                  i + 1 == expr.steps.size());
+      plan = Join(std::move(plan), *expr.steps[i], i + 1 == expr.steps.size());
       continue;
     }
     std::vector<Predicate> predicates = CompilePredicates(child->predicates);
@@ -130,9 +128,8 @@ PlanPtr Compiler::operator()(const ast::Path& expr) {
     if (is_positional) plan = Join(std::move(plan), *expr.steps[i], false);
     PlanPtr step = MakeStep(is_positional ? Axis::Child : Axis::Descendant,
                             *child, std::move(predicates));
-    auto path =
-        std::make_unique<PathPlan>(std::move(plan), std::move(step), false,
-                                   i + 2 == expr.steps.size());
+    auto path = std::make_unique<PathPlan>(std::move(plan), std::move(step),
+                                           false, i + 2 == expr.steps.size());
     path->position = child->position;
     plan = std::move(path);
     ++i;

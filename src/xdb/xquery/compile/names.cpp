@@ -90,9 +90,8 @@ std::optional<QName> Compiler::NameOfText(std::string_view text) const {
 
 Type Compiler::ResolveAtomic(const ast::LexicalName& name) const {
   const QName resolved = Resolve(name, default_element_namespace());
-  const Type type = resolved.uri == kSchemaNamespace
-                        ? TypeNamed(resolved.local)
-                        : Type::None;
+  const Type type =
+      resolved.uri == kSchemaNamespace ? TypeNamed(resolved.local) : Type::None;
   if (!IsAtomic(type)) {
     throw Error("XPST0051", Shown(name) + " is no atomic type", name.position);
   }
@@ -138,8 +137,8 @@ ItemType Compiler::ResolveNodeType(const ast::NodeTest& test) const {
   }
   if (test.type) {
     const QName name = Resolve(*test.type, default_element_namespace());
-    type.type = name.uri == kSchemaNamespace ? TypeNamed(name.local)
-                                             : Type::None;
+    type.type =
+        name.uri == kSchemaNamespace ? TypeNamed(name.local) : Type::None;
     if (type.type == Type::None || type.type == Type::Node) {
       throw Error("XPST0008", Shown(*test.type) + " is no type",
                   test.type->position);
@@ -179,7 +178,8 @@ std::size_t Compiler::Declare(const ast::LexicalName& name,
 void Compiler::CheckCollation(const std::string& uri, std::string_view code,
                               Position position) const {
   if (uri == kCodepointCollation) return;
-  if (ResolveReference(uri, base_uri_).value_or("") == kCodepointCollation) return;
+  if (ResolveReference(uri, base_uri_).value_or("") == kCodepointCollation)
+    return;
   throw Error(code, "the collation " + uri + " is not known", position);
 }
 

@@ -36,8 +36,8 @@ struct CompiledQuery {
   std::string base_uri;
 };
 
-// Throws Error: what Parse throws, and all codes of names, types and values that
-// are known without data.
+// Throws Error: what Parse throws, and all codes of names, types and values
+// that are known without data.
 std::shared_ptr<const CompiledQuery> Compile(std::string_view query,
                                              const StaticSettings& settings);
 

@@ -97,9 +97,8 @@ Item Extreme(const Frame& frame, const Plans& arguments, Comparison wanted,
     }
     is_string = is_string || IsString(item.type());
     if (IsNumeric(item.type())) {
-      promoted = promoted == Type::None
-                     ? PromotedType(item.type(), item.type())
-                     : PromotedType(promoted, item.type());
+      promoted = promoted == Type::None ? PromotedType(item.type(), item.type())
+                                        : PromotedType(promoted, item.type());
     }
     if (best.IsNone() || (IsNan(item) && !IsNan(best)) ||
         (!IsNan(best) && CompareValues(wanted, item, best, zone))) {

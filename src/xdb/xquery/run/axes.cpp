@@ -41,8 +41,8 @@ AxisCursor::AxisCursor(Execution& run, Axis axis, const NodeMatch& match,
       break;
     case Axis::Attribute:
       ++at_;
-      end_ = tree_.kind(node) == NodeKind::Element ? tree_.FirstChild(node)
-                                                   : at_;
+      end_ =
+          tree_.kind(node) == NodeKind::Element ? tree_.FirstChild(node) : at_;
       break;
     case Axis::Following:
       at_ = is_attribute ? node + 1 : tree_.End(node);
@@ -103,10 +103,9 @@ bool AxisCursor::StepForward(NodeId& node) {
   const bool wants_attributes = axis_ == Axis::Attribute;
   for (; at_ < end_; ++at_) {
     const bool is_wanted =
-        wants_attributes
-            ? tree_.kind(at_) == NodeKind::Attribute
-            : IsContent(at_) || (axis_ == Axis::DescendantOrSelf &&
-                                 at_ == origin_.node());
+        wants_attributes ? tree_.kind(at_) == NodeKind::Attribute
+                         : IsContent(at_) || (axis_ == Axis::DescendantOrSelf &&
+                                              at_ == origin_.node());
     if (!is_wanted) continue;
     node = at_++;
     return true;

@@ -115,18 +115,18 @@ PlanPtr WithType(std::unique_ptr<P> plan, SequenceType type) {
 PlanPtr CallOfScalar(const Function& function, Plans arguments,
                      SequenceType result) {
   if (function.list != nullptr) {
-    return WithType(std::make_unique<ListCallPlan>(function.list,
-                                                   std::move(arguments)),
-                    std::move(result));
+    return WithType(
+        std::make_unique<ListCallPlan>(function.list, std::move(arguments)),
+        std::move(result));
   }
   if (function.takes_items) {
     return WithType(std::make_unique<ItemsCallPlan>(
                         function.scalar, std::move(arguments.front())),
                     std::move(result));
   }
-  return WithType(std::make_unique<ScalarCallPlan>(function.scalar,
-                                                   std::move(arguments)),
-                  std::move(result));
+  return WithType(
+      std::make_unique<ScalarCallPlan>(function.scalar, std::move(arguments)),
+      std::move(result));
 }
 
 PlanPtr CallOfEngine(const Function& function, Plans arguments,
@@ -137,9 +137,9 @@ PlanPtr CallOfEngine(const Function& function, Plans arguments,
   if (found.single == nullptr && found.stream == nullptr)
     found = AggregateFunction(function.engine);
   if (found.single != nullptr) {
-    return WithType(std::make_unique<EngineSinglePlan>(found.single,
-                                                       std::move(arguments)),
-                    std::move(result));
+    return WithType(
+        std::make_unique<EngineSinglePlan>(found.single, std::move(arguments)),
+        std::move(result));
   }
   return WithType(
       std::make_unique<EngineStreamPlan>(found.stream, std::move(arguments)),

@@ -79,7 +79,8 @@ QName ConstructedName::Get(const Frame& frame,
   const bool is_xmlns =
       result.prefix == "xmlns" || result.uri == kXmlnsNamespace ||
       (!is_element && result.uri.empty() && result.local == "xmlns");
-  const bool is_bad_xml = (result.prefix == "xml") != (result.uri == kXmlNamespace);
+  const bool is_bad_xml =
+      (result.prefix == "xml") != (result.uri == kXmlNamespace);
   if (is_xmlns || (is_bad_xml && !result.prefix.empty())) {
     throw Error(is_element ? "XQDY0096" : "XQDY0044",
                 "a name that belongs to namespaces", plan->position);
@@ -193,8 +194,8 @@ void LeafPlan::WriteInstruction(const Frame& frame, NodeWriter& out) const {
     if (!IsNcName(target))
       throw Error("XQDY0041", "\"" + target + "\" is no name of one part");
   }
-  if (target.size() == 3 && (target[0] | 32) == 'x' && (target[1] | 32) == 'm' &&
-      (target[2] | 32) == 'l') {
+  if (target.size() == 3 && (target[0] | 32) == 'x' &&
+      (target[1] | 32) == 'm' && (target[2] | 32) == 'l') {
     throw Error("XQDY0064", "an instruction cannot be named xml");
   }
   bool is_there;

@@ -60,8 +60,8 @@ void Execution::CheckTime() {
 void Execution::EnterCall(Position position) {
   Tick();
   const char* here = static_cast<const char*>(__builtin_frame_address(0));
-  const auto used = here < stack_start_ ? stack_start_ - here
-                                        : here - stack_start_;
+  const auto used =
+      here < stack_start_ ? stack_start_ - here : here - stack_start_;
   if (call_depth_ >= surroundings_.limits.call_depth ||
       static_cast<std::size_t>(used) > surroundings_.limits.stack_bytes) {
     throw Error("XPDY0130", "functions call each other too deep", position);

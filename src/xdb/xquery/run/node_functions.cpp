@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <set>
 
+#include "xdb/xquery/functions/uri.h"
 #include "xdb/xquery/run/calls.h"
 #include "xdb/xquery/run/execution.h"
 #include "xdb/xquery/run/nodes.h"
-#include "xdb/xquery/functions/uri.h"
 #include "xdb/xquery/values/cast.h"
 
 namespace kiv::xdb::xq {
@@ -180,8 +180,8 @@ bool IsId(const Item& node, NodeId attribute) {
     return IsNcName(tree.value(attribute));
   }
   const auto& origin = node.held_tree()->origin();
-  return origin && std::binary_search(origin->ids.begin(), origin->ids.end(),
-                                      attribute);
+  return origin &&
+         std::binary_search(origin->ids.begin(), origin->ids.end(), attribute);
 }
 
 IteratorPtr Id(const Frame& frame, const Plans& arguments) {
@@ -228,8 +228,7 @@ IteratorPtr IdRef(const Frame& frame, const Plans& arguments) {
 
 std::string AbsoluteUri(const Frame& frame, std::string_view uri,
                         std::string_view code) {
-  if (!IsUri(uri))
-    throw Error(code, "\"" + std::string(uri) + "\" is no URI");
+  if (!IsUri(uri)) throw Error(code, "\"" + std::string(uri) + "\" is no URI");
   const auto base = frame.run->call_context().base_uri;
   if (!base) return std::string(uri);
   return ResolveReference(uri, *base).value_or(std::string(uri));
@@ -244,15 +243,15 @@ Item Doc(const Frame& frame, const Plans& arguments) {
 Item DocAvailable(const Frame& frame, const Plans& arguments) {
   const Item uri = arguments[0]->One(frame);
   if (uri.IsNone()) return Item::OfBoolean(false);
-  return Item::OfBoolean(frame.run->HasDocument(
-      AbsoluteUri(frame, uri.AsText(), "FODC0005")));
+  return Item::OfBoolean(
+      frame.run->HasDocument(AbsoluteUri(frame, uri.AsText(), "FODC0005")));
 }
 
 IteratorPtr Collection(const Frame& frame, const Plans& arguments) {
   const Item uri = arguments.empty() ? Item() : arguments[0]->One(frame);
   if (uri.IsNone()) return IterateItems(frame.run->Collection(""));
-  return IterateItems(frame.run->Collection(
-      AbsoluteUri(frame, uri.AsText(), "FODC0004")));
+  return IterateItems(
+      frame.run->Collection(AbsoluteUri(frame, uri.AsText(), "FODC0004")));
 }
 
 }  // namespace

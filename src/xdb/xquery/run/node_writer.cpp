@@ -22,9 +22,7 @@ bool IsUsed(const Tree& tree, NodeId element, std::string_view prefix) {
 }  // namespace
 
 NodeWriter::NodeWriter(Execution& run, std::string base_uri)
-    : run_(run),
-      assembler_(run.dictionary()),
-      base_uri_(std::move(base_uri)) {}
+    : run_(run), assembler_(run.dictionary()), base_uri_(std::move(base_uri)) {}
 
 const std::string* NodeWriter::Find(std::string_view prefix) const {
   for (auto entry = scope_.rbegin(); entry != scope_.rend(); ++entry)
@@ -111,9 +109,9 @@ void NodeWriter::TakeOutOfScope(const QName& name) {
   for (std::size_t i = 0; i != inherited; ++i) {
     const std::string prefix = scope_[i].first;
     const std::string* uri = Find(prefix);
-    bool is_kept =
-        uri->empty() || IsDeclaredHere(prefix) || name.prefix == prefix ||
-        std::find(own_.begin(), own_.end(), prefix) != own_.end();
+    bool is_kept = uri->empty() || IsDeclaredHere(prefix) ||
+                   name.prefix == prefix ||
+                   std::find(own_.begin(), own_.end(), prefix) != own_.end();
     for (const PendingAttribute& attribute : attributes_)
       is_kept = is_kept || (!prefix.empty() && attribute.name.prefix == prefix);
     if (!is_kept) scope_.emplace_back(prefix, "");
@@ -125,8 +123,8 @@ void NodeWriter::Flush() {
   QName name = *std::move(pending_);
   pending_.reset();
   const std::string* bound = Find(name.prefix);
-  const bool is_bound = bound != nullptr ? *bound == name.uri
-                                         : name.uri.empty();
+  const bool is_bound =
+      bound != nullptr ? *bound == name.uri : name.uri.empty();
   if (!is_bound && name.prefix != "xml") {
     if (IsDeclaredHere(name.prefix) && !name.uri.empty())
       name.prefix = PrefixFor({"", name.uri, name.local});
@@ -227,9 +225,8 @@ void NodeWriter::CopyNamespaces(const Tree& tree, NodeId node,
       if (modes.preserve || IsUsed(tree, node, prefix)) Declare(prefix, uri);
     return;
   }
-  for (NodeId i = node + 1; i < tree.End(node) &&
-                            tree.kind(i) == NodeKind::Namespace;
-       ++i) {
+  for (NodeId i = node + 1;
+       i < tree.End(node) && tree.kind(i) == NodeKind::Namespace; ++i) {
     const std::string prefix(tree.target(i));
     if (modes.preserve || IsUsed(tree, node, prefix))
       Declare(prefix, std::string(tree.value(i)));

@@ -124,10 +124,9 @@ Item StringOfItem(const Item& item) {
 Item Atomized(const Item& item) {
   if (!item.IsNode()) return item;
   const NodeKind kind = item.tree().kind(item.node());
-  const Type type =
-      kind == NodeKind::Comment || kind == NodeKind::Instruction
-          ? Type::String
-          : Type::UntypedAtomic;
+  const Type type = kind == NodeKind::Comment || kind == NodeKind::Instruction
+                        ? Type::String
+                        : Type::UntypedAtomic;
   if (HasOwnText(item.tree(), item.node()))
     return Item::OfTreeText(item.held_tree(), item.node(), type);
   return Item::OfText(StringOfNode(item), type);
@@ -139,8 +138,7 @@ std::optional<QName> NameOfNode(const Item& node) {
     case NodeKind::Element:
     case NodeKind::Attribute: {
       const Name& name = tree.name(node.node());
-      return QName{std::string(tree.prefix(node.node())), name.uri,
-                   name.local};
+      return QName{std::string(tree.prefix(node.node())), name.uri, name.local};
     }
     case NodeKind::Instruction:
       return QName{"", "", std::string(tree.target(node.node()))};
@@ -160,9 +158,8 @@ Namespaces NamespacesOf(const Tree& tree, NodeId element) {
   Namespaces found;
   for (NodeId node = element;; node = tree[node].parent) {
     if (tree.kind(node) == NodeKind::Element) {
-      for (NodeId i = node + 1; i != tree.End(node) &&
-                                tree.kind(i) == NodeKind::Namespace;
-           ++i) {
+      for (NodeId i = node + 1;
+           i != tree.End(node) && tree.kind(i) == NodeKind::Namespace; ++i) {
         found.emplace(tree.target(i), tree.value(i));
       }
     }
@@ -208,8 +205,7 @@ void SortNodes(Sequence& nodes) {
   };
   if (!std::is_sorted(nodes.begin(), nodes.end(), is_before))
     std::sort(nodes.begin(), nodes.end(), is_before);
-  nodes.erase(std::unique(nodes.begin(), nodes.end(), IsSameNode),
-              nodes.end());
+  nodes.erase(std::unique(nodes.begin(), nodes.end(), IsSameNode), nodes.end());
 }
 
 bool IsDeepEqual(const Item& left, const Item& right, int zone) {

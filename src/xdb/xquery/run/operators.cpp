@@ -226,10 +226,9 @@ Item NodeComparisonPlan::Compute(const Frame& frame) const {
   const Item right = right_->One(frame);
   if (left.IsNone() || right.IsNone()) return {};
   const int order = CompareOrder(left, right);
-  return Item::OfBoolean(relation_ == ast::NodeRelation::Is ? order == 0
-                         : relation_ == ast::NodeRelation::Before
-                             ? order < 0
-                             : order > 0);
+  return Item::OfBoolean(relation_ == ast::NodeRelation::Is       ? order == 0
+                         : relation_ == ast::NodeRelation::Before ? order < 0
+                                                                  : order > 0);
 }
 
 SetPlan::SetPlan(bool is_except, PlanPtr left, PlanPtr right)

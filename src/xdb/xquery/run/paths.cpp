@@ -156,7 +156,8 @@ FilterPlan::FilterPlan(PlanPtr base, PlanPtr predicate, bool uses_last)
       uses_last_(uses_last) {
   properties = base_->properties;
   const Occurrence whole = properties.type.occurrence;
-  if (whole == Occurrence::One) properties.type.occurrence = Occurrence::Optional;
+  if (whole == Occurrence::One)
+    properties.type.occurrence = Occurrence::Optional;
   if (whole == Occurrence::OneOrMore)
     properties.type.occurrence = Occurrence::ZeroOrMore;
   const auto* constant = dynamic_cast<const ConstantPlan*>(predicate_.get());
@@ -259,15 +260,15 @@ IteratorPtr PathPlan::Open(const Frame& frame) const {
     size = static_cast<std::int64_t>(items.size());
     left = IterateItems(std::move(items));
   }
-  auto iterator = std::make_unique<PathIterator>(frame, std::move(left),
-                                                 *left_, *right_, size);
+  auto iterator = std::make_unique<PathIterator>(frame, std::move(left), *left_,
+                                                 *right_, size);
   if (!must_sort_) return iterator;
   Sequence items = Drain(*iterator);
   const auto nodes = static_cast<std::size_t>(std::count_if(
       items.begin(), items.end(), [](const Item& i) { return i.IsNode(); }));
   if (nodes != 0 && nodes != items.size()) {
-    throw Error(is_last_ ? "XPTY0018" : "XPTY0019", "a path gives nodes and values that are none",
-                position);
+    throw Error(is_last_ ? "XPTY0018" : "XPTY0019",
+                "a path gives nodes and values that are none", position);
   }
   if (nodes != 0) SortNodes(items);
   return IterateItems(std::move(items));

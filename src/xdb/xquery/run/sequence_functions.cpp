@@ -68,10 +68,9 @@ class DistinctIterator final : public Iterator {
     while (items_->Next(item)) {
       const std::size_t hash = HashOfKey(item, zone_, true);
       const auto [first, last] = met_.equal_range(hash);
-      const bool is_known =
-          std::any_of(first, last, [&](const auto& entry) {
-            return IsSameKey(entry.second, item, zone_);
-          });
+      const bool is_known = std::any_of(first, last, [&](const auto& entry) {
+        return IsSameKey(entry.second, item, zone_);
+      });
       if (is_known) continue;
       met_.emplace(hash, item);
       return true;

@@ -101,9 +101,8 @@ void Serializer::WriteNamespaces(const Tree& tree, NodeId element,
     for (const auto& [prefix, uri] : NamespacesOf(tree, element))
       Declare(prefix, uri);
   } else {
-    for (NodeId i = element + 1; i < tree.End(element) &&
-                                 tree.kind(i) == NodeKind::Namespace;
-         ++i) {
+    for (NodeId i = element + 1;
+         i < tree.End(element) && tree.kind(i) == NodeKind::Namespace; ++i) {
       Declare(std::string(tree.target(i)), std::string(tree.value(i)));
     }
   }

@@ -74,8 +74,8 @@ const Value& GlobalPlan::Get(const Frame& frame) const {
     throw Error("XQST0054", name + " depends on itself", position);
   global.state = State::InWork;
   std::vector<Value> slots(variable_.slot_count);
-  Value value = ValueOf(*variable_.plan, {frame.run, slots.data(),
-                                          frame.run->initial_focus()});
+  Value value = ValueOf(*variable_.plan,
+                        {frame.run, slots.data(), frame.run->initial_focus()});
   global.value = std::move(value);
   global.state = State::Known;
   return global.value;
