@@ -110,7 +110,7 @@ const QueryCase kFlwors[] = {
     {"VariableOnItself",
      "declare variable $a := local:f(); "
      "declare function local:f() {$a}; 1",
-     "XPST0008"},
+     "XQST0054"},
     {"VariableThroughFunction",
      "declare variable $a := local:f(); declare function local:f() "
      "{local:g()}; declare variable $b := 1; "
