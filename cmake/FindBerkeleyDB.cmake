@@ -2,6 +2,7 @@
 # CMake nor a pkg-config file.
 find_path(BerkeleyDB_INCLUDE_DIR db_cxx.h)
 find_library(BerkeleyDB_CXX_LIBRARY NAMES db_cxx-5.3 db_cxx)
+find_library(BerkeleyDB_CXX_ARCHIVE NAMES libdb_cxx-5.3.a libdb_cxx.a)
 
 if(BerkeleyDB_INCLUDE_DIR)
   file(STRINGS ${BerkeleyDB_INCLUDE_DIR}/db.h version_lines
@@ -12,7 +13,8 @@ endif()
 
 include(FindPackageHandleStandardArgs)
 find_package_handle_standard_args(BerkeleyDB
-  REQUIRED_VARS BerkeleyDB_CXX_LIBRARY BerkeleyDB_INCLUDE_DIR
+  REQUIRED_VARS BerkeleyDB_CXX_LIBRARY BerkeleyDB_CXX_ARCHIVE
+                BerkeleyDB_INCLUDE_DIR
   VERSION_VAR BerkeleyDB_VERSION)
 
 if(BerkeleyDB_FOUND AND NOT TARGET BerkeleyDB::cxx)

@@ -16,7 +16,7 @@ LAYERS = [
     ["mq", "store", "remote"],
 ]
 PUBLIC_LAYERS = {
-    "kiv/parser/": 1, "kiv/dom": 1,
+    "kiv/parser/": 1, "kiv/dom": 1, "kiv/xdb": 2,
     "kiv/mq/": 3, "kiv/msgq/": 3, "kiv/module/": 3, "kiv/store/": 3,
     "kiv/server/": 3, "rmt/": 3,
 }
@@ -67,7 +67,7 @@ def main():
         files += 1
         path = file.relative_to(root).as_posix()
         is_public = path.startswith("include/")
-        is_test = path.endswith("_test.cpp")
+        is_test = path.endswith(("_test.cpp", "_testing.h"))
         own = layer_of_source(path) if not is_public else None
         is_startup = path == "src/util/startup.cpp"
         for number, line in enumerate(

@@ -12,9 +12,10 @@ namespace kiv::port {
 // does not say.
 bool GetFreeBytes(const std::string& folder, std::uint64_t& bytes);
 
-// Gives a file with holes all the blocks of its length: writing to a hole that
-// is mapped into memory ends the process when the disk is full.
-bool FillHoles(const std::string& path);
+// Takes disk blocks for the file's first `size_bytes`, its holes and what it
+// may grow by included: writing to a part without a block that is mapped into
+// memory ends the process when the disk is full.
+bool ReserveBlocks(const std::string& path, std::uint64_t size_bytes);
 
 }  // namespace kiv::port
 

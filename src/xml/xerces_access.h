@@ -49,6 +49,10 @@ struct XercesAccess {
     handle.node_ = node;
     return node != nullptr;
   }
+  // The handle and its copies own the document from now on.
+  static bool Own(DomDocument& handle, xercesc::DOMDocument* document) {
+    return handle.Initialize(document, nullptr);
+  }
   static void Set(DomNodeList& handle, xercesc::DOMNodeList* list) {
     handle.list_ = list;
   }

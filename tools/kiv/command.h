@@ -13,6 +13,7 @@ void AddCheckConfig(CLI::App& program, int& exit_code);
 void AddQueue(CLI::App& program, int& exit_code);
 void AddLog(CLI::App& program, int& exit_code);
 void AddSchema(CLI::App& program, int& exit_code);
+void AddXdb(CLI::App& program, int& exit_code);
 
 }  // namespace kiv_tool
 

@@ -25,6 +25,7 @@ int Run(int argc, char** argv) {
   kiv_tool::AddQueue(program, exit_code);
   kiv_tool::AddLog(program, exit_code);
   kiv_tool::AddSchema(program, exit_code);
+  kiv_tool::AddXdb(program, exit_code);
 
   try {
     program.parse(argc, argv);

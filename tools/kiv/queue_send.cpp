@@ -2,7 +2,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -11,6 +10,7 @@
 #include <string>
 
 #include "kiv/mq/msmq_queue.h"
+#include "progress.h"
 #include "queue_command.h"
 #include "queue_text.h"
 #include "standard_streams.h"
@@ -24,29 +24,6 @@ using kiv::mq::MsmqQueueInfo;
 using kiv::mq::QueueInfo;
 
 constexpr char kCommand[] = "send";
-
-// How far a long send is, for who watches it.
-class Progress {
- public:
-  void Show(unsigned long long sent) {
-    const auto now = Clock::now();
-    if (!is_watched_ || now < next_) return;
-    next_ = now + std::chrono::milliseconds(200);
-    std::cerr << "\r\033[K" << sent << " sent" << std::flush;
-    is_shown_ = true;
-  }
-  void Clear() {
-    if (is_shown_) std::cerr << "\r\033[K" << std::flush;
-    is_shown_ = false;
-  }
-
- private:
-  using Clock = std::chrono::steady_clock;
-  const bool is_watched_ = isatty(STDERR_FILENO) == 1;
-  // What takes no second needs no report.
-  Clock::time_point next_ = Clock::now() + std::chrono::seconds(1);
-  bool is_shown_ = false;
-};
 
 // One line after the other, without their ends.
 class Line {
@@ -130,7 +107,7 @@ class Sender {
   MsmqQueue& queue_;
   const QueueOptions& options_;
   const std::string label_;
-  Progress progress_;
+  Progress progress_{"sent"};
   unsigned long long sent_ = 0;
 };
 

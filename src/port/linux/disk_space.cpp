@@ -1,7 +1,6 @@
 #include "port/disk_space.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <sys/statvfs.h>
 
 #include "port/linux/descriptor.h"
@@ -19,14 +18,16 @@ bool GetFreeBytes(const std::string& folder, std::uint64_t& bytes) {
   return true;
 }
 
-bool FillHoles(const std::string& path) {
+bool ReserveBlocks(const std::string& path, std::uint64_t size_bytes) {
   const Descriptor file(Retry(
       [&] { return ::open(SystemPath(path).c_str(), O_RDWR | O_CLOEXEC); }));
-  struct stat status;
-  if (!file.is_open() || ::fstat(file.get(), &status) != 0) return Fail();
+  if (!file.is_open()) return Fail();
   // Not posix_fallocate, which where this is not offered writes into every
   // block, and would race with those who have it mapped.
-  if (Retry([&] { return ::fallocate(file.get(), 0, 0, status.st_size); }) == 0)
+  if (Retry([&] {
+        return ::fallocate(file.get(), FALLOC_FL_KEEP_SIZE, 0,
+                           static_cast<off_t>(size_bytes));
+      }) == 0)
     return true;
   return errno == EOPNOTSUPP || errno == ENOSYS || Fail();
 }

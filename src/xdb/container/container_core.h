@@ -13,11 +13,15 @@
 #include "xdb/container/document_record.h"
 #include "xdb/container/stored_dictionary.h"
 #include "xdb/container/transaction_part.h"
+#include "xdb/container/tree_cache.h"
 #include "xdb/container/value_index.h"
 
 namespace kiv::xdb {
 
 class ContainerPart;
+
+// Of large documents that are kept decoded.
+inline constexpr std::size_t kMostTreeBytes = std::size_t{128} << 20;
 
 // What an operation runs in.
 struct Scope {
@@ -36,6 +40,7 @@ class ContainerCore : public std::enable_shared_from_this<ContainerCore> {
   const std::string& file_name() const { return file_name_; }
   ContainerTables& tables() { return *tables_; }
   StoredDictionary& dictionary() { return *dictionary_; }
+  TreeCache& trees() { return trees_; }
 
   // Runs `change` whole or not at all: inside the transaction given, else in
   // one of its own, again after a deadlock.
@@ -82,6 +87,7 @@ class ContainerCore : public std::enable_shared_from_this<ContainerCore> {
   bool is_transactional_ = false;
   std::unique_ptr<ContainerTables> tables_;
   std::unique_ptr<StoredDictionary> dictionary_;
+  TreeCache trees_{kMostTreeBytes};
   std::recursive_mutex mutex_;
 };
 

@@ -1,6 +1,6 @@
 #include <db_cxx.h>
 
-#include <cerrno>
+#include <functional>
 #include <utility>
 
 #include "port/native_path.h"
@@ -14,24 +14,50 @@
 namespace kiv::xdb {
 namespace {
 
-// Runs `call` with an environment, which is a private one where none is given.
-template <class Call>
-void WithFiles(const std::shared_ptr<Environment>& environment,
-               const std::string& file_name, const char* doing, Call call) {
+using FileCall = std::function<int(DbEnv& handle, DbTxn* transaction)>;
+
+void InPrivateEnvironment(const std::string& file_name, const char* doing,
+                          const FileCall& call) {
   DbEnv own(DB_CXX_NO_EXCEPTIONS);
-  DbEnv* handle = &own;
-  u_int32_t flags = 0;
-  if (environment != nullptr) {
-    handle = EnvironmentHandle(*environment);
-    if (environment->IsTransactional()) flags = DB_AUTO_COMMIT;
-  } else {
-    KeepErrorTexts(own);
-    CheckCode(own.open(nullptr, DB_CREATE | DB_INIT_MPOOL | DB_PRIVATE, 0),
-              doing, file_name);
-  }
-  const int code = call(*handle, flags);
-  if (environment == nullptr) own.close(0);
+  KeepErrorTexts(own);
+  CheckCode(own.open(nullptr, DB_CREATE | DB_INIT_MPOOL | DB_PRIVATE, 0), doing,
+            file_name);
+  const int code = call(own, nullptr);
+  own.close(0);
   CheckCode(code, doing, file_name);
+}
+
+// Who has the container open holds a lock on it for as long: nobody waits for
+// that.
+void InOwnTransaction(DbEnv& handle, const std::string& file_name,
+                      const char* doing, const FileCall& call) {
+  DbTxn* transaction = nullptr;
+  CheckCode(handle.txn_begin(nullptr, &transaction, DB_TXN_NOWAIT), doing,
+            file_name);
+  int code = call(handle, transaction);
+  if (code == 0)
+    code = transaction->commit(0);
+  else
+    transaction->abort();
+  if (code == DB_LOCK_NOTGRANTED || code == DB_LOCK_DEADLOCK) {
+    ForgetErrorTexts();
+    throw StoreError(Failure::BusyTooLong,
+                     std::string("cannot ") + doing + " '" + Shown(file_name) +
+                         "': it is open; close it everywhere",
+                     code);
+  }
+  CheckCode(code, doing, file_name);
+}
+
+void WithFile(const std::shared_ptr<Environment>& environment,
+              const std::string& file_name, const char* doing,
+              const FileCall& call) {
+  if (environment == nullptr)
+    return InPrivateEnvironment(file_name, doing, call);
+  DbEnv& handle = *EnvironmentHandle(*environment);
+  if (environment->IsTransactional())
+    return InOwnTransaction(handle, file_name, doing, call);
+  CheckCode(call(handle, nullptr), doing, file_name);
 }
 
 }  // namespace
@@ -47,20 +73,19 @@ std::shared_ptr<Container> OpenContainer(
 
 void RemoveContainer(const std::shared_ptr<Environment>& environment,
                      const std::string& file_name) {
-  WithFiles(environment, file_name, "remove",
-            [&](DbEnv& handle, u_int32_t flags) {
-              return handle.dbremove(
-                  nullptr, port::SystemPath(file_name).c_str(), nullptr, flags);
-            });
+  WithFile(environment, file_name, "remove",
+           [&](DbEnv& handle, DbTxn* transaction) {
+             return handle.dbremove(
+                 transaction, port::SystemPath(file_name).c_str(), nullptr, 0);
+           });
 }
 
 void RenameContainer(const std::shared_ptr<Environment>& environment,
                      const std::string& old_file, const std::string& new_file) {
-  WithFiles(
-      environment, old_file, "rename", [&](DbEnv& handle, u_int32_t flags) {
-        return handle.dbrename(nullptr, port::SystemPath(old_file).c_str(),
-                               nullptr, port::SystemPath(new_file).c_str(),
-                               flags);
+  WithFile(
+      environment, old_file, "rename", [&](DbEnv& handle, DbTxn* transaction) {
+        return handle.dbrename(transaction, port::SystemPath(old_file).c_str(),
+                               nullptr, port::SystemPath(new_file).c_str(), 0);
       });
 }
 

@@ -133,6 +133,17 @@ std::uint64_t ContainerTables::TakeNumber() {
   return next_number_++;
 }
 
+// Page numbers are those of the file, and the last table took the last one.
+// What is not written yet counts.
+std::uint64_t ContainerTables::FileBytes() {
+  db_pgno_t last = 0;
+  DB_MPOOLFILE* const file = meta.handle().get_DB()->mpf;
+  CheckCode(file->get_last_pgno(file, &last), "ask", file_name_);
+  u_int32_t page_bytes = 0;
+  CheckCode(meta.handle().get_pagesize(&page_bytes), "ask", file_name_);
+  return (std::uint64_t{last} + 1) * page_bytes;
+}
+
 // For a process that makes a few documents few, for one that makes many many:
 // what is left of them is lost. Their commit needs no sync of its own: it
 // stands in the log before that of the transaction that uses them.

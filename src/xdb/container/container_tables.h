@@ -29,6 +29,7 @@ class ContainerTables {
   // A few letters that few other containers have.
   const std::string& tag() const { return tag_; }
   std::uint32_t format_version() const { return format_version_; }
+  std::uint64_t FileBytes();
 
   Table meta;
   Table documents;   // name -> record

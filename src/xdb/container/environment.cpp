@@ -120,6 +120,8 @@ std::vector<std::string> Environment::UnneededLogFiles() {
   std::vector<std::string> files;
   for (char** name = names; name != nullptr && *name != nullptr; ++name)
     files.push_back(port::LocalPath(*name));
+  // They may be gone any time from now on.
+  impl_->RecordLogFiles();
   return files;
 }
 

@@ -59,7 +59,6 @@ constexpr Meaning kMeanings[] = {
     {DB_VERSION_MISMATCH, Failure::BadFormat,
      "another version of Berkeley DB has it open; close it there"},
     {EACCES, Failure::Other, "give this user the right to it"},
-    {EPERM, Failure::Other, "give this user the right to it"},
     {EROFS, Failure::ReadOnly, "mount the file system for writing"},
     {ENOENT, Failure::NotFound, ""},
     {EEXIST, Failure::AlreadyThere, ""},

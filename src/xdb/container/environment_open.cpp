@@ -8,6 +8,7 @@
 #include "port/file_system_kind.h"
 #include "port/native_path.h"
 #include "port/private_file.h"
+#include "port/shared_locks.h"
 #include "util/log_entry.h"
 #include "xdb/container/environment_access.h"
 #include "xdb/container/environment_impl.h"
@@ -27,7 +28,7 @@ constexpr char kSource[] = "dbxml";
 constexpr std::chrono::seconds kLongestWait(5);
 // Below it the shared memory could not be made, and writing to a part of it
 // that has no disk block ends the process.
-constexpr std::uint64_t kLeastFreeBytes = 160ull << 20;
+constexpr std::uint64_t kLeastFreeBytes = 32ull << 20;
 
 // What a repair opens the environment with, whatever it is opened with later.
 constexpr u_int32_t kRepairFlags = DB_CREATE | DB_USE_ENVIRON | DB_INIT_LOCK |
@@ -104,6 +105,10 @@ bool Environment::Impl::TryOpen(const EnvironmentSwitches& switches,
                          "too long; wait for it or end it",
                      EBUSY);
   const GateHold gate(*lives);
+  // Somebody may die while we join him.
+  const port::ImpatientWaits so_long([this, deadline] {
+    return steady_clock::now() > deadline || lives->HasDead();
+  });
   try {
     return OpenBehindGate(switches, password, steady_clock::now() < deadline);
   } catch (...) {
@@ -129,7 +134,7 @@ bool Environment::Impl::OpenBehindGate(const EnvironmentSwitches& switches,
   } else {
     RequirePassword(path_, logs, password, facts);
     RequireRegions(path_, facts);
-    lives->Enter();
+    lives->Enter(false);
     OpenHandle(FlagsOf(switches), password);
   }
   auto watching = MakeHandle(*lives, password);
@@ -166,14 +171,19 @@ void Environment::Impl::OpenFirst(LifeTable::Facts facts, u_int32_t flags,
   // Of a home that comes from elsewhere nobody knows how it was left.
   const bool has_logs = !FindLogFiles(path_).IsEmpty();
   const bool is_left_open = lives->HasDead() || lives->IsNew();
-  lives->Enter();
+  lives->Enter(true);
   if (is_left_open && has_logs) {
     Recover(password, DB_RECOVER);
     ++facts.recovery_count;
   }
   RemoveRegions(path_);
   OpenHandle(flags, password);
-  if (const int error = FillRegions(path_); error != 0)
+  u_int32_t gigabytes = 0;
+  u_int32_t bytes = 0;
+  handle->get_cachesize(&gigabytes, &bytes, nullptr);
+  const std::uint64_t cache_bytes =
+      (static_cast<std::uint64_t>(gigabytes) << 30) + bytes;
+  if (const int error = ReserveRegions(path_, cache_bytes); error != 0)
     throw MakeStoreError(error, "make the shared memory of the environment",
                          home);
   facts.regions = {};
@@ -198,6 +208,9 @@ void Environment::Impl::Recover(const std::string& password,
   const auto recovering = MakeHandle(*lives, password);
   int code = recovering->open(port::SystemPath(path_).c_str(),
                               kRepairFlags | recovery, 0);
+  // The checkpoint that ends a recovery is left in the shared memory, which
+  // goes.
+  if (code == 0) code = recovering->log_flush(nullptr);
   const int closed = recovering->close(0);
   if (code == 0) code = closed;
   if (code != 0) {
@@ -235,7 +248,7 @@ void Environment::Impl::Repair(const std::string& given_home,
   RequireLogFiles(path_, logs, facts);
   RequirePassword(path_, logs, password, facts);
   try {
-    lives->Enter();
+    lives->Enter(true);
     Recover(password, recovery);
     ++facts.recovery_count;
     facts.regions = {};
@@ -280,6 +293,8 @@ int Environment::Impl::Close() {
   }
   AbortTransactions();
   watch_.reset();
+  const port::ImpatientWaits while_all_live(
+      [this] { return lives->HasDead(); });
   // Without the gate somebody may be joining us; the next to open finds out.
   const bool has_gate = lives->TakeGate(steady_clock::now() + kLongestWait);
   const bool is_last = has_gate && !lives->DoOthersLive();

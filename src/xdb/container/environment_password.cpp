@@ -77,14 +77,19 @@ void RequirePassword(const std::string& home, const LogFiles& logs,
     return;
   }
   if (password.empty())
-    Refuse(home, EINVAL, "it is encrypted, and no password was given");
+    Refuse(home, EINVAL,
+           "it is encrypted, and no password was given; open it with its "
+           "password");
   const std::string path = home + kKeyFile;
   // Without it the log files and the containers tell, when they are read.
   if (port::GetEntryState(path).kind == port::EntryKind::Missing) return;
   const int code = OpenKey(path, password, DB_RDONLY);
   if (code == 0) return;
   const StoreError error = MakeStoreError(code, "open", path);
-  if (error.failure() != Failure::WrongPassword) throw error;
+  // What is read with the wrong key looks damaged.
+  const bool looks_damaged =
+      std::string(error.what()).find("BDB0210") != std::string::npos;
+  if (error.failure() != Failure::WrongPassword && !looks_damaged) throw error;
   Refuse(home, EPERM, "the password is wrong");
 }
 

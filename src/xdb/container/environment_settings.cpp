@@ -6,6 +6,7 @@
 #include <mutex>
 #include <vector>
 
+#include "port/shared_locks.h"
 #include "xdb/container/environment_access.h"
 
 namespace kiv::xdb {
@@ -16,9 +17,12 @@ namespace {
 constexpr u_int32_t kCacheBytes = 64u << 20;
 constexpr u_int32_t kMostLocks = 400'000;
 constexpr u_int32_t kMostLockers = 20'000;
+// As many as are usual, not as the most: each costs memory from the start.
+constexpr u_int32_t kLockTable = 32'768;
 constexpr u_int32_t kMostTransactions = 2'000;
 constexpr u_int32_t kLogBufferBytes = 2u << 20;
-constexpr u_int32_t kLogFileBytes = 32u << 20;
+// A recovery writes the rest of the newest log file with zeros.
+constexpr u_int32_t kLogFileBytes = 16u << 20;
 constexpr u_int32_t kLogNamesBytes = 1u << 20;
 constexpr u_int32_t kThreads = 256;
 
@@ -64,13 +68,23 @@ struct NumberOfThread {
   }
 };
 
+void RequireThreadNumber() {
+  if (thread_number != 0) return;
+  static thread_local const NumberOfThread number;
+  // Where the thread is ending already, its number is not given back.
+  if (thread_number == 0) thread_number = Numbers().Take();
+}
+
 LifeTable& LivesOf(DbEnv* environment) {
   return *static_cast<LifeTable*>(environment->get_app_private());
 }
 
 void ThreadId(DbEnv* environment, pid_t* process, db_threadid_t* thread) {
-  if (thread_number == 0) static thread_local const NumberOfThread number;
-  *process = LivesOf(environment).Life();
+  RequireThreadNumber();
+  LifeTable& lives = LivesOf(environment);
+  // Berkeley DB asks first thing in every call.
+  port::AbandonWaitsWhen(&lives.IsDead());
+  *process = lives.Life();
   // Not asked for where only the process counts.
   if (thread != nullptr) *thread = thread_number;
 }
@@ -81,8 +95,14 @@ char* ThreadIdText(DbEnv*, pid_t process, db_threadid_t thread, char* text) {
   return text;
 }
 
+// What it has to say without an error, of which the watch tells in our words.
+void IgnoreMessage(const DbEnv*, const char*) {}
+
 // A thread lives as long as its process: none ends inside Berkeley DB alone.
 int IsAlive(DbEnv* environment, pid_t process, db_threadid_t, u_int32_t) {
+  // Whoever clears up after a dead one tries again and again to get what a
+  // living one has, who may be waiting for the dead one.
+  if (port::IsToGiveUpWaiting()) return 0;
   try {
     return LivesOf(environment).IsAlive(process) ? 1 : 0;
   } catch (const std::exception&) {
@@ -98,6 +118,7 @@ std::unique_ptr<DbEnv> MakeHandle(LifeTable& lives,
   ForgetErrorTexts();
   auto handle = std::make_unique<DbEnv>(DB_CXX_NO_EXCEPTIONS);
   KeepErrorTexts(*handle);
+  handle->set_msgcall(IgnoreMessage);
   handle->set_app_private(&lives);
   const auto check = [](int code) { CheckCode(code, "set up", "Berkeley DB"); };
   if (!password.empty())
@@ -111,6 +132,7 @@ std::unique_ptr<DbEnv> MakeHandle(LifeTable& lives,
   check(handle->set_lk_max_locks(kMostLocks));
   check(handle->set_lk_max_objects(kMostLocks));
   check(handle->set_lk_max_lockers(kMostLockers));
+  check(handle->set_lk_tablesize(kLockTable));
   check(handle->set_tx_max(kMostTransactions));
   check(handle->set_lg_bsize(kLogBufferBytes));
   check(handle->set_lg_max(kLogFileBytes));

@@ -4,6 +4,7 @@
 #include <exception>
 #include <utility>
 
+#include "port/shared_locks.h"
 #include "util/log_entry.h"
 #include "xdb/container/environment_access.h"
 #include "xdb/container/environment_settings.h"
@@ -14,6 +15,15 @@ namespace {
 
 constexpr char kSource[] = "dbxml";
 constexpr std::chrono::milliseconds kPause(100);
+// What costs more than looking who lives is done about once a second.
+constexpr int kLooksBetweenChores = 10;
+// What a living one may hold up the clearing.
+constexpr std::chrono::seconds kLongestCare(1);
+
+bool HasLocks(DbEnv& environment) {
+  u_int32_t flags = 0;
+  return environment.get_open_flags(&flags) == 0 && (flags & DB_INIT_LOCK) != 0;
+}
 
 }  // namespace
 
@@ -22,6 +32,7 @@ EnvironmentWatch::EnvironmentWatch(std::unique_ptr<DbEnv> handle,
     : handle_(std::move(handle)),
       lives_(lives),
       home_(std::move(home)),
+      has_locks_(HasLocks(*handle_)),
       thread_([this] { Run(); }) {}
 
 EnvironmentWatch::~EnvironmentWatch() { Stop(); }
@@ -64,7 +75,14 @@ void EnvironmentWatch::LookAround() {
     DeclareDead("it asks for recovery");
     return;
   }
-  if (lives_.Deaths().empty() || !lives_.TryTakeCareOfDead()) return;
+  if (lives_.Deaths().empty()) {
+    if (++looks_ % kLooksBetweenChores == 0) {
+      NoteNewLogFile();
+      EndLongWaits();
+    }
+    return;
+  }
+  if (!lives_.TryTakeCareOfDead()) return;
   try {
     SeeToDead();
   } catch (...) {
@@ -72,6 +90,24 @@ void EnvironmentWatch::LookAround() {
     throw;
   }
   lives_.EndCareOfDead();
+}
+
+// After a crash it is to be there.
+void EnvironmentWatch::NoteNewLogFile() {
+  const std::uint32_t last = FindLogFiles(home_).Last();
+  if (last == last_log_) return;
+  lives_.StoreLastLog(last);
+  last_log_ = last;
+}
+
+// Berkeley DB looks at the time limit of a wait only when somebody looks for
+// deadlocks.
+void EnvironmentWatch::EndLongWaits() {
+  if (!has_locks_) return;
+  const port::ImpatientWaits until_somebody_dies(
+      [this] { return lives_.HasDead(); });
+  int rejected = 0;
+  handle_->lock_detect(0, DB_LOCK_EXPIRE, &rejected);
 }
 
 void EnvironmentWatch::SeeToDead() {
@@ -82,6 +118,10 @@ void EnvironmentWatch::SeeToDead() {
       return;
     }
   if (deaths.empty()) return;
+  const auto start = std::chrono::steady_clock::now();
+  const port::ImpatientWaits so_long([start] {
+    return std::chrono::steady_clock::now() - start > kLongestCare;
+  });
   const int code = handle_->failchk(0);
   if (code != 0) {
     DeclareDead(
@@ -97,6 +137,7 @@ void EnvironmentWatch::SeeToDead() {
 
 void EnvironmentWatch::DeclareDead(const std::string& why) {
   is_dead_ = true;
+  lives_.IsDead() = true;
   handle_->set_flags(DB_PANIC_ENVIRONMENT, 1);
   LogError(kSource, "environment '" + Shown(home_) + "': " + why +
                         "; close it in every program, then open it again");

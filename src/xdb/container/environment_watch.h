@@ -4,6 +4,7 @@
 #include <db_cxx.h>
 
 #include <condition_variable>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -32,16 +33,21 @@ class EnvironmentWatch {
  private:
   void Run();
   void LookAround();
+  void NoteNewLogFile();
+  void EndLongWaits();
   void SeeToDead();
   void DeclareDead(const std::string& why);
 
   std::unique_ptr<DbEnv> handle_;
   LifeTable& lives_;
   const std::string home_;
+  const bool has_locks_;
   std::mutex mutex_;
   std::condition_variable wake_;
   bool is_stopping_ = false;
   bool is_dead_ = false;
+  int looks_ = 0;
+  std::uint32_t last_log_ = 0;
   std::thread thread_;
 };
 

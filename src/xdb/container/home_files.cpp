@@ -286,9 +286,19 @@ void RemoveRegions(const std::string& home) {
   }
 }
 
-int FillRegions(const std::string& home) {
-  for (const std::string& name : RegionNames(home))
-    if (!port::FillHoles(home + "\\" + name)) return port::LastError();
+int ReserveRegions(const std::string& home, std::uint64_t cache_bytes) {
+  // The first holds the locks and transactions, the last the cache.
+  constexpr std::uint64_t kMostLocksBytes = 32u << 20;
+  const std::vector<std::string> names = RegionNames(home);
+  for (const std::string& name : names) {
+    const std::string path = home + "\\" + name;
+    port::FileAttributes attributes;
+    if (!port::GetEntryAttributesA(path, attributes)) return port::LastError();
+    std::uint64_t size_bytes = attributes.size_bytes;
+    if (name == names.front()) size_bytes += kMostLocksBytes;
+    if (name == names.back()) size_bytes = std::max(size_bytes, cache_bytes);
+    if (!port::ReserveBlocks(path, size_bytes)) return port::LastError();
+  }
   return 0;
 }
 

@@ -58,8 +58,8 @@ bool HasRegions(const std::string& home);
 void RequireRegions(const std::string& home, const LifeTable::Facts& facts);
 // For one who knows that nobody has them.
 void RemoveRegions(const std::string& home);
-// Gives them all their blocks; 0 or the system's code.
-int FillRegions(const std::string& home);
+// Takes the disk blocks that they may grow into; 0 or the system's code.
+int ReserveRegions(const std::string& home, std::uint64_t cache_bytes);
 
 }  // namespace kiv::xdb
 

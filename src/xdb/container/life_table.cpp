@@ -3,7 +3,10 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
+#include <deque>
+#include <mutex>
 #include <thread>
+#include <utility>
 
 #include "port/file.h"
 #include "xdb/container/environment_access.h"
@@ -43,6 +46,33 @@ std::uint32_t GenerationOf(int life) {
   return static_cast<std::uint32_t>(life) / kSlotCount;
 }
 
+// A thread keeps the address of a flag beyond the environment's life.
+class DeathFlags {
+ public:
+  std::atomic<bool>* Take() {
+    const std::lock_guard lock(mutex_);
+    if (free_.empty()) return &all_.emplace_back(false);
+    std::atomic<bool>* const flag = free_.back();
+    free_.pop_back();
+    *flag = false;
+    return flag;
+  }
+  void GiveBack(std::atomic<bool>* flag) {
+    const std::lock_guard lock(mutex_);
+    free_.push_back(flag);
+  }
+
+ private:
+  std::mutex mutex_;
+  std::deque<std::atomic<bool>> all_;
+  std::vector<std::atomic<bool>*> free_;
+};
+
+DeathFlags& Flags() {
+  static DeathFlags* const flags = new DeathFlags;
+  return *flags;
+}
+
 }  // namespace
 
 void LifeTable::Throw(const char* doing) const {
@@ -57,7 +87,9 @@ std::unique_ptr<LifeTable> LifeTable::Open(const std::string& home,
   return table;
 }
 
-LifeTable::~LifeTable() = default;
+LifeTable::LifeTable(std::string home)
+    : home_(std::move(home)), is_dead_(Flags().Take()) {}
+LifeTable::~LifeTable() { Flags().GiveBack(is_dead_); }
 
 bool LifeTable::TakeGate(std::chrono::steady_clock::time_point deadline) {
   while (!file_->TryLock(kGateByte)) {
@@ -90,6 +122,12 @@ void LifeTable::StoreLogs(std::uint32_t first, std::uint32_t last) {
   const std::uint32_t numbers[] = {first, last};
   if (!file_->Write(offsetof(Head, facts) + offsetof(Facts, first_log), numbers,
                     sizeof(numbers)))
+    Throw("write the lock file");
+}
+
+void LifeTable::StoreLastLog(std::uint32_t last) {
+  if (!file_->Write(offsetof(Head, facts) + offsetof(Facts, last_log), &last,
+                    sizeof(last)))
     Throw("write the lock file");
 }
 
@@ -140,12 +178,13 @@ void LifeTable::Bury(int life) {
   WriteSlot(SlotOf(life), {GenerationOf(life), Stage::Gone});
 }
 
-void LifeTable::Enter() {
+void LifeTable::Enter(bool is_first) {
   for (std::uint32_t i = 0; i < kSlotCount; ++i) {
     if (!file_->TryLock(kSlotByte + i)) continue;
     const Slot before = ReadSlot(i);
-    // One who died has it until he is buried.
-    if (before.stage != Stage::Gone) {
+    // One who died has it until he is buried. The mark of the first says the
+    // same as his did, if it should come to that.
+    if (before.stage != Stage::Gone && !is_first) {
       file_->Unlock(kSlotByte + i);
       continue;
     }

@@ -2,6 +2,7 @@
 #define XDB_CONTAINER_LIFE_TABLE_H_
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -70,12 +71,13 @@ class LifeTable {
   void Store(const Facts& facts);
   // At any time, without the gate.
   void StoreLogs(std::uint32_t first, std::uint32_t last);
+  void StoreLastLog(std::uint32_t last);
   // Nobody lives: clears the slots of the dead.
   void BuryAll();
 
-  // Takes a slot, Changing, so that a power failure cannot make it forgotten.
-  // Throws StoreError.
-  void Enter();
+  // Takes a slot, Changing, so that a power failure cannot make it forgotten;
+  // the first of all may take that of a dead one. Throws StoreError.
+  void Enter(bool is_first);
   void Mark(Stage stage);
   // In disorder: as one who died outside Berkeley DB. What he left is put right
   // by the others, or by the next to open.
@@ -91,6 +93,10 @@ class LifeTable {
   bool TryTakeCareOfDead();
   void EndCareOfDead();
 
+  // Set once nobody may wait for the environment any more. It stays where it is
+  // for good, and may serve another environment later.
+  std::atomic<bool>& IsDead() { return *is_dead_; }
+
   bool IsOfParent() const { return file_->IsOfParent(); }
 
  private:
@@ -99,7 +105,7 @@ class LifeTable {
     Stage stage = Stage::Gone;
   };
 
-  explicit LifeTable(std::string home) : home_(std::move(home)) {}
+  explicit LifeTable(std::string home);
   Slot ReadSlot(std::uint32_t index);
   void WriteSlot(std::uint32_t index, const Slot& slot);
   bool IsTaken(std::uint32_t index);
@@ -109,6 +115,7 @@ class LifeTable {
   std::unique_ptr<port::LockFile> file_;
   bool is_new_ = false;
   int life_ = 0;
+  std::atomic<bool>* const is_dead_;
 };
 
 }  // namespace kiv::xdb

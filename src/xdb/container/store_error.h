@@ -23,7 +23,8 @@ enum class Failure {
 };
 
 // Thrown inside src/xdb and caught where the published classes begin. The text
-// names the file or document, says what is wrong and what to do about it.
+// names the file or document, says what is wrong and what to do about it. It is
+// in the local encoding.
 class StoreError : public std::runtime_error {
  public:
   StoreError(Failure failure, const std::string& text, int code = 0)

@@ -52,7 +52,7 @@ StoredDictionary::View StoredDictionary::ViewFor(
     const PendingAdditions* mine) const {
   const std::lock_guard lock(mutex_);
   const Counts& counts = CountsFor(mine);
-  return {dictionary_, counts.names, counts.paths};
+  return {dictionary_, counts.records, counts.names, counts.paths};
 }
 
 std::shared_ptr<const Dictionary> StoredDictionary::Current() const {
@@ -159,8 +159,10 @@ void StoredDictionary::ForgetPending() {
   owner_ = nullptr;
 }
 
-// False, and what is new is read, when others have added something before.
+// Adds records behind the one that the caller takes for the last. False, and
+// what is new is read, when others have added something meanwhile.
 bool StoredDictionary::Append(DbTxn* transaction, PendingAdditions* mine,
+                              std::uint32_t behind,
                               const std::vector<std::string>& records) {
   std::uint32_t last = 0;
   {
@@ -168,15 +170,13 @@ bool StoredDictionary::Append(DbTxn* transaction, PendingAdditions* mine,
     Cursor cursor(table_, transaction);
     if (cursor.Last(DB_RMW)) last = RecordNumber(cursor.key());
   }
-  const std::uint32_t known = KnownRecords(mine);
-  if (last < known) ThrowDamaged("records of the dictionary are missing");
-  if (last > known) {
-    Refresh(transaction, mine);
-    return false;
-  }
+  if (last < behind) ThrowDamaged("records of the dictionary are missing");
+  bool is_last = last == behind;
   std::uint32_t number = last;
-  for (const std::string& record : records) {
-    if (table_.Insert(transaction, RecordKey(++number), record)) continue;
+  for (const std::string& record : records)
+    is_last =
+        is_last && table_.Insert(transaction, RecordKey(++number), record);
+  if (!is_last) {
     Refresh(transaction, mine);
     return false;
   }
@@ -191,28 +191,25 @@ bool StoredDictionary::Add(DbTxn* transaction, PendingAdditions* mine,
   std::vector<std::string> records;
   for (const Name& name : additions.names) records.push_back(NameRecord(name));
   for (const auto& path : additions.paths) records.push_back(PathRecord(path));
-  const View view = ViewFor(mine);
-  return view.name_limit == additions.first_name &&
-         view.path_limit == additions.first_path &&
-         Append(transaction, mine, records);
+  return Append(transaction, mine, additions.behind_record, records);
 }
 
 void StoredDictionary::AddTraits(DbTxn* transaction, PendingAdditions* mine,
                                  PathId path, std::uint8_t traits) {
-  const auto has_them = [&] {
-    const std::uint8_t known = Current()->path(path).traits;
-    const auto own = mine == nullptr ? decltype(mine->traits.begin())()
-                                     : mine->traits.find(path);
-    const std::uint8_t pending =
-        mine == nullptr || own == mine->traits.end() ? 0 : own->second;
-    return ((known | pending) & traits) == traits;
-  };
   std::string record(1, kTraitRecord);
   AppendVarint(record, path);
   record += static_cast<char>(traits);
-  while (!has_them()) {
-    if (!Append(transaction, mine, {record})) continue;
+  for (;;) {
+    const View view = ViewFor(mine);
+    std::uint8_t known = view.dictionary->path(path).traits;
+    if (mine != nullptr) {
+      const auto own = mine->traits.find(path);
+      if (own != mine->traits.end()) known |= own->second;
+    }
+    if ((known & traits) == traits) return;
+    if (!Append(transaction, mine, view.record_count, {record})) continue;
     if (mine != nullptr) mine->traits[path] |= traits;
+    return;
   }
 }
 

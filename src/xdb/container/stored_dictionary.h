@@ -23,6 +23,7 @@ struct DictionaryAdditions {
     PathKind kind;
     NameId name;
   };
+  std::uint32_t behind_record = 0;
   std::uint32_t first_name = 0;
   std::uint32_t first_path = 0;
   std::vector<Name> names;
@@ -54,6 +55,7 @@ class StoredDictionary {
   // What a builder may use: everything below the limits.
   struct View {
     std::shared_ptr<const Dictionary> dictionary;
+    std::uint32_t record_count = 0;
     std::uint32_t name_limit = 0;
     std::uint32_t path_limit = 0;
   };
@@ -87,7 +89,7 @@ class StoredDictionary {
   };
 
   std::vector<Record> ReadBehind(DbTxn* transaction, std::uint32_t number);
-  bool Append(DbTxn* transaction, PendingAdditions* mine,
+  bool Append(DbTxn* transaction, PendingAdditions* mine, std::uint32_t behind,
               const std::vector<std::string>& records);
   std::uint32_t KnownRecords(const PendingAdditions* mine) const;
   // These with the mutex.
@@ -111,6 +113,7 @@ class StoredDictionary {
 class ViewPaths final : public PathSource {
  public:
   explicit ViewPaths(StoredDictionary::View view) : view_(std::move(view)) {
+    additions_.behind_record = view_.record_count;
     additions_.first_name = view_.name_limit;
     additions_.first_path = view_.path_limit;
   }

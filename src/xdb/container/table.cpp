@@ -108,8 +108,16 @@ bool Table::Erase(DbTxn* transaction, std::string_view key) {
   return true;
 }
 
+double Table::ShareBefore(DbTxn* transaction, std::string_view key) {
+  Dbt wanted = ToRead(key);
+  DB_KEY_RANGE range;
+  CheckCode(handle_->key_range(transaction, &wanted, &range, 0), "read",
+            container_);
+  return range.less;
+}
+
 Cursor::Cursor(Table& table, DbTxn* transaction, Reads reads)
-    : table_(table), reads_(reads) {
+    : table_(table), reads_(reads), has_transaction_(transaction != nullptr) {
   CheckCode(table.handle().cursor(transaction, &handle_, 0), "read",
             table.container());
 }
@@ -117,6 +125,8 @@ Cursor::Cursor(Table& table, DbTxn* transaction, Reads reads)
 Cursor::~Cursor() { handle_->close(); }
 
 bool Cursor::Move(u_int32_t flags, std::string_view sought) {
+  // Without locks there is nobody to keep out, and Berkeley DB refuses to.
+  if (!has_transaction_) flags &= ~static_cast<u_int32_t>(DB_RMW);
   for (;;) {
     // A failed try may have written over it.
     if (sought.size() > key_.bytes_.size()) key_.bytes_.resize(sought.size());

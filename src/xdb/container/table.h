@@ -52,6 +52,9 @@ class Table {
   // False when there is none.
   bool Erase(DbTxn* transaction, std::string_view key);
 
+  // How much of the table lies before the key, from 0 to 1; a guess.
+  double ShareBefore(DbTxn* transaction, std::string_view key);
+
   Db& handle() { return *handle_; }
   const std::string& container() const { return container_; }
 
@@ -96,6 +99,7 @@ class Cursor {
 
   Table& table_;
   const Reads reads_;
+  const bool has_transaction_;
   Dbc* handle_ = nullptr;
   ReadBuffer key_;
   ReadBuffer value_;

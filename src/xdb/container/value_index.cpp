@@ -13,9 +13,6 @@ constexpr std::size_t kMostBlockBytes = 1900;
 // What a full block is cut into, so that the next entries find room.
 constexpr std::size_t kCutBlockBytes = 1200;
 
-// Behind every entry: no path begins with it.
-constexpr std::string_view kLastKey = "\xFF";
-
 // The shortest key that is not before `left` but before `right`.
 std::string KeyBetween(const std::string& left, std::string_view right) {
   std::size_t shared = 0;
@@ -101,7 +98,7 @@ void ValueIndex::Apply(DbTxn* transaction,
   std::string key;
   for (auto begin = changes.begin(); begin != changes.end();) {
     const bool has_block = cursor.Seek(begin->entry, DB_RMW);
-    key = has_block ? cursor.key() : kLastKey;
+    key = has_block ? cursor.key() : kLastBlockKey;
     auto end = begin;
     while (end != changes.end() && end->entry <= key) ++end;
     const std::string_view bytes = has_block ? cursor.value() : "";

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "xdb/container/index_block.h"
@@ -20,6 +21,9 @@ struct IndexChange {
 
 // Sorts, and leaves the last one for each entry.
 void SortChanges(std::vector<IndexChange>& changes);
+
+// The key of the last block, behind every entry: no path begins with it.
+inline constexpr std::string_view kLastBlockKey = "\xFF";
 
 // The entries in blocks of some hundred, one record each. The key of a block is
 // not before any of its entries and before all of the next block; that of the

@@ -19,7 +19,11 @@ const char* Next(const char* at, const char* end, char32_t& character) {
 
 bool HasCharacter(TargetEncoding target, char32_t character) {
   if (target == TargetEncoding::Utf8 || character < 0x80) return true;
-  if (target == TargetEncoding::OtherGb && character == kEuro) return false;
+  // Private characters have bytes in the code page where its relatives have
+  // others by now.
+  if (target == TargetEncoding::OtherGb &&
+      (character == kEuro || (character >= 0xE000 && character <= 0xF8FF)))
+    return false;
   return IsInCp936(character);
 }
 

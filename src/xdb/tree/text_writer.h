@@ -16,7 +16,7 @@ namespace kiv::xdb {
 enum class TargetEncoding {
   Utf8,
   Gb2312,   // code page 936
-  OtherGb,  // a relative of it, where the Euro sign has two bytes
+  OtherGb,  // a relative of it, where a few characters have other bytes
 };
 
 bool HasCharacter(TargetEncoding target, char32_t character);

@@ -4,6 +4,7 @@
 
 #include "util/cp936.h"
 #include "util/gb_text.h"
+#include "util/utf8.h"
 #include "xdb/tree/stored_tree.h"
 #include "xdb/tree/text_writer.h"
 
@@ -11,7 +12,6 @@ namespace kiv::xdb {
 namespace {
 
 constexpr std::string_view kUtf8 = "UTF-8";
-constexpr std::string_view kEuroBytes = "\xE2\x82\xAC";
 
 TargetEncoding TargetOf(std::string_view declared) {
   if (EqualIgnoreCase(declared, "GB2312")) return TargetEncoding::Gb2312;
@@ -34,15 +34,26 @@ std::string Write(std::string_view bytes, const Dictionary& dictionary,
   return out.Take();
 }
 
+// Whether each character has the same bytes in all of the GB family; as in
+// HasCharacter().
+bool IsCommon(std::string_view utf8) {
+  for (std::size_t at = utf8.find_first_of("\xE2\xEE\xEF");
+       at != std::string_view::npos;
+       at = utf8.find_first_of("\xE2\xEE\xEF", at + 1)) {
+    char32_t character = 0;
+    utf8::DecodeOne(utf8.data() + at, utf8.data() + utf8.size(), character);
+    if (!HasCharacter(TargetEncoding::OtherGb, character)) return false;
+  }
+  return true;
+}
+
 // Whether nothing was lost: what the code page lacks is a "?" there, a byte
 // that stands for nothing else.
 bool IsWhole(std::string_view utf8, std::string_view gb,
              TargetEncoding target) {
-  if (target == TargetEncoding::OtherGb &&
-      utf8.find(kEuroBytes) != std::string_view::npos)
-    return false;
-  return std::count(utf8.begin(), utf8.end(), '?') ==
-         std::count(gb.begin(), gb.end(), '?');
+  return (target != TargetEncoding::OtherGb || IsCommon(utf8)) &&
+         std::count(utf8.begin(), utf8.end(), '?') ==
+             std::count(gb.begin(), gb.end(), '?');
 }
 
 }  // namespace

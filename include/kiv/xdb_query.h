@@ -1,0 +1,158 @@
+#ifndef KIV_XDB_QUERY_H_
+#define KIV_XDB_QUERY_H_
+
+#include <memory>
+#include <string>
+
+#include "kiv/export.h"
+#include "kiv/xdb_value.h"
+
+namespace kiv {
+
+class XDbDocument;
+class XDbTransaction;
+
+namespace xdb {
+class PreparedQuery;
+class QueryResults;
+class Session;
+struct QueryContext;
+struct XDbAccess;
+}  // namespace xdb
+
+// Namespaces, variables and manner of a query. Bound by
+// XDbManager::CreateQueryContext; every setter answers false while unbound.
+class KIV_API XDbQueryContext {
+ public:
+  // Whether results are the documents as they are, or copies that later changes
+  // do not reach.
+  enum ReturnType : int { LiveValues = 0, DeadValues = 1 };
+  // Whether a query runs to its end when executed, or as results are asked for.
+  enum EvaluationType : int { Eager = 0, Lazy = 1 };
+
+  XDbQueryContext();
+  ~XDbQueryContext();
+  XDbQueryContext(const XDbQueryContext&) = delete;
+  XDbQueryContext& operator=(const XDbQueryContext&) = delete;
+
+  // False for any value but the two.
+  bool SetReturnType(ReturnType type);
+  bool SetEvaluationType(EvaluationType type);
+  // LiveValues and Eager while unbound. Throw std::runtime_error when the query
+  // language knows a type that this interface does not.
+  ReturnType GetReturnType() const;
+  EvaluationType GetEvaluationType() const;
+
+  // False for an empty prefix or URI.
+  bool SetNamespace(const char* prefix, const char* uri);
+  // "" when there is none.
+  std::string GetNamespace(const char* prefix) const;
+
+  // False for an empty name or value.
+  bool SetVariableValue(const char* name, XDbValue& value);
+  // False, and `value` untouched, when it has none.
+  bool GetVariableValue(const char* name, XDbValue& value) const;
+
+  // Queries executed with this context read inside the transaction, and see
+  // what it changed. False when either is unbound.
+  bool SetTransaction(const XDbTransaction& transaction);
+  void ClearTransaction();
+
+ protected:
+  // Takes an xdb::QueryContext*, of which it keeps a copy. False for null.
+  bool Construct(const void* context);
+
+ private:
+  friend class XDbManager;
+  friend class XDbQueryExpression;
+  friend struct xdb::XDbAccess;
+
+  std::unique_ptr<xdb::QueryContext> context_;
+};
+
+// The items of a query's result and a position among them. get_pos() is 0
+// before the first item and k after the k-th next().
+class KIV_API XDbResults {
+ public:
+  XDbResults();
+  ~XDbResults();
+  XDbResults(const XDbResults&) = delete;
+  XDbResults& operator=(const XDbResults&) = delete;
+
+  unsigned size() const { return size_; }
+  unsigned get_pos() const { return position_ + 1; }
+  bool is_bof() const { return position_ == kBeforeFirst; }
+  // True at once when there are no items.
+  bool is_eof() const;
+  void reset();
+
+  // After success the next item is that behind the k-th. False, and nothing
+  // moved, for a position behind the last item. A position one lower than
+  // get_pos() is taken for the current one and does not move: callers rely on
+  // it.
+  bool set_pos(unsigned position);
+
+  bool next(XDbValue& value);
+  // False, and logged, for an item that stands in no document.
+  bool next(XDbDocument& document);
+
+ protected:
+  // Takes a std::shared_ptr<xdb::QueryResults>*, of which it keeps a copy.
+  // False for null.
+  bool Construct(const std::shared_ptr<xdb::Session>& manager,
+                 const void* results);
+  void set_eof() { position_ = size_; }
+
+ private:
+  friend class XDbQueryExpression;
+  friend struct xdb::XDbAccess;
+  static constexpr unsigned kBeforeFirst = ~0U;
+
+  template <class Take>
+  bool Next(Take take);
+  bool StepBackTo(unsigned position);
+  bool StepForwardTo(unsigned position);
+
+  std::shared_ptr<xdb::Session> manager_;
+  std::shared_ptr<xdb::QueryResults> results_;
+  unsigned position_ = kBeforeFirst;
+  unsigned size_ = 0;
+  // Items before the cursor of the results; kBeforeFirst when a failure left
+  // that unknown.
+  unsigned passed_ = 0;
+};
+
+// A prepared query. Copies share it. It does not keep its environment open;
+// executing it after that was closed fails.
+class KIV_API XDbQueryExpression {
+ public:
+  XDbQueryExpression();
+  virtual ~XDbQueryExpression();
+  XDbQueryExpression(const XDbQueryExpression& other);
+  XDbQueryExpression& operator=(const XDbQueryExpression& other);
+
+  // An unbound context counts as a new one.
+  bool Execute(XDbQueryContext& context, XDbResults& results) const;
+  // Empty on failure.
+  std::shared_ptr<XDbResults> Execute(XDbQueryContext& context) const;
+  std::string GetQuery() const;
+  void close();
+
+ protected:
+  // Takes a std::shared_ptr<xdb::PreparedQuery>*, of which it keeps a copy.
+  // False for null.
+  bool Construct(const std::shared_ptr<xdb::Session>& manager,
+                 const void* expression);
+
+ private:
+  friend class XDbManager;
+  friend struct xdb::XDbAccess;
+  bool Run(XDbQueryContext& context, XDbResults& results) const;
+
+  std::shared_ptr<xdb::PreparedQuery> expression_;
+  std::weak_ptr<xdb::Session> manager_;
+};
+
+}  // namespace kiv
+
+#endif  // KIV_XDB_QUERY_H_

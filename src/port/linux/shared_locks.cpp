@@ -1,0 +1,199 @@
+#include "port/shared_locks.h"
+
+#include <linux/futex.h>
+#include <pthread.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdint>
+#include <cstdio>
+#include <ctime>
+#include <new>
+#include <utility>
+
+namespace kiv::port {
+namespace {
+
+// How long somebody is waited for before it is asked whether to go on.
+constexpr long kSliceNs = 50'000'000;
+
+thread_local const std::atomic<bool>* is_abandoned = nullptr;
+thread_local const std::function<bool()>* is_enough = nullptr;
+
+timespec In(clockid_t clock, long nanoseconds) {
+  constexpr long kSecondNs = 1'000'000'000;
+  timespec time;
+  ::clock_gettime(clock, &time);
+  time.tv_nsec += nanoseconds;
+  time.tv_sec += time.tv_nsec / kSecondNs;
+  time.tv_nsec %= kSecondNs;
+  return time;
+}
+
+// The thread sanitizer knows only the calls that go by the clock on the wall,
+// which may be set back.
+#ifdef __SANITIZE_THREAD__
+constexpr clockid_t kClock = CLOCK_REALTIME;
+int LockUntil(pthread_mutex_t* mutex, const timespec* until) {
+  return ::pthread_mutex_timedlock(mutex, until);
+}
+int ReadLockUntil(pthread_rwlock_t* lock, const timespec* until) {
+  return ::pthread_rwlock_timedrdlock(lock, until);
+}
+int WriteLockUntil(pthread_rwlock_t* lock, const timespec* until) {
+  return ::pthread_rwlock_timedwrlock(lock, until);
+}
+#else
+constexpr clockid_t kClock = CLOCK_MONOTONIC;
+int LockUntil(pthread_mutex_t* mutex, const timespec* until) {
+  return ::pthread_mutex_clocklock(mutex, kClock, until);
+}
+int ReadLockUntil(pthread_rwlock_t* lock, const timespec* until) {
+  return ::pthread_rwlock_clockrdlock(lock, kClock, until);
+}
+int WriteLockUntil(pthread_rwlock_t* lock, const timespec* until) {
+  return ::pthread_rwlock_clockwrlock(lock, kClock, until);
+}
+#endif
+
+template <class Lock>
+int LockPatiently(Lock* lock, int (*try_until)(Lock*, const timespec*)) {
+  for (;;) {
+    const timespec until = In(kClock, kSliceNs);
+    const int result = try_until(lock, &until);
+    if (result != ETIMEDOUT) return result;
+    if (IsToGiveUpWaiting()) return EOWNERDEAD;
+  }
+}
+
+// In place of the system's condition variables, which count their waiters: one
+// who was killed would be waited for by whoever signals or destroys it. This
+// one is a number that changes with each signal; the waiters of Berkeley DB
+// look again themselves at what they wait for.
+class SharedCondition {
+ public:
+  void Signal(int waiters) {
+    number_.fetch_add(1, std::memory_order_release);
+    ::syscall(SYS_futex, &number_, FUTEX_WAKE, waiters, nullptr, nullptr, 0);
+  }
+  std::uint32_t Number() const {
+    return number_.load(std::memory_order_acquire);
+  }
+  // Until the number is another one, or for one slice.
+  void Wait(std::uint32_t number) {
+    const timespec slice = {0, kSliceNs};
+    ::syscall(SYS_futex, &number_, FUTEX_WAIT, number, &slice, nullptr, 0);
+  }
+
+ private:
+  std::atomic<std::uint32_t> number_ = 0;
+};
+static_assert(sizeof(SharedCondition) <= sizeof(pthread_cond_t));
+static_assert(std::atomic<std::uint32_t>::is_always_lock_free);
+
+SharedCondition& Of(pthread_cond_t* condition) {
+  return *std::launder(reinterpret_cast<SharedCondition*>(condition));
+}
+
+bool IsPast(const timespec& time) {
+  const timespec now = In(CLOCK_REALTIME, 0);
+  return now.tv_sec > time.tv_sec ||
+         (now.tv_sec == time.tv_sec && now.tv_nsec >= time.tv_nsec);
+}
+
+}  // namespace
+
+void AbandonWaitsWhen(const std::atomic<bool>* flag) { is_abandoned = flag; }
+
+bool IsToGiveUpWaiting() {
+  return (is_abandoned != nullptr && *is_abandoned) ||
+         (is_enough != nullptr && (*is_enough)());
+}
+
+ImpatientWaits::ImpatientWaits(std::function<bool()> is_enough_now)
+    : is_enough_(std::move(is_enough_now)) {
+  is_enough = &is_enough_;
+}
+ImpatientWaits::~ImpatientWaits() { is_enough = nullptr; }
+
+}  // namespace kiv::port
+
+using namespace kiv::port;
+
+// Each does what the system's call of that name does.
+extern "C" {
+
+FILE* kiv_shared_stdout = stdout;
+FILE* kiv_shared_stderr = stderr;
+
+int kiv_shared_mutex_lock(pthread_mutex_t* mutex);
+int kiv_shared_rwlock_rdlock(pthread_rwlock_t* lock);
+int kiv_shared_rwlock_wrlock(pthread_rwlock_t* lock);
+int kiv_shared_cond_init(pthread_cond_t* condition, const pthread_condattr_t*);
+int kiv_shared_cond_destroy(pthread_cond_t*);
+int kiv_shared_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex);
+int kiv_shared_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                              const timespec* until);
+int kiv_shared_cond_signal(pthread_cond_t* condition);
+int kiv_shared_cond_broadcast(pthread_cond_t* condition);
+
+int kiv_shared_mutex_lock(pthread_mutex_t* mutex) {
+  const int result = ::pthread_mutex_trylock(mutex);
+  if (result != EBUSY) return result;
+  return LockPatiently(mutex, LockUntil);
+}
+
+int kiv_shared_rwlock_rdlock(pthread_rwlock_t* lock) {
+  const int result = ::pthread_rwlock_tryrdlock(lock);
+  if (result != EBUSY) return result;
+  return LockPatiently(lock, ReadLockUntil);
+}
+
+int kiv_shared_rwlock_wrlock(pthread_rwlock_t* lock) {
+  const int result = ::pthread_rwlock_trywrlock(lock);
+  if (result != EBUSY) return result;
+  return LockPatiently(lock, WriteLockUntil);
+}
+
+int kiv_shared_cond_init(pthread_cond_t* condition, const pthread_condattr_t*) {
+  ::new (static_cast<void*>(condition)) SharedCondition;
+  return 0;
+}
+
+int kiv_shared_cond_destroy(pthread_cond_t*) { return 0; }
+
+int kiv_shared_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
+  return kiv_shared_cond_timedwait(condition, mutex, nullptr);
+}
+
+int kiv_shared_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                              const timespec* until) {
+  SharedCondition& shared = Of(condition);
+  const std::uint32_t number = shared.Number();
+  ::pthread_mutex_unlock(mutex);
+  int result = 0;
+  while (result == 0 && shared.Number() == number) {
+    shared.Wait(number);
+    if (shared.Number() != number) break;
+    if (IsToGiveUpWaiting())
+      result = EOWNERDEAD;
+    else if (until != nullptr && IsPast(*until))
+      result = ETIMEDOUT;
+  }
+  const int locked = kiv_shared_mutex_lock(mutex);
+  return locked != 0 ? locked : result;
+}
+
+int kiv_shared_cond_signal(pthread_cond_t* condition) {
+  Of(condition).Signal(1);
+  return 0;
+}
+
+int kiv_shared_cond_broadcast(pthread_cond_t* condition) {
+  Of(condition).Signal(INT_MAX);
+  return 0;
+}
+
+}  // extern "C"

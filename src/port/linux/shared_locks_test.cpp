@@ -1,0 +1,87 @@
+#include "port/shared_locks.h"
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <atomic>
+#include <cerrno>
+#include <thread>
+
+extern "C" {
+int kiv_shared_mutex_lock(pthread_mutex_t* mutex);
+int kiv_shared_rwlock_rdlock(pthread_rwlock_t* lock);
+int kiv_shared_rwlock_wrlock(pthread_rwlock_t* lock);
+int kiv_shared_cond_init(pthread_cond_t* condition, const pthread_condattr_t*);
+int kiv_shared_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex);
+int kiv_shared_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                              const timespec* until);
+int kiv_shared_cond_signal(pthread_cond_t* condition);
+}
+
+namespace kiv::port {
+namespace {
+
+class SharedLocks : public testing::Test {
+ protected:
+  ~SharedLocks() override { AbandonWaitsWhen(nullptr); }
+  // On another thread, which then ends without giving anything back.
+  template <class Call>
+  static void Elsewhere(Call call) {
+    std::thread(call).join();
+  }
+
+  pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
+  pthread_rwlock_t lock_ = PTHREAD_RWLOCK_INITIALIZER;
+  pthread_cond_t condition_ = PTHREAD_COND_INITIALIZER;
+};
+
+TEST_F(SharedLocks, AreNotWaitedForOnceTheWaitIsAbandoned) {
+  Elsewhere([this] {
+    kiv_shared_mutex_lock(&mutex_);
+    kiv_shared_rwlock_wrlock(&lock_);
+  });
+  const std::atomic<bool> is_abandoned = true;
+  AbandonWaitsWhen(&is_abandoned);
+  EXPECT_EQ(kiv_shared_mutex_lock(&mutex_), EOWNERDEAD);
+  EXPECT_EQ(kiv_shared_rwlock_rdlock(&lock_), EOWNERDEAD);
+  EXPECT_EQ(kiv_shared_rwlock_wrlock(&lock_), EOWNERDEAD);
+}
+
+TEST_F(SharedLocks, AreNotWaitedForLongerThanIsEnough) {
+  Elsewhere([this] { kiv_shared_mutex_lock(&mutex_); });
+  int asked = 0;
+  const ImpatientWaits three_times([&asked] { return ++asked == 3; });
+  EXPECT_EQ(kiv_shared_mutex_lock(&mutex_), EOWNERDEAD);
+  EXPECT_EQ(asked, 3);
+}
+
+TEST_F(SharedLocks, AreHadWhenTheyComeFree) {
+  kiv_shared_cond_init(&condition_, nullptr);
+  std::atomic<bool> is_ready = false;
+  ASSERT_EQ(kiv_shared_mutex_lock(&mutex_), 0);
+  std::thread other([&] {
+    kiv_shared_mutex_lock(&mutex_);
+    is_ready = true;
+    kiv_shared_cond_signal(&condition_);
+    pthread_mutex_unlock(&mutex_);
+  });
+  while (!is_ready) ASSERT_EQ(kiv_shared_cond_wait(&condition_, &mutex_), 0);
+  EXPECT_EQ(pthread_mutex_trylock(&mutex_), EBUSY) << "held by the waiter";
+  pthread_mutex_unlock(&mutex_);
+  other.join();
+}
+
+TEST_F(SharedLocks, LetAWaitForAConditionEnd) {
+  kiv_shared_cond_init(&condition_, nullptr);
+  ASSERT_EQ(kiv_shared_mutex_lock(&mutex_), 0);
+  const timespec past = {};
+  EXPECT_EQ(kiv_shared_cond_timedwait(&condition_, &mutex_, &past), ETIMEDOUT);
+  const std::atomic<bool> is_abandoned = true;
+  AbandonWaitsWhen(&is_abandoned);
+  EXPECT_EQ(kiv_shared_cond_wait(&condition_, &mutex_), EOWNERDEAD);
+  EXPECT_EQ(pthread_mutex_trylock(&mutex_), EBUSY) << "held by the waiter";
+  pthread_mutex_unlock(&mutex_);
+}
+
+}  // namespace
+}  // namespace kiv::port

@@ -1,0 +1,188 @@
+#include <db_cxx.h>
+
+#include <filesystem>
+#include <string>
+
+#include "xdb/container/container_testing.h"
+#include "xdb/container/index_key.h"
+
+namespace kiv::xdb {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+
+// What is in a table of a container that nobody has open, changed behind its
+// back.
+void Tamper(const std::string& file, const char* table, const std::string& key,
+            const std::function<std::string(std::string)>& change) {
+  Db database(nullptr, DB_CXX_NO_EXCEPTIONS);
+  ASSERT_EQ(database.open(nullptr, file.c_str(), table, DB_BTREE, 0, 0), 0);
+  Dbt wanted(const_cast<char*>(key.data()), static_cast<u_int32_t>(key.size()));
+  Dbt value;
+  std::string bytes;
+  if (database.get(nullptr, &wanted, &value, 0) == 0)
+    bytes.assign(static_cast<char*>(value.get_data()), value.get_size());
+  bytes = change(bytes);
+  Dbt changed(bytes.data(), static_cast<u_int32_t>(bytes.size()));
+  ASSERT_EQ(database.put(nullptr, &wanted, &changed, 0), 0);
+  ASSERT_EQ(database.close(0), 0);
+}
+
+// Containers in files of their own, without an environment.
+class ContainerFile : public ContainerTest {
+ protected:
+  static constexpr char kFile[] = "alone.xdb";
+
+  static std::shared_ptr<Container> OpenAlone(bool create = true) {
+    return OpenContainer(nullptr, kFile, {.create = create});
+  }
+};
+
+TEST_F(ContainerFile, NeedsNoEnvironment) {
+  OpenAlone()->Put("a", "<a b='1'/>", nullptr);
+  const auto container = OpenAlone(false);
+  EXPECT_EQ(container->Get("a", nullptr), "<a b=\"1\"/>");
+  EXPECT_THAT(container->Verify(), IsEmpty());
+}
+
+TEST_F(ContainerFile, IsMadeOnlyWhenAskedFor) {
+  EXPECT_EQ(Thrown([] { OpenAlone(false); }).failure(), Failure::NotFound);
+  EXPECT_FALSE(std::filesystem::exists(kFile));
+}
+
+TEST_F(ContainerFile, IsRefusedWhenItIsNone) {
+  WriteTestFile(kFile, std::string(20'000, 'x'));
+  EXPECT_EQ(Thrown([] { OpenAlone(); }).failure(), Failure::BadFormat);
+  std::filesystem::remove(kFile);
+  {
+    Db database(nullptr, DB_CXX_NO_EXCEPTIONS);
+    ASSERT_EQ(database.open(nullptr, kFile, "meta", DB_BTREE, DB_CREATE, 0), 0);
+    std::string text = "x";
+    Dbt entry(text.data(), 1);
+    ASSERT_EQ(database.put(nullptr, &entry, &entry, 0), 0);
+    database.close(0);
+  }
+  EXPECT_EQ(Thrown([] { OpenAlone(); }).failure(), Failure::BadFormat);
+}
+
+TEST_F(ContainerFile, IsRefusedPolitelyWhenItIsNewer) {
+  OpenAlone()->Put("a", "<a/>", nullptr);
+  Tamper(kFile, "meta", "format", [](const std::string&) { return "\2"; });
+  const auto error = Thrown([] { OpenAlone(); });
+  EXPECT_EQ(error.failure(), Failure::NewerFormat);
+  EXPECT_THAT(error.what(), HasSubstr("'alone.xdb' is a container of format 2; "
+                                      "this version of the library reads up "
+                                      "to format 1"));
+}
+
+TEST_F(ContainerFile, ShowsADamagedDocumentAndSavesTheOthers) {
+  {
+    const auto container = OpenAlone();
+    container->Put("a", "<a b='1'>x</a>", nullptr);
+    container->Put("c", "<c d='2'>y</c>", nullptr);
+    container->Put("e", "<e f='3'>z</e>", nullptr);
+  }
+  Tamper(kFile, "documents", "c", [](std::string bytes) {
+    bytes[bytes.size() / 2] = '\x0F';
+    return bytes;
+  });
+  const auto container = OpenAlone();
+  const auto error = Thrown([&] { container->Get("c", nullptr); });
+  EXPECT_EQ(error.failure(), Failure::BadFormat);
+  EXPECT_THAT(error.what(), HasSubstr("document 'c'"));
+  EXPECT_THAT(container->Verify(), SizeIs(1));
+  std::string saved;
+  container->Salvage([&](const std::string& name, const std::string& content) {
+    saved += name + "=" + content + ";";
+  });
+  EXPECT_EQ(saved, "a=<a b=\"1\">x</a>;e=<e f=\"3\">z</e>;");
+  // And it can be got rid of, with all that the index has of it.
+  container->Delete("c", nullptr);
+  EXPECT_THAT(container->Verify(), IsEmpty());
+}
+
+struct Damage {
+  const char* name;
+  const char* table;
+  std::string key;
+  std::string value;
+  const char* problem;
+};
+
+class DamagedContainer : public ContainerFile,
+                         public testing::WithParamInterface<Damage> {};
+
+TEST_P(DamagedContainer, IsSeenByVerify) {
+  {
+    const auto container = OpenAlone();
+    container->Put("a", "<a b='1'>x</a>", nullptr);
+    container->Put("c", "<a b='2'>y</a>", nullptr);
+  }
+  Tamper(kFile, GetParam().table, GetParam().key,
+         [](const std::string&) { return GetParam().value; });
+  const auto container = OpenAlone();
+  EXPECT_THAT(container->Verify(),
+              testing::Contains(HasSubstr(GetParam().problem)));
+}
+
+std::string EntryBlock(const std::string& entry) {
+  return static_cast<char>(entry.size()) + entry;
+}
+std::string Entry(PathId path, const char* value, DocumentId document,
+                  NodeId node) {
+  std::string entry;
+  AppendEntry(entry, path, value, document, node);
+  return entry;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, DamagedContainer,
+    testing::Values(
+        Damage{"IndexLacksEntries", "index", "\xFF",
+               EntryBlock(Entry(2, "1", 1, 2)), "is not in the index"},
+        Damage{"IndexHasMore", "index", "\x01", EntryBlock(Entry(1, "!", 1, 9)),
+               "the index has 5 entries, the documents have 4"},
+        Damage{"IndexIsNoBlock", "index", "\xFF", "\x5Fxyz", "the index: "},
+        Damage{"IdIsAnother", "ids", "\x01", "c", "its id 1 is that of 'c'"},
+        Damage{"IdTooMany", "ids", "\x77", "nobody", "'nobody'"},
+        Damage{"DocumentWithoutId", "documents", "z",
+               std::string("\x63\x00\x00\x02\x16", 5), "its id 99 is unknown"}),
+    [](const auto& test) { return test.param.name; });
+
+TEST_F(ContainerFile, IsRemovedAndRenamed) {
+  container_->Put("a", "<a/>", nullptr);
+  container_.reset();
+  RenameContainer(environment_, "orders.xdb", "moved.xdb");
+  {
+    const auto moved = OpenContainer(environment_, "moved.xdb", {});
+    EXPECT_EQ(moved->Get("a", nullptr), "<a/>");
+  }
+  RemoveContainer(environment_, "moved.xdb");
+  EXPECT_EQ(
+      Thrown([&] { OpenContainer(environment_, "moved.xdb", {}); }).failure(),
+      Failure::NotFound);
+  EXPECT_EQ(
+      Thrown([&] { RemoveContainer(environment_, "moved.xdb"); }).failure(),
+      Failure::NotFound);
+}
+
+TEST_F(ContainerFile, IsUnreadableWhenItIsEncrypted) {
+  Close();
+  std::filesystem::remove_all("home");
+  Open("secret words");
+  container_->Put("a", "<a>in clear text</a>", nullptr);
+  environment_->Checkpoint();
+  Close();
+  for (const auto& entry : std::filesystem::directory_iterator("home"))
+    if (entry.path().extension() == ".xdb") {
+      EXPECT_THAT(ReadTestFile(entry.path()), Not(HasSubstr("clear text")));
+    }
+  Open("secret words");
+  EXPECT_EQ(container_->Get("a", nullptr), "<a>in clear text</a>");
+}
+
+}  // namespace
+}  // namespace kiv::xdb

@@ -1,0 +1,221 @@
+#include "xdb/container/container_reading.h"
+
+#include <algorithm>
+#include <random>
+#include <string>
+
+#include "xdb/container/container_testing.h"
+
+namespace kiv::xdb {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// The path of names from the root, the last one perhaps with an "@".
+PathId PathOf(const ContainerReading& reading,
+              const std::vector<std::string>& names) {
+  const Dictionary& dictionary = reading.dictionary();
+  PathId path = kDocumentPath;
+  for (const std::string& name : names) {
+    const bool is_attribute = name[0] == '@';
+    const auto id = dictionary.FindName("", name.substr(is_attribute ? 1 : 0));
+    const auto child =
+        !id ? std::nullopt
+            : dictionary.FindPath(
+                  path, is_attribute ? PathKind::Attribute : PathKind::Element,
+                  *id);
+    if (!child) return kDocumentPath;
+    path = *child;
+  }
+  return path;
+}
+
+// "name:value" of each hit that is in the range, by the node itself.
+std::vector<std::string> Found(const ContainerReading& reading,
+                               const ValueRange& range) {
+  std::vector<std::string> found;
+  IndexHits hits = reading.Find(range);
+  IndexHit hit;
+  while (hits.Next(hit)) {
+    const auto document = reading.Document(hit.document);
+    if (!document) continue;
+    const std::string value = document->tree->StringValue(hit.node);
+    const bool is_in =
+        (!range.from || value > range.from->value ||
+         (range.from->is_included && value == range.from->value)) &&
+        (!range.to || value < range.to->value ||
+         (range.to->is_included && value == range.to->value));
+    EXPECT_TRUE(is_in || !hit.is_certain) << value;
+    if (is_in) found.push_back(document->name + ":" + value);
+  }
+  return found;
+}
+
+class ReadingTest : public ContainerTest {
+ protected:
+  void PutValue(const std::string& name, const std::string& value,
+                Transaction* transaction = nullptr) {
+    container_->Put(name, "<r><v>" + value + "</v></r>", transaction);
+  }
+};
+
+TEST_F(ReadingTest, FindsEqualValues) {
+  const std::string twenty = "12345678901234567890";
+  PutValue("a", "x");
+  PutValue("b", "xy");
+  PutValue("c", "x");
+  PutValue("d", twenty);
+  PutValue("e", twenty + "more");
+  PutValue("f", twenty + "else");
+  const ContainerReading reading(*container_, nullptr);
+  const PathId path = PathOf(reading, {"r", "v"});
+  EXPECT_THAT(Found(reading, ValueRange::Equal(path, "x")),
+              ElementsAre("a:x", "c:x"));
+  EXPECT_THAT(Found(reading, ValueRange::Equal(path, twenty)),
+              ElementsAre("d:" + twenty));
+  EXPECT_THAT(Found(reading, ValueRange::Equal(path, twenty + "more")),
+              ElementsAre("e:" + twenty + "more"));
+  EXPECT_THAT(Found(reading, ValueRange::Equal(path, "z")), IsEmpty());
+  EXPECT_THAT(Found(reading, ValueRange::Equal(path + 1, "x")), IsEmpty());
+}
+
+TEST_F(ReadingTest, SaysWhereTheIndexHasNotAll) {
+  container_->Put("a", "<r><v>x</v><w/></r>", nullptr);
+  {
+    const ContainerReading reading(*container_, nullptr);
+    EXPECT_EQ(reading.Traits(PathOf(reading, {"r", "v"})), 0);
+    EXPECT_EQ(reading.Traits(PathOf(reading, {"r"})), kHasParents);
+  }
+  const auto other = OpenAgain();
+  const auto transaction = environment_->Begin();
+  other->Put("b", "<r><v><u/></v><w>" + std::string(65, 'w') + "</w></r>",
+             transaction.get());
+  {
+    const ContainerReading inside(*other, transaction.get());
+    EXPECT_EQ(inside.Traits(PathOf(inside, {"r", "v"})), kHasParents);
+    EXPECT_EQ(inside.Traits(PathOf(inside, {"r", "w"})), kHasLongValues);
+  }
+  transaction->Commit();
+  const ContainerReading reading(*container_, nullptr);
+  EXPECT_EQ(reading.Traits(PathOf(reading, {"r", "v"})), kHasParents);
+  EXPECT_EQ(reading.Traits(PathOf(reading, {"r", "w"})), kHasLongValues);
+}
+
+TEST_F(ReadingTest, SeesWhatItsTransactionChanges) {
+  PutValue("a", "1");
+  auto transaction = environment_->Begin();
+  PutValue("b", "1", transaction.get());
+  container_->Delete("a", transaction.get());
+  {
+    const ContainerReading inside(*container_, transaction.get());
+    EXPECT_THAT(Found(inside, ValueRange::All(PathOf(inside, {"r", "v"}))),
+                ElementsAre("b:1"));
+    EXPECT_EQ(inside.Document("a"), nullptr);
+    EXPECT_NE(inside.Document("b"), nullptr);
+  }
+  transaction->Abort();
+  const ContainerReading reading(*container_, nullptr);
+  EXPECT_THAT(Found(reading, ValueRange::All(PathOf(reading, {"r", "v"}))),
+              ElementsAre("a:1"));
+}
+
+// Ranges of random values, short, long and with common beginnings, against a
+// list.
+TEST_F(ReadingTest, FindsRanges) {
+  std::minstd_rand random(11);
+  const auto value = [&] {
+    return std::string(random() % 3 * 10, 'p') +
+           std::string(random() % 3, 'q') + std::to_string(random() % 30);
+  };
+  std::vector<std::pair<std::string, std::string>> model;
+  const auto transaction = environment_->Begin();
+  for (int i = 0; i < 800; ++i) {
+    model.emplace_back("d" + std::to_string(i), value());
+    PutValue(model.back().first, model.back().second, transaction.get());
+  }
+  transaction->Commit();
+  const ContainerReading reading(*container_, nullptr);
+  const PathId path = PathOf(reading, {"r", "v"});
+  for (int i = 0; i < 60; ++i) {
+    ValueRange range{path, {}, {}};
+    if (random() % 5 != 0)
+      range.from = ValueRange::Bound{value(), random() % 2 == 0};
+    if (random() % 5 != 0)
+      range.to = ValueRange::Bound{value(), random() % 2 == 0};
+    std::vector<std::string> expected;
+    for (const auto& [name, text] : model) {
+      if (range.from &&
+          (text < range.from->value ||
+           (text == range.from->value && !range.from->is_included)))
+        continue;
+      if (range.to && (text > range.to->value ||
+                       (text == range.to->value && !range.to->is_included)))
+        continue;
+      expected.push_back(name + ":" + text);
+    }
+    auto found = Found(reading, range);
+    std::sort(found.begin(), found.end());
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(found, expected);
+    EXPECT_GE(reading.EstimateHits(range), expected.size());
+  }
+}
+
+TEST_F(ReadingTest, GuessesHowManyThereAre) {
+  std::string document = "<r>";
+  for (int i = 0; i < 20'000; ++i)
+    document += "<v>" + std::to_string(i * 7919 % 100'000) + "</v><w>1</w>";
+  container_->Put("many", document + "</r>", nullptr);
+  PutValue("few", "none");
+  const ContainerReading reading(*container_, nullptr);
+  const PathId path = PathOf(reading, {"r", "v"});
+  EXPECT_EQ(reading.EstimateHits(ValueRange::Equal(path, "none")), 1U);
+  const auto all = reading.EstimateHits(ValueRange::All(path));
+  EXPECT_GT(all, 10'000U);
+  EXPECT_LT(all, 40'000U);
+}
+
+TEST_F(ReadingTest, WalksThroughDocumentsWhileTheyChange) {
+  std::vector<std::string> expected;
+  for (int i = 0; i < 200; ++i) {
+    expected.push_back("d" + std::to_string(1000 + i));
+    PutValue(expected.back(), std::to_string(i));
+  }
+  const ContainerReading reading(*container_, nullptr);
+  DocumentScan scan = reading.Documents();
+  DocumentTree document;
+  std::vector<std::string> names;
+  while (scan.Next(document)) {
+    EXPECT_EQ(document.tree->StringValue(0), std::to_string(names.size()));
+    names.push_back(document.name);
+    container_->Delete(document.name, nullptr);
+    const auto gone = reading.Document(document.id);
+    EXPECT_FALSE(gone);
+  }
+  EXPECT_EQ(names, expected);
+}
+
+TEST_F(ReadingTest, KeepsLargeTreesUntilTheyChange) {
+  const auto other = OpenAgain();
+  const std::string large(5000, 'x');
+  container_->Put("a", "<r><v>" + large + "</v></r>", nullptr);
+  const ContainerReading reading(*container_, nullptr);
+  const auto first = reading.Document("a");
+  EXPECT_EQ(reading.Document("a"), first);
+  // By another process.
+  other->Replace("a", "<r><v>" + large + "y</v></r>", nullptr);
+  const auto second = reading.Document("a");
+  EXPECT_NE(second, first);
+  EXPECT_EQ(second->StringValue(0), large + "y");
+  EXPECT_EQ(first->StringValue(0), large);
+  const auto transaction = environment_->Begin();
+  container_->Replace("a", "<r><v>" + large + "z</v></r>", transaction.get());
+  const ContainerReading inside(*container_, transaction.get());
+  EXPECT_EQ(inside.Document("a")->StringValue(0), large + "z");
+  transaction->Abort();
+  EXPECT_EQ(reading.Document("a"), second);
+}
+
+}  // namespace
+}  // namespace kiv::xdb

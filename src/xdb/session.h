@@ -1,0 +1,55 @@
+#ifndef XDB_SESSION_H_
+#define XDB_SESSION_H_
+
+#include <memory>
+#include <string>
+
+#include "xdb/container/container.h"
+#include "xdb/container/environment.h"
+#include "xdb/query_engine.h"
+
+namespace kiv::xdb {
+
+// What a manager is while it is open. Containers and results share it, and so
+// keep the environment open until the last of them is gone.
+class Session {
+ public:
+  Session(std::shared_ptr<Environment> environment, bool may_read_files,
+          bool opens_containers)
+      : environment_(std::move(environment)),
+        engine_(MakeQueryEngine()),
+        may_read_files_(may_read_files),
+        opens_containers_(opens_containers) {}
+
+  // Null for a private session.
+  const std::shared_ptr<Environment>& environment() const {
+    return environment_;
+  }
+  QueryEngine& engine() const { return *engine_; }
+  // Before queries are prepared.
+  void SetEngine(std::shared_ptr<QueryEngine> engine) {
+    engine_ = std::move(engine);
+  }
+
+  // Queries may read files beside the containers.
+  bool MayReadFiles() const { return may_read_files_; }
+  // Queries may open containers that nobody has opened.
+  bool OpensContainers() const { return opens_containers_; }
+
+ private:
+  std::shared_ptr<Environment> environment_;
+  std::shared_ptr<QueryEngine> engine_;
+  const bool may_read_files_;
+  const bool opens_containers_;
+};
+
+// What a container's handle is a copy of.
+struct OpenedContainer {
+  std::shared_ptr<Session> session;
+  std::shared_ptr<Container> container;
+  bool is_transactional = false;
+};
+
+}  // namespace kiv::xdb
+
+#endif  // XDB_SESSION_H_

@@ -1,0 +1,369 @@
+#include "kiv/xdb_manager.h"
+
+#include <filesystem>
+
+#include "kiv/file_system_path.h"
+#include "port/native_path.h"
+#include "util/cp936.h"
+#include "xdb/query_testing.h"
+
+namespace kiv::xdb {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kOrderGb[] = "\xB6\xA9\xB5\xA5";            // 订单
+constexpr char kInvalid[] = " \xCE\xDE\xD0\xA7\xB5\xC4 ";  // 无效的
+
+using XDbManagerTest = XDbTest;
+
+struct FlagCase {
+  const char* name;
+  long flags;
+  bool thread;
+  bool transaction;
+};
+
+class XDbManagerFlags : public XDbTest,
+                        public testing::WithParamInterface<FlagCase> {};
+
+TEST_P(XDbManagerFlags, SayWhatTheEnvironmentOffers) {
+  XDbManager manager;
+  ASSERT_TRUE(manager.Open("db", GetParam().flags, nullptr, nullptr))
+      << manager.LastError();
+  EXPECT_EQ(manager.IsEnableThread(), GetParam().thread);
+  EXPECT_EQ(manager.IsEnableTransaction(), GetParam().transaction);
+  EXPECT_FALSE(manager.IsEnableEncrypt());
+  // What it does not offer is left out of a container.
+  XDbContainer container;
+  EXPECT_TRUE(manager.CreateContainer("c", container, 0x0E))
+      << manager.LastError();
+  std::string name = "a";
+  EXPECT_TRUE(container.PutDocument(name, "<a/>")) << manager.LastError();
+  XDbTransaction transaction;
+  EXPECT_EQ(manager.CreateTransaction(transaction), GetParam().transaction);
+  XDbDocument document;
+  EXPECT_TRUE(container.GetDocument("a", document));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Bits, XDbManagerFlags,
+    testing::Values(FlagCase{"None", 0, false, false},
+                    FlagCase{"Thread", 0x04, true, false},
+                    FlagCase{"TransactionAlone", 0x08, false, true},
+                    FlagCase{"ThreadAndTransaction", 0x0C, true, true},
+                    FlagCase{"Lock", 0x20, false, false},
+                    FlagCase{"LogAndTransaction", 0x18, false, true},
+                    FlagCase{"Manager", 0xC0, false, false},
+                    FlagCase{"OtherBits", 0x7FFFF003, false, false}),
+    [](const auto& row) { return row.param.name; });
+
+TEST_F(XDbManagerTest, PassesOnWhatQueriesMay) {
+  XDbManager manager;
+  ASSERT_TRUE(manager.Open("db", 0x40, nullptr, nullptr));
+  EXPECT_TRUE(static_cast<Session*>(manager.inner_mnr())->OpensContainers());
+  EXPECT_FALSE(static_cast<Session*>(manager.inner_mnr())->MayReadFiles());
+  ASSERT_TRUE(manager.Open("db", 0x80, nullptr, nullptr));
+  EXPECT_FALSE(static_cast<Session*>(manager.inner_mnr())->OpensContainers());
+  EXPECT_TRUE(static_cast<Session*>(manager.inner_mnr())->MayReadFiles());
+}
+
+TEST_F(XDbManagerTest, MakesTheFolderWithItsParents) {
+  XDbManager manager;
+  ASSERT_TRUE(manager.Open("a/b\\c", 0x0C, nullptr, nullptr));
+  EXPECT_TRUE(fs::is_directory("a/b/c"));
+  const std::string home = XDbManager::TransPath("a/b/c");
+  EXPECT_EQ(manager.GetEnvPath(),
+            FileSystemPath(home, FileSystemPath::native).native_file_string());
+  manager.Close();
+  EXPECT_EQ(manager.GetEnvPath(), "");
+  WriteTestFile("file");
+  EXPECT_FALSE(manager.Open("file/db", 0, nullptr, nullptr));
+  const std::string message =
+      "XDbManager::ConstructEnv failed: "
+      "\xB4\xB4\xBD\xA8\xC4\xBF\xC2\xBC\xCA\xA7\xB0\xDC\xA3\xBA";
+  EXPECT_TRUE(Logged(message + XDbManager::TransPath("file/db"))) << LogText();
+  EXPECT_FALSE(manager.Open("file", 0, nullptr, nullptr));
+  EXPECT_TRUE(Logged(message + XDbManager::TransPath("file") + "\r"));
+}
+
+TEST_F(XDbManagerTest, KnowsFullPaths) {
+  const std::string here = port::LocalPath(fs::current_path().string());
+  EXPECT_EQ(XDbManager::TransPath(nullptr), here);
+  EXPECT_EQ(XDbManager::TransPath(""), here);
+  EXPECT_EQ(XDbManager::TransPath("a\\..\\b"), here + "/b");
+  EXPECT_EQ(XDbManager::TransPath("/x//y"), "/x/y");
+}
+
+TEST_F(XDbManagerTest, EncryptsWithBothHalvesOfThePassword) {
+  {
+    XDbManager manager;
+    ASSERT_TRUE(manager.Open("db", 0x0C, "left", "right"))
+        << manager.LastError();
+    EXPECT_TRUE(manager.IsEnableEncrypt());
+    XDbContainer container;
+    ASSERT_TRUE(manager.CreateContainer("c", container, 0x0E));
+    EXPECT_TRUE(container.put("<secret>treasure</secret>"));
+  }
+  EXPECT_EQ(ReadTestFile("db/c.xdb").find("treasure"), std::string::npos);
+  XDbManager manager;
+  EXPECT_FALSE(manager.Open("db", 0x0C, "left", nullptr));
+  EXPECT_TRUE(Logged("XDbManager::ConstructEnv open failed: '" +
+                     XDbManager::TransPath("db") + "' - return "))
+      << LogText();
+  EXPECT_FALSE(manager.Open("db", 0x0C, nullptr, nullptr));
+  EXPECT_TRUE(manager.Open("db", 0x0C, nullptr, "leftright"))
+      << manager.LastError();
+  // Nobody's password is in the log.
+  EXPECT_EQ(LogText().find("leftright"), std::string::npos);
+}
+
+TEST_F(XDbManagerTest, OpensAnewAfterClosing) {
+  XDbManager manager;
+  XDbContainer container;
+  ASSERT_TRUE(manager.Open("one", 0x0C, nullptr, nullptr));
+  EXPECT_TRUE(manager.CreateContainer("c", container, 0x0C));
+  ASSERT_TRUE(manager.Open("two", 0x04, nullptr, nullptr));
+  EXPECT_FALSE(manager.IsExistContainer("c"));
+  EXPECT_FALSE(manager.IsEnableTransaction());
+  manager.Close();
+  manager.Close();
+  EXPECT_EQ(manager.inner_mnr(), nullptr);
+}
+
+class OpenedManager : public OpenedXDbTest {
+ protected:
+  bool Create(const char* name, const char* content = nullptr) {
+    XDbContainer container;
+    return manager_.CreateContainer(name, container, 0x0C) &&
+           (content == nullptr || container.put(content));
+  }
+  // How many documents; -1 when it cannot be opened.
+  int Count(const char* name) {
+    XDbContainer container;
+    XDbContainerStatistics state;
+    if (!manager_.OpenContainer(name, container, 0x0C) ||
+        !container.GetStatistics(state))
+      return -1;
+    return static_cast<int>(state.document_count);
+  }
+  static std::string BadName(const std::string& operation,
+                             const std::string& argument) {
+    return "XDbManager::" + operation + kInvalid + argument + ":0xabc\r";
+  }
+};
+
+TEST_F(OpenedManager, FindsContainersUnderTheirNames) {
+  EXPECT_FALSE(manager_.IsExistContainer("c"));
+  EXPECT_TRUE(Create("c"));
+  EXPECT_TRUE(Create(kOrderGb));
+  EXPECT_TRUE(fs::is_regular_file("db/c.xdb"));
+  EXPECT_TRUE(fs::is_regular_file("db/0xB6A9B5A5.xdb"));
+  EXPECT_TRUE(manager_.IsExistContainer("c"));
+  EXPECT_TRUE(manager_.IsExistContainer(kOrderGb));
+  fs::create_directory("db/d.xdb");
+  EXPECT_FALSE(manager_.IsExistContainer("d"));
+
+  EXPECT_EQ(manager_.GetContainerPath("c"), manager_.GetEnvPath() + "\\c.xdb");
+  EXPECT_EQ(manager_.GetContainerPath("/abs/c"), "\\abs\\c.xdb");
+  EXPECT_EQ(manager_.GetContainerPath(nullptr), "");
+  EXPECT_EQ(manager_.GetContainerPath(""), "");
+  EXPECT_EQ(LogText(), "");
+  EXPECT_EQ(manager_.GetContainerPath("0xabc"), "");
+  EXPECT_TRUE(Logged(BadName("GetContainerPath", "db_name"))) << LogText();
+
+  std::vector<std::string> names;
+  EXPECT_TRUE(manager_.GetContainerNames(names));
+  EXPECT_EQ(names, (std::vector<std::string>{"c", kOrderGb}));
+}
+
+TEST_F(OpenedManager, KeepsContainersInFolders) {
+  fs::create_directory("db/dir");
+  XDbContainer container;
+  const std::string name = std::string("dir/") + kOrderGb;
+  ASSERT_TRUE(manager_.CreateContainer(name.c_str(), container, 0x0C))
+      << manager_.LastError();
+  EXPECT_EQ(container.GetFileName(), "dir\\0xB6A9B5A5.xdb");
+  EXPECT_EQ(container.GetName(), std::string("dir\\") + kOrderGb);
+  EXPECT_EQ(container.XPathCollection(), "collection('dir\\0xB6A9B5A5.xdb')");
+  EXPECT_EQ(container.XPathQueryAll(), "collection('dir\\0xB6A9B5A5.xdb')/*");
+  std::vector<std::string> names;
+  EXPECT_TRUE(manager_.GetContainerNames(names));
+  EXPECT_EQ(names, std::vector<std::string>{std::string("dir\\") + kOrderGb});
+}
+
+TEST_F(OpenedManager, OpensOnlyWhatIsThereUnlessToldToCreate) {
+  XDbContainer container;
+  EXPECT_FALSE(manager_.OpenContainer("c", container, 0x0C));
+  EXPECT_TRUE(Logged("XDbManager::OpenContainer exception: ")) << LogText();
+  EXPECT_FALSE(fs::exists("db/c.xdb"));
+  EXPECT_TRUE(manager_.OpenContainer("c", container, 0x10C));
+  EXPECT_TRUE(manager_.CreateContainer("c", container, 0x0C));
+  EXPECT_FALSE(manager_.OpenContainer("0xabc", container, 0));
+  EXPECT_TRUE(Logged(BadName("OpenContainer", "db_name"))) << LogText();
+}
+
+TEST_F(OpenedManager, RemovesContainers) {
+  ASSERT_TRUE(Create("c"));
+  EXPECT_TRUE(manager_.RemoveContainer("c")) << manager_.LastError();
+  EXPECT_FALSE(manager_.IsExistContainer("c"));
+  EXPECT_TRUE(manager_.RemoveContainer("c"));
+  EXPECT_TRUE(manager_.RemoveContainer(nullptr));
+  EXPECT_TRUE(manager_.RemoveContainer(""));
+  EXPECT_EQ(LogText(), "");
+  // It has no file, so there is nothing to remove.
+  EXPECT_TRUE(manager_.RemoveContainer("0xabc"));
+}
+
+TEST_F(OpenedManager, RenamesContainersOverOthers) {
+  ASSERT_TRUE(Create("a", "<a/>"));
+  ASSERT_TRUE(Create("b"));
+  EXPECT_TRUE(manager_.RenameContainer("a", "b")) << manager_.LastError();
+  EXPECT_FALSE(manager_.IsExistContainer("a"));
+  EXPECT_EQ(Count("b"), 1);
+  EXPECT_TRUE(manager_.RenameContainer("b", "b"));
+  EXPECT_EQ(Count("b"), 1);
+  // A slip of the pen costs nothing.
+  EXPECT_FALSE(manager_.RenameContainer("a", "b"));
+  EXPECT_TRUE(Logged("XDbManager::RenameContainer exception: ")) << LogText();
+  EXPECT_EQ(Count("b"), 1);
+}
+
+TEST_F(OpenedManager, SaysWhichNameIsRefused) {
+  EXPECT_FALSE(manager_.RenameContainer(nullptr, "b"));
+  EXPECT_FALSE(manager_.RenameContainer("a", ""));
+  EXPECT_EQ(LogText(), "");
+  EXPECT_FALSE(manager_.RenameContainer("0xabc", "0xabc"));
+  EXPECT_TRUE(Logged(BadName("RenameContainer", "old_name"))) << LogText();
+  EXPECT_FALSE(Logged(BadName("RenameContainer", "new_name")));
+  EXPECT_FALSE(manager_.RenameContainer("a", "0xabc"));
+  EXPECT_TRUE(Logged(BadName("RenameContainer", "new_name"))) << LogText();
+}
+
+// A container that is open stays whole; the call neither hangs nor destroys.
+TEST_F(OpenedManager, RemovesNoContainerThatIsOpen) {
+  XDbContainer container;
+  ASSERT_TRUE(manager_.CreateContainer("c", container, 0x0C));
+  ASSERT_TRUE(container.put("<a/>"));
+  EXPECT_FALSE(manager_.RemoveContainer("c"));
+  EXPECT_TRUE(Logged("XDbManager::RemoveContainer exception: ")) << LogText();
+  EXPECT_TRUE(container.put("<b/>")) << manager_.LastError();
+  EXPECT_EQ(Count("c"), 2);
+}
+
+TEST_F(OpenedManager, TellsOfItselfAndItsLogFiles) {
+  ASSERT_TRUE(Create("c", "<a/>"));
+  XDbEnvironmentStatistics state;
+  EXPECT_TRUE(manager_.GetStatistics(state));
+  EXPECT_GT(state.cache_bytes, 0u);
+  EXPECT_EQ(state.log_file_count, 1u);
+  EXPECT_GT(state.log_bytes, 0u);
+  EXPECT_TRUE(manager_.Checkpoint());
+  std::vector<std::string> files{"untouched"};
+  EXPECT_TRUE(manager_.GetUnneededLogFiles(files));
+  EXPECT_TRUE(files.empty());
+}
+
+TEST_F(OpenedManager, RepairsNothingThatIsOpenOrMissing) {
+  EXPECT_FALSE(XDbManager::Repair("db", nullptr, nullptr, false));
+  EXPECT_TRUE(Logged("XDbManager::Repair exception: ")) << LogText();
+  EXPECT_FALSE(XDbManager::Repair("missing", nullptr, nullptr, false));
+  EXPECT_FALSE(fs::exists("missing"));
+  ASSERT_TRUE(Create("c", "<a/>"));
+  manager_.Close();
+  EXPECT_TRUE(XDbManager::Repair("db", nullptr, nullptr, true))
+      << manager_.LastError();
+  ASSERT_TRUE(manager_.Open("db", 0x0C, nullptr, nullptr));
+  EXPECT_EQ(Count("c"), 1);
+}
+
+// A backup of what is in use: containers first, then log files.
+TEST_F(OpenedManager, IsRestoredFromACopyMadeWhileItIsInUse) {
+  XDbContainer container;
+  ASSERT_TRUE(manager_.CreateContainer("c", container, 0x0C));
+  ASSERT_TRUE(container.put("<before/>"));
+  ASSERT_TRUE(manager_.Checkpoint());
+  fs::create_directory("restored");
+  const auto copy = [](const char* suffix) {
+    for (const auto& file : fs::directory_iterator("db"))
+      if (file.path().filename().string().find(suffix) != std::string::npos)
+        fs::copy(file, "restored" / file.path().filename());
+  };
+  ASSERT_TRUE(container.put("<not-in-the-file-yet/>"));
+  copy(".xdb");
+  ASSERT_TRUE(container.put("<between/>"));
+  copy("log.0");
+  ASSERT_TRUE(container.put("<after/>"));
+
+  ASSERT_TRUE(XDbManager::Repair("restored", nullptr, nullptr, true))
+      << manager_.LastError();
+  XDbManager restored;
+  XDbContainer same;
+  XDbContainerStatistics state;
+  std::vector<std::string> problems;
+  ASSERT_TRUE(restored.Open("restored", 0x0C, nullptr, nullptr))
+      << manager_.LastError();
+  ASSERT_TRUE(restored.OpenContainer("c", same, 0x0C));
+  EXPECT_TRUE(same.Verify(problems));
+  EXPECT_TRUE(same.GetStatistics(state));
+  EXPECT_EQ(state.document_count, 3u);
+}
+
+TEST_F(OpenedManager, SavesWhatCanBeRead) {
+  XDbContainer container;
+  ASSERT_TRUE(manager_.CreateContainer(kOrderGb, container, 0x0C));
+  std::string name = kOrderGb;
+  ASSERT_TRUE(container.PutDocument(name, "<a>1</a>"));
+  std::string saved;
+  EXPECT_TRUE(manager_.Salvage(
+      kOrderGb, [&](const std::string& document, const std::string& content) {
+        saved += document + "=" + content;
+      }));
+  EXPECT_EQ(saved, std::string(kOrderGb) + "=<a>1</a>");
+  EXPECT_FALSE(manager_.Salvage("missing", [](const auto&, const auto&) {}));
+  EXPECT_TRUE(Logged("XDbManager::Salvage exception: ")) << LogText();
+}
+
+TEST_F(XDbManagerTest, AnswersFalseWhileClosed) {
+  XDbManager closed;
+  XDbContainer container;
+  XDbUpdateContext update;
+  XDbQueryContext query;
+  XDbTransaction transaction;
+  XDbDocument document;
+  XDbInputStream stream;
+  XDbResults results;
+  XDbQueryExpression expression;
+  std::vector<std::string> texts;
+  XDbEnvironmentStatistics state;
+  EXPECT_FALSE(closed.IsEnableThread());
+  EXPECT_FALSE(closed.IsEnableTransaction());
+  EXPECT_FALSE(closed.IsEnableEncrypt());
+  EXPECT_EQ(closed.GetEnvPath(), "");
+  EXPECT_FALSE(closed.IsExistContainer("c"));
+  EXPECT_FALSE(closed.OpenContainer("c", container, 0));
+  EXPECT_FALSE(closed.OpenContainer(nullptr, container, 0));
+  EXPECT_FALSE(closed.CreateContainer("c", container, 0));
+  EXPECT_TRUE(closed.RemoveContainer("c"));
+  EXPECT_FALSE(closed.CreateUpdateContext(update));
+  EXPECT_FALSE(closed.CreateTransaction(transaction));
+  EXPECT_FALSE(closed.CreateQueryContext(query));
+  EXPECT_FALSE(closed.CreateDocument(document));
+  EXPECT_FALSE(closed.CreateLocalFileInputStream("x", stream));
+  EXPECT_EQ(closed.inner_mnr(), nullptr);
+  EXPECT_FALSE(closed.Checkpoint());
+  EXPECT_FALSE(closed.GetContainerNames(texts));
+  EXPECT_FALSE(closed.GetUnneededLogFiles(texts));
+  EXPECT_FALSE(closed.GetStatistics(state));
+  EXPECT_FALSE(closed.Salvage("c", nullptr));
+  EXPECT_FALSE(closed.Query("1", results, true));
+  EXPECT_EQ(LogText(), "");
+  EXPECT_FALSE(closed.RenameContainer("a", "b"));
+  EXPECT_EQ(closed.Prepare("1", query, true), nullptr);
+  EXPECT_FALSE(closed.Prepare("1", query, expression, true));
+  EXPECT_TRUE(Logged("XDbManager::Prepare exception: the manager is closed"));
+  closed.Close();
+}
+
+}  // namespace
+}  // namespace kiv::xdb

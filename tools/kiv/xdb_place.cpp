@@ -1,0 +1,166 @@
+#include "xdb_place.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <iostream>
+#include <string_view>
+
+#include "kiv/strings.h"
+#include "password.h"
+#include "queue_text.h"
+#include "terminal.h"
+
+namespace kiv_tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr long kEnvironmentFlags =
+    kiv::XDbManager::THREAD | kiv::XDbManager::TRANSACTION;
+constexpr long kContainerFlags = kiv::XDbManager::ENCRYPT | kEnvironmentFlags;
+
+bool BeginsWith(const std::string& text, std::string_view start) {
+  return text.compare(0, start.size(), start) == 0;
+}
+
+}  // namespace
+
+std::string ShownName(const std::string& local) {
+  std::string name = local;
+  return Utf8(kiv::toGenericPath(name, true));
+}
+
+std::string LibraryReason() {
+  const std::string text = Utf8(kiv::XDbManager::LastError());
+  // In front of it stands the operation, for the log.
+  std::size_t begin = 0;
+  for (const std::string_view mark :
+       {"exception: ", "\xE5\xBC\x82\xE5\xB8\xB8: "}) {
+    const std::size_t found = text.find(mark);
+    if (found != std::string::npos)
+      begin = std::max(begin, found + mark.size());
+  }
+  return Printable(begin < text.size() ? text.substr(begin) : text);
+}
+
+int XdbPlace::Fault(const std::string& text) const {
+  std::cerr << "kiv xdb " << command_ << ": " << Printable(text) << '\n';
+  return 1;
+}
+
+int XdbPlace::LibraryFault(const std::string& what) const {
+  return Fault(what + ": " + LibraryReason());
+}
+
+bool XdbPlace::LocalName(const std::string& name, std::string& local) const {
+  if (ToGb2312(name, local)) return true;
+  Fault("'" + name +
+        "' is no UTF-8 text, or holds a character that GB2312 (code page 936) "
+        "lacks");
+  return false;
+}
+
+int XdbPlace::Confirm(const std::string& question, bool is_confirmed) const {
+  if (is_confirmed) return 0;
+  if (isatty(STDIN_FILENO) == 0) {
+    Fault("there is nobody to ask; add --yes");
+    return 2;
+  }
+  std::cout << question << " [y/N] " << std::flush;
+  std::string answer;
+  std::getline(std::cin, answer);
+  if (answer == "y" || answer == "Y" || answer == "yes") return 0;
+  std::cout << "nothing removed\n";
+  return 1;
+}
+
+bool XdbPlace::HoldsEnvironment() const {
+  std::error_code error;
+  fs::recursive_directory_iterator entry(
+      home, fs::directory_options::skip_permission_denied, error);
+  for (const fs::recursive_directory_iterator end; !error && entry != end;
+       entry.increment(error)) {
+    const std::string name = entry->path().filename().string();
+    if (BeginsWith(name, "__db.") || BeginsWith(name, "log.0") ||
+        entry->path().extension() == ".xdb")
+      return true;
+  }
+  return false;
+}
+
+bool XdbPlace::Password(std::string& password, bool is_new) {
+  std::string reason;
+  bool is_known = true;
+  if (!has_password_ && !password_file.empty()) {
+    is_known = ReadPasswordFile(password_file, password_, reason);
+  } else if (!has_password_ && asks_password) {
+    is_known = AskPassword("Password: ", password_, reason);
+    std::string again;
+    if (is_known && is_new) {
+      is_known = AskPassword("Again: ", again, reason);
+      if (is_known && again != password_) {
+        is_known = false;
+        reason = "the two passwords differ";
+      }
+    }
+  }
+  if (!is_known) {
+    Fault(reason);
+    return false;
+  }
+  has_password_ = true;
+  password = password_;
+  return true;
+}
+
+kiv::XDbManager* XdbPlace::Open(bool may_create) {
+  if (is_open_) return &manager_;
+  const bool is_new = !HoldsEnvironment();
+  if (is_new && !may_create) {
+    Fault("'" + home + "' holds no XML database; kiv xdb create makes one");
+    return nullptr;
+  }
+  std::string local_home;
+  std::string password;
+  if (!LocalName(home, local_home) || !Password(password, is_new))
+    return nullptr;
+  is_open_ = manager_.Open(local_home.c_str(), kEnvironmentFlags,
+                           password.c_str(), nullptr);
+  if (!is_open_) {
+    LibraryFault("'" + home + "' cannot be opened");
+    return nullptr;
+  }
+  return &manager_;
+}
+
+void XdbPlace::Close() {
+  manager_.Close();
+  is_open_ = false;
+}
+
+bool XdbPlace::OpenContainer(const std::string& name, kiv::XDbContainer& out,
+                             bool may_create) {
+  kiv::XDbManager* const manager = Open(may_create);
+  std::string local;
+  if (manager == nullptr || !LocalName(name, local)) return false;
+  std::string file;
+  if (!kiv::XDbManager::CheckDbName(local.c_str(), file)) {
+    Fault("'" + name +
+          "' cannot name a container: it is empty, or begins "
+          "with 0x");
+    return false;
+  }
+  if (!may_create && !manager->IsExistContainer(local.c_str())) {
+    Fault("there is no container '" + name + "' in '" + home + "'");
+    return false;
+  }
+  const long flags =
+      kContainerFlags | (may_create ? kiv::XDbManager::CREATE : 0);
+  if (manager->OpenContainer(local.c_str(), out, flags)) return true;
+  LibraryFault("container '" + name + "' cannot be opened");
+  return false;
+}
+
+}  // namespace kiv_tool
