@@ -182,7 +182,7 @@ void RawLoop(benchmark::State& state) {
 }
 
 // At 500 files a second: milliseconds that 99 of 100 files stay below, from the
-// writer's close to the processor.
+// writer's close to the processor, which does no more than note the time.
 double LatencyAtASteadyRate() {
   constexpr int kSteadyFiles = 2'500;
   constexpr auto kInterval = std::chrono::milliseconds(2);
@@ -238,6 +238,6 @@ const bool throughput = bench::Compare(
 const bool latency = bench::StayBelow("mq/file_queue_p99", "ms at 500/s", 5,
                                       LatencyAtASteadyRate);
 const bool idle =
-    bench::StayBelow("mq/file_queue_idle", "wakes in 3 s", 3, WakesWhileIdle);
+    bench::StayBelow("mq/file_queue_idle", "wakes in 3 s", 1, WakesWhileIdle);
 
 }  // namespace

@@ -59,28 +59,24 @@ bool Fill(dm::Object weighing) {
          dm_o_string_assign(Field(vehicle, "plate").get(), "A-12345");
 }
 
+template <typename Number>
+std::string NumberText(dm::Object value) {
+  Number number;
+  return value.Read(number) ? std::to_string(number) : "";
+}
+
 std::string Text(dm::Object value) {
   switch (value.GetTypeId()) {
-    case DM_INT32: {
-      std::int32_t number = 0;
-      value.Read(number);
-      return std::to_string(number);
-    }
-    case DM_BYTE: {
-      std::uint8_t number = 0;
-      value.Read(number);
-      return std::to_string(number);
-    }
-    case DM_DOUBLE: {
-      double number = 0;
-      value.Read(number);
-      return std::to_string(number);
-    }
+    case DM_INT32:
+      return NumberText<std::int32_t>(value);
+    case DM_BYTE:
+      return NumberText<std::uint8_t>(value);
+    case DM_DOUBLE:
+      return NumberText<double>(value);
     case DM_DATE_TIME: {
       kiv::DateTime time;
-      value.Read(time);
       std::string text;
-      kiv::parser::Parser::DateTimeToRFC867(time, text);
+      if (value.Read(time)) kiv::parser::Parser::DateTimeToRFC867(time, text);
       return text;
     }
     default:

@@ -98,6 +98,8 @@ TEST_F(KivSchema, ListsTheLayoutOfRecords) {
   EXPECT_NE(all.output.find("dateTime"), std::string::npos);
   // Once, though the record has two names.
   EXPECT_EQ(all.output.find("ticket"), all.output.rfind("ticket"));
+  EXPECT_NE(Run({"list", "--help"}).output.find("inner record"),
+            std::string::npos);
   EXPECT_EQ(Run({"list"}).code, 0);
   EXPECT_EQ(Run({"list", "types.xsd", "--type", "x"}).code, 1);
   EXPECT_EQ(Run({"list", "faulty.xsd"}).code, 1);

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -75,6 +76,16 @@ TEST(ProgramOfATest, EndsWithATestThatIsKilled) {
   }));
 }
 
+// Whose surroundings name the folder.
+int ProgramsWithFolder(const std::filesystem::path& folder) {
+  int count = 0;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+    const std::string surroundings = ReadTestFile(entry.path() / "environ");
+    count += surroundings.find(folder.string()) != std::string::npos ? 1 : 0;
+  }
+  return count;
+}
+
 TEST(BrokerOfATest, EndsWithATestThatIsKilled) {
   if (!Broker::IsInstalled()) GTEST_SKIP() << Broker::kWhyNot;
   const TestFolder folder;
@@ -86,8 +97,11 @@ TEST(BrokerOfATest, EndsWithATestThatIsKilled) {
     return broker;
   });
   ASSERT_TRUE(Broker::IsAt(other.Number()));
+  ASSERT_GE(ProgramsWithFolder(folder.path()), 2);
   other.Kill();
-  EXPECT_TRUE(Eventually([&] { return !Broker::IsAt(other.Number()); }));
+  EXPECT_TRUE(
+      Eventually([&] { return ProgramsWithFolder(folder.path()) == 0; }));
+  EXPECT_FALSE(Broker::IsAt(other.Number()));
 }
 
 }  // namespace

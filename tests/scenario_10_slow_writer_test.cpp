@@ -60,6 +60,46 @@ TEST_F(Scenario10SlowWriter, HandsOverTheWholeFile) {
             (Names{"early begins, ends", "late begins, ends"}));
 }
 
+// The file is closed by another, which says nothing of its writer.
+TEST_F(Scenario10SlowWriter, BesideAnotherIsWaitedFor) {
+  Start();
+  std::ofstream first(folder_.in() / "list");
+  first << "begins, " << std::flush;
+  std::ofstream(folder_.in() / "list", std::ios::app) << "goes on, ";
+  first.seekp(0, std::ios::end);
+  folder_.Put("other", "other");
+  ASSERT_TRUE(folder_.processor.WaitForMessages(1));
+  first << "ends" << std::flush;
+  first.close();
+  ASSERT_TRUE(folder_.processor.WaitForMessages(2));
+  EXPECT_EQ(folder_.processor.Messages(),
+            (Names{"other", "begins, goes on, ends"}));
+}
+
+// By the time that the closed file's turn comes it is open again.
+TEST_F(Scenario10SlowWriter, WhoIsBackBeforeItsTurnIsWaitedFor) {
+  std::atomic<bool> holds{true};
+  folder_.processor.answer = [&](std::string_view, void*) {
+    holds.wait(true);
+    return true;
+  };
+  Start();
+  folder_.Put("held", "held");
+  ASSERT_TRUE(folder_.processor.WaitForMessages(1));
+  folder_.Put("list", "begins, ");
+  std::ofstream again(folder_.in() / "list", std::ios::app);
+  again << "goes on, " << std::flush;
+  folder_.Put("other", "other");
+  holds = false;
+  holds.notify_all();
+  ASSERT_TRUE(folder_.processor.WaitForMessages(2));
+  again << "ends";
+  again.close();
+  ASSERT_TRUE(folder_.processor.WaitForMessages(3));
+  EXPECT_EQ(folder_.processor.Messages(),
+            (Names{"held", "other", "begins, goes on, ends"}));
+}
+
 TEST_F(Scenario10SlowWriter, ThatClosesAndOpensAgainIsWaitedForWhenToldTo) {
   Start("process='true' settle='500'");
   for (const char* part : {"scanned, ", "turned, ", "filed"}) {

@@ -52,6 +52,20 @@ class Scenario11FailingProcessor : public ::testing::Test {
   msgq::FileQueue queue_;
 };
 
+// Whoever may write into the watched folder may write there, too.
+TEST_F(Scenario11FailingProcessor, IsGivenWhatLiesUnderAnyNumber) {
+  folder_.Write();
+  const std::string odd = ".processing/run-odd/2147483647";
+  fs::create_directories(folder_.in() / odd);
+  folder_.Put(odd + "/order", "1");
+  ASSERT_TRUE(queue_.Start());
+  EXPECT_TRUE(HasReason("order",
+                        "its processing was begun 1000 times, and each "
+                        "time the host ended over it"));
+  folder_.Put("next", "2");
+  EXPECT_TRUE(folder_.processor.WaitForMessages(1));
+}
+
 TEST_F(Scenario11FailingProcessor, ThatAnswersFalseFindsTheFileInFailed) {
   folder_.processor.answer = [](std::string_view, void*) { return false; };
   folder_.Write();

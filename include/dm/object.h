@@ -11,6 +11,10 @@
 #include "kiv/com.h"
 #include "kiv/export.h"
 
+namespace kiv {
+class DateTime;
+}
+
 // The data model's handles for C++. What they hold is made, counted and copied
 // by the functions of dm/life.h; a handle itself is for one thread at a time.
 namespace dm {
@@ -29,6 +33,34 @@ struct StructType;
 
 template <typename T>
 class ObjectPtr;
+
+namespace internal {
+// Whose objects have a T as their plain value. Signs do not count, and an
+// enumeration is its number.
+template <typename T>
+constexpr dm_type_id_e TypeOfValue() {
+  if constexpr (std::is_enum_v<T>) {
+    return TypeOfValue<std::underlying_type_t<T>>();
+  } else if constexpr (std::is_same_v<T, bool>) {
+    return DM_BOOLEAN;
+  } else if constexpr (std::is_same_v<T, float>) {
+    return DM_FLOAT;
+  } else if constexpr (std::is_same_v<T, double>) {
+    return DM_DOUBLE;
+  } else if constexpr (std::is_same_v<T, GUID>) {
+    return DM_GUID;
+  } else if constexpr (std::is_same_v<T, kiv::DateTime>) {
+    return DM_DATE_TIME;
+  } else {
+    static_assert(std::is_integral_v<T> && sizeof(T) <= 8,
+                  "no object has such a plain value");
+    return sizeof(T) == 1   ? DM_BYTE
+           : sizeof(T) == 2 ? DM_INT16
+           : sizeof(T) == 4 ? DM_INT32
+                            : DM_INT64;
+  }
+}
+}  // namespace internal
 
 // Looks at an object without owning it: copies leave the count alone.
 class KIV_API Object {
@@ -54,25 +86,26 @@ class KIV_API Object {
   void* GetType() const;
   bool IsType() const;
 
-  // A plain value, in and out. False unless the object is one of this size;
+  // A plain value, in and out: a number, a bool, a GUID or a kiv::DateTime.
+  // False unless the object is of just this type, an integer of either sign;
   // `value` is then untouched.
   template <typename T>
-  bool Read(T& value) const {
+  [[nodiscard]] bool Read(T& value) const {
     static_assert(std::is_trivially_copyable_v<T>);
     if constexpr (std::is_same_v<T, bool>) {
-      // A bool holds 0 or 1 alone; a Byte and memory from elsewhere, anything.
+      // A bool holds 0 or 1 alone; memory from elsewhere, anything.
       std::uint8_t byte;
-      if (!dm_o_read_value(object_, &byte, sizeof byte)) return false;
+      if (!ReadValue(DM_BOOLEAN, &byte)) return false;
       value = byte != 0;
       return true;
     } else {
-      return dm_o_read_value(object_, &value, sizeof value);
+      return ReadValue(internal::TypeOfValue<T>(), &value);
     }
   }
   template <typename T>
-  bool Write(const T& value) const {
+  [[nodiscard]] bool Write(const T& value) const {
     static_assert(std::is_trivially_copyable_v<T>);
-    return WriteValue(&value, sizeof value);
+    return WriteValue(internal::TypeOfValue<T>(), &value);
   }
 
   static const dm_deletor_info_t* DeletorInfoFromId(dm_deletor_id_e id);
@@ -89,7 +122,8 @@ class KIV_API Object {
   static ObjectPtr<int*> FromAdoDb(const VARIANT& variant, int adoType);
 
  private:
-  bool WriteValue(const void* value, std::size_t size) const;
+  bool ReadValue(dm_type_id_e type, void* value) const;
+  bool WriteValue(dm_type_id_e type, const void* value) const;
 
   void* object_ = nullptr;
 };
@@ -135,7 +169,8 @@ class ObjectPtr {
   ~ObjectPtr() { dm_o_inner_release(object_); }
 
   ObjectPtr& operator=(const ObjectPtr& other) {
-    return this == &other ? *this : *this = other.object_;
+    if (this != &other) Share(other.object_);
+    return *this;
   }
   ObjectPtr& operator=(ObjectPtr&& other) noexcept {
     // Emptied and stored before the old one dies; moving to itself changes
@@ -144,18 +179,18 @@ class ObjectPtr {
     dm_o_inner_release(std::exchange(object_, moved));
     return *this;
   }
-  // Borrowed.
-  ObjectPtr& operator=(void* object) {
-    // The new one is stored before the old one dies: what dies may be what
-    // leads to this pointer.
-    if (object != object_) {
-      void* const old = std::exchange(object_, dm_o_add_ref(object));
-      dm_o_assign(old, nullptr);
-    }
+  ObjectPtr& operator=(std::nullptr_t) {
+    Share(nullptr);
     return *this;
   }
-  ObjectPtr& operator=(std::nullptr_t) {
-    return *this = static_cast<void*>(nullptr);
+  // Borrowed: adds a reference. There is no assignment from a bare pointer,
+  // which does not say whether it is new.
+  void Share(void* object) {
+    // The new one is stored before the old one dies: what dies may be what
+    // leads to this pointer.
+    if (object == object_) return;
+    void* const old = std::exchange(object_, dm_o_add_ref(object));
+    dm_o_assign(old, nullptr);
   }
 
   // Consumed.
@@ -172,7 +207,9 @@ class ObjectPtr {
   explicit operator bool() const { return object_ != nullptr; }
   Object object() const { return Object(object_); }
 
-  // Throws ObjectException when empty.
+  // Throws ObjectException when empty. Of an object that lies by itself, as
+  // dm_o_new makes it: a field may lie at an address where no int can, and
+  // Object::GetTypeId reads its type word anywhere.
   element_type& operator*() const {
     return ReferenceFrom(static_cast<element_type*>(object_));
   }

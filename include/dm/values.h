@@ -91,10 +91,10 @@ KIV_API void* dm_o_struct_field_at(const void* object, size_t index);
 KIV_API void* dm_o_struct_metadata_new(void);
 /* field_metadata is borrowed: the struct type adds its own reference. False,
  * with the struct type as it was, for an empty name, for what is no metadata,
- * for the metadata of StdMetadata (a field is made without being told what it
- * is to describe), for the struct type itself, beyond 1000 levels of structs in
- * structs, when instances would exceed 4 GiB, and when the struct type is in
- * use. */
+ * for the metadata of StdMetadata and of StructMetadata (instances hold counted
+ * references to their type, which no field can give), for the struct type
+ * itself, beyond 1000 levels of structs in structs, when instances would exceed
+ * 4 GiB, and when the struct type is in use. */
 KIV_API bool dm_o_struct_metadata_append(void* metadata, const char* name,
                                          void* field_metadata);
 

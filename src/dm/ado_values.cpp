@@ -176,7 +176,9 @@ std::optional<kiv::DateTime> DateInText(std::string_view text) {
 
 // May throw std::out_of_range.
 std::optional<kiv::DateTime> Date(const VARIANT& variant) {
-  if (variant.vt == VT_BSTR) return DateInText(TextOfBstr(variant.bstrVal));
+  if (variant.vt == VT_BSTR) {
+    return DateInText(WithoutBlanks(TextOfBstr(variant.bstrVal)));
+  }
   const auto days = VariantToReal(variant);
   if (!days || std::isnan(*days)) return std::nullopt;
   return kiv::DateTime::FromOADate(*days);
@@ -190,10 +192,29 @@ std::string DateText(const kiv::DateTime& date) {
   return text;
 }
 
-template <typename T>
-std::string NumberText(T number) {
+template <typename T, typename... Format>
+std::string NumberText(T number, Format... format) {
   char text[64];
-  return {text, std::to_chars(text, text + sizeof text, number).ptr};
+  return {text, std::to_chars(text, text + sizeof text, number, format...).ptr};
+}
+
+// Of all digits that read back as the number, the fewest; with an exponent only
+// where they would drown in zeros.
+std::string RealText(double real) {
+  const double magnitude = std::fabs(real);
+  const bool is_plain =
+      magnitude == 0 || (magnitude >= 1e-4 && magnitude < 1e15);
+  return NumberText(real, is_plain ? std::chars_format::fixed
+                                   : std::chars_format::scientific);
+}
+
+// By the digits of the single, which are fewer than those of the double with
+// its value.
+std::string RealText(float real) {
+  const std::string digits = NumberText(real);
+  double same_digits = real;
+  std::from_chars(digits.data(), digits.data() + digits.size(), same_digits);
+  return RealText(same_digits);
 }
 
 std::optional<std::string> Text(const VARIANT& variant) {
@@ -201,9 +222,9 @@ std::optional<std::string> Text(const VARIANT& variant) {
     case VT_BSTR:
       return TextOfBstr(variant.bstrVal);
     case VT_R4:
-      return NumberText(variant.fltVal);
+      return RealText(variant.fltVal);
     case VT_R8:
-      return NumberText(variant.dblVal);
+      return RealText(variant.dblVal);
     case VT_UI8:
       return NumberText(variant.ullVal);
     case VT_CY:
@@ -244,7 +265,7 @@ std::optional<GUID> Guid(const VARIANT& variant) {
     return Load<GUID>(bytes->first);
   }
   if (variant.vt != VT_BSTR) return std::nullopt;
-  std::string text = TextOfBstr(variant.bstrVal);
+  std::string text(WithoutBlanks(TextOfBstr(variant.bstrVal)));
   if (text.size() > 2 && text.front() == '{' && text.back() == '}') {
     text = text.substr(1, text.size() - 2);
   }

@@ -35,6 +35,7 @@ Variant Text(const char16_t* text) {
 }
 Variant Int(std::int32_t value) { return Of(VT_I4, &VARIANT::lVal, value); }
 Variant Real(double value) { return Of(VT_R8, &VARIANT::dblVal, value); }
+Variant Single(float value) { return Of(VT_R4, &VARIANT::fltVal, value); }
 Variant Long(std::int64_t value) { return Of(VT_I8, &VARIANT::llVal, value); }
 Variant Day(double value) { return Of(VT_DATE, &VARIANT::date, value); }
 Variant Money(std::int64_t value) {
@@ -196,6 +197,12 @@ std::vector<AdoCase> AdoCases() {
        {133},
        Text(u"2004-02-29"),
        TicksOf({2004, 2, 29, 0, 0, 0, 0})},
+      {"DateTextBlanks", {135}, Text(u" 2004-01-31 12:00:00\t"), noon},
+      {"DateTextDayBlanks",
+       {133},
+       Text(u"2004-02-29 "),
+       TicksOf({2004, 2, 29, 0, 0, 0, 0})},
+      {"DateTextPlus", {133}, Text(u"+2004-02-29"), "nothing"},
       {"DateTextFraction",
        {135},
        Text(u"2004-01-31 12:00:00.25"),
@@ -222,6 +229,20 @@ std::vector<AdoCase> AdoCases() {
        "'\xB4\xED\xCE\xF3'"},  // 错误
       {"NumberText", {202}, Long(-7), "'-7'"},
       {"RealText", {202}, Real(0.1), "'0.1'"},
+      {"RealTextZero", {202}, Real(0), "'0'"},
+      {"RealTextRound", {202}, Real(100000), "'100000'"},
+      {"RealTextNegative", {202}, Real(-300000), "'-300000'"},
+      {"RealTextSmall", {202}, Real(0.0001), "'0.0001'"},
+      {"RealTextSmaller", {202}, Real(0.00001), "'1e-05'"},
+      {"RealTextLong", {202}, Real(999999999999999.9), "'999999999999999.9'"},
+      {"RealTextBeyond", {202}, Real(1e15), "'1e+15'"},
+      {"RealTextLarge", {202}, Real(1e22), "'1e+22'"},
+      {"SingleText", {202}, Single(0.1f), "'0.1'"},
+      {"SingleTextRound", {202}, Single(300000), "'300000'"},
+      {"SingleTextSmall", {202}, Single(0.0001f), "'0.0001'"},
+      // A single of that size holds 100000000376832.
+      {"SingleTextLong", {202}, Single(1e14f), "'100000000000000'"},
+      {"SingleTextLarge", {202}, Single(1e22f), "'1e+22'"},
       {"DateAsText", {202}, Day(38017.5), "'2004-01-31 12:00:00'"},
       {"UnsignedText",
        {202},
@@ -232,6 +253,14 @@ std::vector<AdoCase> AdoCases() {
       {"TrueText", {11}, Text(u" TRUE"), "true"},
       {"FalseText", {11}, Text(u"false"), "false"},
       {"Guid", {72}, Text(u"{01234567-89AB-CDEF-1032-547698BADCFE}"), kGuid},
+      {"GuidBlanks",
+       {72},
+       Text(u" {01234567-89ab-cdef-1032-547698badcfe}\r\n"),
+       kGuid},
+      {"GuidBlanksInBraces",
+       {72},
+       Text(u"{ 01234567-89ab-cdef-1032-547698badcfe}"),
+       "nothing"},
       {"GuidHalfBraced",
        {72},
        Text(u"{01234567-89ab-cdef-1032-547698badcfe"),

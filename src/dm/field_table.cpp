@@ -96,9 +96,12 @@ bool FieldTable::LayOutLast() {
   field.sign = DM_SIGN_PLACED;
   if (!describing->instance_sign(metadata, &field.sign)) return false;
   field.info = InfoFromId(TypeIdOf(field.sign));
-  // Made without being told of what, it could not be constructed, nor could any
-  // instance of this type.
-  if (field.info->type_id == DM_STD_METADATA) return false;
+  // A metadata is kept by counting it, which keeps no field; and a StdMetadata
+  // that is not told of what it is one cannot even be constructed.
+  if (field.info->type_id == DM_STD_METADATA ||
+      field.info->type_id == DM_STRUCT_METADATA) {
+    return false;
+  }
   field.header_info = describing->instance_header_info(metadata);
   const std::uint64_t size =
       kHeaderOffset + std::uint64_t{dm_o_instance_header_size(metadata)} +

@@ -23,7 +23,6 @@ bool IsInert(unsigned type_id) {
 bool LeadsToObjects(const Field& field) {
   const unsigned id = TypeIdOf(field.sign);
   return id == DM_OBJECT_POINTER || id == DM_OBJECT_VECTOR ||
-         id == DM_STRUCT_METADATA ||
          (IsA(field.metadata(), DM_STRUCT_METADATA) &&
           TableOf(field.metadata()).plan().owns_references());
 }

@@ -154,19 +154,47 @@ TEST_F(Life, StringCopiesFromAStringOfEitherKind) {
   EXPECT_EQ(TextOf(text.get()), "");
 }
 
-TEST_F(Life, ReadsAndWritesOnlyTheRightSize) {
+TEST_F(Life, ReadsOnlyTheRightSize) {
   const Any number = NewValue<std::int32_t>(DM_INT32, 5);
   std::int64_t wide = 9;
-  EXPECT_FALSE(number.object().Read(wide));
-  EXPECT_FALSE(number.object().Write(wide));
+  EXPECT_FALSE(dm_o_read_value(number.get(), &wide, sizeof wide));
   EXPECT_EQ(wide, 9);
-  EXPECT_EQ(ValueOf<std::int32_t>(number.get()), 5);
-  struct Words {
-    void* words[4];
-  } bytes{};
   // Binary owns its bytes: no look inside.
-  EXPECT_FALSE(NewObject(DM_BINARY).object().Read(bytes));
-  EXPECT_FALSE(NewObject(DM_BINARY).object().Write(bytes));
+  void* words[4];
+  EXPECT_FALSE(
+      dm_o_read_value(NewObject(DM_BINARY).get(), &words, sizeof words));
+}
+
+// A T goes into the objects of one type alone, and comes out of them.
+template <typename T>
+void ExpectValueOf(unsigned type_id, const T& value, const T& other) {
+  for (unsigned id = 0; id <= DM_BINARY; ++id) {
+    SCOPED_TRACE(id);
+    const Any object = NewObject(id);
+    if (!object) continue;
+    T read = value;
+    EXPECT_EQ(object.object().Write(other), id == type_id);
+    EXPECT_EQ(object.object().Read(read), id == type_id);
+    EXPECT_EQ(std::memcmp(&read, id == type_id ? &other : &value, sizeof read),
+              0);
+  }
+}
+
+TEST_F(Life, ReadsAndWritesOnlyTheRightType) {
+  enum class Colour : std::uint16_t { Red, Blue };
+  ExpectValueOf<bool>(DM_BOOLEAN, false, true);
+  ExpectValueOf<std::uint8_t>(DM_BYTE, 1, 2);
+  ExpectValueOf<std::int16_t>(DM_INT16, 1, 2);
+  ExpectValueOf<Colour>(DM_INT16, Colour::Red, Colour::Blue);
+  ExpectValueOf<std::int32_t>(DM_INT32, 1, 2);
+  ExpectValueOf<std::uint32_t>(DM_INT32, 1, 2);
+  ExpectValueOf<long>(DM_INT64, 1, 2);
+  ExpectValueOf<long long>(DM_INT64, 1, 2);
+  ExpectValueOf<float>(DM_FLOAT, 1, 2);
+  ExpectValueOf<double>(DM_DOUBLE, 1, 2);
+  ExpectValueOf<GUID>(DM_GUID, GUID{1, 2, 3, {}}, GUID{4, 5, 6, {}});
+  ExpectValueOf<kiv::DateTime>(DM_DATE_TIME, {2004, 1, 31, 0, 0, 0, 0},
+                               {2004, 2, 1, 0, 0, 0, 0});
 }
 
 TEST_F(Life, MetadataIsItsOwnMetadata) {
@@ -181,15 +209,15 @@ TEST_F(Life, MetadataIsItsOwnMetadata) {
   EXPECT_EQ(Load<dm_sign>(metadata), 0x120Du);
 }
 
-TEST_F(Life, ReadsAnyByteAsABool) {
-  const Any byte = NewObject(DM_BYTE);
-  ASSERT_TRUE(byte.object().Write(std::uint8_t{2}));
+TEST_F(Life, ReadsAnyByteOfABooleanAsABool) {
+  const Any byte = NewObject(DM_BOOLEAN);
+  ASSERT_TRUE(dm_o_copy_from(byte.get(), "\2"));
   bool value = false;
   EXPECT_TRUE(byte.object().Read(value));
   unsigned char held;
   std::memcpy(&held, &value, sizeof held);
   EXPECT_EQ(held, 1);
-  ASSERT_TRUE(byte.object().Write(std::uint8_t{0}));
+  ASSERT_TRUE(byte.object().Write(false));
   EXPECT_TRUE(byte.object().Read(value));
   EXPECT_FALSE(value);
   value = true;

@@ -39,9 +39,16 @@ void* Object::GetType() const { return dm_o_metadata(object_); }
 
 bool Object::IsType() const { return dm_o_is_metadata(object_); }
 
-bool Object::WriteValue(const void* value, std::size_t size) const {
-  return object_ != nullptr && PlainSize(TypeIdOfObject(object_)) == size &&
-         dm_o_copy_from(object_, value);
+bool Object::ReadValue(dm_type_id_e type, void* value) const {
+  if (!IsA(object_, type)) return false;
+  CopyPlain(value, At(object_, kHeaderOffset), PlainSize(type));
+  return true;
+}
+
+bool Object::WriteValue(dm_type_id_e type, const void* value) const {
+  if (!IsA(object_, type)) return false;
+  CopyPlain(At(object_, kHeaderOffset), value, PlainSize(type));
+  return true;
 }
 
 const dm_deletor_info_t* Object::DeletorInfoFromId(dm_deletor_id_e id) {

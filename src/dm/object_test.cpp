@@ -1,6 +1,7 @@
 #include "dm/object.h"
 
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -51,7 +52,7 @@ TEST_F(Handle, PointerHoldsExactlyOneReference) {
   {
     Any b = a;
     EXPECT_EQ(dm_o_get_ref(first), 2);
-    b = b.get();
+    b.Share(b.get());
     EXPECT_EQ(dm_o_get_ref(first), 2);
     const Any c = std::move(b);
     EXPECT_FALSE(b);  // NOLINT(bugprone-use-after-move)
@@ -74,12 +75,17 @@ TEST_F(Handle, PointerHoldsExactlyOneReference) {
   EXPECT_EQ(dm_o_get_ref(type.get()), 2);
 }
 
+// It would not say whether the reference is new, and a new one would leak.
+static_assert(!std::is_assignable_v<Any&, void*>);
+static_assert(!std::is_assignable_v<StructPtr&, void*>);
+static_assert(std::is_assignable_v<Any&, std::nullptr_t>);
+
 // A list is cut at its second link, which only the first one holds.
 TEST_F(Handle, AssignsFromWhatItsOwnObjectHolds) {
   const Any last = NewText("last");
   Any head = NewObject(DM_OBJECT_POINTER);
   ASSERT_TRUE(dm_o_object_pointer_set(head.get(), last.get()));
-  head = dm_o_object_pointer_get(head.get());
+  head.Share(dm_o_object_pointer_get(head.get()));
   EXPECT_EQ(head, last);
   EXPECT_EQ(dm_o_get_ref(last.get()), 2);
 }

@@ -67,7 +67,7 @@ TEST_F(ReferenceCount, NeighboursDoNotDisturbEachOther) {
     void* const field = dm_o_struct_field_at(object.get(), next++);
     for (unsigned char i = 0; i < 200; ++i) {
       const Any counted(field);
-      Object(field).Write(i);
+      EXPECT_TRUE(Object(field).Write(i));
     }
   });
   for (std::size_t i = 0; i < kThreads; ++i) {

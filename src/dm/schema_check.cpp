@@ -1,15 +1,14 @@
 #include "dm/schema_check.h"
 
-#include <exception>
 #include <set>
+#include <string_view>
 
 #include "dm/layout.h"
 #include "dm/life.h"
 #include "dm/registry.h"
 #include "dm/schema_reader.h"
 #include "dm/values.h"
-#include "kiv/parser/parser.h"
-#include "kiv/strings.h"
+#include "kiv/dom.h"
 #include "xml/element_lines.h"
 
 namespace dm {
@@ -38,14 +37,6 @@ unsigned CountElements(const DomElement& top) {
     }
     node = next;
   }
-}
-
-// The native text of a path as DomParser takes it.
-std::string NativePath(const char* path) {
-  std::string native = path;
-  kiv::toFullPath(native);
-  kiv::toOsPath(native, true);
-  return native;
 }
 
 // Where the declarations stand in the file, and what names they give.
@@ -152,13 +143,17 @@ std::vector<SchemaFinding> CheckSchema(const char* path) {
     const kiv::ParseFault& fault = parser.LastFault();
     return {FaultOf(fault.line, fault.reason)};
   }
-  const SchemaPlan plan(schema, kiv::ReadElementLines(NativePath(path)));
+  const SchemaPlan plan(schema, kiv::ReadElementLines(path));
   SchemaReader reader(*registry);
   reader.DeclareSchema(
       schema, [&](unsigned number, const char* construct,
                   const DomElement& element, SchemaReader::Outcome outcome) {
         std::string name;
-        if (!element.Attribute("name", name)) schema.Attribute("name", name);
+        // As a type without one takes it over.
+        if (!element.Attribute("name", name) &&
+            construct != std::string_view("element")) {
+          schema.Attribute("name", name);
+        }
         findings.push_back({Published(outcome), plan.LineOf(number), construct,
                             name, TextOf(outcome, reader, plan, name)});
       });

@@ -119,20 +119,26 @@ TEST_F(SchemaCheck, FindsTheLineBehindDeepAndMixedContent) {
 }
 
 TEST_F(SchemaCheck, TellsOfATypeThatNoFieldCanHave) {
-  ASSERT_TRUE(dm_o_add_std_metadata(DM_STD_METADATA, "m", false));
-  EXPECT_EQ(Check("<s><complexType name='c'><sequence><element name='a' "
-                  "type='m'/></sequence></complexType></s>"),
-            (Lines{"1 -complexType c: field \"a\": no field can be a "
-                   "System.StdMetadata"}));
+  for (const dm_type_id_e id : {DM_STD_METADATA, DM_STRUCT_METADATA}) {
+    ASSERT_TRUE(dm_o_add_std_metadata(id, "m", true));
+    EXPECT_EQ(Check("<s><complexType name='c'><sequence><element name='a' "
+                    "type='m'/></sequence></complexType></s>"),
+              (Lines{std::string("1 -complexType c: field \"a\": no field can "
+                                 "be a ") +
+                     dm_o_type_info_from_id(id)->type_name}));
+  }
 }
 
-// Names of their own inside an element, and of the schema for what has none.
+// Names of their own inside an element, and of the schema for a type that has
+// none; an element must have its own.
 TEST_F(SchemaCheck, NamesWhatWasDeclared) {
   EXPECT_EQ(Check("<s name='t'><element name='e'><simpleType name='own'>"
                   "<restriction base='int'/></simpleType></element>"
                   "<simpleType><restriction base='int'/></simpleType></s>"),
             (Lines{"1 +simpleType t: System.Int32, 12 bytes",
                    "1 +element e: under the names inside it"}));
+  EXPECT_EQ(Check("<s name='u'><element type='int'/></s>"),
+            (Lines{"1 -element : it has no name"}));
 }
 
 }  // namespace

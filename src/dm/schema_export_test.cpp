@@ -108,6 +108,27 @@ TEST_F(SchemaExport, WritesAFileWholeOrNotAtAll) {
   }
 }
 
+TEST_F(SchemaExport, RefusesANameThatNoIdCanBe) {
+  const StructPtr type = With("a", dm_o_int32_metadata());
+  EXPECT_EQ(dm_o_metadata_to_xsd_as(type.get(), "a\x01"), nullptr);
+  // "创建 schema 节点的 id 属性 '" and "' 失败。"
+  const std::string log = Logged();
+  EXPECT_TRUE(log.ends_with(Entry(TO_XSD "\xB4\xB4\xBD\xA8 schema "
+                                         "\xBD\xDA\xB5\xE3\xB5\xC4 id "
+                                         "\xCA\xF4\xD0\xD4 'a\\x01' "
+                                         "\xCA\xA7\xB0\xDC\xA1\xA3")))
+      << log;
+}
+
+TEST_F(SchemaExport, RefusesOnceTheLibraryHasEnded) {
+  const StructPtr type = With("a", dm_o_int32_metadata());
+  kiv::StopData();
+  EXPECT_EQ(dm_o_metadata_to_xsd(type.get(), 0), nullptr);
+  // "创建 Dom 文档失败。"
+  EXPECT_EQ(Logged(), Entry(TO_XSD "\xB4\xB4\xBD\xA8 Dom "
+                                   "\xCE\xC4\xB5\xB5\xCA\xA7\xB0\xDC\xA1\xA3"));
+}
+
 TEST_F(SchemaExport, RefusesOptionsWithoutAWord) {
   EXPECT_EQ(dm_o_metadata_to_xsd(NewStructType().get(), 1), nullptr);
   EXPECT_EQ(dm_o_metadata_to_xsd(dm_o_int32_metadata(), 1), nullptr);

@@ -47,11 +47,11 @@ bool HasWholeAttribute(const DomElement& extension) {
 }
 
 // Why a struct did not take a field.
-const char* ReasonOfNoField(const std::string& name, const MetadataPtr& type) {
+std::string ReasonOfNoField(const std::string& name, const MetadataPtr& type) {
   if (name.empty()) return "it must have one";
   const dm_type_info_t* const info = dm_o_type_info_from_metadata(type.get());
-  return info->type_id == DM_STD_METADATA
-             ? "no field can be a System.StdMetadata"
+  return info->type_id == DM_STD_METADATA || info->type_id == DM_STRUCT_METADATA
+             ? std::string("no field can be a ") + info->type_name
              : "structs are nested too deep, or larger than 4 GiB";
 }
 

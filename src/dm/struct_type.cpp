@@ -42,9 +42,6 @@ bool CanCopyField(const void* object, const void* source) {
            (type == nullptr && VectorOf(object).used() == 0) ||
            ElementTypeOf(source) == nullptr;
   }
-  if (info->type_id == DM_STRUCT_METADATA && TableOf(object).is_sealed()) {
-    return &TableOf(object) == &TableOf(source);
-  }
   return info->copy != nullptr || info->header_info == dm_value_header_info;
 }
 

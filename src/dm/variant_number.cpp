@@ -3,7 +3,6 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
-#include <string_view>
 
 #include "kiv/encoding.h"
 #include "util/gb_text.h"
@@ -14,10 +13,7 @@ namespace {
 constexpr int kMaxScale = 28;
 
 std::string_view Trimmed(std::string_view text) {
-  while (!text.empty() && kiv::IsAsciiSpace(text.front())) {
-    text.remove_prefix(1);
-  }
-  while (!text.empty() && kiv::IsAsciiSpace(text.back())) text.remove_suffix(1);
+  text = WithoutBlanks(text);
   // from_chars knows no plus sign.
   if (text.size() > 1 && text[0] == '+' && text[1] != '-') {
     text.remove_prefix(1);
@@ -98,6 +94,14 @@ std::string TextOfBstr(BSTR text) {
   if (length == 0) return {};
   // Up to a NUL inside, where the text of a String would end, too.
   return kiv::wstringToString(text, length).get();
+}
+
+std::string_view WithoutBlanks(std::string_view text) {
+  while (!text.empty() && kiv::IsAsciiSpace(text.front())) {
+    text.remove_prefix(1);
+  }
+  while (!text.empty() && kiv::IsAsciiSpace(text.back())) text.remove_suffix(1);
+  return text;
 }
 
 DECIMAL DecimalFromCurrency(CY currency) {

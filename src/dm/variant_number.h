@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "kiv/com.h"
 
@@ -24,6 +25,8 @@ DECIMAL DecimalFromCurrency(CY currency);
 
 // The narrow text of a VT_BSTR.
 std::string TextOfBstr(BSTR text);
+// A part of the text: without the blanks around it.
+std::string_view WithoutBlanks(std::string_view text);
 
 }  // namespace dm
 

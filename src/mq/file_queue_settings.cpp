@@ -93,8 +93,8 @@ bool DirectoryTable::LoadDirectory(const DomElement& directory) {
   settings.process =
       directory.AttributeBool(DirectorySettings::kProcess, false);
   settings.settle_ms = directory.AttributeInt(DirectorySettings::kSettle, 0);
-  settings.poll_seconds = std::clamp(
-      directory.AttributeInt(DirectorySettings::kPoll, 0), 0, kMostPollSeconds);
+  settings.poll_seconds = std::min(
+      directory.AttributeInt(DirectorySettings::kPoll, 0), kMostPollSeconds);
   DomElement processor;
   if (!directory.GetFirstChildElement("processor", processor))
     return Fail(message::NoProcessor());

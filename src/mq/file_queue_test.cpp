@@ -292,7 +292,7 @@ TEST_F(FileQueueSettings, KeepAPollWithinADay) {
     return table.Entries().at(0).poll_seconds;
   };
   EXPECT_EQ(poll_seconds("7"), 7);
-  EXPECT_EQ(poll_seconds("-2147484"), 0);  // a product that would be positive
+  EXPECT_EQ(poll_seconds("-2147484"), 0);  // no number: digits alone are
   EXPECT_EQ(poll_seconds("2147483647"), 24 * 60 * 60);
 }
 
@@ -476,7 +476,10 @@ class GreedyWatch final : public port::DirectoryWatch {
   Outcome Wait(int, port::DirectoryChange&) override {
     return Outcome::Stopped;
   }
-  void Stop() override {}
+  // Time for a start that is told too early that all is well.
+  void Stop() override {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
 
  private:
   pthread_attr_t before_{};

@@ -62,7 +62,13 @@ void FileQueueWorker::Run() {
 }
 
 void FileQueueWorker::Open(Directory& directory) {
-  if (directory.taker != nullptr) directory.taker->Open();
+  try {
+    if (directory.taker != nullptr) directory.taker->Open();
+  } catch (const std::exception& fault) {
+    LogError(kSource, "FileQueue Failed: what was left in directory '" +
+                          Shown(directory.settings.name) +
+                          "' was not handled: " + Shown(fault.what()));
+  }
   ShowState(directory);
 }
 

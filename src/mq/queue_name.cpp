@@ -6,6 +6,7 @@
 
 #include "port/native_path.h"
 #include "util/cp936.h"
+#include "util/gb_text.h"
 
 namespace kiv::mq {
 namespace {
@@ -16,14 +17,10 @@ constexpr std::string_view kSuffix = ".queue";
 // Room for what is put behind it, within the 255 bytes of a file name.
 constexpr std::size_t kLongestFileBytes = 240;
 
-char Lower(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
 bool DropPrefix(std::string_view& text, std::string_view prefix) {
   if (text.size() < prefix.size()) return false;
   for (std::size_t i = 0; i < prefix.size(); ++i) {
-    if (Lower(text[i]) != Lower(prefix[i])) return false;
+    if (AsciiToLower(text[i]) != AsciiToLower(prefix[i])) return false;
   }
   text.remove_prefix(prefix.size());
   return true;
@@ -36,8 +33,8 @@ bool IsControl(char c) {
 bool IsLead(char c) { return static_cast<unsigned char>(c) >= 0x80; }
 
 bool StandsForItself(char c) {
-  return (c >= '0' && c <= '9') || (Lower(c) >= 'a' && Lower(c) <= 'z') ||
-         c == '-' || c == '_' || c == '.' || c == '$';
+  return IsAsciiDigit(c) || IsAsciiAlpha(c) || c == '-' || c == '_' ||
+         c == '.' || c == '$';
 }
 
 void AppendEscaped(std::string& out, char c) {
@@ -52,13 +49,6 @@ void AppendEscaped(std::string& out, char c) {
 int Digit(char c) {
   if (c >= '0' && c <= '9') return c - '0';
   return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
-}
-
-// The second byte of a character may look like any ASCII byte from 0x40 on:
-// both go through as one. 0x80 is the euro sign, a character of one byte.
-std::size_t CharacterSize(std::string_view text, std::size_t at) {
-  const auto lead = static_cast<unsigned char>(text[at]);
-  return lead > 0x80 && lead < 0xFF && at + 1 < text.size() ? 2 : 1;
 }
 
 }  // namespace

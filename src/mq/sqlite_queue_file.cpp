@@ -108,10 +108,6 @@ bool IsOfName(SqliteConnection& file, const QueueName& name,
     reason = file.Fault();
     return false;
   }
-  if (IsDeleted(file)) {
-    reason = "the queue is being deleted";
-    return false;
-  }
   // A copy, or a file system that knows no case.
   if (stored != name.Utf8()) {
     reason = "its file is that of the queue '" + Utf8ToCp936(stored) + "'";
@@ -146,10 +142,46 @@ bool UsesLog(SqliteConnection& file, std::string& reason) {
   return false;
 }
 
-bool IsUsable(SqliteConnection& file, const QueueName& name,
-              std::uint64_t size_bytes, std::string& reason) {
-  return IsQueueFile(file, reason) && IsOfName(file, name, reason) &&
-         IsWhole(file, size_bytes, reason) && UsesLog(file, reason);
+// Whatever state it is in.
+std::unique_ptr<SqliteConnection> OpenFileOf(const std::string& path,
+                                             const QueueName& name,
+                                             std::string& reason) {
+  switch (port::GetEntryState(path).kind) {
+    case port::EntryKind::File:
+      break;
+    case port::EntryKind::Missing:
+      reason = "there is no such queue";
+      return nullptr;
+    default:
+      reason = "its file is no regular file";
+      return nullptr;
+  }
+  auto file = SqliteConnection::Open(port::SystemPath(path), reason);
+  if (file == nullptr || !IsQueueFile(*file, reason) ||
+      !IsOfName(*file, name, reason))
+    return nullptr;
+  return file;
+}
+
+bool IsUsable(SqliteConnection& file, const std::string& path,
+              std::string& reason) {
+  port::FileAttributes attributes;
+  port::GetFileAttributesA(path, attributes);
+  return IsWhole(file, attributes.size_bytes, reason) && UsesLog(file, reason);
+}
+
+// While we hold it nobody else deletes the queue, and while we have it open it
+// has a log, so that no new file of the name is made before that is gone, too.
+bool RemoveAlone(SqliteConnection& file, const std::string& path,
+                 std::string& reason) {
+  if (!file.Execute("BEGIN IMMEDIATE")) {
+    reason = file.Fault();
+    return false;
+  }
+  // Else somebody was quicker.
+  if (!file.IsMoved()) RemoveFiles(path);
+  file.Execute("ROLLBACK");
+  return true;
 }
 
 }  // namespace
@@ -198,21 +230,13 @@ bool CreateQueueFile(const std::string& folder, const QueueName& name,
 std::unique_ptr<SqliteConnection> OpenQueueFile(const std::string& path,
                                                 const QueueName& name,
                                                 std::string& reason) {
-  switch (port::GetEntryState(path).kind) {
-    case port::EntryKind::File:
-      break;
-    case port::EntryKind::Missing:
-      reason = "there is no such queue";
-      return nullptr;
-    default:
-      reason = "its file is no regular file";
-      return nullptr;
-  }
-  port::FileAttributes attributes;
-  port::GetFileAttributesA(path, attributes);
-  auto file = SqliteConnection::Open(port::SystemPath(path), reason);
-  if (file == nullptr || !IsUsable(*file, name, attributes.size_bytes, reason))
+  auto file = OpenFileOf(path, name, reason);
+  if (file == nullptr) return nullptr;
+  if (IsDeleted(*file)) {
+    reason = "the queue is being deleted";
     return nullptr;
+  }
+  if (!IsUsable(*file, path, reason)) return nullptr;
   if (!file->Execute(kSettings)) {
     reason = file->Fault();
     return nullptr;
@@ -222,19 +246,25 @@ std::unique_ptr<SqliteConnection> OpenQueueFile(const std::string& path,
 
 bool DeleteQueueFile(const std::string& path, const QueueName& name,
                      std::string& reason) {
-  const auto file = OpenQueueFile(path, name, reason);
+  const auto file = OpenFileOf(path, name, reason);
   if (file == nullptr) return false;
+  // One who was killed in the middle of it may have begun.
+  if (IsDeleted(*file)) return RemoveAlone(*file, path, reason);
+  if (!IsUsable(*file, path, reason)) return false;
   // Who has it open loses the table, so that nobody goes on filling a file
   // that has no name any more.
-  if (!file->Execute("DROP TABLE message")) {
+  if (!file->Execute(kSettings) || !file->Execute("DROP TABLE message")) {
     reason = file->Fault();
     return false;
   }
-  file->Execute("PRAGMA wal_checkpoint(TRUNCATE)");
-  // While we have it open it has a log, and no new file of the name is made
-  // until that is gone, too.
-  RemoveFiles(path);
-  return true;
+  return RemoveAlone(*file, path, reason);
+}
+
+bool RemoveHalfDeleted(const std::string& path, const QueueName& name) {
+  std::string reason;
+  const auto file = OpenFileOf(path, name, reason);
+  return file != nullptr && IsDeleted(*file) &&
+         RemoveAlone(*file, path, reason);
 }
 
 }  // namespace kiv::mq

@@ -28,6 +28,9 @@ bool IsDeleted(SqliteConnection& file);
 // For everybody who has it open, too.
 bool DeleteQueueFile(const std::string& path, const QueueName& name,
                      std::string& reason);
+// Ends what a program that was killed in the middle of DeleteQueueFile began;
+// true when there was such a file.
+bool RemoveHalfDeleted(const std::string& path, const QueueName& name);
 
 }  // namespace kiv::mq
 

@@ -200,8 +200,11 @@ bool SqliteStores::Create(const QueueName& name, const std::string& label,
       return false;
     }
   }
-  return port::GetEntryState(FileOf(name)).kind != port::EntryKind::Missing ||
-         CreateQueueFile(folder_, name, label, reason);
+  const std::string path = FileOf(name);
+  if (port::GetEntryState(path).kind != port::EntryKind::Missing &&
+      !RemoveHalfDeleted(path, name))
+    return true;
+  return CreateQueueFile(folder_, name, label, reason);
 }
 
 bool SqliteStores::Delete(const QueueName& name, std::string& reason) {

@@ -81,7 +81,7 @@ class FileClaims {
     std::string reason;  // local encoding
   };
   // Takes the file and reads it into `bytes`, unless it has more than
-  // `most_bytes`. Asks who has it open for writing unless it was seen Closed.
+  // `most_bytes`. Asks who has it open for writing, however it was seen.
   virtual Taking Take(const std::string& name,
                       ChangeRecord::Certainty certainty, std::size_t most_bytes,
                       std::string& bytes) = 0;

@@ -11,13 +11,13 @@
 #include <xercesc/util/XMLException.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
-#include "kiv/parser/parser.h"
 #include "kiv/strings.h"
 #include "port/file.h"
 #include "port/read_file.h"
 #include "util/cp936.h"
 #include "util/log_entry.h"
 #include "xml/document_bytes.h"
+#include "xml/document_path.h"
 #include "xml/dom_error_handler.h"
 #include "xml/guarded_parser.h"
 #include "xml/xerces_access.h"
@@ -200,22 +200,21 @@ void DomParser::Initialize(bool namespaces, bool schema,
 bool DomParser::parseURI(const char* path, DomDocument& doc) {
   if (path == nullptr || *path == '\0') return false;
   Initialize(true, false, false);
-  std::string name = path;
-  if (!toFullPath(name)) {
+  const auto native_path = NativeDocumentPath(path);
+  if (!native_path) {
     impl_->fault = {0, 0, "the path cannot be resolved"};
     doc.Initialize(nullptr, this);
     return false;
   }
-  std::string native_path = name;
-  toOsPath(native_path, true);
   // A log entry is read where paths are written with "/".
+  std::string name = *native_path;
   toGenericPath(name, true);
 
   impl_->error_handler.ResetErrors();
   impl_->builder->resetDocumentPool();
   xercesc::DOMDocument* document = nullptr;
   try {
-    document = impl_->ParseFile(native_path, name);
+    document = impl_->ParseFile(*native_path, name);
     impl_->fault = impl_->error_handler.Fault();
   } catch (...) {
     impl_->fault = LogParseFailure(name);

@@ -10,6 +10,7 @@
 
 #include "kiv/dom_parser.h"
 #include "port/read_file.h"
+#include "xml/document_path.h"
 #include "xml/guarded_parser.h"
 
 namespace kiv {
@@ -57,12 +58,13 @@ void Read(const std::string& document, std::vector<unsigned>& lines) {
 
 }  // namespace
 
-std::vector<unsigned> ReadElementLines(const std::string& file) {
+std::vector<unsigned> ReadElementLines(const std::string& path) {
   std::vector<unsigned> lines;
   try {
+    const auto native_path = NativeDocumentPath(path);
     std::string document;
-    if (port::ReadFileText(file, DomParser::MaxBytes(), document) ==
-        port::FileRead::Whole)
+    if (native_path && port::ReadFileText(*native_path, DomParser::MaxBytes(),
+                                          document) == port::FileRead::Whole)
       Read(document, lines);
   } catch (...) {
     // What is wrong with the document is DomParser's to say.

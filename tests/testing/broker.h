@@ -69,6 +69,9 @@ class Broker {
         // The script then becomes the broker instead of its parent.
         "RUNNING_UNDER_SYSTEMD=true"};
     names_ = Run("/usr/bin/epmd", {"-port", names, "-address", "127.0.0.1"});
+    // A broker that finds none there starts one that nobody ends.
+    if (!Eventually([this] { return IsTaken(ports_.Get(0)); }))
+      throw std::runtime_error("no names for the broker: " + names_->Errors());
     Start();
   }
   ~Broker() {
@@ -165,6 +168,16 @@ class Broker {
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     address.sin_port = htons(static_cast<std::uint16_t>(port));
     return address;
+  }
+
+  static bool IsTaken(int port) {
+    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const sockaddr_in address = Loopback(port);
+    const bool is_taken =
+        ::connect(socket, reinterpret_cast<const sockaddr*>(&address),
+                  sizeof address) == 0;
+    ::close(socket);
+    return is_taken;
   }
 
   static std::filesystem::path MakeFolder() {

@@ -175,9 +175,9 @@ std::shared_ptr<kiv::mq::MsmqQueue> OpenNamedQueue(const QueueOptions& options,
   kiv::mq::MsmqQueueInfo queues;
   auto queue = queues.OpenQueue(ToLocal(options.name).c_str(), access);
   if (queue == nullptr)
-    std::cerr << "kiv queue: queue " << options.name << " in "
-              << Utf8(queues.Place()) << ": " << Utf8(queues.LastError())
-              << '\n';
+    std::cerr << "kiv queue: queue " << options.name
+              << (queues.Place().empty() ? "" : " in ") << Utf8(queues.Place())
+              << ": " << Utf8(queues.LastError()) << '\n';
   return queue;
 }
 

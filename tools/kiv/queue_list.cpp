@@ -71,8 +71,11 @@ int ListQueues(const QueueOptions& /*options*/) {
     else
       is_good = AddRow(queues, name, rows) && is_good;
   }
-  std::cout << "queues in " << Utf8(place) << '\n'
-            << Table({"queue", "messages", "oldest", "remark"}, rows);
+  std::cout << "queues in " << Utf8(place) << '\n';
+  if (!is_folder)
+    std::cout << "a broker does not tell its queues: those of conf/queue.xml "
+                 "are shown\n";
+  std::cout << Table({"queue", "messages", "oldest", "remark"}, rows);
   return is_good ? 0 : 1;
 }
 

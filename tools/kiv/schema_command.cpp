@@ -282,6 +282,7 @@ void AddSchema(CLI::App& program, int& exit_code) {
               options, List, exit_code);
   list->add_option("file", options->files, "Schema files to declare first");
   list->add_option("-t,--type", options->type, "Only the type of this name");
+  list->footer("The offsets of an inner record's fields count from its data.");
 
   CLI::App* xsd = AddPart(*schema, "export",
                           "Writes a record type as a schema of its own, in "

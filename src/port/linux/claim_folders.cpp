@@ -20,6 +20,8 @@ namespace {
 constexpr char kRunPrefix[] = "run-";
 constexpr char kLock[] = "lock";
 constexpr int kAttemptsToMakeOne = 20;
+// No file is given that many attempts.
+constexpr int kMostCounted = 1000;
 
 std::string NewRunName() {
   std::array<unsigned char, 6> random{};
@@ -207,7 +209,9 @@ std::vector<Leftover> RunFolder::Files() const {
     const auto number = std::from_chars(place.data(), end, attempts);
     if (slash != place.npos && number.ptr == end && attempts > 0) {
       file.name = place.substr(slash + 1);
-      file.attempts = attempts;
+      // The folders are everybody's who may write into the watched one, and
+      // one is kept for every number up to the highest.
+      file.attempts = std::min(attempts, kMostCounted);
     }
     files.push_back(std::move(file));
   }

@@ -153,11 +153,12 @@ class LinuxFileClaims final : public FileClaims {
 
   // Why it is not to be taken; nothing when it is.
   static std::optional<Taking> OpenWhole(const Place& place,
-                                         Certainty certainty,
+                                         std::optional<Certainty> certainty,
                                          Candidate& candidate);
 
+  // Without a certainty nobody is asked who writes it.
   Taking TakeFrom(const Place& place, const std::string& name, int attempt,
-                  Certainty certainty, std::size_t most_bytes,
+                  std::optional<Certainty> certainty, std::size_t most_bytes,
                   std::string& bytes);
   Taking Claim(const Place& place, const std::string& name, int attempt);
   bool FolderFor(const char* name, Descriptor& folder);
@@ -252,11 +253,12 @@ FileClaims::Taking LinuxFileClaims::TakeLeftover(const Leftover& leftover,
                                                  std::string& bytes) {
   // It was whole when it was taken.
   return TakeFrom(Find(processing_.get(), leftover.place), leftover.name,
-                  leftover.attempts + 1, Certainty::Closed, most_bytes, bytes);
+                  leftover.attempts + 1, std::nullopt, most_bytes, bytes);
 }
 
 std::optional<FileClaims::Taking> LinuxFileClaims::OpenWhole(
-    const Place& place, Certainty certainty, Candidate& candidate) {
+    const Place& place, std::optional<Certainty> certainty,
+    Candidate& candidate) {
   const auto left_alone = [&] {
     return Taking{
         Outcome::LeftAlone, {}, "it is " + KindText(candidate.status)};
@@ -280,24 +282,30 @@ std::optional<FileClaims::Taking> LinuxFileClaims::OpenWhole(
     if (errno == EACCES || errno == EPERM) return std::nullopt;
     return NotReached();
   }
-  if (certainty == Certainty::Closed) return std::nullopt;
+  if (!certainty) return std::nullopt;
+  // Also of a file that was seen to be closed: another may have it open, or its
+  // writer again by the time that its turn comes.
   const Writers writers = AskForWriters(file.get());
   if (writers == Writers::Some) return Taking{Outcome::BeingWritten, {}, ""};
+  // Its claim is looked at again, and its size is that of then.
+  if (certainty == Certainty::Closed) return std::nullopt;
   // Only what is seen from here on counts: the writer may have come to its end
   // since the look by name.
   if (::fstat(file.get(), &candidate.status) != 0) return NotReached();
   if (!S_ISREG(candidate.status.st_mode)) return left_alone();
   // What looked the same twice may be between two writes of one who still has
   // it open; where the system does not say, two looks have to do.
-  if (writers == Writers::Unknown && certainty != Certainty::Moved &&
-      certainty != Certainty::Stable && AgeMs(candidate.status) < kQuietMs)
+  if (writers == Writers::Unknown &&
+      (certainty == Certainty::Found || certainty == Certainty::Created) &&
+      AgeMs(candidate.status) < kQuietMs)
     return Taking{Outcome::Unsure, {}, ""};
   return std::nullopt;
 }
 
 FileClaims::Taking LinuxFileClaims::TakeFrom(const Place& place,
                                              const std::string& name,
-                                             int attempt, Certainty certainty,
+                                             int attempt,
+                                             std::optional<Certainty> certainty,
                                              std::size_t most_bytes,
                                              std::string& bytes) {
   if (place.folder < 0) return NotReached();

@@ -8,7 +8,8 @@
 
 namespace kiv::port {
 
-// Opens the folder `name` in another, not one that a link of that name leads to.
+// Opens the folder `name` in another, not one that a link of that name leads
+// to.
 Descriptor OpenFolderAt(int parent, const std::string& name);
 
 // Opens the folder `name` below `root`, "" for itself, one name after the other

@@ -1,0 +1,47 @@
+#!/usr/bin/env python3
+"""Fails when a function of the data model is missing from the tests with null.
+
+usage: check_null_sweep.py NM LIBRARY INCLUDE_FOLDER TEST_SOURCE...
+
+The functions are those that the library exports; what they take is read from
+their prototypes.
+"""
+import pathlib
+import re
+import subprocess
+import sys
+
+
+def exported(nm, library):
+    lines = subprocess.run([nm, "-D", "--defined-only", library], check=True,
+                           capture_output=True, text=True).stdout.splitlines()
+    names = {line.split()[-1].split("@")[0] for line in lines}
+    return {name for name in names if name.startswith("dm_")}
+
+
+def parameters(include_folder):
+    text = "".join(path.read_text(encoding="utf-8")
+                   for path in sorted((include_folder / "dm").glob("*.h")))
+    prototypes = re.findall(r"KIV_API[^;{]*?\b(dm_\w+)\s*\(([^;{]*)\);", text)
+    return dict(prototypes)
+
+
+def main():
+    nm, library, include_folder, *sources = sys.argv[1:]
+    names = exported(nm, library)
+    prototypes = parameters(pathlib.Path(include_folder))
+    called = set()
+    for source in sources:
+        called |= set(re.findall(r"\b(dm_\w+)\(",
+                                 pathlib.Path(source).read_text("utf-8")))
+    faults = [f"{library} exports nothing"] if not names else []
+    faults += [f"{name} is exported without a prototype"
+               for name in sorted(names - set(prototypes))]
+    faults += [f"{name} is not called with null"
+               for name in sorted(names & set(prototypes))
+               if re.search(r"[*&]", prototypes[name]) and name not in called]
+    print("\n".join(faults) or f"{len(names)} functions")
+    return 1 if faults else 0
+
+
+sys.exit(main())
