@@ -359,7 +359,8 @@ TEST(FunctionTable, FindsByNameAndArity) {
 }
 
 TEST(FunctionTable, SaysForEachWhoCarriesItOut) {
-  EXPECT_EQ(AllFunctions().size(), 112U);
+  // 111 names, two of them with other types in other arities.
+  EXPECT_EQ(AllFunctions().size(), 113U);
   for (const Function& row : AllFunctions()) {
     const int ways = (row.engine != EngineFunction::None ? 1 : 0) +
                      (row.scalar ? 1 : 0) + (row.list ? 1 : 0);

@@ -37,7 +37,8 @@ class Pattern {
   bool MatchesEmptyText();
 
   // Next goes from match to match, none overlapping another, in a text that
-  // stays where it is until Next was false.
+  // stays where it is until Next was false. Not for a pattern that matches the
+  // empty text: it need not come to an end.
   void Search(std::string_view text);
   bool Next();
   // What lies between the match before and this one; after the last, the rest.

@@ -27,8 +27,8 @@ constexpr std::string_view kCategories[] = {
     "Mc", "Me", "Mn", "N",  "Nd", "Nl", "No", "P",  "Pc", "Pd", "Pe", "Pf",
     "Pi", "Po", "Ps", "S",  "Sc", "Sk", "Sm", "So", "Z",  "Zl", "Zp", "Zs"};
 
-// Beyond, no text is long enough to tell the difference.
-constexpr std::uint32_t kMaxRepeat = 1'000'000'000;
+// The most that ICU takes; a text hardly ever tells the difference.
+constexpr std::uint32_t kMaxRepeat = 0xFFFFFF;
 
 [[noreturn]] void Refuse(const std::string& why) {
   throw Error("FORX0002", "invalid regular expression: " + why);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "testing/xquery_values.h"
 #include "xdb/xquery/functions/function_table.h"
@@ -129,8 +130,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 std::string Replaced(const char* text, const char* pattern,
                      const char* replacement) {
-  const Item arguments[] = {Item::OfText(text), Item::OfText(pattern),
-                            Item::OfText(replacement)};
+  const std::vector<Item> arguments = {
+      Item::OfText(text), Item::OfText(pattern), Item::OfText(replacement)};
   return testing::ShownOrCode([&] {
     return FindFunction("replace", 3)->scalar(CallContext{}, arguments);
   });
@@ -159,7 +160,8 @@ TEST(Replace, RefusesWhatCannotBeMeant) {
 }
 
 std::string Tokens(const char* text, const char* pattern) {
-  const Item arguments[] = {Item::OfText(text), Item::OfText(pattern)};
+  const std::vector<Item> arguments = {Item::OfText(text),
+                                       Item::OfText(pattern)};
   std::string shown;
   for (const Item& token :
        FindFunction("tokenize", 2)->list(CallContext{}, arguments)) {
