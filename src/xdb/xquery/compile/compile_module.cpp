@@ -6,6 +6,7 @@
 #include "xdb/xquery/functions/uri.h"
 #include "xdb/xquery/run/conversions.h"
 #include "xdb/xquery/values/lexical.h"
+#include "xdb/xquery/values/stack_guard.h"
 
 namespace kiv::xdb::xq {
 namespace {
@@ -48,6 +49,7 @@ Compiler::Compiler(const StaticSettings& settings, CompiledQuery& query)
 }
 
 PlanPtr Compiler::Compile(const ast::Expr& expr) {
+  RequireStack(expr.position);
   try {
     PlanPtr plan = ast::Visit(expr, *this);
     // The plan is this call's own until it is handed out.
