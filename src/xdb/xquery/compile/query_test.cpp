@@ -84,7 +84,7 @@ const QueryCase kConstructors[] = {
     {"UnboundPrefixIsMade",
      "let $a := attribute {QName('u', 'p:x')} {1} return "
      "<a xmlns:p='v'>{$a}</a>",
-     "<a xmlns:p=\"v\" xmlns:ns0=\"u\" ns0:x=\"1\"/>"},
+     "<a xmlns:ns0=\"u\" xmlns:p=\"v\" ns0:x=\"1\"/>"},
     {"NoInheritance",
      "declare copy-namespaces preserve, no-inherit; let $b := <b/> "
      "return in-scope-prefixes(<a xmlns:p='u'>{$b}</a>/b)",
@@ -121,6 +121,19 @@ const QueryCase kFlwors[] = {
      "XQST0054"},
 };
 INSTANTIATE_TEST_SUITE_P(Flwors, Queries, testing::ValuesIn(kFlwors), NameOf);
+
+const QueryCase kCodepoints[] = {
+    {"OfAnyPlane", "codepoints-to-string((97, 128512)) eq '&#97;&#128512;'",
+     "true"},
+    {"NulIsNoCharacter", "codepoints-to-string(0)", "FOCH0001"},
+    {"SurrogateIsNoCharacter", "codepoints-to-string(55296)", "FOCH0001"},
+    {"HugeIsNoCharacter", "codepoints-to-string(99999999999999999999)",
+     "FOCH0001"},
+    // What comes first ends it.
+    {"OneByOne", "codepoints-to-string(65 to 4294967296)", "FOCH0001"},
+};
+INSTANTIATE_TEST_SUITE_P(Codepoints, Queries, testing::ValuesIn(kCodepoints),
+                         NameOf);
 
 TEST(Execution, EndsEndlessRecursion) {
   EXPECT_EQ(Answer("declare function local:f($x) {1 + local:f($x + 1)}; "

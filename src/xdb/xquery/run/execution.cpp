@@ -62,6 +62,7 @@ Execution::~Execution() {
   const Entry entry(memory_);
   globals.clear();
   documents_.clear();
+  other_uris_.clear();
   collections_.clear();
   trees_.clear();
   focus_.item = Item();
@@ -119,7 +120,19 @@ Item Execution::HoldNew(std::shared_ptr<const Tree> tree,
 }
 
 Item Execution::RootOf(const SourceDocument& document) {
-  return Item::OfNode(Hold(document.tree, document.origin), 0);
+  const auto hold = [&] {
+    return Item::OfNode(Hold(document.tree, document.origin), 0);
+  };
+  if (!document.origin || document.origin->document_uri.empty()) return hold();
+  const std::string& uri = document.origin->document_uri;
+  const auto known = documents_.find(uri);
+  if (known != documents_.end()) return known->second;
+  Item root = hold();
+  // The tree may be known already, with an origin of its own.
+  const auto& origin = root.held_tree()->origin();
+  if (origin && origin->document_uri == uri)
+    documents_.emplace(origin->document_uri, root);
+  return root;
 }
 
 Item Execution::Adopt(const Item& item) {
@@ -147,11 +160,13 @@ std::optional<NameId> Execution::NameIn(const Tree& tree, std::size_t slot,
 Item Execution::Document(const std::string& uri) {
   const auto known = documents_.find(uri);
   if (known != documents_.end()) return known->second;
+  const auto other = other_uris_.find(uri);
+  if (other != other_uris_.end()) return other->second;
   SourceDocument found;
   if (surroundings_.documents != nullptr)
     found = surroundings_.documents->FindDocument(uri);
   if (!found.tree) throw Error("FODC0002", "there is no document " + uri);
-  return documents_.emplace(uri, RootOf(found)).first->second;
+  return other_uris_.emplace(uri, RootOf(found)).first->second;
 }
 
 bool Execution::HasDocument(const std::string& uri) {

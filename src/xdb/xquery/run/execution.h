@@ -92,10 +92,12 @@ class Execution {
   bool MayGoOn() const { return WhyToEnd() == nullptr; }
   void EnterCall(Position position);
   void LeaveCall() { --call_depth_; }
+  std::size_t call_depth() const { return call_depth_; }
 
   // The tree as this execution holds it, the same each time.
   const HeldTree* Hold(const std::shared_ptr<const Tree>& tree,
                        const std::shared_ptr<const TreeOrigin>& origin);
+  // Documents of one URI are one.
   Item RootOf(const SourceDocument& document);
   // A tree that nobody else has.
   Item HoldNew(std::shared_ptr<const Tree> tree,
@@ -163,7 +165,9 @@ class Execution {
   std::unordered_map<const Tree*, Item> trees_;
   std::uint64_t next_order_ = 0;
   std::vector<KnownName> names_;
-  std::map<std::string, Item> documents_;
+  // By their own URI, and by others that they were asked for by.
+  std::unordered_map<std::string_view, Item> documents_;
+  std::map<std::string, Item> other_uris_;
   std::map<std::string, KnownCollection> collections_;
   int zone_ = 0;
   Focus focus_;
