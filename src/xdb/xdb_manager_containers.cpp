@@ -155,9 +155,10 @@ bool XDbManager::RenameContainer(const char* oldName, const char* newName) {
       throw StoreError(Failure::NotFound,
                        "there is no container '" + Shown(oldName) + "'");
     if (GetContainerPath(oldName) == GetContainerPath(newName)) return true;
-    RemoveContainer(newName);
     manager_->ReleaseContainer(old_file);
-    xdb::RenameContainer(manager_->environment(), old_file, new_file);
+    manager_->ReleaseContainer(new_file);
+    xdb::RenameContainer(manager_->environment(), old_file, new_file,
+                         IsExistContainer(newName));
     return true;
   });
 }
