@@ -75,16 +75,12 @@ class Source final : public xq::DocumentSource {
     return Read({uri, file});
   }
 
-  std::optional<std::vector<xq::SourceDocument>> FindCollection(
+  std::unique_ptr<xq::DocumentStream> OpenCollection(
       const std::string& uri) override {
-    for (const Collection& collection : query_.collections) {
-      if (collection.uri != uri) continue;
-      std::vector<xq::SourceDocument> documents;
-      for (const Document& document : collection.documents)
-        documents.push_back(Read(document));
-      return documents;
-    }
-    return std::nullopt;
+    for (const Collection& collection : query_.collections)
+      if (collection.uri == uri)
+        return std::make_unique<Stream>(*this, collection);
+    return nullptr;
   }
 
   xq::SourceDocument Read(const Document& document) {
@@ -98,6 +94,22 @@ class Source final : public xq::DocumentSource {
   }
 
  private:
+  class Stream final : public xq::DocumentStream {
+   public:
+    Stream(Source& source, const Collection& collection)
+        : source_(source), collection_(collection) {}
+    bool Next(xq::SourceDocument& document) override {
+      if (next_ == collection_.documents.size()) return false;
+      document = source_.Read(collection_.documents[next_++]);
+      return true;
+    }
+
+   private:
+    Source& source_;
+    const Collection& collection_;
+    std::size_t next_ = 0;
+  };
+
   Files& files_;
   const Query& query_;
 };

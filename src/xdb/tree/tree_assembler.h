@@ -36,7 +36,12 @@ class TreeAssembler {
 
   std::shared_ptr<const Tree> Take();
 
-  std::size_t MemoryBytes() const { return bytes_.capacity(); }
+  // Bytes of memory by now, roughly.
+  std::size_t MemoryBytes() const {
+    return bytes_.capacity() + text_.capacity() +
+           tree_->nodes_.capacity() * sizeof(Node) +
+           prefixes_.capacity() * sizeof(OtherPrefix);
+  }
 
  private:
   // Where the bytes of a prefix will lie is known when they stop moving.

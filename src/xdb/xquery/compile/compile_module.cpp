@@ -6,6 +6,7 @@
 #include "xdb/xquery/functions/uri.h"
 #include "xdb/xquery/run/conversions.h"
 #include "xdb/xquery/values/lexical.h"
+#include "xdb/xquery/values/stack_guard.h"
 
 namespace kiv::xdb::xq {
 namespace {
@@ -55,6 +56,7 @@ Compiler::Compiler(const StaticSettings& settings, CompiledQuery& query)
 }
 
 PlanPtr Compiler::Compile(const ast::Expr& expr) {
+  RequireStack(expr.position);
   try {
     Needs needs;
     const std::size_t first_memo = memos_.size();

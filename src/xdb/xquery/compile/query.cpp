@@ -19,10 +19,22 @@ RunningQuery::RunningQuery(std::shared_ptr<const CompiledQuery> query,
     : query_(std::move(query)),
       run_(surroundings, query_->variables.size()),
       slots_(query_->slot_count) {
+  const Execution::Entry entry(run_.memory());
   run_.SetBaseUri(query_->base_uri);
   if (!context.IsNone()) run_.SetContextItem(run_.Adopt(context));
   for (const BoundVariable& bound : variables) Bind(bound);
   items_ = query_->body->Open({&run_, slots_.data(), run_.initial_focus()});
+}
+
+RunningQuery::~RunningQuery() {
+  const Execution::Entry entry(run_.memory());
+  items_.reset();
+  slots_.clear();
+}
+
+bool RunningQuery::Next(Item& item) {
+  const Execution::Entry entry(run_.memory());
+  return items_->Next(item);
 }
 
 void RunningQuery::Bind(const BoundVariable& bound) {

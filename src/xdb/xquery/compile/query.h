@@ -46,7 +46,8 @@ struct BoundVariable {
   Sequence value;
 };
 
-// The state of one execution, whose items may be pulled one by one.
+// The state of one execution, whose items may be pulled one by one; on one
+// thread at a time.
 class RunningQuery {
  public:
   // Throws Error: XPTY0004 for a value of another type than the query declares.
@@ -54,7 +55,11 @@ class RunningQuery {
                const Surroundings& surroundings, const Item& context,
                const std::vector<BoundVariable>& variables);
 
-  bool Next(Item& item) { return items_->Next(item); }
+  ~RunningQuery();
+
+  // Items count against the memory of the execution: what outlives it is copied
+  // out.
+  bool Next(Item& item);
   Execution& execution() { return run_; }
 
  private:

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <thread>
 
 #include "xdb/xquery/run/serializer.h"
 
@@ -32,6 +33,10 @@ struct QueryCase {
   const char* query;
   const char* answer;
 };
+
+std::string NameOf(const testing::TestParamInfo<QueryCase>& tested) {
+  return tested.param.name;
+}
 
 class Queries : public testing::TestWithParam<QueryCase> {};
 
@@ -68,8 +73,7 @@ const QueryCase kPaths[] = {
     {"NodesAndValues", "(<a/>)/(1, .)", "XPTY0018"},
     {"NoFocus", "a/b", "XPDY0002"},
 };
-INSTANTIATE_TEST_SUITE_P(Paths, Queries, testing::ValuesIn(kPaths),
-                         [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Paths, Queries, testing::ValuesIn(kPaths), NameOf);
 
 const QueryCase kConstructors[] = {
     {"EnclosingPrefixIsInScope", "<a xmlns:p='u'>{in-scope-prefixes(<b/>)}</a>",
@@ -80,7 +84,7 @@ const QueryCase kConstructors[] = {
     {"UnboundPrefixIsMade",
      "let $a := attribute {QName('u', 'p:x')} {1} return "
      "<a xmlns:p='v'>{$a}</a>",
-     "<a xmlns:p=\"v\" xmlns:ns0=\"u\" ns0:x=\"1\"/>"},
+     "<a xmlns:ns0=\"u\" xmlns:p=\"v\" ns0:x=\"1\"/>"},
     {"NoInheritance",
      "declare copy-namespaces preserve, no-inherit; let $b := <b/> "
      "return in-scope-prefixes(<a xmlns:p='u'>{$b}</a>/b)",
@@ -93,8 +97,7 @@ const QueryCase kConstructors[] = {
     {"TextOfNothing", "count(text {()})", "0"},
 };
 INSTANTIATE_TEST_SUITE_P(Constructors, Queries,
-                         testing::ValuesIn(kConstructors),
-                         [](const auto& info) { return info.param.name; });
+                         testing::ValuesIn(kConstructors), NameOf);
 
 const QueryCase kFlwors[] = {
     {"StableOrder",
@@ -117,8 +120,20 @@ const QueryCase kFlwors[] = {
      "declare function local:g() {$a}; 1",
      "XQST0054"},
 };
-INSTANTIATE_TEST_SUITE_P(Flwors, Queries, testing::ValuesIn(kFlwors),
-                         [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Flwors, Queries, testing::ValuesIn(kFlwors), NameOf);
+
+const QueryCase kCodepoints[] = {
+    {"OfAnyPlane", "codepoints-to-string((97, 128512)) eq '&#97;&#128512;'",
+     "true"},
+    {"NulIsNoCharacter", "codepoints-to-string(0)", "FOCH0001"},
+    {"SurrogateIsNoCharacter", "codepoints-to-string(55296)", "FOCH0001"},
+    {"HugeIsNoCharacter", "codepoints-to-string(99999999999999999999)",
+     "FOCH0001"},
+    // What comes first ends it.
+    {"OneByOne", "codepoints-to-string(65 to 4294967296)", "FOCH0001"},
+};
+INSTANTIATE_TEST_SUITE_P(Codepoints, Queries, testing::ValuesIn(kCodepoints),
+                         NameOf);
 
 TEST(Execution, EndsEndlessRecursion) {
   EXPECT_EQ(Answer("declare function local:f($x) {1 + local:f($x + 1)}; "
@@ -147,10 +162,26 @@ TEST(Execution, EndsWhenItTakesTooMuchMemory) {
 }
 
 TEST(Execution, EndsWhenCancelled) {
-  const std::atomic<bool> cancel = true;
   Surroundings surroundings;
-  surroundings.cancel = &cancel;
-  EXPECT_EQ(Answer("count(1 to 100000000000)", surroundings), "XPDY0130");
+  const auto cancel = std::make_shared<CancelCount>(7);
+  surroundings.cancel = cancel;
+  EXPECT_EQ(Answer("1 + 1", surroundings), "2");
+  for (const char* query :
+       {"count(1 to 100000000000)",
+        // A search that doubles its time with every character.
+        "matches(string-join(for $i in 1 to 40 return 'a', ''), '^(a+)+$b')"}) {
+    std::atomic<bool> has_ended = false;
+    std::thread other([&] {
+      // It may begin at any time: one of the counts comes behind that.
+      while (!has_ended) {
+        ++*cancel;
+        std::this_thread::yield();
+      }
+    });
+    EXPECT_EQ(Answer(query, surroundings), "XPDY0130");
+    has_ended = true;
+    other.join();
+  }
 }
 
 TEST(Execution, BindsExternalVariables) {

@@ -88,13 +88,6 @@ constexpr Function OfFocus(Function row, ImpliedArgument implied) {
   return row;
 }
 
-constexpr Function OfItems(std::string_view name, SignatureType parameter,
-                           SignatureType result, ScalarFunction function) {
-  Function row = Scalar(name, {parameter}, result, function);
-  row.takes_items = true;
-  return row;
-}
-
 constexpr Function AnyNumberFrom2(std::string_view name,
                                   SignatureType parameter, SignatureType result,
                                   ScalarFunction function) {
@@ -146,7 +139,7 @@ constexpr Function kTable[] = {
     Scalar("ceiling", {kMaybeNumber}, kMaybeNumber, CeilingOf),
     Scalar("codepoint-equal", {kMaybeString, kMaybeString}, kMaybeBoolean,
            CodepointEqual),
-    OfItems("codepoints-to-string", kIntegers, kString, CodepointsToString),
+    Engine("codepoints-to-string", {kIntegers}, kString, E::CodepointsToString),
     Engine("collection", {kMaybeString}, kNodes, E::Collection, 1,
            kOnDocuments | kOnBaseUri),
     Scalar("compare", {kMaybeString, kMaybeString, kString}, kMaybeInteger,
@@ -174,6 +167,9 @@ constexpr Function kTable[] = {
            kOnDocuments | kOnBaseUri),
     Engine("document-uri", {kMaybeNode}, kMaybeUri, E::DocumentUri, 0,
            kOnNodes),
+    OfFocus(Engine("element-with-id", {kStrings, kNode}, kElements, E::Id, 1,
+                   kOnNodes),
+            kContextItem),
     Engine("empty", {kItems}, kBoolean, E::Empty),
     Scalar("encode-for-uri", {kMaybeString}, kString, EncodeForUri),
     Scalar("ends-with", {kMaybeString, kMaybeString, kString}, kBoolean,

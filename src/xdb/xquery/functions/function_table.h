@@ -64,6 +64,7 @@ enum class EngineFunction : std::uint8_t {
   Min,
   Sum,
   StringJoin,
+  CodepointsToString,
   // The focus, and what is heard outside.
   Position,
   Last,
@@ -131,9 +132,6 @@ struct Function {
   EngineFunction engine = EngineFunction::None;
   ScalarFunction scalar = nullptr;
   ListFunction list = nullptr;
-  // `scalar` takes the items of the one argument, a sequence, as its span.
-  bool takes_items = false;
-
   // Of argument 0, 1, ... of a call; concat's last goes on.
   const SignatureType& Parameter(std::size_t index) const {
     return parameters[index < kMaxParameters && max_arity != kUnbounded ? index

@@ -2,6 +2,7 @@
 #define XDB_XQUERY_FUNCTIONS_IMPLEMENTATIONS_H_
 
 #include <span>
+#include <string>
 
 #include "xdb/xquery/functions/call_context.h"
 #include "xdb/xquery/values/item.h"
@@ -13,7 +14,8 @@ namespace kiv::xdb::xq::functions {
 using Arguments = std::span<const Item>;
 
 // string_functions.cpp
-Item CodepointsToString(const CallContext& context, Arguments items);
+// Appends the character of a number; FOCH0001.
+void AppendCodepoint(const Item& number, std::string& text);
 Sequence StringToCodepoints(const CallContext& context, Arguments arguments);
 Item Compare(const CallContext& context, Arguments arguments);
 Item CodepointEqual(const CallContext& context, Arguments arguments);

@@ -104,10 +104,12 @@ Item Replace(const CallContext& context, Arguments arguments) {
   const Replacement replacement(arguments[2].AsText(), pattern->group_count());
 
   std::string replaced;
+  MemoryCharge charge;
   pattern->Search(TextAt(arguments, 0));
   while (pattern->Next()) {
     pattern->AppendBetween(replaced);
     replacement.AppendFor(*pattern, replaced);
+    charge.GrowTo(replaced.capacity());
   }
   pattern->AppendBetween(replaced);
   return Item::OfText(replaced);

@@ -50,19 +50,14 @@ void CheckCollation(const CallContext& context, Arguments arguments,
 
 }  // namespace
 
-Item CodepointsToString(const CallContext&, Arguments items) {
-  std::string text;
-  text.reserve(items.size());
-  for (const Item& item : items) {
-    const std::int64_t number =
-        item.IsSmallInteger() ? item.AsSmallInteger() : -1;
-    if (number < 0 || number > 0x10FFFF ||
-        !IsXmlCharacter(static_cast<char32_t>(number))) {
-      throw Error("FOCH0001", TextOf(item) + " is the number of no character");
-    }
-    AppendCharacter(text, static_cast<char32_t>(number));
+void AppendCodepoint(const Item& number, std::string& text) {
+  const std::int64_t value =
+      number.IsSmallInteger() ? number.AsSmallInteger() : -1;
+  if (value < 0 || value > 0x10FFFF ||
+      !IsXmlCharacter(static_cast<char32_t>(value))) {
+    throw Error("FOCH0001", TextOf(number) + " is the number of no character");
   }
-  return Item::OfText(text);
+  AppendCharacter(text, static_cast<char32_t>(value));
 }
 
 Sequence StringToCodepoints(const CallContext&, Arguments arguments) {

@@ -65,7 +65,11 @@ Item ResolveUri(const CallContext& context, Arguments arguments) {
   }
   const std::string_view base =
       arguments.size() > 1 ? arguments[1].AsText() : *context.base_uri;
-  if (!IsUri(base) || !IsAbsoluteUri(base)) ThrowNoUri(base);
+  // What is absolute has no fragment.
+  if (!IsUri(base) || !IsAbsoluteUri(base) ||
+      base.find('#') != std::string_view::npos) {
+    ThrowNoUri(base);
+  }
   const auto absolute = ResolveReference(reference, base);
   if (!absolute) {
     throw Error("FORG0009", "'" + std::string(reference) +

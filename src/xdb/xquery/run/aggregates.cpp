@@ -1,5 +1,6 @@
 #include <cmath>
 
+#include "xdb/xquery/functions/implementations.h"
 #include "xdb/xquery/run/calls.h"
 #include "xdb/xquery/run/execution.h"
 #include "xdb/xquery/values/arithmetic.h"
@@ -123,10 +124,24 @@ Item StringJoin(const Frame& frame, const Plans& arguments) {
   const Item separator = arguments[1]->One(frame);
   const IteratorPtr items = arguments[0]->Open(frame);
   std::string text;
+  MemoryCharge charge;
   Item item;
   for (bool is_first = true; items->Next(item); is_first = false) {
+    frame.run->Tick();
     if (!is_first) text += separator.AsText();
     text += item.AsText();
+    charge.GrowTo(text.capacity());
+  }
+  return Item::OfText(text);
+}
+
+Item CodepointsToString(const Frame& frame, const Plans& arguments) {
+  const IteratorPtr numbers = arguments[0]->Open(frame);
+  std::string text;
+  MemoryCharge charge;
+  for (Item number; numbers->Next(number);) {
+    functions::AppendCodepoint(number, text);
+    charge.GrowTo(text.capacity());
   }
   return Item::OfText(text);
 }
@@ -148,6 +163,8 @@ EngineImplementation AggregateFunction(EngineFunction function) {
       return {Sum, nullptr};
     case F::StringJoin:
       return {StringJoin, nullptr};
+    case F::CodepointsToString:
+      return {CodepointsToString, nullptr};
     default:
       return {};
   }

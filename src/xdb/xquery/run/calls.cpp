@@ -32,22 +32,6 @@ class ScalarCallPlan final : public SinglePlan {
   const Plans arguments_;
 };
 
-// A function of the items of its one argument.
-class ItemsCallPlan final : public SinglePlan {
- public:
-  ItemsCallPlan(ScalarFunction function, PlanPtr argument)
-      : function_(function), argument_(std::move(argument)) {}
-
- protected:
-  Item Compute(const Frame& frame) const override {
-    return function_(frame.run->call_context(), ItemsOf(*argument_, frame));
-  }
-
- private:
-  const ScalarFunction function_;
-  const PlanPtr argument_;
-};
-
 class ListCallPlan final : public Plan {
  public:
   ListCallPlan(ListFunction function, Plans arguments)
@@ -118,11 +102,6 @@ PlanPtr CallOfScalar(const Function& function, Plans arguments,
     return WithType(
         std::make_unique<ListCallPlan>(function.list, std::move(arguments)),
         std::move(result));
-  }
-  if (function.takes_items) {
-    return WithType(std::make_unique<ItemsCallPlan>(
-                        function.scalar, std::move(arguments.front())),
-                    std::move(result));
   }
   return WithType(
       std::make_unique<ScalarCallPlan>(function.scalar, std::move(arguments)),

@@ -21,14 +21,17 @@
 
 namespace kiv::xdb::xq {
 
-// What an execution may take; beyond it ends with XPDY0130.
+// What an execution may take; beyond it ends with XPDY0130, and so it does
+// where the stack of its thread comes to its end.
 struct Limits {
   std::size_t call_depth = 100'000;
-  // Of the native stack, from where the execution begins.
-  std::size_t stack_bytes = 4U << 20;
   std::int64_t memory_bytes = std::int64_t{2} << 30;
   std::chrono::milliseconds time = std::chrono::hours(24);
 };
+
+// By which other threads end executions: those that began before the count
+// grew.
+using CancelCount = std::atomic<std::uint32_t>;
 
 // A document from outside, and where it comes from.
 struct SourceDocument {
@@ -36,16 +39,23 @@ struct SourceDocument {
   std::shared_ptr<const TreeOrigin> origin;
 };
 
+// The documents of a collection, one by one.
+class DocumentStream {
+ public:
+  virtual ~DocumentStream() = default;
+  virtual bool Next(SourceDocument& document) = 0;
+};
+
 // Where doc() and collection() find documents. Called on the thread of the
-// execution; what it throws as Error ends the query.
+// execution; what it throws ends the query.
 class DocumentSource {
  public:
   virtual ~DocumentSource() = default;
   // No tree: there is none of that URI (FODC0002).
   virtual SourceDocument FindDocument(const std::string& uri) = 0;
-  // None: there is no such collection (FODC0002). An empty URI is the default
+  // Null: there is no such collection (FODC0002). An empty URI is the default
   // one.
-  virtual std::optional<std::vector<SourceDocument>> FindCollection(
+  virtual std::unique_ptr<DocumentStream> OpenCollection(
       const std::string& uri) = 0;
 };
 
@@ -54,7 +64,7 @@ struct Surroundings {
   DocumentSource* documents = nullptr;
   // Told of fn:trace; may be empty.
   std::function<void(const std::string&)> trace;
-  const std::atomic<bool>* cancel = nullptr;
+  std::shared_ptr<const CancelCount> cancel;
   Limits limits;
   // Nanoseconds since 1970 and the time zone in minutes, for current-dateTime
   // and for dates without a zone; none: the clock's.
@@ -62,10 +72,13 @@ struct Surroundings {
   std::optional<int> zone;
 };
 
-// One run of a compiled query, on one thread: the trees that it has met, what
-// it has taken of its limits, its clock.
+// One run of a compiled query, on one thread at a time: the trees that it has
+// met, what it has taken of its limits, its clock.
 class Execution {
  public:
+  // Around all that is done with an execution and its items.
+  using Entry = ValueMemoryScope;
+
   Execution(const Surroundings& surroundings, std::size_t globals);
   ~Execution();
   Execution(const Execution&) = delete;
@@ -75,13 +88,20 @@ class Execution {
   void Tick() {
     if ((++ticks_ & 1023) == 0) CheckTime();
   }
+  // The same without an error, for what has a loop of its own.
+  bool MayGoOn() const { return WhyToEnd() == nullptr; }
   void EnterCall(Position position);
   void LeaveCall() { --call_depth_; }
+  std::size_t call_depth() const { return call_depth_; }
 
   // The tree as this execution holds it, the same each time.
   const HeldTree* Hold(const std::shared_ptr<const Tree>& tree,
                        const std::shared_ptr<const TreeOrigin>& origin);
+  // Documents of one URI are one.
   Item RootOf(const SourceDocument& document);
+  // A tree that nobody else has.
+  Item HoldNew(std::shared_ptr<const Tree> tree,
+               std::shared_ptr<const TreeOrigin> origin);
   // An item of another execution as one of this.
   Item Adopt(const Item& item);
 
@@ -107,7 +127,9 @@ class Execution {
   // By absolute URI.
   Item Document(const std::string& uri);
   bool HasDocument(const std::string& uri);
-  Sequence Collection(const std::string& uri);
+  // The roots one after the other; the same for each who asks.
+  IteratorPtr Collection(const std::string& uri);
+  ValueMemory& memory() { return memory_; }
 
   struct Global {
     enum class State { Unknown, InWork, Known } state = State::Unknown;
@@ -122,20 +144,31 @@ class Execution {
     std::optional<NameId> id;
   };
 
+  class CollectionIterator;
+  struct KnownCollection {
+    Sequence roots;  // as far as they were asked for
+    std::unique_ptr<DocumentStream> rest;
+  };
+
+  // Null: for no reason.
+  const char* WhyToEnd() const;
   void CheckTime();
 
+  ValueMemory memory_;
   const Surroundings surroundings_;
-  std::int64_t memory_limit_before_;
+  const std::uint32_t cancel_count_;
   std::chrono::steady_clock::time_point end_;
-  const char* stack_start_;
   std::uint32_t ticks_ = 0;
   std::size_t call_depth_ = 0;
   std::shared_ptr<Dictionary> dictionary_;
+  std::uint32_t charged_names_ = 0;
   std::unordered_map<const Tree*, Item> trees_;
   std::uint64_t next_order_ = 0;
   std::vector<KnownName> names_;
-  std::map<std::string, Item> documents_;
-  std::map<std::string, Sequence> collections_;
+  // By their own URI, and by others that they were asked for by.
+  std::unordered_map<std::string_view, Item> documents_;
+  std::map<std::string, Item> other_uris_;
+  std::map<std::string, KnownCollection> collections_;
   int zone_ = 0;
   Focus focus_;
   PatternCache patterns_;

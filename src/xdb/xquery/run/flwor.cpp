@@ -110,6 +110,9 @@ class OrderByStream final : public TupleStream {
  private:
   void Fill() {
     while (before_->Next()) {
+      charge_.GrowTo(order_.capacity() * sizeof(std::size_t) +
+                     values_.capacity() * sizeof(Value) +
+                     keys_.capacity() * sizeof(Item));
       order_.push_back(order_.size());
       for (const Bound& bound : clause_.slots())
         values_.push_back(frame_.slots[bound.slot]);
@@ -142,6 +145,7 @@ class OrderByStream final : public TupleStream {
   std::vector<Value> values_;
   Sequence keys_;
   std::vector<std::size_t> order_;
+  MemoryCharge charge_;
   std::size_t next_ = 0;
 };
 

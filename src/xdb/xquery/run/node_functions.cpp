@@ -249,9 +249,8 @@ Item DocAvailable(const Frame& frame, const Plans& arguments) {
 
 IteratorPtr Collection(const Frame& frame, const Plans& arguments) {
   const Item uri = arguments.empty() ? Item() : arguments[0]->One(frame);
-  if (uri.IsNone()) return IterateItems(frame.run->Collection(""));
-  return IterateItems(
-      frame.run->Collection(AbsoluteUri(frame, uri.AsText(), "FODC0004")));
+  if (uri.IsNone()) return frame.run->Collection("");
+  return frame.run->Collection(AbsoluteUri(frame, uri.AsText(), "FODC0004"));
 }
 
 }  // namespace

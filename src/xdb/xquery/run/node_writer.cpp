@@ -52,6 +52,7 @@ void NodeWriter::StartDocument() {
 void NodeWriter::StartElement(const QName& name) {
   Flush();
   run_.Tick();
+  charge_.GrowTo(assembler_.MemoryBytes());
   levels_.push_back({scope_.size(), false});
   pending_ = name;
 }
@@ -153,6 +154,7 @@ void NodeWriter::Text(std::string_view text) {
   if (text.empty()) return;
   Flush();
   assembler_.Text(text);
+  charge_.GrowTo(assembler_.MemoryBytes());
 }
 
 void NodeWriter::Comment(std::string_view text) {
@@ -258,7 +260,7 @@ void NodeWriter::CopyElement(const Tree& tree, NodeId node,
 Item NodeWriter::Take() {
   auto origin = std::make_shared<TreeOrigin>();
   origin->base_uri = base_uri_;
-  return Item::OfNode(run_.Hold(assembler_.Take(), origin), 0);
+  return run_.HoldNew(assembler_.Take(), std::move(origin));
 }
 
 }  // namespace kiv::xdb::xq

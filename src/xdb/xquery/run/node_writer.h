@@ -73,6 +73,7 @@ class NodeWriter {
 
   Execution& run_;
   TreeAssembler assembler_;
+  MemoryCharge charge_;
   const std::string base_uri_;
   // Declarations in force, the inner ones last.
   std::vector<std::pair<std::string, std::string>> scope_;

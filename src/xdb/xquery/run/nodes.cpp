@@ -5,6 +5,7 @@
 #include "xdb/xquery/functions/uri.h"
 #include "xdb/xquery/values/cast.h"
 #include "xdb/xquery/values/compare.h"
+#include "xdb/xquery/values/stack_guard.h"
 
 namespace kiv::xdb::xq {
 namespace {
@@ -87,6 +88,7 @@ bool HaveEqualChildren(const Tree& left, NodeId left_node, const Tree& right,
 
 bool AreEqualNodes(const Tree& left, NodeId left_node, const Tree& right,
                    NodeId right_node) {
+  RequireStack();
   const NodeKind kind = left.kind(left_node);
   if (kind != right.kind(right_node)) return false;
   switch (kind) {

@@ -2,6 +2,7 @@
 
 #include "xdb/xquery/values/cast.h"
 #include "xdb/xquery/values/compare.h"
+#include "xdb/xquery/values/stack_guard.h"
 
 namespace kiv::xdb::xq {
 
@@ -25,6 +26,7 @@ IteratorPtr SinglePlan::Open(const Frame& frame) const {
 }
 
 Item SinglePlan::One(const Frame& frame) const {
+  RequireStack(position);
   try {
     return Compute(frame);
   } catch (Error& error) {
@@ -67,16 +69,13 @@ IteratorPtr IterateItems(Sequence items) {
 
 Sequence Drain(Iterator& iterator) {
   constexpr std::size_t kBetweenChecks = 4096;
+  MemoryCharge charge;
   Sequence items;
   Item item;
   while (iterator.Next(item)) {
     items.push_back(std::move(item));
     if (items.size() % kBetweenChecks != 0) continue;
-    const ValueMemory& memory = ValueMemory::OfThisThread();
-    const auto bytes =
-        static_cast<std::int64_t>(items.capacity() * sizeof(Item));
-    if (memory.used_bytes > memory.limit_bytes - bytes)
-      throw Error("XPDY0130", "a sequence takes more memory than is allowed");
+    charge.GrowTo(items.capacity() * sizeof(Item));
   }
   return items;
 }

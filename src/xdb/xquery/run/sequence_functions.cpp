@@ -72,6 +72,7 @@ class DistinctIterator final : public Iterator {
         return IsSameKey(entry.second, item, zone_);
       });
       if (is_known) continue;
+      charge_.Add(kEntryBytes);
       met_.emplace(hash, item);
       return true;
     }
@@ -79,9 +80,12 @@ class DistinctIterator final : public Iterator {
   }
 
  private:
+  static constexpr std::size_t kEntryBytes = 64;
+
   const IteratorPtr items_;
   const int zone_;
   std::unordered_multimap<std::size_t, Item> met_;
+  MemoryCharge charge_;
 };
 
 IteratorPtr DistinctValues(const Frame& frame, const Plans& arguments) {

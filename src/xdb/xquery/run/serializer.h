@@ -19,9 +19,10 @@ class Serializer {
   explicit Serializer(std::string& out) : out_(out) {}
 
   void Write(const Item& item);
+  // A node, as Write does.
+  void WriteNode(const Tree& tree, NodeId node);
 
  private:
-  void WriteNode(const Tree& tree, NodeId node);
   void WriteElement(const Tree& tree, NodeId element);
   NodeId StartElement(const Tree& tree, NodeId element, bool is_top);
   void EndElement(const Tree& tree, NodeId element);

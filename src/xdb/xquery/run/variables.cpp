@@ -5,6 +5,8 @@
 namespace kiv::xdb::xq {
 namespace {
 
+constexpr std::size_t kLazyCallDepth = 32;
+
 // A call counts for as long as its frame lives.
 class Call {
  public:
@@ -94,7 +96,15 @@ std::vector<Value> UserCallPlan::SlotsOf(const Frame& frame) const {
   return slots;
 }
 
+// Deep calls are carried out at once: in a row of iterators, each inside the
+// one before, every item would pass through all of them.
 IteratorPtr UserCallPlan::Open(const Frame& frame) const {
+  if (frame.run->call_depth() >= kLazyCallDepth) {
+    std::vector<Value> slots = SlotsOf(frame);
+    const Call call(*frame.run, position);
+    return IterateItems(
+        ItemsOf(*function_.body, {frame.run, slots.data(), nullptr}));
+  }
   return std::make_unique<CallIterator>(*frame.run, SlotsOf(frame),
                                         *function_.body, position);
 }

@@ -5,6 +5,7 @@
 
 #include "util/utf8.h"
 #include "xdb/xquery/syntax/query_parser.h"
+#include "xdb/xquery/values/stack_guard.h"
 #include "xdb/xquery/values/xml_characters.h"
 
 namespace kiv::xdb::xq {
@@ -154,6 +155,10 @@ ast::UriLiteral QueryParser::TakeUri() {
 
 void QueryParser::CheckDepth(std::size_t depth) {
   deepest_ = std::max(deepest_, depth);
+  if (IsStackLow()) {
+    Fail("XPDY0130", "the query is nested deeper than the stack allows",
+         Current().position);
+  }
   if (deepest_ <= max_depth_) return;
   Fail("XPDY0130",
        "the query is nested deeper than " + std::to_string(max_depth_) +

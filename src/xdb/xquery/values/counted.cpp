@@ -4,16 +4,30 @@
 
 namespace kiv::xdb::xq {
 
+namespace {
+
+thread_local constinit ValueMemory own_memory;
+thread_local constinit ValueMemory* memory_at_hand = nullptr;
+
+}  // namespace
+
 ValueMemory& ValueMemory::OfThisThread() {
-  thread_local constinit ValueMemory memory;
-  return memory;
+  return memory_at_hand != nullptr ? *memory_at_hand : own_memory;
 }
+
+void ValueMemory::Refuse() {
+  throw Error("XPDY0130", "the query takes more memory than is allowed");
+}
+
+ValueMemoryScope::ValueMemoryScope(ValueMemory& memory) noexcept
+    : before_(std::exchange(memory_at_hand, &memory)) {}
+
+ValueMemoryScope::~ValueMemoryScope() { memory_at_hand = before_; }
 
 void* Counted::Allocate(std::size_t size) {
   ValueMemory& memory = ValueMemory::OfThisThread();
   const auto taken = static_cast<std::int64_t>(size);
-  if (memory.used_bytes > memory.limit_bytes - taken)
-    throw Error("XPDY0130", "the values of the query take too much memory");
+  memory.Require(taken);
   void* room = ::operator new(size);
   memory.used_bytes += taken;
   return room;

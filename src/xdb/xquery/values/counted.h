@@ -9,14 +9,61 @@
 
 namespace kiv::xdb::xq {
 
-// What the values of this thread take outside their items. An execution notes
-// `used_bytes` when it starts and sets the limit to that and what it may take;
-// the value that would go past it is not made: Error XPDY0130.
+// What values take outside their items, and how much that may be; the value
+// that would go past the limit is not made: Error XPDY0130.
 struct ValueMemory {
   std::int64_t used_bytes = 0;
   std::int64_t limit_bytes = std::numeric_limits<std::int64_t>::max();
 
+  // Throws Error when so many bytes more are too many.
+  void Require(std::int64_t bytes) const {
+    if (used_bytes > limit_bytes - bytes) Refuse();
+  }
+
+  // That of the execution which this thread is at; outside of all, the thread's
+  // own, without a limit.
   static ValueMemory& OfThisThread();
+
+ private:
+  [[noreturn]] static void Refuse();
+};
+
+// While it lives, the values of this thread count there.
+class ValueMemoryScope {
+ public:
+  explicit ValueMemoryScope(ValueMemory& memory) noexcept;
+  ~ValueMemoryScope();
+  ValueMemoryScope(const ValueMemoryScope&) = delete;
+  ValueMemoryScope& operator=(const ValueMemoryScope&) = delete;
+
+ private:
+  ValueMemory* const before_;
+};
+
+// Memory that grows while a value is made, or to make it: counted until this
+// ends. Where it would go past the limit, Error XPDY0130.
+class MemoryCharge {
+ public:
+  MemoryCharge() : memory_(ValueMemory::OfThisThread()) {}
+  ~MemoryCharge() { memory_.used_bytes -= bytes_; }
+  MemoryCharge(const MemoryCharge&) = delete;
+  MemoryCharge& operator=(const MemoryCharge&) = delete;
+
+  void Add(std::size_t bytes) { Set(bytes_ + static_cast<Bytes>(bytes)); }
+  // What it is by now in all; cheap where that is the same as before.
+  void GrowTo(std::size_t bytes) { Set(static_cast<Bytes>(bytes)); }
+
+ private:
+  using Bytes = std::int64_t;
+  void Set(Bytes bytes) {
+    if (bytes == bytes_) return;
+    memory_.Require(bytes - bytes_);
+    memory_.used_bytes += bytes - bytes_;
+    bytes_ = bytes;
+  }
+
+  ValueMemory& memory_;
+  Bytes bytes_ = 0;
 };
 
 // The part of a value that lies outside its item and belongs to all the items

@@ -18,6 +18,8 @@ namespace kiv::xdb::xq {
 
 // Where a tree comes from. Both are empty for what is not known.
 struct TreeOrigin {
+  virtual ~TreeOrigin() = default;
+
   std::string document_uri;
   std::string base_uri;
   // Attributes that are IDs by a declaration, and those that refer to them;
@@ -31,9 +33,13 @@ struct TreeOrigin {
 // document order of nodes of two trees from it.
 class HeldTree : public Counted {
  public:
+  // `bytes`: what the tree takes, where it is this execution's alone.
   HeldTree(std::shared_ptr<const Tree> tree, std::uint64_t order,
-           std::shared_ptr<const TreeOrigin> origin = nullptr)
-      : tree_(std::move(tree)), origin_(std::move(origin)), order_(order) {}
+           std::shared_ptr<const TreeOrigin> origin = nullptr,
+           std::size_t bytes = 0)
+      : tree_(std::move(tree)), origin_(std::move(origin)), order_(order) {
+    Charge(bytes);
+  }
 
   const Tree& tree() const { return *tree_; }
   const std::shared_ptr<const Tree>& shared_tree() const { return tree_; }
