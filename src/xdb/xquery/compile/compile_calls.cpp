@@ -54,6 +54,7 @@ PlanPtr Compiler::LibraryCall(const ast::FunctionCall& expr,
       expr.arguments.size() == function->min_arity) {
     auto context = std::make_unique<ContextItemPlan>();
     context->position = expr.position;
+    needs_->focus = true;
     PlanPtr argument = std::move(context);
     if (function->implied == ImpliedArgument::ContextString) {
       Plans item;
@@ -68,6 +69,8 @@ PlanPtr Compiler::LibraryCall(const ast::FunctionCall& expr,
     focus_use_->position |= (function->depends_on & kOnPosition) != 0;
     focus_use_->last |= (function->depends_on & kOnSize) != 0;
   }
+  needs_->focus |= function->depends_on & (kOnPosition | kOnSize);
+  needs_->is_tied |= (function->depends_on & kHasEffect) != 0;
   SequenceType result = function->result.ToSequenceType();
   // What never returns must not pass for an empty sequence.
   if (function->engine == EngineFunction::Error)
@@ -84,6 +87,8 @@ PlanPtr Compiler::UserCall(const ast::FunctionCall& expr, const QName& name) {
       continue;
     }
     if (references_ != nullptr) references_->functions.push_back(&function);
+    // It may make nodes, or never return.
+    needs_->is_tied = true;
     std::vector<PlanPtr> arguments;
     for (std::size_t i = 0; i < expr.arguments.size(); ++i) {
       arguments.push_back(

@@ -3,9 +3,13 @@
 
 namespace kiv::xdb::xq {
 
-Occurrence Compiler::AddFor(const ast::Binding& binding, Clauses& clauses,
-                            std::vector<std::size_t>& slots) {
-  PlanPtr operand = Compile(binding.operand);
+// Each operand is evaluated once a tuple of those before it.
+Occurrence Compiler::AddFor(const ast::Binding& binding, Drafts& drafts) {
+  DraftClause draft;
+  draft.loops = loops_;
+  draft.operand =
+      Observe(draft.needs, [&] { return Compile(binding.operand); });
+  PlanPtr& operand = draft.operand;
   const Occurrence count = operand->properties.type.occurrence;
   if (binding.type) {
     SequenceType type = ResolveType(*binding.type);
@@ -22,47 +26,66 @@ Occurrence Compiler::AddFor(const ast::Binding& binding, Clauses& clauses,
   Properties one = operand->properties;
   one.type.occurrence = Occurrence::One;
   one.is_ordered = one.is_disjoint = one.IsNodes();
-  const std::size_t slot = Declare(binding.variable, one);
-  slots.push_back(slot);
-  std::optional<std::size_t> at;
+  ++loops_;
+  draft.variable = Declare(binding.variable, one);
   if (binding.at) {
     Properties position;
     position.type = {ItemType::OfAtomic(Type::Integer), Occurrence::One};
-    at = Declare(*binding.at, position);
-    slots.push_back(*at);
+    draft.at = Declare(*binding.at, position);
   }
-  clauses.push_back(std::make_unique<ForClause>(std::move(operand), slot, at));
+  drafts.push_back(std::move(draft));
   return count;
 }
 
-Occurrence Compiler::AddLet(const ast::Binding& binding, Clauses& clauses,
-                            std::vector<std::size_t>& slots) {
-  PlanPtr operand = Compile(binding.operand);
+Occurrence Compiler::AddLet(const ast::Binding& binding, Drafts& drafts) {
+  DraftClause draft;
+  draft.is_for = false;
+  draft.loops = loops_;
+  draft.operand =
+      Observe(draft.needs, [&] { return Compile(binding.operand); });
   if (binding.type) {
-    operand = Check(std::move(operand), ResolveType(*binding.type), "XPTY0004",
-                    "$" + binding.variable.local);
+    draft.operand = Check(std::move(draft.operand), ResolveType(*binding.type),
+                          "XPTY0004", "$" + binding.variable.local);
   }
-  const std::size_t slot = Declare(binding.variable, operand->properties);
-  slots.push_back(slot);
-  clauses.push_back(std::make_unique<LetClause>(std::move(operand), slot));
+  draft.variable = Declare(binding.variable, draft.operand->properties);
+  drafts.push_back(std::move(draft));
   return Occurrence::One;
 }
 
 // How many tuples there are.
 Occurrence Compiler::AddClauses(const std::vector<ast::Binding>& bindings,
-                                Clauses& clauses,
-                                std::vector<std::size_t>& slots) {
+                                Drafts& drafts) {
   Occurrence tuples = Occurrence::One;
   for (const ast::Binding& binding : bindings) {
     const bool is_for = binding.kind == ast::Binding::Kind::For;
-    tuples = ProductOf(tuples, is_for ? AddFor(binding, clauses, slots)
-                                      : AddLet(binding, clauses, slots));
+    tuples = ProductOf(
+        tuples, is_for ? AddFor(binding, drafts) : AddLet(binding, drafts));
   }
   return tuples;
 }
 
-void Compiler::AddOrderBy(const ast::Flwor& expr,
-                          std::vector<std::size_t> slots, Clauses& clauses) {
+Clauses Compiler::Finish(Drafts drafts) {
+  Clauses clauses;
+  for (DraftClause& draft : drafts) {
+    if (draft.join) {
+      clauses.push_back(std::make_unique<JoinClause>(
+          std::move(draft.operand), draft.variable, draft.at,
+          *std::move(draft.join), draft.table_slot));
+    } else if (draft.is_for) {
+      clauses.push_back(std::make_unique<ForClause>(std::move(draft.operand),
+                                                    draft.variable, draft.at));
+    } else {
+      clauses.push_back(std::make_unique<LetClause>(std::move(draft.operand),
+                                                    draft.variable));
+    }
+    for (PlanPtr& condition : draft.conditions)
+      clauses.push_back(std::make_unique<WhereClause>(std::move(condition)));
+  }
+  return clauses;
+}
+
+std::unique_ptr<const Clause> Compiler::OrderBy(const ast::Flwor& expr,
+                                                const Drafts& drafts) {
   std::vector<OrderByClause::Key> keys;
   for (const ast::OrderSpec& spec : expr.order_by) {
     if (spec.collation)
@@ -73,31 +96,47 @@ void Compiler::AddOrderBy(const ast::Flwor& expr,
     key.is_none_least =
         spec.empty ? *spec.empty == ast::EmptyOrder::Least : is_empty_least_;
   }
-  clauses.push_back(
-      std::make_unique<OrderByClause>(std::move(keys), std::move(slots)));
+  std::vector<Bound> bound;
+  for (const DraftClause& draft : drafts) {
+    bound.push_back(draft.variable);
+    if (draft.at) bound.push_back(*draft.at);
+  }
+  return std::make_unique<OrderByClause>(std::move(keys), std::move(bound));
 }
 
 PlanPtr Compiler::operator()(const ast::Flwor& expr) {
   const Scope scope(*this);
-  Clauses clauses;
-  std::vector<std::size_t> slots;
-  Occurrence tuples = AddClauses(expr.bindings, clauses, slots);
+  const std::size_t outer_loops = loops_;
+  Drafts drafts;
+  Occurrence tuples = AddClauses(expr.bindings, drafts);
   if (expr.where) {
-    clauses.push_back(std::make_unique<WhereClause>(Compile(expr.where)));
+    AddCondition(*expr.where, drafts);
     tuples = ProductOf(tuples, Occurrence::Optional);
   }
-  if (!expr.order_by.empty()) AddOrderBy(expr, std::move(slots), clauses);
-  return std::make_unique<FlworPlan>(std::move(clauses), Compile(expr.result),
+  std::unique_ptr<const Clause> order_by;
+  if (!expr.order_by.empty()) order_by = OrderBy(expr, drafts);
+  PlanPtr result = Compile(expr.result);
+  loops_ = outer_loops;
+  Clauses clauses = Finish(std::move(drafts));
+  if (order_by) clauses.push_back(std::move(order_by));
+  return std::make_unique<FlworPlan>(std::move(clauses), std::move(result),
                                      tuples);
 }
 
+// What must hold for some tuple is a condition of the tuples.
 PlanPtr Compiler::operator()(const ast::Quantified& expr) {
   const Scope scope(*this);
-  Clauses clauses;
-  std::vector<std::size_t> slots;
-  AddClauses(expr.bindings, clauses, slots);
-  return std::make_unique<QuantifiedPlan>(expr.is_every, std::move(clauses),
-                                          Compile(expr.satisfies));
+  const std::size_t outer_loops = loops_;
+  Drafts drafts;
+  AddClauses(expr.bindings, drafts);
+  PlanPtr condition;
+  if (expr.is_every)
+    condition = Compile(expr.satisfies);
+  else
+    AddCondition(*expr.satisfies, drafts);
+  loops_ = outer_loops;
+  return std::make_unique<QuantifiedPlan>(
+      expr.is_every, Finish(std::move(drafts)), std::move(condition));
 }
 
 PlanPtr Compiler::operator()(const ast::Typeswitch& expr) {
@@ -113,7 +152,7 @@ PlanPtr Compiler::operator()(const ast::Typeswitch& expr) {
         known = operand->properties;
       else
         known.type = made.type;
-      made.slot = Declare(*one.variable, known);
+      made.variable = Declare(*one.variable, known);
     }
     made.result = Compile(one.result);
     cases.push_back(std::move(made));
@@ -126,8 +165,9 @@ PlanPtr Compiler::operator()(const ast::Typeswitch& expr) {
 PlanPtr Compiler::operator()(const ast::VariableReference& expr) {
   const QName name = Resolve(expr.name, "");
   for (auto local = locals_.rbegin(); local != locals_.rend(); ++local) {
-    if (local->name == name)
-      return std::make_unique<VariablePlan>(local->slot, local->known);
+    if (!(local->name == name)) continue;
+    needs_->AddSlot(local->slot);
+    return std::make_unique<VariablePlan>(local->slot, local->known);
   }
   for (auto global = visible_globals_.rbegin();
        global != visible_globals_.rend(); ++global) {

@@ -30,6 +30,13 @@ void CheckUri(const ast::UriLiteral& uri) {
   }
 }
 
+// Another one each time.
+bool MakesNode(ast::ExprKind kind) {
+  using ast::ExprKind;
+  return kind == ExprKind::DirectElement || kind == ExprKind::DirectComment ||
+         kind == ExprKind::DirectInstruction || kind == ExprKind::ComputedNode;
+}
+
 const SequenceType kAnything{ItemType::OfKind(ItemKind::Item),
                              Occurrence::ZeroOrMore};
 
@@ -51,7 +58,13 @@ Compiler::Compiler(const StaticSettings& settings, CompiledQuery& query)
 PlanPtr Compiler::Compile(const ast::Expr& expr) {
   RequireStack(expr.position);
   try {
-    PlanPtr plan = ast::Visit(expr, *this);
+    Needs needs;
+    const std::size_t first_memo = memos_.size();
+    PlanPtr plan = Observe(needs, [&] {
+      needs_->is_tied = MakesNode(expr.kind);
+      return ast::Visit(expr, *this);
+    });
+    plan = MayKeep(expr, std::move(plan), needs, first_memo);
     // The plan is this call's own until it is handed out.
     auto& made = const_cast<Plan&>(*plan);
     if (!made.position.IsKnown()) made.position = expr.position;
@@ -75,7 +88,7 @@ void Compiler::CompileModule(const ast::Module& module) {
   }
   CompileDeclarations(module.prolog);
   CheckCycles();
-  slot_count_ = 0;
+  StartFrame();
   query_.body = Compile(module.body);
   query_.slot_count = slot_count_;
   query_.base_uri = base_uri_;
@@ -207,7 +220,7 @@ void Compiler::CompileFunction(const ast::FunctionDeclaration& declaration,
   }
   const Scope scope(*this);
   references_ = &function_references_[&function];
-  slot_count_ = 0;
+  StartFrame();
   for (std::size_t p = 0; p < declaration.parameters.size(); ++p) {
     Properties known;
     known.type = function.parameters[p];
@@ -262,7 +275,7 @@ void Compiler::CompileVariable(const ast::VariableDeclaration& declaration) {
   variable.position = declaration.position;
   if (declaration.type) variable.type = ResolveType(*declaration.type);
   if (declaration.value) {
-    slot_count_ = 0;
+    StartFrame();
     references_ = &variable_references_[&variable];
     PlanPtr plan = Compile(declaration.value);
     references_ = nullptr;

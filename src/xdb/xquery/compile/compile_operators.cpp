@@ -15,8 +15,6 @@ To Same(From from) {
   // Both list the same things in the same order.
   return static_cast<To>(static_cast<int>(from));
 }
-static_assert(static_cast<int>(Comparison::Ge) ==
-              static_cast<int>(ast::Relation::Ge));
 static_assert(static_cast<int>(Operator::Modulo) ==
               static_cast<int>(ast::ArithmeticOperator::Modulo));
 
@@ -86,17 +84,11 @@ PlanPtr Compiler::Operand(const ast::ExprPtr& expr, const char* what) {
 }
 
 PlanPtr Compiler::operator()(const ast::GeneralComparison& expr) {
-  PlanPtr left = Atomize(Compile(expr.left));
-  return std::make_unique<GeneralComparisonPlan>(
-      Same<Comparison>(expr.relation), std::move(left),
-      Atomize(Compile(expr.right)));
+  return Compared(SidesOf(expr));
 }
 
 PlanPtr Compiler::operator()(const ast::ValueComparison& expr) {
-  PlanPtr left = Operand(expr.left, "an operand of a comparison");
-  return std::make_unique<ValueComparisonPlan>(
-      Same<Comparison>(expr.relation), std::move(left),
-      Operand(expr.right, "an operand of a comparison"));
+  return Compared(SidesOf(expr));
 }
 
 PlanPtr Compiler::operator()(const ast::NodeComparison& expr) {

@@ -20,12 +20,21 @@ bool Compiler::Predicate::IsPositional() const {
 template <typename MakePlan>
 PlanPtr Compiler::WithFocus(FocusUse& use, MakePlan make_plan) {
   FocusUse* const outer = std::exchange(focus_use_, &use);
-  try {
-    PlanPtr plan = make_plan();
+  const std::size_t outer_loops = std::exchange(focus_loops_, ++loops_);
+  const auto restore = [&] {
     focus_use_ = outer;
+    focus_loops_ = outer_loops;
+    --loops_;
+  };
+  try {
+    Needs needs;
+    const bool had_focus = needs_->focus;
+    PlanPtr plan = Observe(needs, make_plan);
+    needs_->focus = had_focus;
+    restore();
     return plan;
   } catch (...) {
-    focus_use_ = outer;
+    restore();
     throw;
   }
 }
@@ -87,14 +96,17 @@ PlanPtr Compiler::MakeStep(Axis axis, const ast::AxisStep& step,
 }
 
 PlanPtr Compiler::operator()(const ast::AxisStep& expr) {
+  needs_->focus = true;
   return MakeStep(expr.axis, expr, CompilePredicates(expr.predicates));
 }
 
 PlanPtr Compiler::operator()(const ast::Root&) {
+  needs_->focus = true;
   return std::make_unique<RootPlan>();
 }
 
 PlanPtr Compiler::operator()(const ast::ContextItem&) {
+  needs_->focus = true;
   return std::make_unique<ContextItemPlan>();
 }
 

@@ -1,6 +1,7 @@
 #ifndef XDB_XQUERY_COMPILE_COMPILER_H_
 #define XDB_XQUERY_COMPILE_COMPILER_H_
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -8,10 +9,12 @@
 #include <utility>
 #include <vector>
 
+#include "xdb/xquery/compile/needs.h"
 #include "xdb/xquery/compile/query.h"
 #include "xdb/xquery/run/axes.h"
 #include "xdb/xquery/run/constructors.h"
 #include "xdb/xquery/run/flwor.h"
+#include "xdb/xquery/run/joins.h"
 #include "xdb/xquery/syntax/ast.h"
 
 namespace kiv::xdb::xq {
@@ -70,6 +73,41 @@ class Compiler {
     std::size_t slot;
     Properties known;
   };
+  // What is known of a slot, for as long as its function is compiled.
+  struct SlotFacts {
+    // How many loops are around the place that binds it, its own included.
+    std::size_t loops = 0;
+    Forgets forgets;
+  };
+  // A clause before it is known whether it is part of a join.
+  struct DraftClause {
+    PlanPtr operand;
+    Needs needs;  // of the operand
+    Bound variable;
+    std::optional<Bound> at;
+    bool is_for = true;
+    std::size_t loops = 0;  // around its operand
+    std::optional<JoinSides> join;
+    std::size_t table_slot = 0;
+    std::vector<PlanPtr> conditions;  // of its tuples
+
+    bool Binds(std::size_t slot) const {
+      return slot == variable.slot || (at && slot == at->slot);
+    }
+    bool IsNeededBy(const Needs& others) const {
+      return others.Has(variable.slot) || (at && others.Has(at->slot));
+    }
+  };
+  // A comparison that may become a join.
+  struct ComparedSides {
+    JoinComparison comparison;
+    PlanPtr left;
+    PlanPtr right;
+    Needs left_needs;
+    Needs right_needs;
+    Position position;
+  };
+
   // How an expression looks at the focus that it is evaluated with.
   struct FocusUse {
     bool position = false;
@@ -118,7 +156,9 @@ class Compiler {
   ItemType ResolveNodeType(const ast::NodeTest& test) const;
   Type ResolveCastTarget(const ast::LexicalName& name) const;
   std::optional<QName> NameOfText(std::string_view text) const;
-  std::size_t Declare(const ast::LexicalName& name, const Properties& known);
+  Bound Declare(const ast::LexicalName& name, const Properties& known);
+  Bound NewSlot();
+  void StartFrame();
   void CheckCollation(const std::string& uri, std::string_view code,
                       Position position) const;
 
@@ -133,14 +173,27 @@ class Compiler {
   PlanPtr WithFocus(FocusUse& use, MakePlan make_plan);
 
   // compile_flwor.cpp
+  using Drafts = std::vector<DraftClause>;
   Occurrence AddClauses(const std::vector<ast::Binding>& bindings,
-                        Clauses& clauses, std::vector<std::size_t>& slots);
-  Occurrence AddFor(const ast::Binding& binding, Clauses& clauses,
-                    std::vector<std::size_t>& slots);
-  Occurrence AddLet(const ast::Binding& binding, Clauses& clauses,
-                    std::vector<std::size_t>& slots);
-  void AddOrderBy(const ast::Flwor& expr, std::vector<std::size_t> slots,
-                  Clauses& clauses);
+                        Drafts& drafts);
+  Occurrence AddFor(const ast::Binding& binding, Drafts& drafts);
+  Occurrence AddLet(const ast::Binding& binding, Drafts& drafts);
+  std::unique_ptr<const Clause> OrderBy(const ast::Flwor& expr,
+                                        const Drafts& drafts);
+  static Clauses Finish(Drafts drafts);
+
+  // compile_joins.cpp
+  PlanPtr Observe(Needs& needs, const std::function<PlanPtr()>& make_plan);
+  PlanPtr MayKeep(const ast::Expr& expr, PlanPtr plan, const Needs& needs,
+                  std::size_t first_memo);
+  bool IsSteady(const Needs& needs, std::size_t loops) const;
+  std::size_t KeptSlot(const Needs& needs);
+  void AddCondition(const ast::Expr& condition, Drafts& drafts);
+  PlanPtr ConditionOrJoin(const ast::Expr& condition, Drafts& drafts);
+  bool MakeJoin(ComparedSides& sides, DraftClause& draft);
+  ComparedSides SidesOf(const ast::GeneralComparison& expr);
+  ComparedSides SidesOf(const ast::ValueComparison& expr);
+  PlanPtr Compared(ComparedSides sides);
 
   // compile_operators.cpp
   PlanPtr Operand(const ast::ExprPtr& expr, const char* what);
@@ -184,6 +237,18 @@ class Compiler {
   std::map<const GlobalVariable*, References> variable_references_;
   References* references_ = nullptr;
   std::size_t slot_count_ = 0;
+  std::vector<SlotFacts> slots_;
+  // Of the expression that is being compiled.
+  Needs* needs_ = nullptr;
+  // Around it: loops of for, and of steps and predicates.
+  std::size_t loops_ = 0;
+  // Of which those from here on change the focus.
+  std::size_t focus_loops_ = 0;
+  struct Memo {
+    MemoPlan* plan;
+    std::size_t loops;
+  };
+  std::vector<Memo> memos_;
   std::size_t name_count_ = 0;
   FocusUse* focus_use_ = nullptr;
 };

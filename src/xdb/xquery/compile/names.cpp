@@ -169,10 +169,23 @@ SequenceType Compiler::ResolveType(const ast::SequenceType& type) const {
   return resolved;
 }
 
-std::size_t Compiler::Declare(const ast::LexicalName& name,
-                              const Properties& known) {
-  locals_.push_back({Resolve(name, ""), slot_count_, known});
-  return slot_count_++;
+// Before a function or the query's body: slots are numbered anew.
+void Compiler::StartFrame() {
+  slot_count_ = 0;
+  slots_.clear();
+  memos_.clear();
+  loops_ = focus_loops_ = 0;
+}
+
+Bound Compiler::NewSlot() {
+  slots_.push_back({loops_, std::make_shared<std::vector<std::size_t>>()});
+  return {slot_count_++, slots_.back().forgets};
+}
+
+Bound Compiler::Declare(const ast::LexicalName& name, const Properties& known) {
+  Bound variable = NewSlot();
+  locals_.push_back({Resolve(name, ""), variable.slot, known});
+  return variable;
 }
 
 void Compiler::CheckCollation(const std::string& uri, std::string_view code,

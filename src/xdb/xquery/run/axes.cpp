@@ -1,8 +1,16 @@
 #include "xdb/xquery/run/axes.h"
 
+#include <algorithm>
+
 #include "xdb/xquery/run/execution.h"
 
 namespace kiv::xdb::xq {
+
+namespace {
+
+constexpr NodeId kNodesBetweenTicks = 4096;
+
+}  // namespace
 
 using ast::Axis;
 
@@ -23,6 +31,8 @@ AxisCursor::AxisCursor(Execution& run, Axis axis, const NodeMatch& match,
     const auto id = run.NameIn(tree_, match.slot, match.name);
     never_ = !id;
     if (id) word_ = static_cast<std::uint32_t>(match.principal) | *id << 4;
+    is_named_below_ = axis == Axis::Child || axis == Axis::Descendant ||
+                      axis == Axis::Attribute;
   }
   const NodeId node = origin.node();
   const bool is_attribute = tree_.kind(node) == NodeKind::Attribute;
@@ -66,8 +76,28 @@ AxisCursor::AxisCursor(Execution& run, Axis axis, const NodeMatch& match,
   }
 }
 
+// Of one name downwards: nothing but the words is looked at.
+bool AxisCursor::NextNamed(Item& item) {
+  const Node* const nodes = tree_.nodes();
+  const bool is_flat = axis_ == Axis::Child;
+  while (at_ < end_) {
+    const NodeId last =
+        is_flat ? end_ : std::min(end_, at_ + kNodesBetweenTicks);
+    run_.Tick();
+    while (at_ < last) {
+      const NodeId node = at_;
+      at_ += is_flat ? nodes[node].size : 1;
+      if (nodes[node].word != word_) continue;
+      item = Item::OfNode(origin_.held_tree(), node);
+      return true;
+    }
+  }
+  return false;
+}
+
 bool AxisCursor::Next(Item& item) {
   if (never_) return false;
+  if (is_named_below_) return NextNamed(item);
   NodeId node;
   while (Step(node)) {
     run_.Tick();

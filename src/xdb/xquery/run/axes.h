@@ -29,6 +29,7 @@ class AxisCursor {
   bool Next(Item& item);
 
  private:
+  bool NextNamed(Item& item);
   bool Step(NodeId& node);
   bool StepForward(NodeId& node);
   bool StepSibling(NodeId& node);
@@ -48,6 +49,8 @@ class AxisCursor {
   const Tree& tree_;
   bool never_ = false;
   std::uint32_t word_ = 0;  // of the nodes wanted, Kind::Name
+  // Kind::Name on an axis to children, attributes or all that is below.
+  bool is_named_below_ = false;
   NodeId at_ = 0;
   NodeId end_ = 0;
   bool is_done_ = false;

@@ -267,7 +267,7 @@ IteratorPtr TypeswitchPlan::Open(const Frame& frame) const {
     chosen = &cases_[i];
     break;
   }
-  if (chosen->slot) frame.slots[*chosen->slot] = std::move(value);
+  if (chosen->variable) chosen->variable->Set(frame, std::move(value));
   return chosen->result->Open(frame);
 }
 

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "xdb/xquery/run/flwor.h"
 #include "xdb/xquery/run/plan.h"
 
 namespace kiv::xdb::xq {
@@ -70,7 +71,7 @@ class TypeswitchPlan final : public Plan {
  public:
   struct Case {
     SequenceType type;
-    std::optional<std::size_t> slot;
+    std::optional<Bound> variable;
     PlanPtr result;
   };
 

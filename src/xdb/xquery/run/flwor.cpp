@@ -20,11 +20,11 @@ class OneTuple final : public TupleStream {
 class ForStream final : public TupleStream {
  public:
   ForStream(const Frame& frame, TupleStreamPtr before, const Plan& operand,
-            std::size_t slot, std::optional<std::size_t> at)
+            const Bound& bound, const std::optional<Bound>& at)
       : frame_(frame),
         before_(std::move(before)),
         operand_(operand),
-        slot_(slot),
+        bound_(bound),
         at_(at) {}
 
   bool Next() override {
@@ -37,9 +37,9 @@ class ForStream final : public TupleStream {
       items_ = operand_.Open(frame_);
       position_ = 0;
     }
-    frame_.slots[slot_] = Value(std::move(item));
+    bound_.Set(frame_, Value(std::move(item)));
     ++position_;
-    if (at_) frame_.slots[*at_] = Value(Item::OfInteger(position_));
+    if (at_) at_->Set(frame_, Value(Item::OfInteger(position_)));
     return true;
   }
 
@@ -47,8 +47,8 @@ class ForStream final : public TupleStream {
   const Frame frame_;
   const TupleStreamPtr before_;
   const Plan& operand_;
-  const std::size_t slot_;
-  const std::optional<std::size_t> at_;
+  const Bound& bound_;
+  const std::optional<Bound>& at_;
   IteratorPtr items_;
   std::int64_t position_ = 0;
 };
@@ -56,15 +56,15 @@ class ForStream final : public TupleStream {
 class LetStream final : public TupleStream {
  public:
   LetStream(const Frame& frame, TupleStreamPtr before, const Plan& operand,
-            std::size_t slot)
+            const Bound& variable)
       : frame_(frame),
         before_(std::move(before)),
         operand_(operand),
-        slot_(slot) {}
+        variable_(variable) {}
 
   bool Next() override {
     if (!before_->Next()) return false;
-    frame_.slots[slot_] = ValueOf(operand_, frame_);
+    variable_.Set(frame_, ValueOf(operand_, frame_));
     return true;
   }
 
@@ -72,7 +72,7 @@ class LetStream final : public TupleStream {
   const Frame frame_;
   const TupleStreamPtr before_;
   const Plan& operand_;
-  const std::size_t slot_;
+  const Bound& variable_;
 };
 
 class WhereStream final : public TupleStream {
@@ -103,7 +103,7 @@ class OrderByStream final : public TupleStream {
     if (next_ == order_.size()) return false;
     const std::size_t first = order_[next_++] * clause_.slots().size();
     for (std::size_t i = 0; i < clause_.slots().size(); ++i)
-      frame_.slots[clause_.slots()[i]] = values_[first + i];
+      clause_.slots()[i].Set(frame_, values_[first + i]);
     return true;
   }
 
@@ -114,8 +114,8 @@ class OrderByStream final : public TupleStream {
                      values_.capacity() * sizeof(Value) +
                      keys_.capacity() * sizeof(Item));
       order_.push_back(order_.size());
-      for (const std::size_t slot : clause_.slots())
-        values_.push_back(frame_.slots[slot]);
+      for (const Bound& bound : clause_.slots())
+        values_.push_back(frame_.slots[bound.slot]);
       for (const OrderByClause::Key& key : clause_.keys())
         keys_.push_back(key.plan->One(frame_));
     }
@@ -181,14 +181,14 @@ class FlworIterator final : public Iterator {
 
 TupleStreamPtr ForClause::Open(const Frame& frame,
                                TupleStreamPtr before) const {
-  return std::make_unique<ForStream>(frame, std::move(before), *operand_, slot_,
+  return std::make_unique<ForStream>(frame, std::move(before), *operand_, item_,
                                      at_);
 }
 
 TupleStreamPtr LetClause::Open(const Frame& frame,
                                TupleStreamPtr before) const {
   return std::make_unique<LetStream>(frame, std::move(before), *operand_,
-                                     slot_);
+                                     variable_);
 }
 
 TupleStreamPtr WhereClause::Open(const Frame& frame,
@@ -219,7 +219,7 @@ IteratorPtr FlworPlan::Open(const Frame& frame) const {
 bool QuantifiedPlan::Decide(const Frame& frame) const {
   const TupleStreamPtr tuples = OpenClauses(clauses_, frame);
   while (tuples->Next())
-    if (condition_->Test(frame) != is_every_) return !is_every_;
+    if (!condition_ || condition_->Test(frame) != is_every_) return !is_every_;
   return is_every_;
 }
 

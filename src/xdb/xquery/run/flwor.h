@@ -37,27 +37,44 @@ class Clause {
 
 using Clauses = std::vector<std::unique_ptr<const Clause>>;
 
+// The slots that hold what was made of a variable's value. The list grows while
+// the query is compiled, also behind the clause that has it.
+using Forgets = std::shared_ptr<std::vector<std::size_t>>;
+
+// The slot of a variable that a clause binds.
+struct Bound {
+  std::size_t slot = 0;
+  Forgets forgets;
+
+  void Set(const Frame& frame, Value value) const {
+    frame.slots[slot] = std::move(value);
+    for (const std::size_t kept : *forgets) frame.slots[kept] = Value();
+  }
+};
+
 class ForClause final : public Clause {
  public:
-  ForClause(PlanPtr operand, std::size_t slot, std::optional<std::size_t> at)
-      : operand_(std::move(operand)), slot_(slot), at_(at) {}
+  ForClause(PlanPtr operand, Bound item, std::optional<Bound> at)
+      : operand_(std::move(operand)),
+        item_(std::move(item)),
+        at_(std::move(at)) {}
   TupleStreamPtr Open(const Frame& frame, TupleStreamPtr before) const override;
 
  private:
   const PlanPtr operand_;
-  const std::size_t slot_;
-  const std::optional<std::size_t> at_;
+  const Bound item_;
+  const std::optional<Bound> at_;
 };
 
 class LetClause final : public Clause {
  public:
-  LetClause(PlanPtr operand, std::size_t slot)
-      : operand_(std::move(operand)), slot_(slot) {}
+  LetClause(PlanPtr operand, Bound variable)
+      : operand_(std::move(operand)), variable_(std::move(variable)) {}
   TupleStreamPtr Open(const Frame& frame, TupleStreamPtr before) const override;
 
  private:
   const PlanPtr operand_;
-  const std::size_t slot_;
+  const Bound variable_;
 };
 
 class WhereClause final : public Clause {
@@ -79,16 +96,16 @@ class OrderByClause final : public Clause {
   };
 
   // `slots`: of the variables of the clauses before.
-  OrderByClause(std::vector<Key> keys, std::vector<std::size_t> slots)
+  OrderByClause(std::vector<Key> keys, std::vector<Bound> slots)
       : keys_(std::move(keys)), slots_(std::move(slots)) {}
   TupleStreamPtr Open(const Frame& frame, TupleStreamPtr before) const override;
 
   const std::vector<Key>& keys() const { return keys_; }
-  const std::vector<std::size_t>& slots() const { return slots_; }
+  const std::vector<Bound>& slots() const { return slots_; }
 
  private:
   const std::vector<Key> keys_;
-  const std::vector<std::size_t> slots_;
+  const std::vector<Bound> slots_;
 };
 
 class FlworPlan final : public Plan {
@@ -103,6 +120,7 @@ class FlworPlan final : public Plan {
 
 class QuantifiedPlan final : public BooleanPlan {
  public:
+  // No condition: that there is a tuple.
   QuantifiedPlan(bool is_every, Clauses clauses, PlanPtr condition)
       : is_every_(is_every),
         clauses_(std::move(clauses)),
