@@ -37,8 +37,10 @@ add_custom_command(OUTPUT ${manual}/kiv.1 ${manual}/kiv.bash
   COMMAND kiv completion > ${manual}/kiv.bash
   DEPENDS kiv VERBATIM)
 add_custom_target(kiv_manual ALL DEPENDS ${manual}/kiv.1)
+file(RELATIVE_PATH library_from_bin
+  /prefix/${CMAKE_INSTALL_BINDIR} /prefix/${CMAKE_INSTALL_LIBDIR})
 set_target_properties(kiv PROPERTIES
-  INSTALL_RPATH "$ORIGIN/${KIV_LIBRARY_FROM_BIN}")
+  INSTALL_RPATH "$ORIGIN/${library_from_bin}")
 install(TARGETS kiv RUNTIME COMPONENT tools)
 install(DIRECTORY ${manual}/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
   COMPONENT tools FILES_MATCHING PATTERN "*.1")

@@ -28,7 +28,8 @@ install_packages() {
 
 build_packages=(g++ cmake ninja-build ccache pkg-config libxerces-c-dev
   libcli11-dev libsqlite3-dev librabbitmq-dev libdb5.3++-dev)
-test_packages=(libgtest-dev libgmock-dev python3 libicu-dev strace)
+test_packages=(libgtest-dev libgmock-dev python3 libicu-dev strace dpkg-dev file
+  bash-completion man-db)
 bench_packages=(libbenchmark-dev libicu-dev libspdlog-dev libssl-dev
   libhowardhinnant-date-dev python3 basex)
 check_packages=(clang clang-format clang-tidy libclang-rt-14-dev)
