@@ -20,6 +20,7 @@
 
 #include "compare.h"
 #include "xdb/container/container.h"
+#include "xdb/container/environment_access.h"
 #include "xdb/container/store_error.h"
 
 namespace {
@@ -265,23 +266,21 @@ void GetOurs(benchmark::State& state) {
     benchmark::DoNotOptimize(store->container().Get(NameOf(++turn), nullptr));
 }
 
-// The documents themselves in one table, in an environment opened and set as
-// ours is.
+// The documents themselves in one table of an environment that is opened and
+// set as ours is.
 class BareStore {
  public:
-  BareStore() : environment_(DB_CXX_NO_EXCEPTIONS) {
-    environment_.set_cachesize(0, 64U << 20, 1);
-    environment_.set_lk_detect(DB_LOCK_YOUNGEST);
-    Check(environment_.open(Work().Fresh("bare").c_str(),
-                            DB_CREATE | DB_INIT_MPOOL | DB_INIT_LOCK |
-                                DB_INIT_LOG | DB_INIT_TXN | DB_THREAD,
-                            0));
-    table_ = std::make_unique<Db>(&environment_, DB_CXX_NO_EXCEPTIONS);
+  BareStore() {
+    if (environment_.Open(Work().Fresh("bare").string(),
+                          {true, true, true, true}, "") != 0)
+      throw std::runtime_error(environment_.ErrorText());
+    DbEnv* const handle = kiv::xdb::EnvironmentHandle(environment_);
+    table_ = std::make_unique<Db>(handle, DB_CXX_NO_EXCEPTIONS);
     Check(table_->set_pagesize(8192));
     Check(table_->open(nullptr, "bare.db", nullptr, DB_BTREE,
                        DB_CREATE | DB_THREAD | DB_AUTO_COMMIT, 0));
     DbTxn* transaction = nullptr;
-    Check(environment_.txn_begin(nullptr, &transaction, 0));
+    Check(handle->txn_begin(nullptr, &transaction, 0));
     for (const auto& [name, content] : Orders().all) {
       Dbt key(const_cast<char*>(name.data()),
               static_cast<u_int32_t>(name.size()));
@@ -308,7 +307,7 @@ class BareStore {
     if (code != 0) throw std::runtime_error(DbEnv::strerror(code));
   }
 
-  DbEnv environment_;
+  Environment environment_;
   std::unique_ptr<Db> table_;
   std::vector<char> buffer_ = std::vector<char>(1 << 16);
 };

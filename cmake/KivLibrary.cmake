@@ -34,4 +34,6 @@ foreach(layer IN LISTS KIV_LAYERS)
 endforeach()
 target_include_directories(kiv_whole INTERFACE
   ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
+target_include_directories(kiv_whole SYSTEM INTERFACE
+  ${PROJECT_BINARY_DIR}/generated)
 target_link_libraries(kiv_whole INTERFACE ${uses})

@@ -8,6 +8,8 @@ include(CMakePackageConfigHelpers)
 install(TARGETS kivcorelib10 EXPORT kivcorelib10-targets
   LIBRARY COMPONENT library NAMELINK_COMPONENT development
   FILE_SET HEADERS COMPONENT development)
+install(DIRECTORY include/slice DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+  COMPONENT development)
 set(config_folder ${CMAKE_INSTALL_LIBDIR}/cmake/kivcorelib10)
 install(EXPORT kivcorelib10-targets NAMESPACE kiv::
   DESTINATION ${config_folder} COMPONENT development)

@@ -55,7 +55,7 @@ class Scenario15Broker : public ::testing::Test {
       std::string body;
       if (message != nullptr && message->GetBody(body)) bodies.push_back(body);
       return !bodies.empty() && bodies.back() == last;
-    }));
+    })) << queue.LastError();
   }
 
   using Clock = std::chrono::steady_clock;

@@ -224,10 +224,22 @@ bool XDbManager::Salvage(
     if (is_encrypted) CheckDbName(name, file);
     xdb::ContainerSwitches switches;
     switches.encrypted = is_encrypted;
-    xdb::OpenContainer(is_encrypted ? environment_ : nullptr, file, switches)
-        ->Salvage([&](const std::string& document, const std::string& content) {
-          each(xdb::LocalText(document), content);
-        });
+    const auto give = [&](const std::string& document,
+                          const std::string& content) {
+      each(xdb::LocalText(document), content);
+    };
+    std::shared_ptr<xdb::Container> container;
+    try {
+      container = xdb::OpenContainer(is_encrypted ? environment_ : nullptr,
+                                     file, switches);
+    } catch (const StoreError& error) {
+      if (is_encrypted || error.failure() == Failure::NewerFormat) throw;
+    }
+    // Of one that cannot be opened there are still the pages.
+    if (container != nullptr)
+      container->Salvage(give);
+    else
+      xdb::SalvageContainerFile(file, give);
     return true;
   });
 }

@@ -18,7 +18,9 @@ void AddCheckConfig(CLI::App& program, int& exit_code);
 void AddQueue(CLI::App& program, int& exit_code);
 void AddLog(CLI::App& program, int& exit_code);
 void AddSchema(CLI::App& program, int& exit_code);
+void AddStore(CLI::App& program, int& exit_code);
 void AddXdb(CLI::App& program, int& exit_code);
+void AddRemote(CLI::App& program, int& exit_code);
 void AddInit(CLI::App& program, int& exit_code);
 void AddManual(CLI::App& program, int& exit_code);
 

@@ -95,6 +95,13 @@ void RemoveContainer(const std::shared_ptr<Environment>& environment,
 void RenameContainer(const std::shared_ptr<Environment>& environment,
                      const std::string& old_file, const std::string& new_file);
 
+// The documents that can still be read of a file that cannot even be opened, or
+// not in an environment. Not for encrypted ones; nobody else has it open.
+void SalvageContainerFile(
+    const std::string& file_name,
+    const std::function<void(const std::string& name,
+                             const std::string& content)>& each);
+
 }  // namespace kiv::xdb
 
 #endif  // XDB_CONTAINER_CONTAINER_H_

@@ -10,7 +10,6 @@
 #include "xdb/container/environment_access.h"
 #include "xdb/tree/index_values.h"
 #include "xdb/tree/tree.h"
-#include "xdb/tree/tree_text.h"
 
 namespace kiv::xdb {
 namespace {
@@ -192,7 +191,7 @@ void Verifier::SumIndex() {
 void Verifier::CompareIndex() {
   const std::size_t before = problems_.size();
   EachDocument([this](std::string_view name, std::string_view bytes) {
-    const DocumentRecord record = ReadRecord(bytes);
+    const DocumentRecord record = ReadRecordHead(bytes);
     EachEntryOf(record.id, record.tree, [&](const std::string& entry) {
       EntryReader reader(core_.tables().index, nullptr, entry);
       if (!reader.Next() || reader.entry() != entry)
@@ -237,28 +236,6 @@ ContainerStatistics Container::Statistics() const {
     statistics.file_bytes = core.tables().FileBytes();
   });
   return statistics;
-}
-
-void Container::Salvage(
-    const std::function<void(const std::string& name,
-                             const std::string& content)>& each) const {
-  ContainerCore& core = *impl_->core;
-  core.Read(nullptr, {}, [&](Scope& scope) {
-    core.RefreshDictionary(scope);
-    Cursor cursor(core.tables().documents, nullptr);
-    for (bool found = cursor.First(); found; found = cursor.Next()) {
-      const std::string name(cursor.key());
-      std::string content;
-      try {
-        content = core.WithDictionary(scope, [&](const auto& dictionary) {
-          return TreeText(ReadRecord(cursor.value()).tree, *dictionary);
-        });
-      } catch (const TreeError&) {
-        continue;
-      }
-      each(name, content);
-    }
-  });
 }
 
 }  // namespace kiv::xdb

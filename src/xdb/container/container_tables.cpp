@@ -144,6 +144,11 @@ std::uint64_t ContainerTables::FileBytes() {
   return (std::uint64_t{last} + 1) * page_bytes;
 }
 
+void ContainerTables::Sync() {
+  for (Table* table : {&meta, &documents, &ids, &dictionary, &index})
+    table->handle().sync(0);
+}
+
 // For a process that makes a few documents few, for one that makes many many:
 // what is left of them is lost. Their commit needs no sync of its own: it
 // stands in the log before that of the transaction that uses them.
