@@ -44,6 +44,8 @@ file(RELATIVE_PATH library_from_bin
 set_target_properties(kiv PROPERTIES
   INSTALL_RPATH "$ORIGIN/${library_from_bin}")
 install(TARGETS kiv RUNTIME COMPONENT tools)
+install(TARGETS kiv-processor
+  RUNTIME DESTINATION ${CMAKE_INSTALL_LIBDIR}/kivcorelib10 COMPONENT library)
 install(DIRECTORY ${manual}/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
   COMPONENT tools FILES_MATCHING PATTERN "*.1")
 install(FILES ${manual}/kiv.bash
