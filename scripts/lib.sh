@@ -34,6 +34,7 @@ test_packages=(libgtest-dev libgmock-dev python3 python3-zeroc-ice openssl
   bash-completion man-db)
 bench_packages=(libbenchmark-dev libicu-dev libspdlog-dev libssl-dev
   libhowardhinnant-date-dev python3 basex libsqliteodbc)
+docs_packages=(python3 python3-markdown)
 check_packages=(clang clang-format clang-tidy libclang-rt-14-dev)
 
 # The broker that durable queues may lie on, for its tests.
