@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "compare.h"
+#include "plot.h"
 #include "xdb/container/container.h"
 #include "xdb/container/environment_access.h"
 #include "xdb/container/store_error.h"
@@ -327,13 +328,15 @@ std::string SmallDocument(std::size_t number) {
 }
 
 // Microseconds a put, in durable batches, over each step of a growing
-// container; the steps are written to xdb_put_growth.csv.
+// container, which are plotted, too: docs/xdb-put-growth.svg is one of these.
 double PutGrowth() {
   constexpr std::size_t kMost = 1'000'000;
   constexpr std::size_t kStep = 10'000;
   Store store("growth");
-  std::ofstream table("xdb_put_growth.csv");
-  table << "documents,microseconds_a_put\n";
+  bench::Plot plot{"A put of a small document, in durable batches of 1,000",
+                   "documents in the container",
+                   "us",
+                   {}};
   std::vector<double> early;
   std::vector<double> late;
   std::size_t count = 0;
@@ -346,10 +349,11 @@ double PutGrowth() {
     const double start = Seconds();
     store.Load(documents);
     const double each = (Seconds() - start) * 1e6 / static_cast<double>(step);
-    table << count << ',' << each << '\n';
+    plot.points.emplace_back(count, each);
     if (count >= 10'000 && count <= 100'000) early.push_back(each);
     if (count > kMost - 100'000) late.push_back(each);
   }
+  bench::WritePlot(plot, bench::OutputFolder() / "xdb-put-growth.svg");
   std::fprintf(stderr,
                "a put costs %.1f us among 10,000 to 100,000 documents, %.1f us "
                "among 900,000 to 1,000,000\n",

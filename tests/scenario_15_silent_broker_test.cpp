@@ -117,6 +117,7 @@ INSTANTIATE_TEST_SUITE_P(Broker, Scenario15BrokerAtAcknowledgement,
 
 // The message was given, and its acknowledgement is on the way.
 TEST_P(Scenario15BrokerAtAcknowledgement, GivesItsReceiverNothingTwice) {
+  broker_->Restart();
   const auto sender = Open(QueueInfo::ACCESS_SEND);
   ASSERT_TRUE(sender->Send("one"));
   ASSERT_TRUE(sender->Send("two"));

@@ -152,8 +152,8 @@ bool XDbManager::RenameContainer(const char* oldName, const char* newName) {
       throw StoreError(Failure::NotFound,
                        "there is no container '" + Shown(oldName) + "'");
     if (GetContainerPath(oldName) == GetContainerPath(newName)) return true;
-    RemoveContainer(newName);
-    xdb::RenameContainer(manager_->environment(), old_file, new_file);
+    xdb::RenameContainer(manager_->environment(), old_file, new_file,
+                         IsExistContainer(newName));
     return true;
   });
 }

@@ -54,10 +54,10 @@ class PostgresServer {
   PostgresServer& operator=(const PostgresServer&) = delete;
 
   void Start() {
-    server_ = Run("postgres", {"-D", Data(), "-k", folder_.string(), "-p",
-                               std::to_string(kPort), "-c",
-                               "listen_addresses=", "-c", "fsync=off", "-c",
-                               "max_connections=20"});
+    server_ =
+        Run("postgres", {"-D", Data(), "-k", folder_.string(), "-p",
+                         std::to_string(kPort), "-c", "listen_addresses=", "-c",
+                         "fsync=off", "-c", "max_connections=20"});
     const std::filesystem::path ready = folder_ / "data" / "postmaster.pid";
     if (!Eventually([&] {
           return ReadTestFile(ready).find("ready") != std::string::npos;
@@ -84,8 +84,8 @@ class PostgresServer {
   static std::filesystem::path ProgramFolder() {
     std::error_code missing;
     std::filesystem::path newest;
-    for (const auto& version : std::filesystem::directory_iterator(
-             "/usr/lib/postgresql", missing)) {
+    for (const auto& version :
+         std::filesystem::directory_iterator("/usr/lib/postgresql", missing)) {
       const auto programs = version.path() / "bin";
       if (std::filesystem::exists(programs / "initdb") && newest < programs)
         newest = programs;

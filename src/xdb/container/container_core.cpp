@@ -130,12 +130,13 @@ void ContainerCore::Change(Transaction* given,
   };
   if (given != nullptr || !is_transactional_) return run(given);
   for (int tries = 1;; ++tries) {
-    const std::shared_ptr<Transaction> own = environment_->Begin();
+    std::shared_ptr<Transaction> own = environment_->Begin();
     try {
       run(own.get());
       return own->Commit();
     } catch (const StoreError& error) {
-      if (!own->HasEnded()) own->Abort();
+      // Aborted, without a word about an environment that cannot even do that.
+      own.reset();
       if (error.failure() != Failure::Deadlock || tries == kMostTries) throw;
     }
     WaitBeforeTry(tries);

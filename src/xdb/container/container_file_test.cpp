@@ -56,6 +56,19 @@ TEST_F(ContainerFile, IsMadeOnlyWhenAskedFor) {
   EXPECT_FALSE(std::filesystem::exists(kFile));
 }
 
+// Berkeley DB would leave a file behind.
+TEST_F(ContainerFile, HasAName) {
+  std::filesystem::create_directory("folder");
+  for (const char* const name : {"", "folder\\", "folder/"})
+    EXPECT_EQ(Thrown([name] {
+                OpenContainer(nullptr, name, {.create = true});
+              }).failure(),
+              Failure::NotFound)
+        << name;
+  EXPECT_FALSE(std::filesystem::exists("__db."));
+  EXPECT_TRUE(std::filesystem::is_empty("folder"));
+}
+
 TEST_F(ContainerFile, IsRefusedWhenItIsNone) {
   WriteTestFile(kFile, std::string(20'000, 'x'));
   EXPECT_EQ(Thrown([] { OpenAlone(); }).failure(), Failure::BadFormat);

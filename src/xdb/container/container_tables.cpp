@@ -64,6 +64,9 @@ ContainerTables::ContainerTables(DbEnv& environment, std::string file_name,
 
 void ContainerTables::Open(const std::string& path,
                            const ContainerSwitches& switches) {
+  if (path.empty() || path.back() == '/')
+    throw StoreError(Failure::NotFound,
+                     "'" + Shown(file_name_) + "' is no name of a file");
   RawTransaction transaction(environment_, is_transactional_, 0, file_name_);
   OpenAll(transaction.handle(), path, switches);
   transaction.Commit();
