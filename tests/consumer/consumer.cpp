@@ -22,7 +22,7 @@ int main() {
   const int count = is_read ? root.AttributeInt("count", 0) : 0;
   auto action = kiv::NTService::Action::Run;
   const bool is_switch = kiv::NTService::ReadSwitch("-install", action);
-  const int year = kiv::DateTime(2026, 11, 21, 0, 0, 0).Year();
+  const int year = kiv::DateTime(2026, 11, 21, 0, 0, 0, 0).Year();
   std::printf("%d %s %d %d\n", count, kiv::mq::Factory::T_COM, year, is_switch);
   kiv::GlobalUninit();
   return count == 3 && is_switch && year == 2026 ? 0 : 1;

@@ -39,7 +39,8 @@ constexpr InitialFile kFiles[] = {
 </service>
 )",
      false},
-    {"src/processor.cpp", R"(// What is done with each message: it is added to ../out/messages.txt, and that
+    {"src/processor.cpp",
+     R"(// What is done with each message: it is added to ../out/messages.txt, and that
 // is seen from bin/, the service's working folder.
 #include <cstddef>
 #include <cstdio>
@@ -56,13 +57,13 @@ extern "C" __attribute__((visibility("default"))) bool Take(
 }
 )",
      false},
-    {"build.sh", R"(#!/bin/sh
+    {"build.sh", R"sh(#!/bin/sh
 # Builds the processor; a host that runs takes it when it is started again.
 set -e
 cd "$(dirname "$0")"
 umask 022
 ${CXX:-c++} -std=c++20 -O2 -Wall -shared -fPIC -o lib/libprocessor.so src/processor.cpp
-)",
+)sh",
      true},
 };
 
