@@ -3,12 +3,14 @@
 
 Every docs/*.md is a page, in the order below and then by name; the decisions
 and the index of messages are pages, too. Links between the Markdown files
-become links between the pages, and one that leads nowhere is a fault.
+become links between the pages, and one that leads nowhere is a fault. The
+pictures, docs/*.svg, lie beside the pages.
 """
 import html
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 
@@ -32,6 +34,7 @@ code{font:.88em/1.45 ui-monospace,monospace;background:var(--soft);
 padding:.1em .3em;border-radius:4px}
 pre{background:var(--soft);padding:.9rem 1rem;border-radius:8px;overflow:auto}
 pre code{background:none;padding:0}
+img{max-width:100%}
 table{border-collapse:collapse;display:block;overflow:auto}
 th,td{border:1px solid var(--line);padding:.35rem .6rem;text-align:left;
 vertical-align:top}
@@ -107,6 +110,8 @@ def main():
             f"<nav>{navigation(name, pages)}</nav>\n"
             f"<main>{linked(body, name, pages, faults)}</main>\n"
             "</body></html>\n", "utf-8")
+    for picture in (root / "docs").glob("*.svg"):
+        shutil.copy(picture, out)
     print("\n".join(faults) or f"{len(pages)} pages in {out}")
     return 1 if faults else 0
 
