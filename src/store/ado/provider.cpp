@@ -109,7 +109,12 @@ void Put(ConnectionText& pairs, std::string_view key, std::string value) {
 
 // `pairs` have the driver's own settings.
 void CompleteSqlite(ConnectionText pairs, OpenMode mode, Target& target) {
-  if (std::string* const path = pairs.Find("Database")) {
+  std::string* const path = pairs.Find("Database");
+  // Without one its driver makes a database that goes with the connection. That
+  // of a data source may be in odbc.ini.
+  if (path != nullptr ? path->empty() : pairs.Find("Driver") != nullptr)
+    Raise(kInvalidArgument, "the Database is missing");
+  if (path != nullptr) {
     RequireFile(*path, mode);
     target.database = port::SystemPath(*path);
     // The text is converted as a whole.

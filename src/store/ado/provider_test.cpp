@@ -135,6 +135,18 @@ TEST_F(Providers, JetLooksIntoTheFile) {
   EXPECT_THAT(OdbcText(jet + folder_.path().string()), HasSubstr("a folder"));
 }
 
+// Its driver would make one that goes when the connection does.
+TEST_F(Providers, SqliteWithoutAFileIsRefused) {
+  for (const char* const text :
+       {"Driver=SQLite3", "Driver=SQLite3;Database=", "Driver=SQLite3;DBQ=x"}) {
+    EXPECT_THAT(OdbcText(text), HasSubstr("failed: the Database is missing"));
+    EXPECT_THAT(OdbcText(text, OpenMode::New),
+                HasSubstr("failed: the Database is missing"));
+  }
+  EXPECT_THAT(OdbcText("Driver=SQLite3;Database=:memory:", OpenMode::New),
+              HasSubstr("Database=:memory:"));
+}
+
 TEST_F(Providers, AnyOtherTextGoesToOdbc) {
   EXPECT_EQ(OdbcText("Provider=MSDASQL;Driver={PostgreSQL Unicode};Server=h;"
                      "Initial Catalog=d;User ID=u;Password={a;b}"),
