@@ -6,7 +6,7 @@
 #include <array>
 #include <utility>
 
-#include "kiv/encoding.h"
+#include "dm/variant_number.h"
 #include "store/ado/connection_text.h"
 #include "util/cp936.h"
 #include "util/gb_text.h"
@@ -26,9 +26,7 @@ std::string_view WithoutVendors(std::string_view text) {
     if (end == std::string_view::npos) break;
     text.remove_prefix(end + 1);
   }
-  while (!text.empty() && IsAsciiSpace(text.front())) text.remove_prefix(1);
-  while (!text.empty() && IsAsciiSpace(text.back())) text.remove_suffix(1);
-  return text;
+  return dm::WithoutBlanks(text);
 }
 
 bool ReadRecord(SQLSMALLINT handle_type, SQLHANDLE handle, bool is_wide,
