@@ -386,6 +386,27 @@ TEST_P(StoreConformance, ValueMayBeMissing) {
   EXPECT_FALSE(FillRecord(*recordset, New(columns)));
 }
 
+TEST_P(StoreConformance, DatesThatLoseDigitsAreCounted) {
+  const StructPtr type = TypeOf({{"due", dm_o_datetime_metadata()}});
+  Make("t", type);
+  const Any record = New(type);
+  ASSERT_TRUE(Field(record, 0).Write(DateTime(632000000000000017)));
+  EXPECT_TRUE(rows_->Insert("t", {record, record}));
+  EXPECT_EQ(
+      rows_->Execute("update t set due = ?", {Any(Field(record, 0).get())}), 2);
+  // 警告, and: 个日期时间值只能保存到微秒，其余位数被截去。
+  const std::string rest =
+      " \xB8\xF6\xC8\xD5\xC6\xDA\xCA\xB1\xBC\xE4\xD6\xB5\xD6\xBB\xC4\xDC\xB1"
+      "\xA3\xB4\xE6\xB5\xBD\xCE\xA2\xC3\xEB\xA3\xAC\xC6\xE4\xD3\xE0\xCE\xBB\xCA"
+      "\xFD\xB1\xBB\xBD\xD8\xC8\xA5\xA1\xA3";
+  const bool is_cut = GetParam().backend.fresh_text != SqliteText;
+  EXPECT_EQ(log_.Has("[\xBE\xAF\xB8\xE6] db: Rows::Insert( 't' ): 2" + rest),
+            is_cut);
+  EXPECT_EQ(log_.Has("Rows::Execute( 'update t set due = ?' ): 1" + rest),
+            is_cut);
+  EXPECT_EQ(log_.Text().empty(), !is_cut);
+}
+
 TEST_P(StoreConformance, LongTextIsWhole) {
   const auto table = store_->CreateTable("t");
   ASSERT_TRUE(
