@@ -207,7 +207,7 @@ AnyObject ObjectOf(RowCursor& cursor, std::size_t column) {
 }
 
 RecordFiller::RecordFiller(RowCursor& cursor, void* metadata)
-    : cursor_(cursor), metadata_(metadata) {
+    : cursor_(cursor), type_(metadata) {
   if (!dm_o_is_struct_type_from_metadata(metadata))
     Raise(kInvalidArgument, "the record is no struct object");
   const std::size_t count = dm_o_struct_metadata_field_count(metadata);
@@ -225,7 +225,7 @@ RecordFiller::RecordFiller(RowCursor& cursor, void* metadata)
 
 void RecordFiller::Fill(void* record) const {
   if (!cursor_.is_on_row()) Raise(kNoCurrentRecord, "there is no current row");
-  if (dm_o_metadata(record) != metadata_)
+  if (dm_o_metadata(record) != metadata())
     Raise(kInvalidArgument, "the record is of another type");
   void* const data = dm_o_data(record);
   for (const Part& part : parts_)
