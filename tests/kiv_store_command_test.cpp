@@ -274,6 +274,30 @@ TEST_F(KivStore, LeavesDocumentsToKivXdb) {
   EXPECT_TRUE(Fails({"dump", ORDER}, "see kiv xdb"));
 }
 
+TEST_F(KivStore, ReplacesAFileAndNothingElse) {
+  FillOrders();
+  WriteTestFile("copy.csv", "older");
+  fs::permissions("copy.csv", fs::perms::owner_read | fs::perms::owner_write);
+  fs::create_symlink("copy.csv", "link");
+  EXPECT_EQ(Run({"dump", ORDER, "-o", "link"}), 0) << errors_;
+  EXPECT_TRUE(fs::is_symlink("link"));
+  EXPECT_EQ(ReadTestFile("copy.csv"), kRows);
+  EXPECT_EQ(fs::status("copy.csv").permissions(),
+            fs::perms::owner_read | fs::perms::owner_write);
+  EXPECT_EQ(
+      Shell("mkfifo pipe && { cat pipe > got & } && $KIV store dump " ORDER
+            " -o pipe; wait; test -p pipe"),
+      0)
+      << errors_;
+  EXPECT_EQ(ReadTestFile("got"), kRows);
+  // Nothing stays beside them.
+  EXPECT_TRUE(Fails({"dump", ORDER, "-o", "none/x.csv"}, "none/x.csv"));
+  std::size_t files = 0;
+  for (const auto& entry : fs::directory_iterator("."))
+    files += entry.path().string().find("copy.csv") != std::string::npos;
+  EXPECT_EQ(files, 1U);
+}
+
 TEST_F(KivStore, SaysWhenTheOutputCannotBeWritten) {
   FillOrders();
   EXPECT_EQ(Shell("$KIV store dump " ORDER " > /dev/full"), 1);
