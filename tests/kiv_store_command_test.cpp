@@ -298,6 +298,23 @@ TEST_F(KivStore, ReplacesAFileAndNothingElse) {
   EXPECT_EQ(files, 1U);
 }
 
+TEST_F(KivStore, DumpsNoPartOfADamagedTable) {
+  MakeOrders();
+  std::string rows = "id," CUSTOMER "\n";
+  for (int i = 0; i < 20000; ++i)
+    rows += std::to_string(i) + ",customer of this row\n";
+  WriteTestFile("rows.csv", rows);
+  ASSERT_EQ(Run({"import", ORDER, "rows.csv"}), 0) << errors_;
+  std::string file = ReadTestFile("store.db");
+  ASSERT_GT(file.size(), 100000u);
+  file.replace(file.size() / 2, 8192, std::string(8192, '\xFF'));
+  WriteTestFile("store.db", file);
+  EXPECT_TRUE(Fails({"dump", ORDER, "-o", "copy.csv"}, "malformed")) << errors_;
+  EXPECT_FALSE(fs::exists("copy.csv"));
+  EXPECT_TRUE(Fails({"query", "select * from \"" ORDER "\""}, "malformed"))
+      << errors_;
+}
+
 TEST_F(KivStore, SaysWhenTheOutputCannotBeWritten) {
   FillOrders();
   EXPECT_EQ(Shell("$KIV store dump " ORDER " > /dev/full"), 1);

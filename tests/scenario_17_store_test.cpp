@@ -103,11 +103,12 @@ INSTANTIATE_TEST_SUITE_P(
                        ";Port=5432;Database=d;UID=u");
                  },
                  {"08001", "5432"}},
-        Obstacle{"WrongPassword",
-                 true,
-                 [] { return PostgresText("postgres", kSecret); },
-                 // From the server itself.
-                 {"password authentication failed for user \"kiv\""}},
+        Obstacle{
+            "WrongPassword",
+            true,
+            [] { return PostgresText("postgres", kSecret); },
+            // From the server itself.
+            {"(08001, ", "password authentication failed for user \"kiv\""}},
         Obstacle{"SqlServerDown",
                  false,
                  [] {
@@ -115,14 +116,14 @@ INSTANTIATE_TEST_SUITE_P(
                        "ado::Provider=SQLOLEDB;Data Source=127.0.0.1,1;"
                        "Initial Catalog=d;User ID=u");
                  },
-                 {"08001"}},
+                 {"08S01", "unavailable"}},
         Obstacle{"GarbageForAnSqliteFile",
                  false,
                  [] {
                    WriteTestFile("g.db", Garbage());
                    return WithSecret("ado:ado:Driver=SQLite3;Database=g.db");
                  },
-                 {"is not a database"}},
+                 {"the file 'g.db' cannot be opened", "is not a database"}},
         Obstacle{"GarbageForAnAccessFile",
                  false,
                  [] {
@@ -133,7 +134,7 @@ INSTANTIATE_TEST_SUITE_P(
                        "ado::Provider=Microsoft.Jet.OLEDB.4.0;"
                        "Data Source=g.mdb");
                  },
-                 {}},
+                 {"the file 'g.mdb' cannot be opened"}},
         Obstacle{"FolderForAFile",
                  false,
                  [] {

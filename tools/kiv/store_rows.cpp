@@ -118,7 +118,7 @@ int StoreDump(StorePlace& place, const StoreOptions& options) {
   Progress progress("rows written");
   unsigned long long written = 0;
   std::vector<StoreCell> row;
-  // A recordset that failed is at its end as well.
+  // A row that cannot be read ends the recordset as the last one does.
   bool is_read = true;
   while (is_read && !rows.IsAtEnd() && output.Stream()) {
     is_read = rows.Read(row);

@@ -22,7 +22,16 @@ OdbcConnection::OdbcConnection(const Target& target)
 std::shared_ptr<OdbcConnection> OdbcConnection::Open(
     const Target& target, const std::string& odbc_text) {
   const std::shared_ptr<OdbcConnection> connection(new OdbcConnection(target));
-  connection->Connect(target, odbc_text);
+  try {
+    connection->Connect(target, odbc_text);
+    connection->RequireDatabase();
+  } catch (const _com_error& error) {
+    // Drivers of files name none, and that of Access files gives no reason.
+    if (!target.is_file || target.database.empty()) throw;
+    RaiseAbout(
+        "the file '" + Utf8ToCp936(target.database) + "' cannot be opened",
+        error);
+  }
   std::string quote = connection->InfoText(SQL_IDENTIFIER_QUOTE_CHAR);
   // A blank says that there is none.
   if (quote == " ") quote.clear();
@@ -30,7 +39,6 @@ std::shared_ptr<OdbcConnection> OdbcConnection::Open(
   SQLSMALLINT size = 0;
   SQLGetInfo(connection->connection_, SQL_GETDATA_EXTENSIONS,
              &connection->reread_, sizeof connection->reread_, &size);
-  connection->RequireDatabase();
   return connection;
 }
 

@@ -109,11 +109,20 @@ void RaiseDiagnosis(const Diagnosis& diagnosis, const std::string& source,
                     const std::string& secret) {
   std::string text = Masked(diagnosis.text);
   if (!secret.empty()) Replace(text, secret, "***");
-  if (text.empty()) text = "unspecified error";
+  if (text.empty()) text = "the driver gives no reason";
   if (!diagnosis.state.empty())
     text += " (" + diagnosis.state + ", " +
             std::to_string(diagnosis.native_code) + ")";
   throw ErrorOf(CodeOfState(diagnosis.state), source, text);
+}
+
+void RaiseAbout(const std::string& subject, const _com_error& error) {
+  const auto* const before = error.ErrorInfo();
+  _com_error::Information information;
+  if (before != nullptr) information = *before;
+  information.description =
+      Cp936ToUtf16(subject) + u": " + information.description.value_or(u"");
+  throw _com_error(error.Error(), std::move(information));
 }
 
 bool IsTruncation(SQLSMALLINT handle_type, SQLHANDLE handle) {

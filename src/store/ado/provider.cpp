@@ -349,7 +349,8 @@ Target OdbcTarget(const ConnectionText& text, const std::string& user,
     case Dialect::Access:
       if (const std::string path = FirstOf(complete, {"DBQ"}); !path.empty()) {
         RequireFile(path, OpenMode::Existing);
-        complete.Set("DBQ", Utf8ToCp936(port::SystemPath(path)));
+        target.database = port::SystemPath(path);
+        complete.Set("DBQ", Utf8ToCp936(target.database));
       }
       target.is_file = target.is_read_only = true;
       SetPlainText(complete, target);
