@@ -43,7 +43,8 @@ class KIV_API RowReader {
 
   const std::vector<std::string>& ColumnNames() const;
   // Column values of the current row; empty for NULL, past the last column and
-  // on failure.
+  // on failure. A numeric is a Double or, with more digits than that holds, a
+  // String.
   dm::ObjectPtr<int*> Value(std::size_t column) const;
   // Fills the fields of a struct object that the row has columns for; others
   // stay. False, with the object partly filled, when a value does not fit its

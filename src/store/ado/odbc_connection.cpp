@@ -150,8 +150,15 @@ void OdbcConnection::Rollback() { EndTransaction(SQL_ROLLBACK); }
 
 void OdbcConnection::EndTransaction(SQLSMALLINT how) {
   if (!is_in_transaction_) Raise(kNotAllowedHere, "no transaction has begun");
-  Check(SQLEndTran(SQL_HANDLE_DBC, connection_, how), SQL_HANDLE_DBC,
-        connection_);
+  SQLRETURN result = SQLEndTran(SQL_HANDLE_DBC, connection_, how);
+  if (!SQL_SUCCEEDED(result) && how == SQL_ROLLBACK &&
+      dialect() == Dialect::Sqlite) {
+    // SQLite rolls back by itself when a disk is full, say. Its driver does not
+    // notice, and would begin no other transaction until one has ended.
+    Execute("BEGIN");
+    result = SQLEndTran(SQL_HANDLE_DBC, connection_, how);
+  }
+  Check(result, SQL_HANDLE_DBC, connection_);
   is_in_transaction_ = false;
   Check(SQLSetConnectAttr(connection_, SQL_ATTR_AUTOCOMMIT,
                           reinterpret_cast<void*>(SQL_AUTOCOMMIT_ON),

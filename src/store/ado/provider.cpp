@@ -206,7 +206,12 @@ void SetTexts(ConnectionText pairs, const char* server_database,
 }
 
 void CompleteSqlServer(ConnectionText pairs, Target& target) {
-  if (IsFreeTds(target.driver)) Put(pairs, "ClientCharset", "UTF-8");
+  if (IsFreeTds(target.driver)) {
+    Put(pairs, "ClientCharset", "UTF-8");
+    // Left to find it out, the driver waits without end for a server that says
+    // nothing. A server that knows less answers with what it knows.
+    Put(pairs, "TDS_Version", "7.4");
+  }
   SetTexts(std::move(pairs), "master", target);
 }
 

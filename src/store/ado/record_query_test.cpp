@@ -111,16 +111,45 @@ TEST_P(Queries, ACommitOfWhatTheDatabaseUndidFails) {
   EXPECT_THAT(Numbers(), ::testing::ElementsAre("1"));
 }
 
-TEST_P(Queries, ANumericIsWholeInATextField) {
-  Execute("CREATE TABLE t (v numeric(30,10))");
+TEST_P(Queries, ANumericIsWhole) {
+  Execute("CREATE TABLE t (n integer, v numeric(30,10))");
   if (IsSqlite()) GTEST_SKIP() << "SQLite keeps 15 digits of a numeric";
-  Execute("INSERT INTO t VALUES (12345678901234567890.0123456789)");
-  Recordset rows;
-  rows.OpenTable(connection_, "t");
+  constexpr char kDigits[] = "12345678901234567890.0123456789";
+  const auto insert = [&](const AnyObject& value) {
+    ExecuteStatement(*connection_, "INSERT INTO t (v) VALUES (?)", {value});
+  };
+  const AnyObject digits =
+      AnyObject::Take(dm_o_new(DM_SIGN_DEFAULT + DM_STRING, nullptr));
+  ASSERT_TRUE(dm_o_string_assign(digits.get(), kDigits));
+  insert(digits);
+  Recordset table;
+  table.OpenTable(connection_, "t");
   const AnyObject record = New(TypeOf({{"v", dm_o_ansi_string_metadata()}}));
-  rows.Fill(record.get());
+  table.Fill(record.get());
   EXPECT_STREQ(dm_o_string_text(dm_o_struct_field_at(record.get(), 0)),
-               "12345678901234567890.0123456789");
+               kDigits);
+  const std::pair<const char*, const char*> values[] = {
+      {kDigits, kDigits},
+      {"0.000000000000001", nullptr},
+      {"-12345.6789", nullptr},
+      {"1000000000000000000000", nullptr},
+      {"1.234567890123456", "1.234567890123456"}};
+  for (const auto& [value, text] : values) {
+    SCOPED_TRACE(value);
+    const auto rows =
+        OpenQuery(*connection_,
+                  "SELECT cast('" + std::string(value) + "' AS numeric)", {});
+    ASSERT_TRUE(rows->Next());
+    const AnyObject read = ObjectOf(*rows, 0);
+    if (text != nullptr) {
+      ASSERT_EQ(read.object().GetTypeId(), DM_STRING);
+      EXPECT_STREQ(dm_o_string_text(read.get()), text);
+    } else {
+      double number = 0;
+      EXPECT_TRUE(read.object().Read(number));
+      EXPECT_EQ(number, std::stod(value));
+    }
+  }
 }
 
 TEST_P(Queries, AParameterThatLosesDigitsIsCounted) {
