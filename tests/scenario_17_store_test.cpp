@@ -159,6 +159,50 @@ TEST(Scenario17Store, LeavesAFileThatIsNoDatabaseAlone) {
   GlobalUninit();
 }
 
+// Every operation says so at once, and a new connection works when the server
+// is back.
+TEST(Scenario17Store, GoesOnWithoutItsServer) {
+  if (!PostgresServer::IsInstalled()) GTEST_SKIP() << PostgresServer::kWhyNot;
+  GlobalInit();
+  {
+    const TestFolder folder;
+    const TestLog log(folder.path());
+    PostgresServer server;
+    const std::string text =
+        "ado:ado:Driver=PostgreSQL Unicode;Server=" + server.Host() +
+        ";Port=" + std::to_string(PostgresServer::Port()) +
+        ";Database=postgres;UID=" + PostgresServer::kUser +
+        ";PWD=" + PostgresPassword();
+    const auto store = Factory().CreateConnection(text);
+    ASSERT_TRUE(store->Open("", "")) << log.Text();
+    const auto table = store->CreateTable("t");
+    ASSERT_TRUE(table->CreateColumn("id", Any(dm_o_int32_metadata()), 0));
+    ASSERT_TRUE(table->CompleteCreate()) << log.Text();
+    const auto rows = Rows::On(store);
+    auto transaction = store->BeginTransaction();
+    ASSERT_NE(transaction, nullptr);
+    EXPECT_EQ(rows->Execute("insert into t values (1)"), 1);
+    server.Stop();
+    EXPECT_EQ(rows->Execute("insert into t values (2)"), -1);
+    EXPECT_FALSE(transaction->Commit());
+    EXPECT_TRUE(log.Has("AdoTransaction::Commit Failed: "));
+    transaction.reset();
+    EXPECT_FALSE(store->IsExistTable("t"));
+    EXPECT_EQ(table->OpenRecordset(), nullptr);
+    EXPECT_FALSE(store->DeleteTable("t"));
+    EXPECT_EQ(store->BeginTransaction(), nullptr);
+    EXPECT_FALSE(log.Has(PostgresServer::kPassword));
+
+    server.Start();
+    const auto again = Factory().CreateConnection(text);
+    ASSERT_TRUE(again->Open("", "")) << log.Text();
+    const auto kept = again->GetTable("t");
+    ASSERT_NE(kept, nullptr);
+    EXPECT_TRUE(kept->OpenRecordset()->IsEOF());
+  }
+  GlobalUninit();
+}
+
 // --- Names and values --------------------------------------------------------
 
 class Scenario17StoreNames : public ::testing::TestWithParam<StoreBackend> {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -483,6 +484,42 @@ TEST_P(StoreConformance, TransactionIsAllOrNothing) {
     EXPECT_TRUE(open->Commit());
   }
   EXPECT_EQ(Count("t"), 2);
+}
+
+// A connection each, on one store.
+TEST_P(StoreConformance, ThreadsDoNotMeet) {
+  constexpr int kThreads = 4;
+  constexpr int kRecords = 40;
+  const StructPtr type = TypeOf(
+      {{"id", dm_o_int32_metadata()}, {"name", dm_o_ansi_string_metadata()}});
+  Make("shared", type);
+  const auto work = [&](int number) {
+    const auto store = Factory().CreateConnection(text_);
+    ASSERT_TRUE(store->Open("", ""));
+    const auto rows = Rows::On(store);
+    ASSERT_NE(rows, nullptr);
+    for (int i = 0; i < kRecords; ++i) {
+      const Any record = New(type);
+      EXPECT_TRUE(Field(record, 0).Write(number * kRecords + i));
+      dm_o_string_assign(Field(record, 1).get(), kRare);
+      const auto transaction = store->BeginTransaction();
+      ASSERT_NE(transaction, nullptr);
+      EXPECT_TRUE(rows->Insert("shared", {record}));
+      EXPECT_TRUE(i % 2 == 0 ? transaction->Commit() : transaction->Rollback());
+      EXPECT_FALSE(store->IsExistTable("missing"));
+    }
+    const auto recordset = store->GetTable("shared")->OpenRecordset();
+    ASSERT_NE(recordset, nullptr);
+    for (const Any record = New(type); !recordset->IsEOF();) {
+      EXPECT_TRUE(FillRecord(*recordset, record));
+      EXPECT_STREQ(dm_o_string_text(Field(record, 1).get()), kRare);
+      ASSERT_TRUE(recordset->MoveNext());
+    }
+  };
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) threads.emplace_back(work, i);
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(Count("shared"), kThreads * kRecords / 2) << log_.Text();
 }
 
 TEST_P(StoreConformance, TableOutlivesItsConnection) {
