@@ -65,6 +65,7 @@ class KivStore : public ::testing::Test {
   void MakeOrders() {
     WriteTestFile("types.xsd", kSchema);
     ASSERT_EQ(Run({"create", ORDER, "types.xsd", "-c"}), 0) << errors_;
+    EXPECT_EQ(errors_, "");
   }
   void FillOrders() {
     MakeOrders();

@@ -23,6 +23,14 @@ std::string StatementForDatabase(const std::string& statement) {
 std::vector<ParameterArray> Bind(OdbcStatement& statement,
                                  const std::vector<AnyObject>& parameters,
                                  std::size_t* cut_dates) {
+  SQLSMALLINT count = 0;
+  // Access's driver does not know.
+  if (statement.connection().dialect() != Dialect::Access &&
+      SQL_SUCCEEDED(SQLNumParams(statement.handle(), &count)) &&
+      static_cast<std::size_t>(count) != parameters.size())
+    Raise(kInvalidArgument, std::to_string(parameters.size()) + " values for " +
+                                std::to_string(count) +
+                                " \"?\" in the statement");
   std::vector<ParameterArray> arrays;
   arrays.reserve(parameters.size());
   for (const AnyObject& parameter : parameters) {

@@ -111,6 +111,27 @@ TEST_P(Queries, ACommitOfWhatTheDatabaseUndidFails) {
   EXPECT_THAT(Numbers(), ::testing::ElementsAre("1"));
 }
 
+TEST_P(Queries, AStatementGetsAsManyValuesAsItHasPlacesFor) {
+  MakeTable("t", {{"n", adInteger}});
+  const AnyObject null;
+  for (const auto& [statement, reason] :
+       {std::pair("INSERT INTO t VALUES (?)", "2 values for 1"),
+        std::pair("INSERT INTO t VALUES (1)", "2 values for 0"),
+        std::pair("UPDATE t SET n = ? WHERE n = ? OR n = ?",
+                  "2 values for 3")}) {
+    EXPECT_THAT(FailureOf([&, text = statement] {
+                  ExecuteStatement(*connection_, text, {null, null});
+                }),
+                HasSubstr(reason));
+  }
+  EXPECT_THAT(
+      FailureOf([&] {
+        OpenQuery(*connection_, "SELECT n FROM t WHERE n = ?", {null, null});
+      }),
+      HasSubstr("2 values for 1"));
+  EXPECT_TRUE(Numbers().empty());
+}
+
 TEST_P(Queries, ANumericIsWhole) {
   Execute("CREATE TABLE t (n integer, v numeric(30,10))");
   if (IsSqlite()) GTEST_SKIP() << "SQLite keeps 15 digits of a numeric";

@@ -195,6 +195,7 @@ bool FitsDouble(std::string_view digits) {
   std::size_t count = 0;
   std::size_t zeros = 0;  // behind the last other digit
   for (const char byte : digits) {
+    if (AsciiToLower(byte) == 'e') break;
     if (!IsAsciiDigit(byte)) continue;
     zeros = byte == '0' ? zeros + 1 : 0;
     count += count > 0 || byte != '0';
