@@ -74,7 +74,7 @@ double SumOfAll(kiv::store::Connection& store) {
   const auto recordset = table ? table->OpenRecordset() : nullptr;
   if (!recordset) return -1;
   double sum = 0;
-  for (; !recordset->IsEOF(); recordset->MoveNext()) {
+  while (!recordset->IsEOF()) {
     const auto record = Any::Take(dm_o_create_instance("Weighing"));
     double tons = 0;
     if (!kiv::store::FillRecord(*recordset, record) ||
@@ -84,6 +84,8 @@ double SumOfAll(kiv::store::Connection& store) {
     std::cout << dm_o_string_text(Field(record, "plate").get()) << ": " << tons
               << '\n';
     sum += tons;
+    // False would be a row that cannot be read, which is the end as well.
+    if (!recordset->MoveNext()) return -1;
   }
   return sum;
 }

@@ -1,13 +1,18 @@
 // Connection texts: what is read is written and read again the same, and no
-// password survives masking.
+// password survives masking. And what a factory is handed.
 //
 // Input: one byte for the kind of text, then the text.
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 
+#include "kiv/log.h"
+#include "kiv/store/factory.h"
 #include "store/ado/connection_text.h"
 #include "util/cp936.h"
 #include "util/gb_text.h"
@@ -53,13 +58,62 @@ void CheckOdbc(const ConnectionText& read) {
              }));
 }
 
+// A log that is thrown away from time to time: every text that is refused goes
+// there.
+class PassingLog {
+ public:
+  PassingLog() : folder_(std::filesystem::temp_directory_path() / Name()) {
+    Open();
+  }
+  ~PassingLog() { Remove(); }
+  PassingLog(const PassingLog&) = delete;
+  PassingLog& operator=(const PassingLog&) = delete;
+
+  void Next() {
+    if (++inputs_ % 4096 != 0) return;
+    Remove();
+    Open();
+  }
+
+ private:
+  static std::string Name() {
+    return "kiv_connection_text_fuzz_" + std::to_string(::getpid());
+  }
+  void Open() const {
+    kiv::Log::Instance().Open(kiv::FileSystemPath(folder_.string()), true);
+  }
+  void Remove() const {
+    kiv::Log::Instance().Close();
+    std::error_code ignored;
+    std::filesystem::remove_all(folder_, ignored);
+  }
+
+  std::filesystem::path folder_;
+  unsigned inputs_ = 0;
+};
+
+void CheckFactory(const std::string& text) {
+  static PassingLog log;
+  log.Next();
+  const bool is_made =
+      kiv::store::Factory().CreateConnection("ado:" + text) != nullptr;
+  // There is a word for the kind of database, and something behind it.
+  const std::size_t end = text.find(':');
+  Expect(!is_made || (end != std::string::npos && end + 1 < text.size()));
+  kiv::store::Factory().CreateConnection(text);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
   if (size == 0 || size > 4096) return 0;
   const std::string text(reinterpret_cast<const char*>(data + 1), size - 1);
-  const auto kind = static_cast<ConnectionText::Kind>(data[0] % 3);
+  if (data[0] % 4 == 3) {
+    CheckFactory(text);
+    return 0;
+  }
+  const auto kind = static_cast<ConnectionText::Kind>(data[0] % 4);
   ConnectionText read;
   std::string fault;
   if (ConnectionText::Parse(text, kind, read, fault)) {

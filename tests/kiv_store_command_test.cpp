@@ -65,6 +65,7 @@ class KivStore : public ::testing::Test {
   void MakeOrders() {
     WriteTestFile("types.xsd", kSchema);
     ASSERT_EQ(Run({"create", ORDER, "types.xsd", "-c"}), 0) << errors_;
+    EXPECT_EQ(errors_, "");
   }
   void FillOrders() {
     MakeOrders();
@@ -272,6 +273,47 @@ TEST_F(KivStore, LeavesDocumentsToKivXdb) {
   EXPECT_EQ(Run({"ping"}), 0);
   EXPECT_TRUE(Fails({"columns", ORDER}, "see kiv xdb"));
   EXPECT_TRUE(Fails({"dump", ORDER}, "see kiv xdb"));
+}
+
+TEST_F(KivStore, ReplacesAFileAndNothingElse) {
+  FillOrders();
+  WriteTestFile("copy.csv", "older");
+  fs::permissions("copy.csv", fs::perms::owner_read | fs::perms::owner_write);
+  fs::create_symlink("copy.csv", "link");
+  EXPECT_EQ(Run({"dump", ORDER, "-o", "link"}), 0) << errors_;
+  EXPECT_TRUE(fs::is_symlink("link"));
+  EXPECT_EQ(ReadTestFile("copy.csv"), kRows);
+  EXPECT_EQ(fs::status("copy.csv").permissions(),
+            fs::perms::owner_read | fs::perms::owner_write);
+  EXPECT_EQ(
+      Shell("mkfifo pipe && { cat pipe > got & } && $KIV store dump " ORDER
+            " -o pipe; wait; test -p pipe"),
+      0)
+      << errors_;
+  EXPECT_EQ(ReadTestFile("got"), kRows);
+  // Nothing stays beside them.
+  EXPECT_TRUE(Fails({"dump", ORDER, "-o", "none/x.csv"}, "none/x.csv"));
+  std::size_t files = 0;
+  for (const auto& entry : fs::directory_iterator("."))
+    files += entry.path().string().find("copy.csv") != std::string::npos;
+  EXPECT_EQ(files, 1U);
+}
+
+TEST_F(KivStore, DumpsNoPartOfADamagedTable) {
+  MakeOrders();
+  std::string rows = "id," CUSTOMER "\n";
+  for (int i = 0; i < 20000; ++i)
+    rows += std::to_string(i) + ",customer of this row\n";
+  WriteTestFile("rows.csv", rows);
+  ASSERT_EQ(Run({"import", ORDER, "rows.csv"}), 0) << errors_;
+  std::string file = ReadTestFile("store.db");
+  ASSERT_GT(file.size(), 100000u);
+  file.replace(file.size() / 2, 8192, std::string(8192, '\xFF'));
+  WriteTestFile("store.db", file);
+  EXPECT_TRUE(Fails({"dump", ORDER, "-o", "copy.csv"}, "malformed")) << errors_;
+  EXPECT_FALSE(fs::exists("copy.csv"));
+  EXPECT_TRUE(Fails({"query", "select * from \"" ORDER "\""}, "malformed"))
+      << errors_;
 }
 
 TEST_F(KivStore, SaysWhenTheOutputCannotBeWritten) {

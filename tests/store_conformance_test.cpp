@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -386,6 +387,27 @@ TEST_P(StoreConformance, ValueMayBeMissing) {
   EXPECT_FALSE(FillRecord(*recordset, New(columns)));
 }
 
+TEST_P(StoreConformance, DatesThatLoseDigitsAreCounted) {
+  const StructPtr type = TypeOf({{"due", dm_o_datetime_metadata()}});
+  Make("t", type);
+  const Any record = New(type);
+  ASSERT_TRUE(Field(record, 0).Write(DateTime(632000000000000017)));
+  EXPECT_TRUE(rows_->Insert("t", {record, record}));
+  EXPECT_EQ(
+      rows_->Execute("update t set due = ?", {Any(Field(record, 0).get())}), 2);
+  // 警告, and: 个日期时间值只能保存到微秒，其余位数被截去。
+  const std::string rest =
+      " \xB8\xF6\xC8\xD5\xC6\xDA\xCA\xB1\xBC\xE4\xD6\xB5\xD6\xBB\xC4\xDC\xB1"
+      "\xA3\xB4\xE6\xB5\xBD\xCE\xA2\xC3\xEB\xA3\xAC\xC6\xE4\xD3\xE0\xCE\xBB\xCA"
+      "\xFD\xB1\xBB\xBD\xD8\xC8\xA5\xA1\xA3";
+  const bool is_cut = GetParam().backend.fresh_text != SqliteText;
+  EXPECT_EQ(log_.Has("[\xBE\xAF\xB8\xE6] db: Rows::Insert( 't' ): 2" + rest),
+            is_cut);
+  EXPECT_EQ(log_.Has("Rows::Execute( 'update t set due = ?' ): 1" + rest),
+            is_cut);
+  EXPECT_EQ(log_.Text().empty(), !is_cut);
+}
+
 TEST_P(StoreConformance, LongTextIsWhole) {
   const auto table = store_->CreateTable("t");
   ASSERT_TRUE(
@@ -462,6 +484,42 @@ TEST_P(StoreConformance, TransactionIsAllOrNothing) {
     EXPECT_TRUE(open->Commit());
   }
   EXPECT_EQ(Count("t"), 2);
+}
+
+// A connection each, on one store.
+TEST_P(StoreConformance, ThreadsDoNotMeet) {
+  constexpr int kThreads = 4;
+  constexpr int kRecords = 40;
+  const StructPtr type = TypeOf(
+      {{"id", dm_o_int32_metadata()}, {"name", dm_o_ansi_string_metadata()}});
+  Make("shared", type);
+  const auto work = [&](int number) {
+    const auto store = Factory().CreateConnection(text_);
+    ASSERT_TRUE(store->Open("", ""));
+    const auto rows = Rows::On(store);
+    ASSERT_NE(rows, nullptr);
+    for (int i = 0; i < kRecords; ++i) {
+      const Any record = New(type);
+      EXPECT_TRUE(Field(record, 0).Write(number * kRecords + i));
+      dm_o_string_assign(Field(record, 1).get(), kRare);
+      const auto transaction = store->BeginTransaction();
+      ASSERT_NE(transaction, nullptr);
+      EXPECT_TRUE(rows->Insert("shared", {record}));
+      EXPECT_TRUE(i % 2 == 0 ? transaction->Commit() : transaction->Rollback());
+      EXPECT_FALSE(store->IsExistTable("missing"));
+    }
+    const auto recordset = store->GetTable("shared")->OpenRecordset();
+    ASSERT_NE(recordset, nullptr);
+    for (const Any record = New(type); !recordset->IsEOF();) {
+      EXPECT_TRUE(FillRecord(*recordset, record));
+      EXPECT_STREQ(dm_o_string_text(Field(record, 1).get()), kRare);
+      ASSERT_TRUE(recordset->MoveNext());
+    }
+  };
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) threads.emplace_back(work, i);
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(Count("shared"), kThreads * kRecords / 2) << log_.Text();
 }
 
 TEST_P(StoreConformance, TableOutlivesItsConnection) {

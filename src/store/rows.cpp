@@ -1,11 +1,12 @@
 #include "kiv/store/rows.h"
 
 #include <algorithm>
-#include <exception>
 #include <utility>
 
 #include "kiv/store/ado_connection.h"
 #include "kiv/store/ado_recordset.h"
+#include "store/ado/connection_text.h"
+#include "store/ado/guarded_call.h"
 #include "store/ado/records.h"
 #include "store/rows_messages.h"
 #include "util/log_entry.h"
@@ -13,20 +14,28 @@
 namespace kiv::store {
 namespace {
 
-// The one place where what the database says becomes an answer.
+// A table's name or a statement, which may set a password.
+std::string ShownSubject(const std::string& subject) {
+  return Shown(ado::Masked(subject));
+}
+
 template <typename Call, typename Answer>
-Answer Guarded(const char* operation, const std::string& subject, Call&& call,
-               Answer failed) {
-  std::string why;
-  try {
-    return call();
-  } catch (const _com_error& error) {
-    why = ado::DescriptionOf(error);
-  } catch (const std::exception& error) {
-    why = Shown(error.what());
-  }
-  LogError("db", message::RowsFailed(operation, Shown(subject), why));
-  return failed;
+Answer Guarded(const char* operation, const std::string& subject,
+               const Call& call, Answer failed) {
+  return ado::CallOrLog(
+      [&](const std::string& why) {
+        LogError("db",
+                 message::RowsFailed(operation, ShownSubject(subject), why));
+      },
+      std::move(failed), call);
+}
+
+// Dates and times that lost digits on their way into a database.
+void WarnOfCutDates(const char* operation, const std::string& subject,
+                    std::size_t count) {
+  if (count > 0)
+    LogWarning("db",
+               message::DatesCut(operation, ShownSubject(subject), count));
 }
 
 }  // namespace
@@ -110,8 +119,7 @@ bool Rows::Insert(const std::string& table,
       [&] {
         const auto report =
             ado::InsertRecords(impl_->connection, table, records);
-        if (report.cut_dates > 0)
-          LogWarning("db", message::DatesCut(Shown(table), report.cut_dates));
+        WarnOfCutDates("Rows::Insert", table, report.cut_dates);
         return true;
       },
       false);
@@ -122,9 +130,12 @@ long long Rows::Execute(const std::string& statement,
   return Guarded(
       "Rows::Execute", statement,
       [&] {
+        std::size_t cut_dates = 0;
+        const long long changed = ado::ExecuteStatement(
+            *impl_->connection, statement, parameters, &cut_dates);
+        WarnOfCutDates("Rows::Execute", statement, cut_dates);
         // Of a statement that changes no rows a driver need not know.
-        return std::max(0LL, ado::ExecuteStatement(*impl_->connection,
-                                                   statement, parameters));
+        return std::max(0LL, changed);
       },
       -1LL);
 }
@@ -135,9 +146,11 @@ std::shared_ptr<RowReader> Rows::Query(const std::string& statement,
       "Rows::Query", statement,
       [&] {
         auto impl = std::make_unique<RowReader::Impl>();
+        std::size_t cut_dates = 0;
         impl->connection = impl_->connection;
-        impl->cursor =
-            ado::OpenQuery(*impl_->connection, statement, parameters);
+        impl->cursor = ado::OpenQuery(*impl_->connection, statement, parameters,
+                                      &cut_dates);
+        WarnOfCutDates("Rows::Query", statement, cut_dates);
         return std::make_shared<RowReader>(std::move(impl));
       },
       std::shared_ptr<RowReader>());

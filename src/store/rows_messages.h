@@ -11,7 +11,8 @@ namespace kiv::store::message {
 std::string RowsFailed(const std::string& operation, const std::string& subject,
                        const std::string& why);
 std::string NoDatabase();
-std::string DatesCut(const std::string& table, std::size_t count);
+std::string DatesCut(const std::string& operation, const std::string& subject,
+                     std::size_t count);
 
 }  // namespace kiv::store::message
 

@@ -186,6 +186,16 @@ TEST_F(StoreTest, FactoryNamesAConnectionThatItCannotMake) {
   EXPECT_FALSE(log_.Has("secret"));
 }
 
+TEST_F(StoreTest, StatementThatFailsIsNamedWithoutItsPassword) {
+  const auto store = Make("ado:ado:Driver=SQLite3;Database=a.db");
+  ASSERT_TRUE(store->Create("", "")) << log_.Text();
+  EXPECT_EQ(Rows::On(store)->Execute("update u set password = 'secret'"), -1);
+  EXPECT_EQ(Rows::On(store)->Query("select x where pwd = 'secret'"), nullptr);
+  EXPECT_TRUE(log_.Has("Rows::Execute( 'update u set password = ***' )"));
+  EXPECT_TRUE(log_.Has("Rows::Query( 'select x where pwd = ***' )"));
+  EXPECT_FALSE(log_.Has("secret"));
+}
+
 TEST_F(StoreTest, FactoryTakesBothSeparators) {
   for (const char* const text :
        {"ado:access:Data Source=a.mdb", "ado://access:Data Source=a.mdb"}) {

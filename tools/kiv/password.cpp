@@ -81,7 +81,7 @@ bool ReadPasswordFile(const std::string& file, std::string& password,
     return false;
   }
   if ((state.st_mode & (S_IRWXG | S_IRWXO)) != 0)
-    std::cerr << "kiv xdb: warning: others may read the password file " << file
+    std::cerr << "kiv: warning: others may read the password file " << file
               << "; chmod 600 it\n";
   password = line;
   return true;

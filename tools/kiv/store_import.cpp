@@ -55,6 +55,11 @@ class Import {
   }
 
  private:
+  // Of ADO data type numbers: currency, decimal and numeric.
+  static bool IsNumeric(int type) {
+    return type == 6 || type == 14 || type == 131;
+  }
+
   bool Fail(const std::string& what) {
     progress_.Clear();
     place_.LibraryFault(what + "; nothing imported");
@@ -77,6 +82,9 @@ class Import {
                                        dm_o_object_pointer_metadata()))
         return Fail("column '" + name.text + "' stands in the header twice");
       types_.push_back(dm_o_type_info_from_metadata(type.get())->type_id);
+      const auto* const ado =
+          dynamic_cast<kiv::store::AdoColumn*>(column.get());
+      is_numeric_.push_back(ado != nullptr && IsNumeric(ado->Type()));
     }
     return true;
   }
@@ -104,7 +112,10 @@ class Import {
     auto record = Any::Take(dm_o_instance_from_metadata(type_.get()));
     for (std::size_t i = 0; i < row.size(); ++i) {
       if (row[i].is_null) continue;
-      const Any value = ValueOf(row[i].text, types_[i], reason);
+      Any value = ValueOf(row[i].text, types_[i], reason);
+      // A Double would lose digits of it.
+      if (value && is_numeric_[i])
+        value = ValueOf(row[i].text, DM_STRING, reason);
       if (!value) return false;
       dm_o_object_pointer_set(dm_o_struct_field_at(record.get(), i),
                               value.get());
@@ -130,6 +141,7 @@ class Import {
   std::shared_ptr<kiv::store::Rows> rows_;
   StructPtr type_ = StructPtr::Take(dm_o_struct_metadata_new());
   std::vector<dm_type_id_e> types_;
+  std::vector<bool> is_numeric_;
   std::vector<Any> records_;
   unsigned long long added_ = 0;
   Progress progress_{"rows imported"};

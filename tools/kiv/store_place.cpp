@@ -118,8 +118,11 @@ std::shared_ptr<kiv::store::Connection> StorePlace::Open(bool may_create) {
   }
   // Of an XML database the two are halves of one password.
   if (may_create ? connection->OpenOrCreate(local_user, password)
-                 : connection->Open(local_user, password))
+                 : connection->Open(local_user, password)) {
+    // That there was none to open is no fault then.
+    if (may_create) NewReasons();
     return connection;
+  }
   LibraryFault("the store cannot be opened");
   return nullptr;
 }

@@ -118,15 +118,18 @@ int StoreDump(StorePlace& place, const StoreOptions& options) {
   Progress progress("rows written");
   unsigned long long written = 0;
   std::vector<StoreCell> row;
-  for (; !rows.IsAtEnd() && output.Stream(); ++written) {
-    if (!rows.Read(row)) break;
+  // A row that cannot be read ends the recordset as the last one does.
+  bool is_read = true;
+  while (is_read && !rows.IsAtEnd() && output.Stream()) {
+    is_read = rows.Read(row);
+    if (!is_read) break;
     writer->Add(row);
-    progress.Show(written + 1);
-    if (!rows.Next()) break;
+    progress.Show(++written);
+    is_read = rows.Next();
   }
   progress.Clear();
   writer->End();
-  if (!rows.IsAtEnd() && output.Stream())
+  if (!is_read)
     return place.LibraryFault("row " + std::to_string(written + 1) +
                               " cannot be read");
   std::string reason;

@@ -27,15 +27,8 @@ std::string Digits(Number number) {
   return {text, std::to_chars(text, text + sizeof text, number).ptr};
 }
 
-std::string Hex(const unsigned char* bytes, std::size_t count) {
-  constexpr char kDigits[] = "0123456789ABCDEF";
-  std::string text;
-  text.reserve(2 * count);
-  for (std::size_t i = 0; i < count; ++i) {
-    text += kDigits[bytes[i] >> 4];
-    text += kDigits[bytes[i] & 15];
-  }
-  return text;
+std::string HexOf(const void* bytes, std::size_t count) {
+  return HexDigits({static_cast<const char*>(bytes), count});
 }
 
 std::string TimeText(const kiv::DateTime& time) {
@@ -214,6 +207,18 @@ bool WriteValue(const Any& object, dm_type_id_e type, const std::string& text) {
 
 }  // namespace
 
+std::string HexDigits(std::string_view bytes) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string text;
+  text.reserve(2 * bytes.size());
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    text += kDigits[byte >> 4];
+    text += kDigits[byte & 15];
+  }
+  return text;
+}
+
 StoreCell CellOf(const Any& value) {
   if (!value) return {};
   switch (value.object().GetTypeId()) {
@@ -248,10 +253,8 @@ StoreCell CellOf(const Any& value) {
       return {false, Utf8({dm_o_string_text(value.get()),
                            dm_o_string_size(value.get())})};
     case DM_BINARY:
-      return {
-          false,
-          Hex(static_cast<const unsigned char*>(dm_o_vector_at(value.get(), 0)),
-              dm_o_vector_count(value.get()))};
+      return {false, HexOf(dm_o_vector_at(value.get(), 0),
+                           dm_o_vector_count(value.get()))};
     default:
       return {};
   }
@@ -281,9 +284,8 @@ StoreCell CellOf(const VARIANT& value) {
       return {false, kiv::wstringToUtf8(value.bstrVal, length).get()};
     }
     case VT_ARRAY | VT_UI1:
-      return {false,
-              Hex(static_cast<const unsigned char*>(value.parray->pvData),
-                  value.parray->rgsabound[0].cElements)};
+      return {false, HexOf(value.parray->pvData,
+                           value.parray->rgsabound[0].cElements)};
     default:
       return {};
   }

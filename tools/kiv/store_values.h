@@ -2,6 +2,7 @@
 #define TOOLS_KIV_STORE_VALUES_H_
 
 #include <string>
+#include <string_view>
 
 #include "dm/object.h"
 #include "kiv/com.h"
@@ -21,6 +22,8 @@ StoreCell CellOf(const dm::ObjectPtr<int*>& value);
 // Of a database value that is no date: texts keep characters that the library's
 // encoding lacks.
 StoreCell CellOf(const VARIANT& value);
+
+std::string HexDigits(std::string_view bytes);
 
 // The object of that type. Empty, with the reason, for a text that is no such
 // value.

@@ -1,6 +1,11 @@
 #include "store_writing.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <iostream>
@@ -93,17 +98,6 @@ std::string XmlText(std::string_view text) {
   return out;
 }
 
-std::string HexText(std::string_view text) {
-  constexpr char kDigits[] = "0123456789ABCDEF";
-  std::string out;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    out += kDigits[byte >> 4];
-    out += kDigits[byte & 15];
-  }
-  return out;
-}
-
 class XmlWriter final : public RowWriter {
  public:
   explicit XmlWriter(std::ostream& out) : out_(out) {}
@@ -120,7 +114,7 @@ class XmlWriter final : public RowWriter {
       if (FitsXml(row[i].text))
         out_ << '>' << XmlText(row[i].text);
       else
-        out_ << " hex=\"true\">" << HexText(row[i].text);
+        out_ << " hex=\"true\">" << HexDigits(row[i].text);
       out_ << "</field>\n";
     }
     out_ << "  </row>\n";
@@ -156,6 +150,36 @@ class TableWriter final : public RowWriter {
   std::vector<std::vector<Cell>> rows_;
 };
 
+// A new file beside another, with that one's mode, or the usual one where there
+// is none. Its name; empty, with errno, on failure.
+std::string MakeBeside(const std::string& file) {
+  std::string name = file + ".XXXXXX";
+  const int descriptor = ::mkstemp(name.data());
+  if (descriptor < 0) return {};
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  struct stat state {};
+  const bool is_there = ::stat(file.c_str(), &state) == 0;
+  const bool is_set = ::fchmod(descriptor, is_there ? state.st_mode & 07777
+                                                    : 0666 & ~mask) == 0;
+  const int error = errno;
+  ::close(descriptor);
+  if (is_set) return name;
+  ::unlink(name.c_str());
+  errno = error;
+  return {};
+}
+
+bool Sync(const std::string& file) {
+  const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) return false;
+  const bool is_synced = ::fsync(descriptor) == 0;
+  const int error = errno;
+  ::close(descriptor);
+  errno = error;
+  return is_synced;
+}
+
 }  // namespace
 
 std::unique_ptr<RowWriter> MakeCsvWriter(std::ostream& out) {
@@ -170,17 +194,25 @@ std::unique_ptr<RowWriter> MakeTableWriter(std::ostream& out) {
   return std::make_unique<TableWriter>(out);
 }
 
-OutputPlace::OutputPlace(const std::string& file)
-    : file_(file), beside_(file + ".part") {
+OutputPlace::OutputPlace(const std::string& file) : file_(file) {
   if (file_.empty()) return;
+  std::error_code error;
+  // What a link leads to is replaced, not the link.
+  if (const fs::path target = fs::canonical(file_, error); !error)
+    file_ = target.string();
+  const bool is_device =
+      fs::exists(file_, error) && !fs::is_regular_file(file_, error);
   errno = 0;
-  stream_.open(beside_, std::ios::binary | std::ios::trunc);
-  is_there_ = stream_.is_open();
+  if (!is_device) beside_ = MakeBeside(file_);
+  if (is_device || !beside_.empty())
+    stream_.open(is_device ? file_ : beside_, std::ios::binary);
+  else
+    stream_.setstate(std::ios::failbit);
 }
 
 OutputPlace::~OutputPlace() {
   std::error_code ignored;
-  if (is_there_) fs::remove(beside_, ignored);
+  if (!beside_.empty()) fs::remove(beside_, ignored);
 }
 
 std::ostream& OutputPlace::Stream() {
@@ -194,15 +226,16 @@ bool OutputPlace::Finish(std::string& reason) {
     return static_cast<bool>(std::cout);
   }
   stream_.close();
-  if (!is_there_ || !stream_) {
+  if (!stream_ || (!beside_.empty() && !Sync(beside_))) {
     reason = file_ + " cannot be written";
     if (errno != 0) reason += std::string(": ") + std::strerror(errno);
     return false;
   }
+  if (beside_.empty()) return true;
   std::error_code error;
   fs::rename(beside_, file_, error);
   if (error) reason = file_ + ": " + error.message();
-  is_there_ = static_cast<bool>(error);
+  if (!error) beside_.clear();
   return !error;
 }
 

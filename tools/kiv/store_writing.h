@@ -28,7 +28,8 @@ std::unique_ptr<RowWriter> MakeXmlWriter(std::ostream& out);
 // For eyes: all rows at once, columns under each other.
 std::unique_ptr<RowWriter> MakeTableWriter(std::ostream& out);
 
-// Standard output, or a file that is there when it is whole.
+// Standard output, or a file that is there when it is whole; a pipe or a device
+// is written as it stands.
 class OutputPlace {
  public:
   explicit OutputPlace(const std::string& file);
@@ -41,10 +42,9 @@ class OutputPlace {
   bool Finish(std::string& reason);
 
  private:
-  const std::string file_;
-  const std::string beside_;
+  std::string file_;
+  std::string beside_;  // empty: the place itself is written
   std::ofstream stream_;
-  bool is_there_ = false;
 };
 
 }  // namespace kiv_tool

@@ -42,6 +42,9 @@ class KIV_API AdoColumn : public Column {
 
   virtual ~AdoColumn();
 
+  // The ADO data type number.
+  int Type() const;
+
  private:
   friend class AdoTable;
   void Attach(std::shared_ptr<ado::Table> table,

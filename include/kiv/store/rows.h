@@ -12,7 +12,7 @@
 // model, and statements with parameters. For connections of the protocol "ado".
 //
 // A struct's fields and a table's columns meet by name; case of ASCII letters
-// does not count. Fields are plain values, strings and binary values; an
+// does not count, unless a column has just the name. Fields are plain values, strings and binary values; an
 // ObjectPointer to one of these is a field whose value may be missing: empty
 // means NULL. A default-made DateTime, which means a missing one, is NULL as
 // well. docs/store.md says what each database keeps of each type.
@@ -43,7 +43,8 @@ class KIV_API RowReader {
 
   const std::vector<std::string>& ColumnNames() const;
   // Column values of the current row; empty for NULL, past the last column and
-  // on failure.
+  // on failure. A numeric is a Double or, with more digits than that holds, a
+  // String.
   dm::ObjectPtr<int*> Value(std::size_t column) const;
   // Fills the fields of a struct object that the row has columns for; others
   // stay. False, with the object partly filled, when a value does not fit its

@@ -164,6 +164,8 @@ bool AdoColumn::SetAttributes(long attributes) {
                  [&] { column_->SetAttributes(attributes); });
 }
 
+int AdoColumn::Type() const { return static_cast<int>(column_->Type()); }
+
 void* AdoColumn::Handle() const { return column_.get(); }
 
 }  // namespace kiv::store

@@ -210,7 +210,8 @@ class Recordset {
 
   long FieldCount() const;
   // Throw kItemNotFound. The reference lives as long as the recordset. Names
-  // match in either case of ASCII letters; the first of a name counts.
+  // match in either case of ASCII letters, but just the name goes first; the
+  // first of a name counts.
   const FieldInfo& Field(long index) const;
   long FieldIndex(const std::string& name) const;
   // The value in the current row; missing is VT_NULL. New: the caller clears

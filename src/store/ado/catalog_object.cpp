@@ -86,6 +86,8 @@ void Catalog::AppendTable(const std::shared_ptr<Table>& table) {
   OdbcConnection& odbc = connection_->Odbc();
   odbc.Execute(CreateTableStatement(table->name_, table->columns_, odbc));
   table->connection_ = connection_;
+  // They are the database's now.
+  for (const auto& column : table->columns_) column->table_ = table;
 }
 
 void Catalog::DeleteTable(const std::string& name) {

@@ -4,18 +4,14 @@
 #include <optional>
 #include <utility>
 
+#include "dm/variant_number.h"
 #include "util/cp936.h"
 #include "util/gb_text.h"
 
 namespace kiv::store::ado {
 namespace {
 
-std::string_view WithoutBlanks(std::string_view text) {
-  while (!text.empty() && IsAsciiSpace(text.front())) text.remove_prefix(1);
-  // A blank is no trail byte, so the last byte may be looked at by itself.
-  while (!text.empty() && IsAsciiSpace(text.back())) text.remove_suffix(1);
-  return text;
-}
+using dm::WithoutBlanks;
 
 void SkipBlanks(std::string_view text, std::size_t& at) {
   while (at < text.size() && IsAsciiSpace(text[at])) ++at;

@@ -84,8 +84,10 @@ std::string MaskedValue(std::string_view value, std::size_t end_of_delimited,
 std::string MaskedAt(std::string_view text, int depth) {
   if (depth > kMaxDepth) return std::string(kMask);
   std::string result;
+  std::size_t equals = 0;
   for (std::size_t at = 0; at < text.size();) {
-    const std::size_t equals = FindAscii(text, '=', at);
+    // Far off, it need not be looked for again.
+    if (at == 0 || equals < at) equals = FindAscii(text, '=', at);
     const std::size_t end_of_pair =
         std::min(FindAscii(text, ';', at), text.size());
     if (equals == std::string_view::npos || end_of_pair < equals) {

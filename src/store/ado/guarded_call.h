@@ -3,6 +3,7 @@
 
 #include <exception>
 #include <string>
+#include <utility>
 
 #include "kiv/com.h"
 #include "store/ado/ado_types.h"
@@ -10,18 +11,26 @@
 
 namespace kiv::store::ado {
 
-// Ends every exception of the objects below: logs `message` and what the
-// exception says, and gives `failed` back.
-template <class Result, class Call>
-Result GuardedCall(const char* message, Result failed, const Call& call) {
+// Ends every exception of the objects below: hands what it says to `log`, ready
+// for a message, and gives `failed` back.
+template <class Log, class Result, class Call>
+Result CallOrLog(const Log& log, Result failed, const Call& call) {
   try {
     return call();
   } catch (const _com_error& error) {
-    LogError("db", message + DescriptionOf(error));
+    log(DescriptionOf(error));
   } catch (const std::exception& error) {
-    LogError("db", message + Shown(error.what()));
+    log(Shown(error.what()));
   }
   return failed;
+}
+
+// The same with `message` in front, as an error.
+template <class Result, class Call>
+Result GuardedCall(const char* message, Result failed, const Call& call) {
+  return CallOrLog(
+      [message](const std::string& why) { LogError("db", message + why); },
+      std::move(failed), call);
 }
 
 }  // namespace kiv::store::ado

@@ -4,6 +4,7 @@
 #include <sqlucode.h>
 
 #include <array>
+#include <cstdint>
 #include <new>
 
 #include "store/ado/odbc_error.h"
@@ -22,7 +23,16 @@ OdbcConnection::OdbcConnection(const Target& target)
 std::shared_ptr<OdbcConnection> OdbcConnection::Open(
     const Target& target, const std::string& odbc_text) {
   const std::shared_ptr<OdbcConnection> connection(new OdbcConnection(target));
-  connection->Connect(target, odbc_text);
+  try {
+    connection->Connect(target, odbc_text);
+    connection->RequireDatabase();
+  } catch (const _com_error& error) {
+    // Drivers of files name none, and that of Access files gives no reason.
+    if (!target.is_file || target.database.empty()) throw;
+    RaiseAbout(
+        "the file '" + Utf8ToCp936(target.database) + "' cannot be opened",
+        error);
+  }
   std::string quote = connection->InfoText(SQL_IDENTIFIER_QUOTE_CHAR);
   // A blank says that there is none.
   if (quote == " ") quote.clear();
@@ -30,7 +40,6 @@ std::shared_ptr<OdbcConnection> OdbcConnection::Open(
   SQLSMALLINT size = 0;
   SQLGetInfo(connection->connection_, SQL_GETDATA_EXTENSIONS,
              &connection->reread_, sizeof connection->reread_, &size);
-  connection->RequireDatabase();
   return connection;
 }
 
@@ -67,7 +76,8 @@ void OdbcConnection::Connect(const Target& target,
 
 void OdbcConnection::Disconnect() {
   if (is_connected_) {
-    if (is_in_transaction_)
+    // SQLite rolls back what is closed.
+    if (is_in_transaction_ && dialect() != Dialect::Sqlite)
       SQLEndTran(SQL_HANDLE_DBC, connection_, SQL_ROLLBACK);
     SQLDisconnect(connection_);
   }
@@ -130,11 +140,31 @@ bool OdbcConnection::rereads_in_blocks() const {
 void OdbcConnection::Begin() {
   if (is_in_transaction_)
     Raise(kNotAllowedHere, "a transaction has begun already");
-  Check(SQLSetConnectAttr(connection_, SQL_ATTR_AUTOCOMMIT,
-                          reinterpret_cast<void*>(SQL_AUTOCOMMIT_OFF),
-                          SQL_IS_UINTEGER),
-        SQL_HANDLE_DBC, connection_);
+  RequireAlive();
+  // SQLite's driver would begin as a reader, and two readers that want to write
+  // wait for each other.
+  if (dialect() == Dialect::Sqlite)
+    Execute("BEGIN IMMEDIATE");
+  else
+    SetAutocommit(false);
   is_in_transaction_ = true;
+}
+
+// Other databases begin with the first statement: a server that is known to be
+// gone would not be missed here.
+void OdbcConnection::RequireAlive() const {
+  SQLUINTEGER is_dead = SQL_CD_FALSE;
+  if (SQL_SUCCEEDED(SQLGetConnectAttr(connection_, SQL_ATTR_CONNECTION_DEAD,
+                                      &is_dead, SQL_IS_UINTEGER, nullptr)) &&
+      is_dead == SQL_CD_TRUE)
+    Raise(kFailed, "the connection to the database is lost");
+}
+
+void OdbcConnection::SetAutocommit(bool is_on) {
+  const std::uintptr_t value = is_on ? SQL_AUTOCOMMIT_ON : SQL_AUTOCOMMIT_OFF;
+  Check(SQLSetConnectAttr(connection_, SQL_ATTR_AUTOCOMMIT,
+                          reinterpret_cast<void*>(value), SQL_IS_UINTEGER),
+        SQL_HANDLE_DBC, connection_);
 }
 
 void OdbcConnection::Commit() { EndTransaction(SQL_COMMIT); }
@@ -142,13 +172,27 @@ void OdbcConnection::Rollback() { EndTransaction(SQL_ROLLBACK); }
 
 void OdbcConnection::EndTransaction(SQLSMALLINT how) {
   if (!is_in_transaction_) Raise(kNotAllowedHere, "no transaction has begun");
+  if (dialect() == Dialect::Sqlite) {
+    EndSqliteTransaction(how);
+    is_in_transaction_ = false;
+    return;
+  }
   Check(SQLEndTran(SQL_HANDLE_DBC, connection_, how), SQL_HANDLE_DBC,
         connection_);
   is_in_transaction_ = false;
-  Check(SQLSetConnectAttr(connection_, SQL_ATTR_AUTOCOMMIT,
-                          reinterpret_cast<void*>(SQL_AUTOCOMMIT_ON),
-                          SQL_IS_UINTEGER),
-        SQL_HANDLE_DBC, connection_);
+  SetAutocommit(true);
+}
+
+void OdbcConnection::EndSqliteTransaction(SQLSMALLINT how) {
+  if (how == SQL_COMMIT) {
+    Execute("COMMIT");
+    return;
+  }
+  try {
+    Execute("ROLLBACK");
+  } catch (const _com_error&) {
+    // Only where it has rolled back by itself, as on a full disk.
+  }
 }
 
 long long OdbcConnection::Execute(std::string_view statement) {

@@ -60,7 +60,10 @@ class OdbcConnection : public SqlLanguage,
   void Connect(const Target& target, const std::string& odbc_text);
   void Disconnect();
   std::string InfoText(SQLUSMALLINT what) const;
+  void RequireAlive() const;
+  void SetAutocommit(bool is_on);
   void EndTransaction(SQLSMALLINT how);
+  void EndSqliteTransaction(SQLSMALLINT how);
   void RequireDatabase();
 
   SQLHENV environment_ = SQL_NULL_HENV;

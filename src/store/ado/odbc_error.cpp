@@ -6,7 +6,7 @@
 #include <array>
 #include <utility>
 
-#include "kiv/encoding.h"
+#include "dm/variant_number.h"
 #include "store/ado/connection_text.h"
 #include "util/cp936.h"
 #include "util/gb_text.h"
@@ -26,9 +26,7 @@ std::string_view WithoutVendors(std::string_view text) {
     if (end == std::string_view::npos) break;
     text.remove_prefix(end + 1);
   }
-  while (!text.empty() && IsAsciiSpace(text.front())) text.remove_prefix(1);
-  while (!text.empty() && IsAsciiSpace(text.back())) text.remove_suffix(1);
-  return text;
+  return dm::WithoutBlanks(text);
 }
 
 bool ReadRecord(SQLSMALLINT handle_type, SQLHANDLE handle, bool is_wide,
@@ -111,11 +109,20 @@ void RaiseDiagnosis(const Diagnosis& diagnosis, const std::string& source,
                     const std::string& secret) {
   std::string text = Masked(diagnosis.text);
   if (!secret.empty()) Replace(text, secret, "***");
-  if (text.empty()) text = "unspecified error";
+  if (text.empty()) text = "the driver gives no reason";
   if (!diagnosis.state.empty())
     text += " (" + diagnosis.state + ", " +
             std::to_string(diagnosis.native_code) + ")";
   throw ErrorOf(CodeOfState(diagnosis.state), source, text);
+}
+
+void RaiseAbout(const std::string& subject, const _com_error& error) {
+  const auto* const before = error.ErrorInfo();
+  _com_error::Information information;
+  if (before != nullptr) information = *before;
+  information.description =
+      Cp936ToUtf16(subject) + u": " + information.description.value_or(u"");
+  throw _com_error(error.Error(), std::move(information));
 }
 
 bool IsTruncation(SQLSMALLINT handle_type, SQLHANDLE handle) {

@@ -29,6 +29,11 @@ HRESULT CodeOfState(std::string_view state);
                                  const std::string& source,
                                  const std::string& secret);
 
+// The same failure, with what it is about before its description. `subject` in
+// the local encoding.
+[[noreturn]] void RaiseAbout(const std::string& subject,
+                             const _com_error& error);
+
 // Whether the row or the value of a text was cut.
 bool IsTruncation(SQLSMALLINT handle_type, SQLHANDLE handle);
 

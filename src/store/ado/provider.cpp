@@ -109,7 +109,12 @@ void Put(ConnectionText& pairs, std::string_view key, std::string value) {
 
 // `pairs` have the driver's own settings.
 void CompleteSqlite(ConnectionText pairs, OpenMode mode, Target& target) {
-  if (std::string* const path = pairs.Find("Database")) {
+  std::string* const path = pairs.Find("Database");
+  // Without one its driver makes a database that goes with the connection. That
+  // of a data source may be in odbc.ini.
+  if (path != nullptr ? path->empty() : pairs.Find("Driver") != nullptr)
+    Raise(kInvalidArgument, "the Database is missing");
+  if (path != nullptr) {
     RequireFile(*path, mode);
     target.database = port::SystemPath(*path);
     // The text is converted as a whole.
@@ -201,7 +206,12 @@ void SetTexts(ConnectionText pairs, const char* server_database,
 }
 
 void CompleteSqlServer(ConnectionText pairs, Target& target) {
-  if (IsFreeTds(target.driver)) Put(pairs, "ClientCharset", "UTF-8");
+  if (IsFreeTds(target.driver)) {
+    Put(pairs, "ClientCharset", "UTF-8");
+    // Left to find it out, the driver waits without end for a server that says
+    // nothing. A server that knows less answers with what it knows.
+    Put(pairs, "TDS_Version", "7.4");
+  }
   SetTexts(std::move(pairs), "master", target);
 }
 
@@ -344,7 +354,8 @@ Target OdbcTarget(const ConnectionText& text, const std::string& user,
     case Dialect::Access:
       if (const std::string path = FirstOf(complete, {"DBQ"}); !path.empty()) {
         RequireFile(path, OpenMode::Existing);
-        complete.Set("DBQ", Utf8ToCp936(port::SystemPath(path)));
+        target.database = port::SystemPath(path);
+        complete.Set("DBQ", Utf8ToCp936(target.database));
       }
       target.is_file = target.is_read_only = true;
       SetPlainText(complete, target);

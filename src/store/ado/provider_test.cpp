@@ -63,27 +63,28 @@ TEST_F(Providers, SqlServerGoesThroughFreeTds) {
   EXPECT_EQ(OdbcText("Provider=SQLOLEDB;Data Source=db1;Initial Catalog=shop;"
                      "User ID=sa;Password=p;Persist Security Info=True"),
             "Driver=FreeTDS;Server=db1;Database=shop;UID=sa;PWD=p;"
-            "ClientCharset=UTF-8");
+            "ClientCharset=UTF-8;TDS_Version=7.4");
   EXPECT_EQ(OdbcText("provider = 'sqloledb.1' ; server=tcp:db1,1444 ; "
                      "uid=u;pwd=\"a;b}\"; APP=kiv;Encrypt=yes"),
             "Driver=FreeTDS;Server=db1;Port=1444;UID=u;PWD={a;b}}};APP=kiv;"
-            "Encryption=require;ClientCharset=UTF-8");
+            "Encryption=require;ClientCharset=UTF-8;TDS_Version=7.4");
   EXPECT_EQ(OdbcText("Provider=SQLNCLI11;Data Source=.\\EXPRESS;"
                      "Integrated Security=SSPI"),
             "Driver=FreeTDS;Server=localhost\\EXPRESS;Trusted_Connection=Yes;"
-            "ClientCharset=UTF-8");
+            "ClientCharset=UTF-8;TDS_Version=7.4");
   // The arguments go before the text.
   EXPECT_EQ(OdbcText("Provider=MSOLEDBSQL;Data Source=(local);User ID=a;"
                      "Password=b",
                      OpenMode::Existing, "c", "d"),
-            "Driver=FreeTDS;Server=localhost;UID=c;PWD=d;ClientCharset=UTF-8");
+            "Driver=FreeTDS;Server=localhost;UID=c;PWD=d;ClientCharset=UTF-8;"
+            "TDS_Version=7.4");
   const Target target =
       TargetOf("Provider=SQLOLEDB;Data Source=h;Initial Catalog=" +
                    std::string("\xB6\xA9\xB5\xA5") + ";User ID=u;Password=p",
                "", "", OpenMode::New);
   EXPECT_EQ(target.server_text,
             "Driver=FreeTDS;Server=h;Database=master;UID=u;PWD=p;"
-            "ClientCharset=UTF-8");
+            "ClientCharset=UTF-8;TDS_Version=7.4");
   EXPECT_EQ(target.database, "\xE8\xAE\xA2\xE5\x8D\x95");
   EXPECT_TRUE(target.driver.is_wide);
   EXPECT_EQ(target.driver.dialect, Dialect::SqlServer);
@@ -101,7 +102,7 @@ TEST_F(Providers, WindowsOdbcTextsFindTheirDriver) {
   EXPECT_EQ(OdbcText("Driver={SQL Server};Server=db1,1444;Database=d;UID=u;"
                      "PWD=p"),
             "Driver=FreeTDS;Server=db1;Database=d;UID=u;PWD=p;Port=1444;"
-            "ClientCharset=UTF-8");
+            "ClientCharset=UTF-8;TDS_Version=7.4");
   WriteTestFile("a.mdb", std::string("\0\1\0\0Standard Jet DB\0", 20));
   EXPECT_EQ(OdbcText("Provider=MSDASQL;Extended Properties=\"DSN=MS Access "
                      "Database;DBQ=a.mdb\""),
@@ -133,6 +134,18 @@ TEST_F(Providers, JetLooksIntoTheFile) {
               HasSubstr("failed: a file name with ';'"));
   EXPECT_THAT(OdbcText(jet), HasSubstr("Data Source is missing"));
   EXPECT_THAT(OdbcText(jet + folder_.path().string()), HasSubstr("a folder"));
+}
+
+// Its driver would make one that goes when the connection does.
+TEST_F(Providers, SqliteWithoutAFileIsRefused) {
+  for (const char* const text :
+       {"Driver=SQLite3", "Driver=SQLite3;Database=", "Driver=SQLite3;DBQ=x"}) {
+    EXPECT_THAT(OdbcText(text), HasSubstr("failed: the Database is missing"));
+    EXPECT_THAT(OdbcText(text, OpenMode::New),
+                HasSubstr("failed: the Database is missing"));
+  }
+  EXPECT_THAT(OdbcText("Driver=SQLite3;Database=:memory:", OpenMode::New),
+              HasSubstr("Database=:memory:"));
 }
 
 TEST_F(Providers, AnyOtherTextGoesToOdbc) {

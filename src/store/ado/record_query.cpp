@@ -19,9 +19,18 @@ std::string StatementForDatabase(const std::string& statement) {
   return Cp936ToUtf8(statement);
 }
 
-// Bound until they go.
+// Bound until they go. `cut_dates` may be null.
 std::vector<ParameterArray> Bind(OdbcStatement& statement,
-                                 const std::vector<AnyObject>& parameters) {
+                                 const std::vector<AnyObject>& parameters,
+                                 std::size_t* cut_dates) {
+  SQLSMALLINT count = 0;
+  // Access's driver does not know.
+  if (statement.connection().dialect() != Dialect::Access &&
+      SQL_SUCCEEDED(SQLNumParams(statement.handle(), &count)) &&
+      static_cast<std::size_t>(count) != parameters.size())
+    Raise(kInvalidArgument, std::to_string(parameters.size()) + " values for " +
+                                std::to_string(count) +
+                                " \"?\" in the statement");
   std::vector<ParameterArray> arrays;
   arrays.reserve(parameters.size());
   for (const AnyObject& parameter : parameters) {
@@ -35,6 +44,7 @@ std::vector<ParameterArray> Bind(OdbcStatement& statement,
     array.Reserve(1, data == nullptr ? 0 : LongSizeOf(type, data));
     array.Put(0, data);
     array.Bind(statement, static_cast<SQLUSMALLINT>(arrays.size()));
+    if (cut_dates != nullptr) *cut_dates += array.cut_count();
   }
   return arrays;
 }
@@ -74,7 +84,8 @@ std::string WithExactReals(const std::string& statement,
 std::unique_ptr<RowCursor> Run(OdbcConnection& odbc,
                                const std::string& statement,
                                const std::vector<AnyObject>& parameters,
-                               const std::vector<FieldInfo>* fields) {
+                               const std::vector<FieldInfo>* fields,
+                               std::size_t* cut_dates = nullptr) {
   auto executed = std::make_unique<OdbcStatement>(odbc);
   executed->Prepare(statement);
   // Before it has changed anything. Access's driver looks at a statement only
@@ -82,7 +93,7 @@ std::unique_ptr<RowCursor> Run(OdbcConnection& odbc,
   const bool knows_columns = odbc.dialect() != Dialect::Access;
   if (knows_columns && executed->ColumnCount() == 0)
     Raise(kInvalidArgument, "the statement gives no rows");
-  const auto arrays = Bind(*executed, parameters);
+  const auto arrays = Bind(*executed, parameters, cut_dates);
   executed->ExecutePrepared();
   // The arrays go; the rows do not need them.
   if (!arrays.empty()) SQLFreeStmt(executed->handle(), SQL_RESET_PARAMS);
@@ -119,19 +130,22 @@ std::vector<FieldInfo> SqliteFields(OdbcConnection& odbc,
 
 std::unique_ptr<RowCursor> OpenQuery(Connection& connection,
                                      const std::string& statement,
-                                     const std::vector<AnyObject>& parameters) {
+                                     const std::vector<AnyObject>& parameters,
+                                     std::size_t* cut_dates) {
   OdbcConnection& odbc = connection.Odbc();
   const std::string text = StatementForDatabase(statement);
   if (odbc.dialect() == Dialect::Sqlite) {
     const std::vector<FieldInfo> fields = SqliteFields(odbc, text, parameters);
     if (std::any_of(fields.begin(), fields.end(), IsReal))
-      return Run(odbc, WithExactReals(text, fields), parameters, &fields);
+      return Run(odbc, WithExactReals(text, fields), parameters, &fields,
+                 cut_dates);
   }
-  return Run(odbc, text, parameters, nullptr);
+  return Run(odbc, text, parameters, nullptr, cut_dates);
 }
 
 long long ExecuteStatement(Connection& connection, const std::string& statement,
-                           const std::vector<AnyObject>& parameters) {
+                           const std::vector<AnyObject>& parameters,
+                           std::size_t* cut_dates) {
   connection.RequireWritable();
   OdbcStatement executed(connection.Odbc());
   const std::string text = StatementForDatabase(statement);
@@ -140,7 +154,7 @@ long long ExecuteStatement(Connection& connection, const std::string& statement,
     return executed.RowCount();
   }
   executed.Prepare(text);
-  const auto arrays = Bind(executed, parameters);
+  const auto arrays = Bind(executed, parameters, cut_dates);
   executed.ExecutePrepared();
   return executed.RowCount();
 }

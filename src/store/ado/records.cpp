@@ -189,14 +189,31 @@ bool StoreValue(void* field, dm_type_id_e type, RowCursor& cursor,
          StoreConverted(field, type, cursor, column);
 }
 
+// Of digits with a point: whether a double gives the same ones back.
+bool FitsDouble(std::string_view digits) {
+  constexpr std::size_t kMostDigits = std::numeric_limits<double>::digits10;
+  std::size_t count = 0;
+  std::size_t zeros = 0;  // behind the last other digit
+  for (const char byte : digits) {
+    if (AsciiToLower(byte) == 'e') break;
+    if (!IsAsciiDigit(byte)) continue;
+    zeros = byte == '0' ? zeros + 1 : 0;
+    count += count > 0 || byte != '0';
+  }
+  return count <= kMostDigits + std::min(zeros, count);
+}
+
 }  // namespace
 
 AnyObject ObjectOf(RowCursor& cursor, std::size_t column) {
-  if (!cursor.Bytes(column)) return {};
+  const auto bytes = cursor.Bytes(column);
+  if (!bytes) return {};
   const dm_type_id_e type = ObjectTypeOf(cursor.Info(column).type);
   AnyObject object = AnyObject::Take(dm_o_new(DM_SIGN_DEFAULT + type, nullptr));
   if (!object) throw std::bad_alloc();
-  if (StoreValue(object.get(), type, cursor, column)) return object;
+  const bool is_whole = cursor.FormOf(column) != RowCursor::Form::DecimalText ||
+                        FitsDouble(*bytes);
+  if (is_whole && StoreValue(object.get(), type, cursor, column)) return object;
   // What a column holds beside its own type: SQLite's hold anything.
   object = AnyObject::Take(dm_o_new(DM_SIGN_DEFAULT + DM_STRING, nullptr));
   if (!object) throw std::bad_alloc();
@@ -207,7 +224,7 @@ AnyObject ObjectOf(RowCursor& cursor, std::size_t column) {
 }
 
 RecordFiller::RecordFiller(RowCursor& cursor, void* metadata)
-    : cursor_(cursor), metadata_(metadata) {
+    : cursor_(cursor), type_(metadata) {
   if (!dm_o_is_struct_type_from_metadata(metadata))
     Raise(kInvalidArgument, "the record is no struct object");
   const std::size_t count = dm_o_struct_metadata_field_count(metadata);
@@ -225,7 +242,7 @@ RecordFiller::RecordFiller(RowCursor& cursor, void* metadata)
 
 void RecordFiller::Fill(void* record) const {
   if (!cursor_.is_on_row()) Raise(kNoCurrentRecord, "there is no current row");
-  if (dm_o_metadata(record) != metadata_)
+  if (dm_o_metadata(record) != metadata())
     Raise(kInvalidArgument, "the record is of another type");
   void* const data = dm_o_data(record);
   for (const Part& part : parts_)

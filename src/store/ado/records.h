@@ -18,13 +18,16 @@ namespace kiv::store::ado {
 
 using AnyObject = dm::ObjectPtr<int*>;
 
-// A query's rows, before the first.
+// A query's rows, before the first. `cut_dates`, unless null, grows by the
+// parameters whose last digits the database does not keep: dates and times.
 std::unique_ptr<RowCursor> OpenQuery(Connection& connection,
                                      const std::string& statement,
-                                     const std::vector<AnyObject>& parameters);
+                                     const std::vector<AnyObject>& parameters,
+                                     std::size_t* cut_dates = nullptr);
 // How many rows it changed; -1 when the driver does not say.
 long long ExecuteStatement(Connection& connection, const std::string& statement,
-                           const std::vector<AnyObject>& parameters);
+                           const std::vector<AnyObject>& parameters,
+                           std::size_t* cut_dates = nullptr);
 // Every row and column of a table. Throws kNoTable.
 std::unique_ptr<RowCursor> OpenTableRows(
     const std::shared_ptr<Connection>& connection, const std::string& name);
@@ -41,13 +44,13 @@ InsertReport InsertRecords(const std::shared_ptr<Connection>& connection,
                            const std::string& table,
                            const std::vector<AnyObject>& records);
 
-// From rows to objects of one struct type, which has to live as long.
+// From rows to objects of one struct type.
 class RecordFiller {
  public:
   // Throws kInvalidArgument when `metadata` is no struct type's, and
   // kItemNotFound when no field has a column.
   RecordFiller(RowCursor& cursor, void* metadata);
-  const void* metadata() const { return metadata_; }
+  const void* metadata() const { return type_.get(); }
   // From the current row into an object of the type; fields without a column
   // stay. Throws kDataOverflow, with the record partly filled.
   void Fill(void* record) const;
@@ -60,7 +63,8 @@ class RecordFiller {
     const char* name;
   };
   RowCursor& cursor_;
-  void* metadata_;
+  // Kept: another type could come to lie where this one was.
+  AnyObject type_;
   std::vector<Part> parts_;
 };
 

@@ -239,7 +239,9 @@ void RowCursor::Bind() {
   if (connection.rereads_in_blocks() || !connection.rereads_bound())
     block_ = std::clamp<std::size_t>(kMaxBlockBytes / row_bytes, 1, kMaxBlock);
   if (block_ > 1) {
+    states_.assign(block_, SQL_ROW_SUCCESS);
     statement_->SetAttribute(SQL_ATTR_ROW_ARRAY_SIZE, block_);
+    statement_->SetAttribute(SQL_ATTR_ROW_STATUS_PTR, states_.data());
   }
   statement_->SetAttribute(SQL_ATTR_ROWS_FETCHED_PTR, &fetched_);
   for (std::size_t column = 0; column < columns_.size(); ++column)
@@ -260,6 +262,7 @@ bool RowCursor::Next() {
   ++generation_;
   if (row_ + 1 < rows_) {
     ++row_;
+    RequireRow();
     return true;
   }
   // Until the block is there, there is no row.
@@ -271,15 +274,27 @@ bool RowCursor::Next() {
   if (rows_ == 0) return false;
   is_over_ = false;
   if (!is_bound_) ReadUnbound();
+  RequireRow();
   return true;
 }
 
+// Of several rows, a driver reports those that failed beside its success.
+void RowCursor::RequireRow() {
+  if (block_ == 1 || states_[row_] != SQL_ROW_ERROR) return;
+  row_ = rows_ = 0;
+  is_over_ = true;
+  statement_->connection().RaiseFrom(SQL_HANDLE_STMT, statement_->handle());
+}
+
 std::size_t RowCursor::IndexOf(std::string_view name) const {
-  std::size_t index = 0;
-  while (index < columns_.size() &&
-         !EqualIgnoreCase(columns_[index].info.name, name))
-    ++index;
-  return index;
+  std::size_t similar = columns_.size();
+  for (std::size_t index = 0; index < columns_.size(); ++index) {
+    const std::string& found = columns_[index].info.name;
+    if (found == name) return index;
+    if (similar == columns_.size() && EqualIgnoreCase(found, name))
+      similar = index;
+  }
+  return similar;
 }
 
 bool RowCursor::ReadWhole(std::size_t column, std::string& out) const {

@@ -61,7 +61,8 @@ class RowCursor {
   const FieldInfo& Info(std::size_t column) const {
     return columns_[column].info;
   }
-  // Past the last when there is none. Case of ASCII letters does not count.
+  // Past the last when there is none. Case of ASCII letters does not count
+  // unless a column has just the name.
   std::size_t IndexOf(std::string_view name) const;
   Form FormOf(std::size_t column) const { return columns_[column].form; }
 
@@ -97,6 +98,7 @@ class RowCursor {
   void ChooseForm(Column& column) const;
   void Bind();
   void BindColumn(std::size_t column, std::size_t rows);
+  void RequireRow();
   std::optional<std::string_view> Reread(std::size_t column);
   void ReadUnbound();
   bool ReadWhole(std::size_t column, std::string& out) const;
@@ -107,6 +109,7 @@ class RowCursor {
   bool is_over_ = false;
   std::size_t block_ = 1;
   SQLULEN fetched_ = 0;
+  std::vector<SQLUSMALLINT> states_;  // of a block's rows; empty for one row
   std::size_t row_ = 0;
   std::size_t rows_ = 0;
   std::size_t generation_ = 0;

@@ -8,6 +8,7 @@
 #include <limits>
 #include <new>
 
+#include "dm/variant_number.h"
 #include "kiv/date_time.h"
 #include "util/cp936.h"
 #include "util/gb_text.h"
@@ -16,6 +17,7 @@
 namespace kiv::store::ado {
 namespace {
 
+using dm::WithoutBlanks;
 using Form = RowCursor::Form;
 
 constexpr std::int64_t kTicksOfDayZero = 599264352000000000;  // 1899-12-30
@@ -26,12 +28,6 @@ T Load(std::string_view bytes) {
   if (bytes.size() >= sizeof value)
     std::memcpy(&value, bytes.data(), sizeof value);
   return value;
-}
-
-std::string_view WithoutBlanks(std::string_view text) {
-  while (!text.empty() && IsAsciiSpace(text.front())) text.remove_prefix(1);
-  while (!text.empty() && IsAsciiSpace(text.back())) text.remove_suffix(1);
-  return text;
 }
 
 template <typename T>

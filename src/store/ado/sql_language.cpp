@@ -1,10 +1,28 @@
 #include "store/ado/sql_language.h"
 
+#include "util/cp936.h"
 #include "util/gb_text.h"
 
 namespace kiv::store::ado {
 
+namespace {
+
+// Letters, digits and "_", and what is beyond ASCII; no digit in front.
+bool IsSimple(std::string_view name) {
+  if (name.empty() || IsAsciiDigit(name[0])) return false;
+  for (const char byte : name)
+    if (static_cast<unsigned char>(byte) < 0x80 && !IsAsciiDigit(byte) &&
+        !IsAsciiAlpha(byte) && byte != '_')
+      return false;
+  return true;
+}
+
+}  // namespace
+
 std::string SqlLanguage::Quoted(std::string_view name) const {
+  if (quote_.empty() && !IsSimple(name))
+    Raise(kInvalidArgument,
+          "the database takes no such name: '" + Utf8ToCp936(name) + "'");
   // SQL Server and Access close "[" with "]".
   const std::string closing = quote_ == "[" ? "]" : quote_;
   std::string text = quote_;

@@ -24,6 +24,7 @@ class SqlLanguage {
     escape_ = std::move(escape);
   }
 
+  // Throws kInvalidArgument for one that needs quotes where there are none.
   std::string Quoted(std::string_view name) const;
   // For the name arguments of catalog functions, which are patterns: finds the
   // name, and others that are as long.

@@ -65,6 +65,16 @@ TEST(Statements, OfSqlServer) {
             "CREATE DATABASE \"x\"\"y\"");
 }
 
+// Nothing keeps a name apart from the statement around it.
+TEST(Statements, WithoutAQuoteCharacterTakeSimpleNamesOnly) {
+  Language language(Dialect::Generic, "");
+  EXPECT_EQ(DropTableStatement("a_1", language), "DROP TABLE a_1");
+  EXPECT_EQ(DropTableStatement(kOrders, language),
+            "DROP TABLE \xE8\xAE\xA2\xE5\x8D\x95");
+  for (const char* const name : {"a b", "x; drop table y", "a-b", "1a", "a.b"})
+    EXPECT_THROW(DropTableStatement(name, language), _com_error) << name;
+}
+
 TEST(Statements, OfAccess) {
   Language language(Dialect::Access, "`");
   EXPECT_EQ(

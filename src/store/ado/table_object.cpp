@@ -228,6 +228,8 @@ void Table::RenameColumn(Column& column, const std::string& name) {
   connection_->RequireWritable();
   Odbc().Execute(RenameColumnStatement(name_, column.name_, name, Odbc()));
   column.name_ = name;
+  // The column may be an older look at one of the table's.
+  is_loaded_ = false;
 }
 
 }  // namespace kiv::store::ado

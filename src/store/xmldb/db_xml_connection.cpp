@@ -8,6 +8,11 @@ namespace {
 
 constexpr char kClass[] = "DbXmlConnection";
 
+// What the manager gets would end there, and name another container.
+bool HasNul(const std::string& name) {
+  return name.find('\0') != std::string::npos;
+}
+
 }  // namespace
 
 DbXmlConnection::DbXmlConnection(const std::string& directory)
@@ -27,7 +32,7 @@ bool DbXmlConnection::Create(const std::string& a, const std::string& b) {
 }
 
 bool DbXmlConnection::IsExistTable(const std::string& name) {
-  return manager_.IsExistContainer(name.c_str());
+  return !HasNul(name) && manager_.IsExistContainer(name.c_str());
 }
 
 std::shared_ptr<Table> DbXmlConnection::GetTable(const std::string& name) {
@@ -67,7 +72,7 @@ std::shared_ptr<Table> DbXmlConnection::CreateTable(const std::string& name) {
              message::NoTableInstance(kClass, "CreateTable", Shown(name)));
     return nullptr;
   }
-  if (!table->SetName(name)) {
+  if (HasNul(name) || !table->SetName(name)) {
     LogError("db", message::CallFailed(kClass, "CreateTable", "SetName",
                                        Shown(name)));
     return nullptr;
@@ -80,7 +85,7 @@ bool DbXmlConnection::DeleteTable(const std::string& name) {
     LogError("db", message::EmptyName(kClass, "DeleteTable"));
     return false;
   }
-  return manager_.RemoveContainer(name.c_str());
+  return HasNul(name) || manager_.RemoveContainer(name.c_str());
 }
 
 std::shared_ptr<Transaction> DbXmlConnection::BeginTransaction() {

@@ -89,6 +89,16 @@ TEST_F(DbXml, TablesThatAreThereOrNotAreTold) {
                   "o->SetName('0xAB')\xCA\xA7\xB0\xDC\xA1\xA3"));
 }
 
+TEST_F(DbXml, NameWithANulIsNotThatOfAnotherTable) {
+  connection_->CreateTable("t").reset();
+  const std::string name("t\0u", 3);
+  EXPECT_FALSE(connection_->IsExistTable(name));
+  EXPECT_EQ(connection_->GetTable(name), nullptr);
+  EXPECT_EQ(connection_->CreateTable(name), nullptr);
+  EXPECT_TRUE(connection_->DeleteTable(name));
+  EXPECT_TRUE(connection_->IsExistTable("t"));
+}
+
 TEST_F(DbXml, TableIsDeletedOnceNobodyHoldsIt) {
   connection_->CreateTable("t").reset();
   EXPECT_TRUE(connection_->DeleteTable("t"));

@@ -305,9 +305,9 @@ constexpr bool IsSorted() {
 static_assert(IsSorted());
 
 std::span<const Function> RowsNamed(std::string_view local) {
-  const auto rows =
-      std::ranges::equal_range(kTable, local, {}, &Function::name);
-  return {rows.begin(), rows.end()};
+  // Not equal_range: clang 14 cannot read what it gives.
+  return {std::ranges::lower_bound(kTable, local, {}, &Function::name),
+          std::ranges::upper_bound(kTable, local, {}, &Function::name)};
 }
 
 }  // namespace
