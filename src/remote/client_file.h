@@ -8,6 +8,12 @@
 // ../conf/client.xml: a record for every named service.
 namespace kiv::remote {
 
+inline constexpr char kClientFile[] = "../conf/client.xml";
+// Elements below the root, and the key.
+inline constexpr char kServices[] = "services";
+inline constexpr char kService[] = "service";
+inline constexpr char kName[] = "name";
+
 // The record with what an element may say beyond it.
 struct ServiceRecord {
   RemoteServiceInfo info{};
@@ -18,6 +24,12 @@ struct ServiceRecord {
 // False, with the reason kept and logged under the function's name and `out`
 // untouched, when there is no such service or its record is not good.
 bool ReadService(const char* function, const char* name, ServiceRecord& out);
+
+// Whether every text of a caller's record has a NUL within its field.
+bool TextsEnd(const RemoteServiceInfo& info);
+
+// "service 'name'" for messages.
+std::string ShownService(const char* name);
 
 }  // namespace kiv::remote
 

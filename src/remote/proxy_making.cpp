@@ -2,7 +2,6 @@
 
 #include <Ice/Ice.h>
 
-#include <exception>
 #include <optional>
 #include <utility>
 
@@ -11,8 +10,8 @@
 #include "remote/failure.h"
 #include "remote/handles.h"
 #include "remote/remote_messages.h"
+#include "remote/server_address.h"
 #include "remote/wire_text.h"
-#include "util/gb_text.h"
 #include "util/log_entry.h"
 
 namespace kiv::remote {
@@ -23,11 +22,6 @@ constexpr char kDefaultEndpoint[] = "tcp";
 // For services without an address, in the form of Ice's own property files.
 constexpr char kServerFile[] = "../conf/server.cfg";
 constexpr char kProxyProperty[] = ".Proxy";
-
-std::string Trimmed(const char* text) {
-  std::string result = text == nullptr ? "" : text;
-  return trim(result);
-}
 
 // A proxy before it is made.
 struct Plan {
@@ -80,16 +74,10 @@ std::optional<Plan> PlanFromAddress(const std::string& server, int port,
     LogFailureAs(message::ProxyTextFailed(reason), RMT_BAD_PROXY, reason);
     return std::nullopt;
   }
-  const std::size_t colon = server.find(':');
-  plan.host = server.substr(0, colon);
-  trim(plan.host);
-  plan.port = port;
-  if (colon != std::string::npos && colon + 1 < server.size())
-    plan.port = kiv::atoi(Trimmed(server.c_str() + colon + 1).c_str());
-  plan.key = {plan.host, plan.port, identity, endpoint};
-  std::string& host = plan.key.host;
-  LowerAscii(host);
-  if (host == "." || host == "localhost" || host == "127.0.0.1") host.clear();
+  ServerAddress address = SplitServer(server.c_str());
+  plan.host = std::move(address.host);
+  plan.port = address.port.empty() ? port : kiv::atoi(address.port.c_str());
+  plan.key = {std::move(address.host_of_proxy), plan.port, identity, endpoint};
   return plan;
 }
 
