@@ -153,11 +153,11 @@ bool Change(const char* name, const RemoteServiceInfo& info) {
   if (port::GetFileAttributesA(*path, attributes) &&
       !port::MakeFilePrivate(*path))
     return FailFor(kClientFile, "made private");
-  if (!SaveDocument(document, kClientFile, kPrivateMode)) {
+  std::string reason = "it has no content";
+  if (!SaveDocument(document, kClientFile, kPrivateMode, &reason)) {
     // Logged where it is written.
     SetFailure(RMT_NOT_WRITTEN, std::string("'") + kClientFile +
-                                    "' cannot be written: " +
-                                    port::ErrorText(port::LastError()));
+                                    "' cannot be written: " + reason);
     return false;
   }
   SetDone();
