@@ -89,18 +89,20 @@ class ChangeLock {
   std::unique_ptr<port::LockFile> file_;
 };
 
-// The file is about to be replaced by one that has nothing of it.
+// The file is about to be replaced by one that has nothing of it. A failure is
+// logged.
 bool KeepUnreadable(const std::string& path) {
   port::FileAttributes attributes;
   if (!port::GetFileAttributesA(path, attributes))
-    return port::IsNotFound(port::LastError());
-  if (attributes.is_directory) return false;
+    return port::IsNotFound(port::LastError()) || FailFor(kClientFile, "read");
+  if (attributes.is_directory)
+    return Fail(std::string("'") + kClientFile + "' is a folder");
   if (attributes.size_bytes == 0) return true;
   const auto kept = NativeDocumentPath(kUnreadableFile);
-  if (!kept) return false;
+  if (!kept) return FailFor(kUnreadableFile, "written");
   port::DeleteFileA(*kept);
   if (!port::CopyFileA(path, *kept) || !port::MakeFilePrivate(*kept))
-    return false;
+    return FailFor(kUnreadableFile, "written");
   LogPlain("rmt", std::string("'") + kClientFile + "' was kept as '" +
                       kUnreadableFile + "' because it cannot be read");
   return true;
@@ -143,8 +145,7 @@ bool Change(const char* name, const RemoteServiceInfo& info) {
   if (!lock.Take()) return FailFor(kLockFile, "locked");
   DomParser parser;
   DomDocument document;
-  if (!OpenDocument(parser, *path, document))
-    return FailFor(kClientFile, "read, nor kept before it is replaced");
+  if (!OpenDocument(parser, *path, document)) return false;
   if (!PutService(document, name, info))
     return Fail("a text of " + ShownService(name) +
                 " cannot be written in XML");
@@ -153,7 +154,7 @@ bool Change(const char* name, const RemoteServiceInfo& info) {
   if (port::GetFileAttributesA(*path, attributes) &&
       !port::MakeFilePrivate(*path))
     return FailFor(kClientFile, "made private");
-  std::string reason = "it has no content";
+  std::string reason = "it has no text";
   if (!SaveDocument(document, kClientFile, kPrivateMode, &reason)) {
     // Logged where it is written.
     SetFailure(RMT_NOT_WRITTEN, std::string("'") + kClientFile +

@@ -236,6 +236,11 @@ TEST_F(ClientFile, ThatCannotBeReadIsKeptBesideTheNewOne) {
   EXPECT_EQ(ReadTestFile("../conf/client.xml.unreadable"),
             "<config><services>");
   EXPECT_EQ(Mode("../conf/client.xml.unreadable"), 0600);
+
+  std::filesystem::remove("../conf/client.xml");
+  std::filesystem::create_directory("../conf/client.xml");
+  EXPECT_FALSE(rmt_set_remote_server("a", &record));
+  EXPECT_STREQ(rmt_last_error(), "'../conf/client.xml' is a folder");
 }
 
 TEST_F(ClientFile, LosesNoChangeOfManyThreads) {
