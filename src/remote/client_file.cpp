@@ -13,9 +13,11 @@
 #include "port/lock_file.h"
 #include "port/private_file.h"
 #include "remote/failure.h"
+#include "util/cp936.h"
 #include "util/log_entry.h"
 #include "xml/document_path.h"
 #include "xml/dom_save.h"
+#include "xml/xml_guard.h"
 
 namespace kiv::remote {
 namespace {
@@ -76,9 +78,9 @@ std::string TakeRecord(const DomElement& element, RemoteServiceInfo& info) {
   return "";
 }
 
-template <std::size_t N>
-bool PutText(DomElement& element, const char* name, const char (&field)[N]) {
-  return element.SetAttribute(name, field);
+// A character that was cut would come back as another one.
+bool PutText(DomElement& element, const char* name, const char* text) {
+  return IsCp936(text) && element.SetAttribute(name, text);
 }
 
 bool PutRecord(DomElement& element, const RemoteServiceInfo& info) {
@@ -94,6 +96,14 @@ bool PutRecord(DomElement& element, const RemoteServiceInfo& info) {
 template <std::size_t N>
 bool EndsWithin(const char (&field)[N]) {
   return std::memchr(field, 0, N) != nullptr;
+}
+
+// Without the XML platform the parser would end the program, which callers in
+// other languages could not make out.
+bool IsStarted(const char* function, RemoteFailure code) {
+  if (PlatformIsUp()) return true;
+  LogFailure(function, code, "rmt_global_init was not called");
+  return false;
 }
 
 // One change at a time: another thread's or program's would be lost. The lock
@@ -167,7 +177,7 @@ bool PutService(DomDocument& document, const char* name,
     return false;
   if (!services.GetFirstChildElement(kService, service, kName, name) &&
       !(services.CreateElement(kService, service) &&
-        service.SetAttribute(kName, name)))
+        PutText(service, kName, name)))
     return false;
   return PutRecord(service, info);
 }
@@ -189,7 +199,8 @@ std::string Change(const char* name, const RemoteServiceInfo& info) {
     return std::string("'") + kClientFile + "' can be neither read nor kept: " +
            port::ErrorText(port::LastError());
   if (!PutService(document, name, info))
-    return "a text of " + ShownName(name) + " cannot be written in XML";
+    return "a text of " + ShownName(name) + " cannot be written in XML, or " +
+           "is no text of code page 936";
   port::FileAttributes attributes;
   if (port::GetFileAttributesA(*path, attributes) &&
       !port::MakeFilePrivate(*path))
@@ -202,11 +213,17 @@ std::string Change(const char* name, const RemoteServiceInfo& info) {
 
 }  // namespace
 
+bool EndsWithinItsFields(const RemoteServiceInfo& info) {
+  return EndsWithin(info.ip) && EndsWithin(info.svc) &&
+         EndsWithin(info.project_key) && EndsWithin(info.access_code);
+}
+
 bool ReadService(const char* function, const char* name, ServiceRecord& out) {
   if (IsEmpty(name)) {
     SetFailure(RMT_BAD_ARGUMENT, "there is no service name");
     return false;
   }
+  if (!IsStarted(function, RMT_NO_SERVICE)) return false;
   DomParser parser;
   DomDocument document;
   if (!parser.parseURI(kClientFile, document)) {
@@ -256,13 +273,12 @@ bool rmt_get_remote_server(const char* name, RemoteServiceInfo* record) {
 }
 
 bool rmt_set_remote_server(const char* name, const RemoteServiceInfo* record) {
-  if (IsEmpty(name) || record == nullptr || !EndsWithin(record->ip) ||
-      !EndsWithin(record->svc) || !EndsWithin(record->project_key) ||
-      !EndsWithin(record->access_code)) {
+  if (IsEmpty(name) || record == nullptr || !EndsWithinItsFields(*record)) {
     SetFailure(RMT_BAD_ARGUMENT,
                "there is no name, no record, or a text in it has no end");
     return false;
   }
+  if (!IsStarted("rmt_set_remote_server", RMT_NOT_WRITTEN)) return false;
   const std::string fault = Change(name, *record);
   if (!fault.empty()) {
     LogFailure("rmt_set_remote_server", RMT_NOT_WRITTEN, fault);

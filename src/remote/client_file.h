@@ -15,6 +15,9 @@ struct ServiceRecord {
   int timeout_ms = 0;    // 0: not said
 };
 
+// Whether every text of a caller's record has its NUL.
+bool EndsWithinItsFields(const RemoteServiceInfo& info);
+
 // False, with the reason kept and logged under the function's name and `out`
 // untouched, when there is no such service or its record is not good.
 bool ReadService(const char* function, const char* name, ServiceRecord& out);
