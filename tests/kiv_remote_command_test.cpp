@@ -124,6 +124,21 @@ TEST_F(KivRemote, CallsEveryOperation) {
   }
 }
 
+TEST_F(KivRemote, CallsAnAddressFromAnyFolder) {
+  const RemoteServant servant;
+  const std::string service = "Svc@" + servant.Address();
+  const TestFolder elsewhere;
+  EXPECT_TRUE(Says({"ping", service}).starts_with(service + " answers after "))
+      << errors_;
+  EXPECT_EQ(Run({"ping", "-s", ".", service}), 1) << "a folder was asked for";
+  EXPECT_EQ(Run({"set", "a@b", "--ip", "h"}), 1);
+  EXPECT_NE(errors_.find(". is no service folder"), std::string::npos)
+      << errors_;
+  for (const auto& entry : std::filesystem::directory_iterator("."))
+    EXPECT_TRUE(entry.path().filename().string().starts_with("program"))
+        << entry.path() << " was left behind";
+}
+
 TEST_F(KivRemote, SaysHostPortAndCause) {
   int closed = 0;
   {

@@ -42,6 +42,7 @@ Cause CauseAtLoopback(const RemoteProxy& proxy, const Cause& refused) {
 
 void LogCallFailure(const char* function, const RemoteProxy& proxy) {
   Cause cause = CurrentCause(proxy.timeout_ms);
+  if (cause.code == RMT_NO_ANSWER) KeepToClose(proxy);
   if (cause.code == RMT_REFUSED) cause = CauseAtLoopback(proxy, cause);
   LogFailure(function, cause.code, Place(proxy) + ": " + cause.text);
 }

@@ -13,6 +13,7 @@
 #include "util/cp936.h"
 #include "util/log_entry.h"
 #include "xml/xml_events.h"
+#include "xml/xml_guard.h"
 
 namespace kiv::remote {
 namespace {
@@ -131,6 +132,12 @@ std::string FindService(const char* name, ServiceFinder& finder) {
 
 }  // namespace
 
+bool IsStarted(const char* function, RemoteFailure code) {
+  if (PlatformIsUp()) return true;
+  LogFailure(function, code, "rmt_global_init was not called");
+  return false;
+}
+
 std::string ShownService(const char* name) {
   return std::string("service '") + Shown(name) + "'";
 }
@@ -140,6 +147,7 @@ bool ReadService(const char* function, const char* name, ServiceRecord& out) {
     SetFailure(RMT_BAD_ARGUMENT, "there is no service name");
     return false;
   }
+  if (!IsStarted(function, RMT_NO_SERVICE)) return false;
   ServiceFinder finder(name);
   std::string fault = FindService(name, finder);
   ServiceRecord service;

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "rmt/failure.h"
 #include "rmt/service_info.h"
 
 // ../conf/client.xml: a record for every named service.
@@ -21,12 +22,16 @@ struct ServiceRecord {
   int timeout_ms = 0;    // 0: not said
 };
 
+// Whether every text of a caller's record has its NUL.
+bool EndsWithinItsFields(const RemoteServiceInfo& info);
+
 // False, with the reason kept and logged under the function's name and `out`
 // untouched, when there is no such service or its record is not good.
 bool ReadService(const char* function, const char* name, ServiceRecord& out);
 
-// Whether every text of a caller's record has a NUL within its field.
-bool TextsEnd(const RemoteServiceInfo& info);
+// Without the XML platform the parser would end the program, which callers in
+// other languages could not make out. False is logged.
+bool IsStarted(const char* function, RemoteFailure code);
 
 // "service 'name'" for messages.
 std::string ShownService(const char* name);

@@ -13,6 +13,7 @@
 #include "port/private_file.h"
 #include "remote/client_file.h"
 #include "remote/failure.h"
+#include "util/cp936.h"
 #include "util/log_entry.h"
 #include "xml/document_path.h"
 #include "xml/dom_save.h"
@@ -42,9 +43,9 @@ bool EndsWithin(const char (&field)[N]) {
   return std::memchr(field, 0, N) != nullptr;
 }
 
-template <std::size_t N>
-bool PutText(DomElement& element, const char* name, const char (&field)[N]) {
-  return element.SetAttribute(name, field);
+// A character that was cut would come back as another one.
+bool PutText(DomElement& element, const char* name, const char* text) {
+  return IsCp936(text) && element.SetAttribute(name, text);
 }
 
 bool PutRecord(DomElement& element, const RemoteServiceInfo& info) {
@@ -130,7 +131,7 @@ bool PutService(DomDocument& document, const char* name,
     return false;
   if (!services.GetFirstChildElement(kService, service, kName, name) &&
       !(services.CreateElement(kService, service) &&
-        service.SetAttribute(kName, name)))
+        PutText(service, kName, name)))
     return false;
   return PutRecord(service, info);
 }
@@ -148,7 +149,7 @@ bool Change(const char* name, const RemoteServiceInfo& info) {
   if (!OpenDocument(parser, *path, document)) return false;
   if (!PutService(document, name, info))
     return Fail("a text of " + ShownService(name) +
-                " cannot be written in XML");
+                " cannot be written in XML, or is no text of code page 936");
   // A file that is there keeps its mode when it is replaced.
   port::FileAttributes attributes;
   if (port::GetFileAttributesA(*path, attributes) &&
@@ -167,7 +168,7 @@ bool Change(const char* name, const RemoteServiceInfo& info) {
 
 }  // namespace
 
-bool TextsEnd(const RemoteServiceInfo& info) {
+bool EndsWithinItsFields(const RemoteServiceInfo& info) {
   return EndsWithin(info.ip) && EndsWithin(info.svc) &&
          EndsWithin(info.project_key) && EndsWithin(info.access_code);
 }
@@ -178,10 +179,10 @@ using namespace kiv::remote;  // NOLINT(google-build-using-namespace)
 
 bool rmt_set_remote_server(const char* name, const RemoteServiceInfo* record) {
   if (name == nullptr || *name == '\0' || record == nullptr ||
-      !TextsEnd(*record)) {
+      !EndsWithinItsFields(*record)) {
     SetFailure(RMT_BAD_ARGUMENT,
                "there is no name, no record, or a text in it has no end");
     return false;
   }
-  return Change(name, *record);
+  return IsStarted(kFunction, RMT_NOT_WRITTEN) && Change(name, *record);
 }

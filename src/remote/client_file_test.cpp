@@ -3,12 +3,15 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <cstring>
 #include <filesystem>
+#include <future>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "port/lock_file.h"
 #include "port/test_folder.h"
 #include "rmt/rmt.h"
 #include "testing/test_log.h"
@@ -224,6 +227,50 @@ TEST_F(ClientFile, IsNotChangedByARecordThatCannotBeWritten) {
   EXPECT_FALSE(rmt_set_remote_server("", &record));
   EXPECT_FALSE(rmt_set_remote_server("a", nullptr));
   EXPECT_EQ(Text(), before);
+}
+
+TEST_F(ClientFile, TakesNoTextThatWouldComeBackChanged) {
+  RemoteServiceInfo record = Record("x", 1);
+  // Cut in the middle of a character, as strncpy leaves it.
+  std::strcpy(record.project_key, "\xCF\xEE\xC4");
+  EXPECT_FALSE(rmt_set_remote_server("a", &record));
+  EXPECT_EQ(rmt_last_error_code(), RMT_NOT_WRITTEN) << rmt_last_error();
+  record = Record("x", 1);
+  EXPECT_FALSE(rmt_set_remote_server("a\xCF", &record));
+  EXPECT_FALSE(std::filesystem::exists("../conf/client.xml"));
+  std::strcpy(record.project_key, " a\nb\tc\rd ");
+  ASSERT_TRUE(rmt_set_remote_server("a\nb", &record)) << rmt_last_error();
+  RemoteServiceInfo read{};
+  ASSERT_TRUE(rmt_get_remote_server("a\nb", &read)) << rmt_last_error();
+  EXPECT_EQ(std::memcmp(&read, &record, sizeof read), 0);
+}
+
+TEST_F(ClientFile, WaitsForAnotherProgramThatChangesIt) {
+  std::filesystem::create_directory("../conf");
+  const auto other = port::LockFile::Open(
+      std::filesystem::absolute("../conf/client.xml.lock").string(), true);
+  ASSERT_NE(other, nullptr);
+  ASSERT_TRUE(other->TryLock(0));
+  auto change = std::async(std::launch::async, [] {
+    const RemoteServiceInfo record = Record("x", 1);
+    return rmt_set_remote_server("a", &record);
+  });
+  EXPECT_EQ(change.wait_for(std::chrono::milliseconds(200)),
+            std::future_status::timeout);
+  EXPECT_FALSE(std::filesystem::exists("../conf/client.xml"));
+  other->Unlock(0);
+  EXPECT_TRUE(change.get()) << log_.Text();
+}
+
+TEST(ClientFileWithoutStart, FailsInsteadOfEndingTheProgram) {
+  const TestFolder folder;
+  const kiv::testing::TestLog log;
+  RemoteServiceInfo record = Record("x", 1);
+  EXPECT_FALSE(rmt_set_remote_server("a", &record));
+  EXPECT_NE(std::string(rmt_last_error()).find("rmt_global_init"),
+            std::string::npos);
+  EXPECT_FALSE(rmt_get_remote_server("a", &record));
+  EXPECT_TRUE(log.Has("rmt_get_remote_server Failed: ")) << log.Text();
 }
 
 TEST_F(ClientFile, ThatCannotBeReadIsKeptBesideTheNewOne) {

@@ -2,12 +2,15 @@
 
 #include <Ice/Ice.h>
 
+#include <utility>
+
 #include "remote/failure.h"
 #include "remote/library_logger.h"
-#include "remote/server_address.h"
+#include "remote/server_text.h"
 #include "remote/service_interface.h"
 
 namespace kiv {
+
 Ice::Communicator* IceHelper::CreateCommunicator() {
   try {
     Ice::StringSeq arguments{"Brimvale"};
@@ -43,12 +46,12 @@ bool IceHelper::ServerProxyToIceProxy(const char* server, const char* endpoint,
   const std::string endpoint_text = remote::Trimmed(endpoint);
   const std::string identity_text = remote::Trimmed(identity);
   if (endpoint_text.empty() || identity_text.empty()) return false;
+  const remote::ServerText server_text(server);
   std::string text = identity_text + ':' + endpoint_text;
-
-  const remote::ServerAddress address = remote::SplitServer(server);
-  if (!address.host_of_proxy.empty()) text += " -h " + address.host_of_proxy;
-  if (!address.port.empty()) {
-    text += " -p " + address.port;
+  const std::string host = server_text.ProxyHost();
+  if (!host.empty()) text += " -h " + host;
+  if (!server_text.port.empty()) {
+    text += " -p " + server_text.port;
   } else if (defaultPort >= 1) {
     text += " -p " + std::to_string(defaultPort);
   } else {

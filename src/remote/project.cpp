@@ -63,7 +63,7 @@ bool rmt_get_named_proxy(RemoteProxyList* list, const char* name,
 bool rmt_get_proxy_from_info(RemoteProxyList* list,
                              const RemoteServiceInfo* record,
                              RemoteProjectProxy* result) {
-  if (record == nullptr || !TextsEnd(*record)) {
+  if (record == nullptr || !EndsWithinItsFields(*record)) {
     SetFailure(RMT_BAD_ARGUMENT,
                "there is no record, or a text in it has no end");
     return false;

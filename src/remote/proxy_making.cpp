@@ -9,8 +9,9 @@
 #include "kiv/strings.h"
 #include "remote/failure.h"
 #include "remote/handles.h"
+#include "remote/open_connections.h"
 #include "remote/remote_messages.h"
-#include "remote/server_address.h"
+#include "remote/server_text.h"
 #include "remote/wire_text.h"
 #include "util/log_entry.h"
 
@@ -74,10 +75,10 @@ std::optional<Plan> PlanFromAddress(const std::string& server, int port,
     LogFailureAs(message::ProxyTextFailed(reason), RMT_BAD_PROXY, reason);
     return std::nullopt;
   }
-  ServerAddress address = SplitServer(server.c_str());
-  plan.host = std::move(address.host);
-  plan.port = address.port.empty() ? port : kiv::atoi(address.port.c_str());
-  plan.key = {std::move(address.host_of_proxy), plan.port, identity, endpoint};
+  const ServerText text(server.c_str());
+  plan.host = text.host;
+  plan.port = text.port.empty() ? port : kiv::atoi(text.port.c_str());
+  plan.key = {text.ProxyHost(), plan.port, identity, endpoint};
   return plan;
 }
 
@@ -109,6 +110,7 @@ RemoteProxy* FindOrMake(RemoteProxyList& list, Plan plan, int timeout_ms) {
     made.host = std::move(plan.host);
     made.port = plan.port;
     made.timeout_ms = timeout_ms;
+    made.wants_patience = WantsPatience(list.communicator, timeout_ms);
     made.inner = server::ServiceBasePrx::uncheckedCast(proxy);
     return &list.proxies.emplace(std::move(plan.key), std::move(made))
                 .first->second;
