@@ -27,12 +27,12 @@ install_packages() {
 }
 
 build_packages=(g++ cmake ninja-build ccache pkg-config libxerces-c-dev
-  libcli11-dev libsqlite3-dev librabbitmq-dev libdb5.3++-dev unixodbc-dev
-  libsqliteodbc libzeroc-ice-dev zeroc-ice-compilers)
+  libcli11-dev libsqlite3-dev librabbitmq-dev libdb5.3++-dev libicu-dev
+  unixodbc-dev libsqliteodbc libzeroc-ice-dev zeroc-ice-compilers)
 test_packages=(libgtest-dev libgmock-dev python3 python3-zeroc-ice openssl
-  libicu-dev strace odbc-postgresql tdsodbc odbc-mdbtools dpkg-dev file
-  bash-completion man-db)
-bench_packages=(libbenchmark-dev libicu-dev libspdlog-dev libssl-dev
+  strace odbc-postgresql tdsodbc odbc-mdbtools nlohmann-json3-dev zlib1g-dev
+  dpkg-dev file bash-completion man-db)
+bench_packages=(libbenchmark-dev libspdlog-dev libssl-dev
   libhowardhinnant-date-dev python3 basex libsqliteodbc)
 docs_packages=(python3 python3-markdown)
 check_packages=(clang clang-format clang-tidy libclang-rt-14-dev)

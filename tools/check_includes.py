@@ -31,7 +31,8 @@ ROOMS = [
     (re.compile(r"^amqp"), ("src/mq/amqp_",)),
     (re.compile(r"^db(_cxx)?\.h$"), ("src/xdb/container/",)),
     (re.compile(r"^(Ice|IceUtil|IceSSL)/|^slice/"), ("src/remote/",)),
-    (re.compile(r"^unicode/"), ()),
+    (re.compile(r"^unicode/"), ("src/xdb/xquery/functions/unicode_text.cpp",
+                                "src/xdb/xquery/functions/pattern.cpp")),
 ]
 INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^>"]+)[>"]')
 

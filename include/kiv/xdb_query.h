@@ -1,6 +1,7 @@
 #ifndef KIV_XDB_QUERY_H_
 #define KIV_XDB_QUERY_H_
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -19,6 +20,14 @@ class Session;
 struct QueryContext;
 struct XDbAccess;
 }  // namespace xdb
+
+// What a query may take; one that takes more fails. It never ends its process:
+// where the stack of its thread is nearly used up, it fails as well.
+struct XDbQueryLimits {
+  unsigned call_depth = 100'000;  // calls of functions in each other
+  std::uint64_t memory_bytes = std::uint64_t{2} << 30;  // for its values
+  unsigned time_ms = 0;  // from its execution on; 0: as long as it takes
+};
 
 // Namespaces, variables and manner of a query. Bound by
 // XDbManager::CreateQueryContext; every setter answers false while unbound.
@@ -57,6 +66,13 @@ class KIV_API XDbQueryContext {
   // what it changed. False when either is unbound.
   bool SetTransaction(const XDbTransaction& transaction);
   void ClearTransaction();
+
+  // Of queries that are executed from now on.
+  bool SetLimits(const XDbQueryLimits& limits);
+  bool GetLimits(XDbQueryLimits& limits) const;
+  // Ends what is being executed with this context; it fails. From any thread,
+  // unlike all else, for as long as the context lives.
+  bool Cancel();
 
  protected:
   // Takes an xdb::QueryContext*, of which it keeps a copy. False for null.

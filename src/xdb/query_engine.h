@@ -1,6 +1,7 @@
 #ifndef XDB_QUERY_ENGINE_H_
 #define XDB_QUERY_ENGINE_H_
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -64,12 +65,24 @@ class QueryResults {
   virtual void Reset() = 0;
 };
 
+// Beyond one of them a query fails.
+struct QueryLimits {
+  std::uint32_t call_depth = 100'000;  // of functions in each other
+  std::uint64_t memory_bytes = std::uint64_t{2} << 30;
+  std::uint32_t time_ms = 0;  // 0: as long as it takes
+};
+
 struct QueryContext {
   int return_type = 0;                            // 0 live values, 1 dead ones
   int evaluation_type = 0;                        // 0 eager, 1 lazy
   std::map<std::string, std::string> namespaces;  // by prefix
   std::map<std::string, std::shared_ptr<const QueryValue>> variables;
   TransactionChoice transaction;
+  QueryLimits limits;
+  // Ends, when it grows, the queries that began before; from any thread. Shared
+  // by the copies of a context.
+  std::shared_ptr<std::atomic<std::uint32_t>> cancels =
+      std::make_shared<std::atomic<std::uint32_t>>(0);
 };
 
 // Any thread, also at the same time.

@@ -106,7 +106,9 @@ bool XDbManager::OpenContainer(const char* name, XDbContainer& out,
     opened.container =
         xdb::OpenContainer(manager_->environment(), file, switches);
     opened.is_transactional = switches.transactional;
-    return out.Construct(&opened, this);
+    if (!out.Construct(&opened, this)) return false;
+    manager_->AddContainer(opened.container);
+    return true;
   });
 }
 
@@ -126,6 +128,7 @@ bool XDbManager::RemoveContainer(const char* name) {
   return Try("XDbManager::RemoveContainer exception: ", [&] {
     if (manager_ == nullptr)
       throw StoreError(Failure::Other, "the manager is closed");
+    manager_->ReleaseContainer(file);
     xdb::RemoveContainer(manager_->environment(), file);
     return true;
   });
@@ -152,6 +155,8 @@ bool XDbManager::RenameContainer(const char* oldName, const char* newName) {
       throw StoreError(Failure::NotFound,
                        "there is no container '" + Shown(oldName) + "'");
     if (GetContainerPath(oldName) == GetContainerPath(newName)) return true;
+    manager_->ReleaseContainer(old_file);
+    manager_->ReleaseContainer(new_file);
     xdb::RenameContainer(manager_->environment(), old_file, new_file,
                          IsExistContainer(newName));
     return true;

@@ -120,4 +120,23 @@ void XDbQueryContext::ClearTransaction() {
   if (context_ != nullptr) context_->transaction = {};
 }
 
+bool XDbQueryContext::SetLimits(const XDbQueryLimits& limits) {
+  if (context_ == nullptr) return false;
+  context_->limits = {limits.call_depth, limits.memory_bytes, limits.time_ms};
+  return true;
+}
+
+bool XDbQueryContext::GetLimits(XDbQueryLimits& limits) const {
+  if (context_ == nullptr) return false;
+  const xdb::QueryLimits& found = context_->limits;
+  limits = {found.call_depth, found.memory_bytes, found.time_ms};
+  return true;
+}
+
+bool XDbQueryContext::Cancel() {
+  if (context_ == nullptr) return false;
+  ++*context_->cancels;
+  return true;
+}
+
 }  // namespace kiv

@@ -17,16 +17,6 @@ class XDbQueryTest : public OpenedXDbTest {
   XDbQueryContext context_;
 };
 
-TEST_F(XDbQueryTest, FailsWithoutAQueryLanguage) {
-  XDbResults results;
-  EXPECT_EQ(manager_.Prepare("1", context_, false), nullptr);
-  EXPECT_TRUE(
-      Logged("XDbManager::Prepare exception: this build has no query "
-             "language"))
-      << LogText();
-  EXPECT_FALSE(manager_.Query("1", results, true));
-}
-
 TEST_F(XDbQueryTest, RunsQueries) {
   AnswerItems({MakeString(kOrderUtf8), MakeNumber(2)});
   XDbResults results;

@@ -13,9 +13,9 @@
 
 namespace kiv::xdb {
 
-// A node's number in its tree: nodes stand in document order, the document is
-// 0, and behind an element come its namespace declarations, its attributes, its
-// children.
+// A node's number in its tree: nodes stand in document order, the root is 0, a
+// document unless the tree was assembled of something else, and behind an
+// element come its namespace declarations, its attributes, its children.
 using NodeId = std::uint32_t;
 
 enum class NodeKind : std::uint8_t {
@@ -90,6 +90,10 @@ class Tree {
 
  private:
   friend class TreeDecoder;
+  friend class TreeAssembler;
+
+  explicit Tree(std::shared_ptr<const Dictionary> dictionary)
+      : dictionary_(std::move(dictionary)) {}
 
   std::shared_ptr<const Dictionary> dictionary_;
   std::shared_ptr<const void> keeper_;

@@ -1,0 +1,372 @@
+// Queries through the published classes, over containers as they are.
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "kiv/dom_document.h"
+#include "kiv/dom_node.h"
+#include "xdb/query_testing.h"
+
+namespace kiv::xdb {
+namespace {
+
+constexpr char kOrderGb[] = "\xB6\xA9\xB5\xA5";  // 订单
+
+class XDbXQueryTest : public XDbTest {
+ protected:
+  XDbXQueryTest() { Open(0); }
+
+  void Open(long flags) {
+    container_ = std::make_unique<XDbContainer>();
+    manager_ = std::make_unique<XDbManager>();
+    EXPECT_TRUE(manager_->Open("db", 0x0C | flags, nullptr, nullptr));
+    EXPECT_TRUE(manager_->CreateQueryContext(context_));
+  }
+  void Create(const char* name) {
+    EXPECT_TRUE(manager_->CreateContainer(name, *container_, 0x0C))
+        << XDbManager::LastError();
+  }
+  void Put(std::string name, const char* content) {
+    EXPECT_TRUE(container_->PutDocument(name, content))
+        << XDbManager::LastError();
+  }
+  void PutOrders() {
+    Create("orders");
+    Put("1", "<order no='1'><line>pen</line><line>ink</line></order>");
+    Put("2", "<order no='2'><line>cup</line></order>");
+  }
+
+  // The values as texts, one behind the other, or what was logged.
+  std::string Answer(const std::string& query) {
+    XDbResults results;
+    if (!manager_->Query(query, context_, results, false))
+      return XDbManager::LastError();
+    std::string text;
+    for (XDbValue value; results.next(value);)
+      text += (text.empty() ? "" : "|") + value.asString();
+    return text;
+  }
+  XDbValue ValueOf(const std::string& query) {
+    XDbValue value;
+    XDbResults results;
+    EXPECT_TRUE(manager_->Query(query, context_, results, false));
+    EXPECT_TRUE(results.next(value));
+    return value;
+  }
+
+  XDbQueryContext context_;
+  std::unique_ptr<XDbManager> manager_;
+  std::unique_ptr<XDbContainer> container_;
+};
+
+TEST_F(XDbXQueryTest, FindsDocumentsByContainerAndName) {
+  PutOrders();
+  Put("a/50%#x", "<order no='3'/>");
+  EXPECT_EQ(Answer("count(collection('orders'))"), "3");
+  EXPECT_EQ(Answer(container_->XPathQueryAll() + "/line/string()"),
+            "pen|ink|cup");
+  EXPECT_EQ(Answer(XDbManager::XPathQueryAll("orders") + "[@no=2]/line"),
+            "cup");
+  EXPECT_EQ(Answer("doc('orders/2')//line"), "cup");
+  EXPECT_EQ(Answer("doc('orders.xdb/a/50%25%23x')/order/@no"), "3");
+  EXPECT_EQ(Answer("for $d in collection('orders') "
+                   "return doc(document-uri($d)) is $d"),
+            "true|true|true");
+  EXPECT_EQ(Answer("doc-available('orders/4')"), "false");
+  EXPECT_EQ(Answer("doc('orders/4')"),
+            "XDbQueryExpression::Execute exception: FODC0002 at line 1, column "
+            "1: there is no document orders/4");
+  EXPECT_EQ(Answer("collection('offers')"),
+            "XDbQueryExpression::Execute exception: FODC0002 at line 1, column "
+            "1: there is no collection offers");
+}
+
+TEST_F(XDbXQueryTest, FindsContainersInFoldersAndWithChineseNames) {
+  std::filesystem::create_directory("db/dir");
+  Create((std::string("dir\\") + kOrderGb).c_str());
+  Put(kOrderGb, "<a>1</a>");
+  const std::string name = std::string("dir/") + kOrderGb;
+  EXPECT_EQ(Answer(XDbManager::XPathQueryAll(name)), "1");
+  EXPECT_EQ(Answer(container_->XPathQueryAll()), "1");
+  EXPECT_EQ(Answer("doc('" + name + "/" + kOrderGb + "')"), "1");
+}
+
+TEST_F(XDbXQueryTest, GivesDocumentsThatCanBeStoredAgain) {
+  PutOrders();
+  XDbResults results;
+  ASSERT_TRUE(
+      manager_->Query("collection('orders')/order[line='cup']", results, true));
+  XDbDocument document;
+  ASSERT_TRUE(results.next(document));
+  EXPECT_EQ(document.GetName(), "2");
+  ASSERT_TRUE(document.setContent(std::string("<order no='2'/>")));
+  ASSERT_TRUE(container_->update(document)) << LogText();
+  EXPECT_EQ(Answer("doc('orders/2')//line"), "");
+  // What was made by the query stands in a document without a name.
+  ASSERT_TRUE(manager_->Query("<a>{1}</a>", results, true));
+  ASSERT_TRUE(results.next(document));
+  std::string content;
+  ASSERT_TRUE(document.getContent(content));
+  EXPECT_EQ(content, "<a>1</a>");
+  EXPECT_EQ(document.GetName(), "");
+  ASSERT_TRUE(manager_->Query("1", results, true));
+  EXPECT_FALSE(results.next(document));
+}
+
+TEST_F(XDbXQueryTest, GivesTheNodeInItsDocument) {
+  Create("c");
+  Put("d",
+      "<?xml version='1.0' encoding='GB2312'?><!--c--><r xmlns:p='u'>x<a/>"
+      "<b p:n='\xB6\xA9'/><?t v?>y</r>");
+  const struct {
+    const char* query;
+    const char* name;
+    const char* value;
+  } kNodes[] = {
+      {"doc('c/d')/r/b", "b", ""},
+      {"doc('c/d')/r/b/@*", "p:n", "\xB6\xA9"},
+      {"doc('c/d')/r/text()[2]", "#text", "y"},
+      {"doc('c/d')/r/processing-instruction()", "t", "v"},
+      {"<r><a/><b>1</b></r>/b/text()", "#text", "1"},
+  };
+  for (const auto& expected : kNodes) {
+    XDbValue value = ValueOf(expected.query);
+    DomNode node;
+    ASSERT_TRUE(value.asNode(node)) << expected.query;
+    EXPECT_EQ(node.GetNodeName(), expected.name) << expected.query;
+    EXPECT_EQ(value.asString(), expected.value) << expected.query;
+  }
+  DomNode node;
+  EXPECT_FALSE(ValueOf("attribute a {1}").asNode(node));
+}
+
+TEST_F(XDbXQueryTest, LiveNodesAreTheirDocumentsAndDeadOnesCopies) {
+  PutOrders();
+  const char query[] = "doc('orders/1')/order/line[1]";
+  XDbValue live = ValueOf(query);
+  EXPECT_TRUE(live == ValueOf(query));
+  EXPECT_FALSE(live == ValueOf("doc('orders/1')/order/line[2]"));
+  XDbDocument document;
+  ASSERT_TRUE(live.asDocument(document));
+  EXPECT_EQ(document.GetName(), "1");
+  context_.SetReturnType(XDbQueryContext::DeadValues);
+  XDbValue dead = ValueOf(query);
+  EXPECT_TRUE(dead.isNode());
+  EXPECT_EQ(dead.asString(), "pen");
+  EXPECT_FALSE(dead == live);
+  ASSERT_TRUE(dead.asDocument(document));
+  std::string content;
+  ASSERT_TRUE(document.getContent(content));
+  EXPECT_EQ(content, "<line>pen</line>");
+  DomNode node;
+  ASSERT_TRUE(dead.asNode(node));
+  EXPECT_EQ(node.GetNodeName(), "line");
+}
+
+TEST_F(XDbXQueryTest, ValuesOutliveTheirQueryAndTheManager) {
+  PutOrders();
+  XDbValue value = ValueOf("doc('orders/1')/order/line[2]");
+  container_.reset();
+  manager_.reset();
+  EXPECT_EQ(value.asString(), "ink");
+  XDbDocument document;
+  EXPECT_TRUE(value.asDocument(document));
+}
+
+TEST_F(XDbXQueryTest, TakesNamespacesAndVariablesOfTheContext) {
+  PutOrders();
+  context_.SetNamespace("p", "u");
+  EXPECT_EQ(Answer("namespace-uri(<p:a/>)"), "u");
+  XDbValue text(kOrderGb), number(1.5), truth(true);
+  XDbValue node = ValueOf("doc('orders/1')/order");
+  XDbValue whole = ValueOf("2");
+  XDbValue date = ValueOf("xs:date('2024-02-29')");
+  context_.SetVariableValue("text", text);
+  context_.SetVariableValue("number", number);
+  context_.SetVariableValue("truth", truth);
+  context_.SetVariableValue("p:node", node);
+  context_.SetVariableValue("whole", whole);
+  context_.SetVariableValue("date", date);
+  EXPECT_EQ(Answer("string-length($text), $text"),
+            std::string("2|") + kOrderGb);
+  EXPECT_EQ(Answer("$number * 2, not($truth)"), "3|false");
+  EXPECT_EQ(Answer("$p:node/line, $p:node is doc('orders/1')/order"),
+            "pen|ink|false");
+  EXPECT_EQ(Answer("declare variable $whole as xs:integer external; "
+                   "$whole instance of xs:integer"),
+            "true");
+  EXPECT_EQ(Answer("$date + xs:dayTimeDuration('P1D')"), "2024-03-01");
+  EXPECT_EQ(Answer("declare variable $text as xs:integer external; $text"),
+            "XDbQueryExpression::Execute exception: XPTY0004 at line 1, column "
+            "1: the value of $text must be xs:integer");
+  EXPECT_EQ(Answer("$none"),
+            "XDbManager::Prepare exception: XPST0008 at line 1, column 1: "
+            "there is no variable $none");
+}
+
+TEST_F(XDbXQueryTest, AnswersTheKindsOfValues) {
+  for (const char* number : {"1", "1.5", "1e0", "xs:float(2)"})
+    EXPECT_TRUE(ValueOf(number).isNumber()) << number;
+  EXPECT_TRUE(ValueOf("'a'").isString());
+  EXPECT_TRUE(ValueOf("xs:date('2024-02-29')").isString());
+  EXPECT_TRUE(ValueOf("1 eq 1").isBoolean());
+  EXPECT_TRUE(ValueOf("<a/>").isNode());
+  XDbValue big = ValueOf("123456789012345678901234567890");
+  EXPECT_EQ(big.asString(), "123456789012345678901234567890");
+  EXPECT_DOUBLE_EQ(big.asNumber(), 123456789012345678901234567890.0);
+  EXPECT_TRUE(ValueOf("2") == ValueOf("2.0"));
+  EXPECT_FALSE(ValueOf("2") == ValueOf("'2'"));
+  EXPECT_EQ(ValueOf("xs:float(0.1)").asString(), "0.1");
+  EXPECT_EQ(ValueOf("<a> 5 </a>").asNumber(), 5);
+}
+
+TEST_F(XDbXQueryTest, OpensContainersWhereItMay) {
+  PutOrders();
+  container_->put("<order no='3'/>");
+  container_ = std::make_unique<XDbContainer>();
+  EXPECT_EQ(Answer("collection('orders')"),
+            "XDbQueryExpression::Execute exception: FODC0002 at line 1, column "
+            "1: there is no collection orders");
+  Open(XDbManager::AUTO_OPEN);
+  EXPECT_EQ(Answer("count(collection('orders'))"), "3");
+  EXPECT_EQ(Answer("doc-available('offers/1')"), "false");
+  // Nothing outside of the home.
+  EXPECT_NE(Answer("collection('../db/orders')"), "3");
+  EXPECT_TRUE(manager_->RenameContainer("orders", "offers")) << LogText();
+  EXPECT_EQ(Answer("count(collection('offers'))"), "3");
+  EXPECT_TRUE(manager_->RemoveContainer("offers")) << LogText();
+  EXPECT_EQ(Answer("doc-available('offers/1')"), "false");
+}
+
+TEST_F(XDbXQueryTest, ReadsFilesWhereItMay) {
+  std::ofstream("a b.xml") << "<a>1</a>";
+  std::ofstream("bad.xml") << "<a>";
+  const std::string folder =
+      "file://" + std::filesystem::current_path().string() + "/";
+  const std::string query = "doc('" + folder + "a%20b.xml')/a";
+  EXPECT_NE(Answer(query), "1");
+  Open(XDbManager::EXTERNAL_ACCESS);
+  EXPECT_EQ(Answer(query), "1");
+  EXPECT_EQ(Answer("doc-available('" + folder + "bad.xml')"), "false");
+  EXPECT_EQ(Answer("doc-available('" + folder + "none.xml')"), "false");
+}
+
+TEST_F(XDbXQueryTest, ReadsInsideTheTransaction) {
+  PutOrders();
+  XDbTransaction transaction;
+  ASSERT_TRUE(manager_->CreateTransaction(transaction));
+  XDbUpdateContext update;
+  ASSERT_TRUE(manager_->CreateUpdateContext(update));
+  ASSERT_TRUE(update.SetTransaction(transaction));
+  ASSERT_TRUE(container_->DeleteDocument(std::string("1"), update));
+  ASSERT_TRUE(context_.SetTransaction(transaction));
+  EXPECT_EQ(Answer("count(collection('orders'))"), "1");
+  ASSERT_TRUE(transaction.Abort());
+  EXPECT_EQ(Answer("1"),
+            "XDbQueryExpression::Execute exception: the transaction of this "
+            "context has ended");
+  context_.ClearTransaction();
+  EXPECT_EQ(Answer("count(collection('orders'))"), "2");
+}
+
+TEST_F(XDbXQueryTest, LazyResultsComeAsTheyAreAskedFor) {
+  const auto session = std::make_shared<Session>(nullptr, false, false);
+  QueryContext context;
+  context.evaluation_type = 1;
+  const auto query = session->engine().Prepare("1, 2, error()", context);
+  const auto results = query->Execute(session, context);
+  EXPECT_EQ(results->Next()->AsString(), "1");
+  EXPECT_EQ(results->Next()->AsString(), "2");
+  EXPECT_EQ(results->Previous()->AsString(), "2");
+  EXPECT_EQ(results->Next()->AsString(), "2");
+  EXPECT_THROW(results->Next(), std::runtime_error);
+  results->Reset();
+  EXPECT_EQ(results->Next()->AsString(), "1");
+  // On whatever thread, and two at a time.
+  const auto first = session->engine().Prepare("1 to 3", context);
+  const auto one = first->Execute(session, context);
+  const auto other = first->Execute(session, context);
+  EXPECT_EQ(one->Next()->AsString(), "1");
+  std::thread([&] { EXPECT_EQ(one->Next()->AsString(), "2"); }).join();
+  EXPECT_EQ(other->Size(), 3u);
+  EXPECT_EQ(one->Next()->AsString(), "3");
+  EXPECT_EQ(one->Next(), nullptr);
+  EXPECT_EQ(one->Previous()->AsString(), "3");
+
+  context_.SetEvaluationType(XDbQueryContext::Lazy);
+  EXPECT_EQ(Answer("(1 to 3)[. > 1]"), "2|3");
+}
+
+TEST_F(XDbXQueryTest, LogsTheCodeAndThePlaceOfAnError) {
+  EXPECT_EQ(
+      Answer("1 +\n +"),
+      "XDbManager::Prepare exception: XPST0003 at line 2, column 3: expected "
+      "an expression, found the end of the query");
+  EXPECT_EQ(Answer("1 + <a>\xB6\xA9</a>"),
+            "XDbQueryExpression::Execute exception: FORG0001 at line 1, column "
+            "3: xs:untypedAtomic \"\xB6\xA9\" is no xs:double");
+  EXPECT_EQ(Answer("error((), 'a&#10;b')"),
+            "XDbQueryExpression::Execute exception: FOER0000 at line 1, column "
+            "1: a\\nb");
+}
+
+TEST_F(XDbXQueryTest, EndsAtTheLimitsOfTheContext) {
+  XDbQueryLimits limits;
+  ASSERT_TRUE(context_.GetLimits(limits));
+  const XDbQueryLimits usual = limits;
+  const char recursion[] =
+      "declare function local:f($n) { if ($n = 0) then 0 else "
+      "1 + local:f($n - 1) }; local:f(50)";
+  EXPECT_EQ(Answer(recursion), "50");
+  limits.call_depth = 20;
+  ASSERT_TRUE(context_.SetLimits(limits));
+  EXPECT_NE(Answer(recursion).find("XPDY0130"), std::string::npos);
+  limits = usual;
+  limits.time_ms = 20;
+  context_.SetLimits(limits);
+  EXPECT_NE(Answer("count(1 to 1000000000000)")
+                .find("the query takes more time than is allowed"),
+            std::string::npos);
+  limits = usual;
+  limits.memory_bytes = 1 << 20;
+  context_.SetLimits(limits);
+  for (const char* greedy :
+       {// A sequence, an order, values met, a text, a tree, names, results.
+        "count(reverse(1 to 1000000000))",
+        "count(for $i in 1 to 1000000000 order by -$i return $i)",
+        "count(distinct-values(1 to 1000000000))",
+        "string-length(string-join(for $i in 1 to 1000000000 return 'abc', "
+        "''))",
+        "string-length(replace(string-join(for $i in 1 to 5000 return 'a', "
+        "''), 'a', string-join(for $i in 1 to 5000 return 'a', '')))",
+        "count(<a>{1 to 1000000000}</a>)",
+        "count(<a>{for $i in 1 to 1000000000 return <b/>}</a>)",
+        "count(for $i in 1 to 1000000000 return "
+        "element {concat('a', $i)} {})",
+        "1 to 1000000000",
+        "declare function local:f($s) { local:f(($s, $s)) }; local:f((1, 2))",
+        "declare function local:f($s) { local:f(<a>{$s, $s}</a>) }; "
+        "local:f(<a/>)"}) {
+    EXPECT_NE(Answer(greedy).find("XPDY0130"), std::string::npos) << greedy;
+  }
+  EXPECT_EQ(Answer("count(for $i in 1 to 100000 return <b/>)"), "100000");
+}
+
+TEST_F(XDbXQueryTest, EndsWhenAnotherThreadCancels) {
+  std::atomic<bool> has_ended = false;
+  std::thread other([&] {
+    while (!has_ended) {
+      context_.Cancel();
+      std::this_thread::yield();
+    }
+  });
+  const std::string answer = Answer("count(1 to 1000000000000)");
+  has_ended = true;
+  other.join();
+  EXPECT_NE(answer.find("the query was cancelled"), std::string::npos);
+  EXPECT_EQ(Answer("1"), "1");
+}
+
+}  // namespace
+}  // namespace kiv::xdb

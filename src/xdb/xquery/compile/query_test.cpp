@@ -1,0 +1,196 @@
+#include "xdb/xquery/compile/query.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "xdb/xquery/run/serializer.h"
+
+namespace kiv::xdb::xq {
+namespace {
+
+// The result as it is written, or the code of the error.
+std::string Answer(std::string_view query,
+                   const Surroundings& surroundings = {},
+                   const std::vector<BoundVariable>& variables = {}) {
+  try {
+    StaticSettings settings;
+    RunningQuery running(Compile(query, settings), surroundings, Item(),
+                         variables);
+    std::string text;
+    Serializer serializer(text);
+    Item item;
+    while (running.Next(item)) serializer.Write(item);
+    return text;
+  } catch (const Error& error) {
+    return error.code();
+  }
+}
+
+struct QueryCase {
+  const char* name;
+  const char* query;
+  const char* answer;
+};
+
+std::string NameOf(const testing::TestParamInfo<QueryCase>& tested) {
+  return tested.param.name;
+}
+
+class Queries : public testing::TestWithParam<QueryCase> {};
+
+TEST_P(Queries, GiveTheirAnswer) {
+  EXPECT_EQ(Answer(GetParam().query), GetParam().answer);
+}
+
+const QueryCase kPaths[] = {
+    {"DocumentOrder",
+     "let $d := <r><a><b n='1'/><a><b n='2'/></a></a></r> "
+     "return $d//a/b/string(@n)",
+     "1 2"},
+    {"NestedChildrenAreSorted",
+     "let $d := <r><a><a><b n='1'/></a><b n='2'/></a></r> "
+     "return string-join($d//a/b/@n, ',')",
+     "1,2"},
+    {"NoNodeTwice", "let $d := <r><a><b/></a></r> return count($d//*/..)", "2"},
+    {"ReverseAxisCountsBackwards",
+     "let $d := <r><a/><b/><c/></r> "
+     "return $d/c/preceding-sibling::*[1]/name()",
+     "b"},
+    {"ReverseAxisGivesDocumentOrder",
+     "let $d := <r><a/><b/><c/></r> return $d/c/preceding-sibling::*/name()",
+     "a b"},
+    {"PositionCountsInEachParent",
+     "let $d := <r><a><b>1</b><b>2</b></a><a><b>3</b></a></r> "
+     "return $d//b[1]/string()",
+     "1 3"},
+    {"LastCountsInEachParent",
+     "let $d := <r><a><b>1</b><b>2</b></a><a><b>3</b></a></r> "
+     "return $d//b[last()]/string()",
+     "2 3"},
+    {"StepFromValue", "let $x := 1 return $x/a", "XPTY0019"},
+    {"NodesAndValues", "(<a/>)/(1, .)", "XPTY0018"},
+    {"NoFocus", "a/b", "XPDY0002"},
+};
+INSTANTIATE_TEST_SUITE_P(Paths, Queries, testing::ValuesIn(kPaths), NameOf);
+
+const QueryCase kConstructors[] = {
+    {"EnclosingPrefixIsInScope", "<a xmlns:p='u'>{in-scope-prefixes(<b/>)}</a>",
+     "<a xmlns:p=\"u\">xml p</a>"},
+    {"CopyLosesItsDefaultNamespace",
+     "let $b := <b/> return <a xmlns='u'>{$b}</a>",
+     "<a xmlns=\"u\"><b xmlns=\"\"/></a>"},
+    {"UnboundPrefixIsMade",
+     "let $a := attribute {QName('u', 'p:x')} {1} return "
+     "<a xmlns:p='v'>{$a}</a>",
+     "<a xmlns:ns0=\"u\" xmlns:p=\"v\" ns0:x=\"1\"/>"},
+    {"NoInheritance",
+     "declare copy-namespaces preserve, no-inherit; let $b := <b/> "
+     "return in-scope-prefixes(<a xmlns:p='u'>{$b}</a>/b)",
+     "xml"},
+    {"CopyIsAnotherNode", "let $b := <b/> return <a>{$b}</a>/b is $b", "false"},
+    {"ValuesAreJoined", "<a>{1, 2}{3}</a>", "<a>1 23</a>"},
+    {"AttributeBehindText", "<a>x{attribute b {1}}</a>", "XQTY0024"},
+    {"AttributeTwice", "<a b='1'>{attribute b {1}}</a>", "XQDY0025"},
+    {"CommentWithHyphens", "comment {'a--b'}", "XQDY0072"},
+    {"TextOfNothing", "count(text {()})", "0"},
+};
+INSTANTIATE_TEST_SUITE_P(Constructors, Queries,
+                         testing::ValuesIn(kConstructors), NameOf);
+
+const QueryCase kFlwors[] = {
+    {"StableOrder",
+     "for $x at $i in ('b', 'a', 'b', 'a') order by $x return concat($x, $i)",
+     "a2 a4 b1 b3"},
+    {"EmptyGreatest",
+     "for $x in (<a>1</a>, <a/>, <a>0</a>) "
+     "order by $x/text() empty greatest return count($x/text())",
+     "1 1 0"},
+    {"InnerVariableHidesOuter", "let $x := 1 for $x in ($x, 2) return $x + 1",
+     "2 3"},
+    {"ErrorIsNoEmptySequence", "count((1, error()))", "FOER0000"},
+    {"VariableOnItself",
+     "declare variable $a := local:f(); "
+     "declare function local:f() {$a}; 1",
+     "XQST0054"},
+    {"VariableThroughFunction",
+     "declare variable $a := local:f(); declare function local:f() "
+     "{local:g()}; declare variable $b := 1; "
+     "declare function local:g() {$a}; 1",
+     "XQST0054"},
+};
+INSTANTIATE_TEST_SUITE_P(Flwors, Queries, testing::ValuesIn(kFlwors), NameOf);
+
+const QueryCase kCodepoints[] = {
+    {"OfAnyPlane", "codepoints-to-string((97, 128512)) eq '&#97;&#128512;'",
+     "true"},
+    {"NulIsNoCharacter", "codepoints-to-string(0)", "FOCH0001"},
+    {"SurrogateIsNoCharacter", "codepoints-to-string(55296)", "FOCH0001"},
+    {"HugeIsNoCharacter", "codepoints-to-string(99999999999999999999)",
+     "FOCH0001"},
+    // What comes first ends it.
+    {"OneByOne", "codepoints-to-string(65 to 4294967296)", "FOCH0001"},
+};
+INSTANTIATE_TEST_SUITE_P(Codepoints, Queries, testing::ValuesIn(kCodepoints),
+                         NameOf);
+
+TEST(Execution, EndsEndlessRecursion) {
+  EXPECT_EQ(Answer("declare function local:f($x) {1 + local:f($x + 1)}; "
+                   "local:f(1)"),
+            "XPDY0130");
+  EXPECT_EQ(Answer("declare function local:f($x) {(1, local:f($x + 1))}; "
+                   "count(local:f(1))"),
+            "XPDY0130");
+}
+
+TEST(Execution, EndsWhenItsTimeIsOver) {
+  Surroundings surroundings;
+  surroundings.limits.time = std::chrono::milliseconds(20);
+  EXPECT_EQ(Answer("count(1 to 100000000000)", surroundings), "XPDY0130");
+}
+
+TEST(Execution, EndsWhenItTakesTooMuchMemory) {
+  Surroundings surroundings;
+  surroundings.limits.memory_bytes = 1 << 20;
+  EXPECT_EQ(Answer("count(reverse(1 to 10000000))", surroundings), "XPDY0130");
+  EXPECT_EQ(Answer("string-length(string-join(for $i in 1 to 1000000 return "
+                   "'abcdefgh', ''))",
+                   surroundings),
+            "XPDY0130");
+  EXPECT_EQ(Answer("count(reverse(1 to 1000))", surroundings), "1000");
+}
+
+TEST(Execution, EndsWhenCancelled) {
+  Surroundings surroundings;
+  const auto cancel = std::make_shared<CancelCount>(7);
+  surroundings.cancel = cancel;
+  EXPECT_EQ(Answer("1 + 1", surroundings), "2");
+  for (const char* query :
+       {"count(1 to 100000000000)",
+        // A search that doubles its time with every character.
+        "matches(string-join(for $i in 1 to 40 return 'a', ''), '^(a+)+$b')"}) {
+    std::atomic<bool> has_ended = false;
+    std::thread other([&] {
+      // It may begin at any time: one of the counts comes behind that.
+      while (!has_ended) {
+        ++*cancel;
+        std::this_thread::yield();
+      }
+    });
+    EXPECT_EQ(Answer(query, surroundings), "XPDY0130");
+    has_ended = true;
+    other.join();
+  }
+}
+
+TEST(Execution, BindsExternalVariables) {
+  const char query[] = "declare variable $x as xs:integer external; $x + 1";
+  EXPECT_EQ(Answer(query), "XPDY0002");
+  EXPECT_EQ(Answer(query, {}, {{{"", "", "x"}, {Item::OfInteger(1)}}}), "2");
+  EXPECT_EQ(Answer(query, {}, {{{"", "", "x"}, {Item::OfText("a")}}}),
+            "XPTY0004");
+}
+
+}  // namespace
+}  // namespace kiv::xdb::xq

@@ -1,0 +1,128 @@
+#include "xdb/xquery/run/calls.h"
+
+#include <array>
+
+#include "xdb/xquery/run/execution.h"
+
+namespace kiv::xdb::xq {
+namespace {
+
+class ScalarCallPlan final : public SinglePlan {
+ public:
+  ScalarCallPlan(ScalarFunction function, Plans arguments)
+      : function_(function), arguments_(std::move(arguments)) {}
+
+ protected:
+  Item Compute(const Frame& frame) const override {
+    const CallContext& context = frame.run->call_context();
+    if (arguments_.size() <= Function::kMaxParameters) {
+      std::array<Item, Function::kMaxParameters> values;
+      for (std::size_t i = 0; i < arguments_.size(); ++i)
+        values[i] = arguments_[i]->One(frame);
+      return function_(context, {values.data(), arguments_.size()});
+    }
+    Sequence values;
+    for (const PlanPtr& argument : arguments_)
+      values.push_back(argument->One(frame));
+    return function_(context, values);
+  }
+
+ private:
+  const ScalarFunction function_;
+  const Plans arguments_;
+};
+
+class ListCallPlan final : public Plan {
+ public:
+  ListCallPlan(ListFunction function, Plans arguments)
+      : function_(function), arguments_(std::move(arguments)) {}
+
+  IteratorPtr Open(const Frame& frame) const override {
+    Sequence values;
+    for (const PlanPtr& argument : arguments_)
+      values.push_back(argument->One(frame));
+    try {
+      return IterateItems(function_(frame.run->call_context(), values));
+    } catch (Error& error) {
+      error.PlaceAt(position);
+      throw;
+    }
+  }
+
+ private:
+  const ListFunction function_;
+  const Plans arguments_;
+};
+
+class EngineSinglePlan final : public SinglePlan {
+ public:
+  EngineSinglePlan(SingleFunction function, Plans arguments)
+      : function_(function), arguments_(std::move(arguments)) {}
+
+ protected:
+  Item Compute(const Frame& frame) const override {
+    return function_(frame, arguments_);
+  }
+
+ private:
+  const SingleFunction function_;
+  const Plans arguments_;
+};
+
+class EngineStreamPlan final : public Plan {
+ public:
+  EngineStreamPlan(StreamFunction function, Plans arguments)
+      : function_(function), arguments_(std::move(arguments)) {}
+
+  IteratorPtr Open(const Frame& frame) const override {
+    try {
+      return function_(frame, arguments_);
+    } catch (Error& error) {
+      error.PlaceAt(position);
+      throw;
+    }
+  }
+
+ private:
+  const StreamFunction function_;
+  const Plans arguments_;
+};
+
+template <typename P>
+PlanPtr WithType(std::unique_ptr<P> plan, SequenceType type) {
+  plan->properties.type = std::move(type);
+  return plan;
+}
+
+}  // namespace
+
+PlanPtr CallOfScalar(const Function& function, Plans arguments,
+                     SequenceType result) {
+  if (function.list != nullptr) {
+    return WithType(
+        std::make_unique<ListCallPlan>(function.list, std::move(arguments)),
+        std::move(result));
+  }
+  return WithType(
+      std::make_unique<ScalarCallPlan>(function.scalar, std::move(arguments)),
+      std::move(result));
+}
+
+PlanPtr CallOfEngine(const Function& function, Plans arguments,
+                     SequenceType result) {
+  EngineImplementation found = NodeFunction(function.engine);
+  if (found.single == nullptr && found.stream == nullptr)
+    found = SequenceFunction(function.engine);
+  if (found.single == nullptr && found.stream == nullptr)
+    found = AggregateFunction(function.engine);
+  if (found.single != nullptr) {
+    return WithType(
+        std::make_unique<EngineSinglePlan>(found.single, std::move(arguments)),
+        std::move(result));
+  }
+  return WithType(
+      std::make_unique<EngineStreamPlan>(found.stream, std::move(arguments)),
+      std::move(result));
+}
+
+}  // namespace kiv::xdb::xq

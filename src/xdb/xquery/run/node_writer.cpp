@@ -1,0 +1,266 @@
+#include "xdb/xquery/run/node_writer.h"
+
+#include <algorithm>
+
+namespace kiv::xdb::xq {
+namespace {
+
+constexpr std::string_view kXmlNamespace =
+    "http://www.w3.org/XML/1998/namespace";
+
+bool IsUsed(const Tree& tree, NodeId element, std::string_view prefix) {
+  if (tree.prefix(element) == prefix) return true;
+  for (NodeId i = element + 1; i != tree.FirstChild(element); ++i) {
+    if (tree.kind(i) == NodeKind::Attribute && !prefix.empty() &&
+        tree.prefix(i) == prefix) {
+      return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
+NodeWriter::NodeWriter(Execution& run, std::string base_uri)
+    : run_(run), assembler_(run.dictionary()), base_uri_(std::move(base_uri)) {}
+
+const std::string* NodeWriter::Find(std::string_view prefix) const {
+  for (auto entry = scope_.rbegin(); entry != scope_.rend(); ++entry)
+    if (entry->first == prefix) return &entry->second;
+  return nullptr;
+}
+
+bool NodeWriter::IsDeclaredHere(const std::string& prefix) const {
+  for (std::size_t i = levels_.back().scope_size; i != scope_.size(); ++i)
+    if (scope_[i].first == prefix) return true;
+  return false;
+}
+
+void NodeWriter::Declare(const std::string& prefix, const std::string& uri) {
+  if (prefix == "xml") return;
+  own_.push_back(prefix);
+  const std::string* known = Find(prefix);
+  if (known != nullptr ? *known == uri : uri.empty()) return;
+  scope_.emplace_back(prefix, uri);
+}
+
+void NodeWriter::StartDocument() {
+  assembler_.StartDocument();
+  levels_.push_back({scope_.size(), true});
+}
+
+void NodeWriter::StartElement(const QName& name) {
+  Flush();
+  run_.Tick();
+  charge_.GrowTo(assembler_.MemoryBytes());
+  levels_.push_back({scope_.size(), false});
+  pending_ = name;
+}
+
+void NodeWriter::DeclareNamespace(const std::string& prefix,
+                                  const std::string& uri) {
+  Declare(prefix, uri);
+}
+
+void NodeWriter::Attribute(const QName& name, std::string_view value) {
+  if (!pending_) {
+    if (levels_.empty()) {
+      assembler_.Attribute(name.prefix, name.uri, name.local, value);
+      return;
+    }
+    if (levels_.back().is_document)
+      throw Error("XPTY0004", "an attribute in a document");
+    throw Error("XQTY0024", "an attribute behind other content");
+  }
+  for (const PendingAttribute& other : attributes_) {
+    if (other.name == name) {
+      throw Error("XQDY0025", "the attribute " + name.local + " twice");
+    }
+  }
+  attributes_.push_back({name, std::string(value)});
+}
+
+// The prefix under which the URI of an attribute's name is in scope.
+std::string NodeWriter::PrefixFor(const QName& name) {
+  if (name.uri == kXmlNamespace) return "xml";
+  const std::string* known = Find(name.prefix);
+  if (!name.prefix.empty() && known != nullptr && *known == name.uri)
+    return name.prefix;
+  if (!name.prefix.empty() && !IsDeclaredHere(name.prefix)) {
+    Declare(name.prefix, name.uri);
+    return name.prefix;
+  }
+  for (auto entry = scope_.rbegin(); entry != scope_.rend(); ++entry) {
+    if (entry->second == name.uri && !entry->first.empty() &&
+        Find(entry->first) == &entry->second) {
+      return entry->first;
+    }
+  }
+  for (int i = 0;; ++i) {
+    const std::string made = "ns" + std::to_string(i);
+    if (Find(made) != nullptr) continue;
+    Declare(made, name.uri);
+    return made;
+  }
+}
+
+// All that neither the element nor its attributes declare or use.
+void NodeWriter::TakeOutOfScope(const QName& name) {
+  const std::size_t inherited = levels_.back().scope_size;
+  for (std::size_t i = 0; i != inherited; ++i) {
+    const std::string prefix = scope_[i].first;
+    const std::string* uri = Find(prefix);
+    bool is_kept = uri->empty() || IsDeclaredHere(prefix) ||
+                   name.prefix == prefix ||
+                   std::find(own_.begin(), own_.end(), prefix) != own_.end();
+    for (const PendingAttribute& attribute : attributes_)
+      is_kept = is_kept || (!prefix.empty() && attribute.name.prefix == prefix);
+    if (!is_kept) scope_.emplace_back(prefix, "");
+  }
+}
+
+void NodeWriter::Flush() {
+  if (!pending_) return;
+  QName name = *std::move(pending_);
+  pending_.reset();
+  const std::string* bound = Find(name.prefix);
+  const bool is_bound =
+      bound != nullptr ? *bound == name.uri : name.uri.empty();
+  if (!is_bound && name.prefix != "xml") {
+    if (IsDeclaredHere(name.prefix) && !name.uri.empty())
+      name.prefix = PrefixFor({"", name.uri, name.local});
+    else
+      scope_.emplace_back(name.prefix, name.uri);
+  }
+  for (PendingAttribute& attribute : attributes_) {
+    if (!attribute.name.uri.empty())
+      attribute.name.prefix = PrefixFor(attribute.name);
+    else
+      attribute.name.prefix.clear();
+  }
+  if (!std::exchange(inherits_, true)) TakeOutOfScope(name);
+  own_.clear();
+  assembler_.StartElement(name.prefix, name.uri, name.local);
+  for (std::size_t i = levels_.back().scope_size; i != scope_.size(); ++i)
+    assembler_.Namespace(scope_[i].first, scope_[i].second);
+  for (const PendingAttribute& attribute : attributes_) {
+    assembler_.Attribute(attribute.name.prefix, attribute.name.uri,
+                         attribute.name.local, attribute.value);
+  }
+  attributes_.clear();
+}
+
+void NodeWriter::Text(std::string_view text) {
+  if (text.empty()) return;
+  Flush();
+  assembler_.Text(text);
+  charge_.GrowTo(assembler_.MemoryBytes());
+}
+
+void NodeWriter::Comment(std::string_view text) {
+  Flush();
+  assembler_.Comment(text);
+}
+
+void NodeWriter::Instruction(std::string_view target,
+                             std::string_view content) {
+  Flush();
+  assembler_.Instruction(target, content);
+}
+
+void NodeWriter::End() {
+  Flush();
+  assembler_.End();
+  scope_.resize(levels_.back().scope_size);
+  levels_.pop_back();
+}
+
+void NodeWriter::OnlyText(std::string_view text) {
+  assembler_.Text(text);
+  assembler_.KeepEmptyText();
+}
+
+void NodeWriter::Copy(const Item& node, const CopyModes& modes) {
+  const Tree& tree = node.tree();
+  if (tree.kind(node.node()) == NodeKind::Document)
+    CopyChildren(tree, node.node(), modes);
+  else
+    CopyNode(tree, node.node(), modes, true);
+}
+
+void NodeWriter::CopyChildren(const Tree& tree, NodeId node,
+                              const CopyModes& modes) {
+  const bool is_document = tree.kind(node) == NodeKind::Document;
+  for (NodeId child = tree.FirstChild(node); child < tree.End(node);
+       child = tree.End(child)) {
+    CopyNode(tree, child, modes, is_document);
+  }
+}
+
+void NodeWriter::CopyNode(const Tree& tree, NodeId node, const CopyModes& modes,
+                          bool is_top) {
+  switch (tree.kind(node)) {
+    case NodeKind::Element:
+      return CopyElement(tree, node, modes, is_top);
+    case NodeKind::Attribute: {
+      const Name& name = tree.name(node);
+      return Attribute({std::string(tree.prefix(node)), name.uri, name.local},
+                       tree.value(node));
+    }
+    case NodeKind::Text:
+      return Text(tree.value(node));
+    case NodeKind::Comment:
+      return Comment(tree.value(node));
+    case NodeKind::Instruction:
+      return Instruction(tree.target(node), tree.value(node));
+    default:
+      return;
+  }
+}
+
+void NodeWriter::CopyNamespaces(const Tree& tree, NodeId node,
+                                const CopyModes& modes, bool is_top) {
+  if (is_top) {
+    const Namespaces own = NamespacesOf(tree, node);
+    if (!modes.inherit) InheritNothing();
+    for (const auto& [prefix, uri] : own)
+      if (modes.preserve || IsUsed(tree, node, prefix)) Declare(prefix, uri);
+    return;
+  }
+  for (NodeId i = node + 1;
+       i < tree.End(node) && tree.kind(i) == NodeKind::Namespace; ++i) {
+    const std::string prefix(tree.target(i));
+    if (modes.preserve || IsUsed(tree, node, prefix))
+      Declare(prefix, std::string(tree.value(i)));
+  }
+}
+
+// By a stack of its own, for elements may lie deeper than the native one can
+// bear.
+void NodeWriter::CopyElement(const Tree& tree, NodeId node,
+                             const CopyModes& modes, bool is_top) {
+  std::vector<NodeId> ends;
+  const NodeId end = tree.End(node);
+  for (NodeId i = node; i != end;) {
+    for (; !ends.empty() && ends.back() == i; ends.pop_back()) End();
+    if (tree.kind(i) != NodeKind::Element) {
+      if (tree.kind(i) != NodeKind::Namespace) CopyNode(tree, i, modes, false);
+      ++i;
+      continue;
+    }
+    const Name& name = tree.name(i);
+    StartElement({std::string(tree.prefix(i)), name.uri, name.local});
+    CopyNamespaces(tree, i, modes, is_top && i == node);
+    ends.push_back(tree.End(i));
+    ++i;
+  }
+  for (; !ends.empty(); ends.pop_back()) End();
+}
+
+Item NodeWriter::Take() {
+  auto origin = std::make_shared<TreeOrigin>();
+  origin->base_uri = base_uri_;
+  return run_.HoldNew(assembler_.Take(), std::move(origin));
+}
+
+}  // namespace kiv::xdb::xq

@@ -1,0 +1,90 @@
+#ifndef XDB_XQUERY_RUN_NODE_WRITER_H_
+#define XDB_XQUERY_RUN_NODE_WRITER_H_
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "xdb/tree/tree_assembler.h"
+#include "xdb/xquery/run/execution.h"
+#include "xdb/xquery/run/nodes.h"
+
+namespace kiv::xdb::xq {
+
+struct CopyModes {
+  bool preserve = true;
+  bool inherit = true;
+};
+
+// Makes one tree of what constructors say: gives names their namespaces, copies
+// nodes, joins texts, and refuses what may not be where it is.
+class NodeWriter {
+ public:
+  NodeWriter(Execution& run, std::string base_uri);
+
+  void StartDocument();
+  void StartElement(const QName& name);
+  // Of the element that was started last, before anything else of it.
+  void DeclareNamespace(const std::string& prefix, const std::string& uri);
+  // What is in scope around it and not of its own is not in scope of it.
+  void InheritNothing() { inherits_ = false; }
+  // XQDY0025 for a name twice; XQTY0024, or XPTY0004 in a document, behind
+  // other content.
+  void Attribute(const QName& name, std::string_view value);
+  void Text(std::string_view text);
+  void Comment(std::string_view text);
+  void Instruction(std::string_view target, std::string_view content);
+  void End();
+
+  // A copy of the node and all that is in it; documents give their children.
+  void Copy(const Item& node, const CopyModes& modes);
+
+  // A tree of one text node, which may be empty.
+  void OnlyText(std::string_view text);
+
+  Item Take();
+
+ private:
+  struct PendingAttribute {
+    QName name;
+    std::string value;
+  };
+  struct Level {
+    std::size_t scope_size;
+    bool is_document;
+  };
+
+  const std::string* Find(std::string_view prefix) const;
+  bool IsDeclaredHere(const std::string& prefix) const;
+  void Declare(const std::string& prefix, const std::string& uri);
+  std::string PrefixFor(const QName& name);
+  void TakeOutOfScope(const QName& name);
+  // Writes out the element that waits for its attributes.
+  void Flush();
+  void CopyElement(const Tree& tree, NodeId node, const CopyModes& modes,
+                   bool is_top);
+  void CopyNamespaces(const Tree& tree, NodeId node, const CopyModes& modes,
+                      bool is_top);
+  void CopyChildren(const Tree& tree, NodeId node, const CopyModes& modes);
+  void CopyNode(const Tree& tree, NodeId node, const CopyModes& modes,
+                bool is_top);
+
+  Execution& run_;
+  TreeAssembler assembler_;
+  MemoryCharge charge_;
+  const std::string base_uri_;
+  // Declarations in force, the inner ones last.
+  std::vector<std::pair<std::string, std::string>> scope_;
+  std::vector<Level> levels_;
+  std::optional<QName> pending_;
+  // Prefixes of the declarations of its own, known ones as well.
+  std::vector<std::string> own_;
+  bool inherits_ = true;
+  std::vector<PendingAttribute> attributes_;
+};
+
+}  // namespace kiv::xdb::xq
+
+#endif  // XDB_XQUERY_RUN_NODE_WRITER_H_

@@ -1,0 +1,48 @@
+#ifndef XDB_XQUERY_RUN_NODES_H_
+#define XDB_XQUERY_RUN_NODES_H_
+
+#include <map>
+#include <optional>
+#include <string>
+
+#include "xdb/tree/tree.h"
+#include "xdb/xquery/values/item.h"
+
+// What the data model says of nodes.
+namespace kiv::xdb::xq {
+
+// Prefix to URI; the empty prefix is the default namespace.
+using Namespaces = std::map<std::string, std::string, std::less<>>;
+
+std::string StringOfNode(const Item& node);
+// fn:string of any item, as xs:string.
+Item StringOfItem(const Item& item);
+// The typed value of a node, an atomic value as it is.
+Item Atomized(const Item& item);
+
+// None where the node has none.
+std::optional<QName> NameOfNode(const Item& node);
+// None (Type::None) for the root of its tree.
+Item ParentOf(const Item& node);
+Item RootOfNode(const Item& node);
+// The namespaces in scope of an element, xml left out.
+Namespaces NamespacesOf(const Tree& tree, NodeId element);
+std::optional<std::string> BaseUriOf(const Item& node);
+
+// Below 0, 0, above 0: in document order.
+inline int CompareOrder(const Item& left, const Item& right) {
+  if (left.held_tree() != right.held_tree())
+    return left.held_tree()->order() < right.held_tree()->order() ? -1 : 1;
+  return left.node() < right.node() ? -1 : left.node() > right.node() ? 1 : 0;
+}
+inline bool IsSameNode(const Item& left, const Item& right) {
+  return left.held_tree() == right.held_tree() && left.node() == right.node();
+}
+// In document order, none twice.
+void SortNodes(Sequence& nodes);
+
+bool IsDeepEqual(const Item& left, const Item& right, int zone);
+
+}  // namespace kiv::xdb::xq
+
+#endif  // XDB_XQUERY_RUN_NODES_H_

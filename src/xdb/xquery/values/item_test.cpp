@@ -1,0 +1,97 @@
+#include "xdb/xquery/values/item.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "testing/xquery_values.h"
+
+namespace kiv::xdb::xq {
+namespace {
+
+using kiv::testing::Shown;
+using kiv::testing::ValueOf;
+
+// One of each way in which an item holds its value.
+std::vector<Item> EachKind() {
+  std::vector<Item> items;
+  for (const char* text :
+       {"boolean true", "integer 5", "integer 99999999999999999999",
+        "decimal -1.25", "decimal 0.1234567890123456789012", "double 2.5",
+        "float 0.1", "string ", "string text", "untypedAtomic text",
+        "hexBinary 00FF", "date 2000-01-01-14:00", "time 23:59:59.999999+14:00",
+        "dateTime -0001-12-31T00:00:00.123456789012345678Z",
+        "yearMonthDuration -P1Y", "dayTimeDuration -PT0.000000001S",
+        "dayTimeDuration PT0.000000000000000001S", "duration P1MT1S"})
+    items.push_back(ValueOf(text));
+  items.push_back(Item::OfQName({"p", "uri", "local"}));
+  items.push_back(Item());
+  return items;
+}
+
+TEST(Item, KeepsItsValueThroughCopiesAndMoves) {
+  const std::int64_t before = ValueMemory::OfThisThread().used_bytes;
+  {
+    for (const Item& item : EachKind()) {
+      const std::string shown = Shown(item);
+      SCOPED_TRACE(shown);
+      Item copy(item);
+      Item moved(std::move(copy));
+      Item assigned = Item::OfText("other");
+      assigned = moved;
+      const Item& self = assigned;
+      assigned = self;
+      Item last;
+      last = std::move(assigned);
+      EXPECT_EQ(Shown(last), shown);
+      EXPECT_EQ(Shown(moved), shown);
+      EXPECT_EQ(Shown(item), shown);
+    }
+  }
+  EXPECT_EQ(ValueMemory::OfThisThread().used_bytes, before);
+}
+
+TEST(Item, NumbersAndDatesTakeNoMemory) {
+  ValueMemory& memory = ValueMemory::OfThisThread();
+  const std::int64_t before = memory.used_bytes;
+  for (const char* text :
+       {"boolean true", "integer -9223372036854775808", "decimal 12.50",
+        "double 1", "dateTime 2000-01-01T00:00:00.123456+14:00",
+        "dayTimeDuration -P1DT0.000000001S", "yearMonthDuration P1M"}) {
+    const Item item = ValueOf(text);
+    EXPECT_FALSE(item.IsCounted()) << text;
+    EXPECT_EQ(memory.used_bytes, before) << text;
+  }
+}
+
+TEST(Item, BorrowedOnesAreNotCounted) {
+  for (const Item& item : EachKind()) {
+    const Item borrowed = item.Borrowed();
+    EXPECT_FALSE(borrowed.IsCounted());
+    EXPECT_EQ(Shown(Item(borrowed)), Shown(item));
+  }
+}
+
+TEST(Item, PastTheLimitNoneIsMade) {
+  ValueMemory& memory = ValueMemory::OfThisThread();
+  const ValueMemory saved = memory;
+  memory.limit_bytes = memory.used_bytes + 100'000;
+  std::vector<Item> made;
+  std::string code;
+  try {
+    while (made.size() < 1000)
+      made.push_back(Item::OfText(std::string(1000, 'x')));
+  } catch (const Error& error) {
+    code = error.code();
+  }
+  EXPECT_EQ(code, "XPDY0130");
+  EXPECT_GT(made.size(), 90u);
+  EXPECT_LT(made.size(), 100u);
+  made.clear();
+  EXPECT_EQ(memory.used_bytes, saved.used_bytes);
+  memory.limit_bytes = saved.limit_bytes;
+}
+
+}  // namespace
+}  // namespace kiv::xdb::xq
