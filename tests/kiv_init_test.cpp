@@ -20,9 +20,10 @@ using Words = std::vector<std::string>;
 
 constexpr char kShell[] = "/bin/sh";
 
-std::string PathWithKiv() {
-  return "PATH=" + fs::path(KIV_PROGRAM).parent_path().string() + ":" +
-         std::getenv("PATH");
+// So that a shell finds kiv.
+std::string WithKiv(const std::string& line) {
+  return "PATH='" + fs::path(KIV_PROGRAM).parent_path().string() + "':$PATH; " +
+         line;
 }
 
 class KivInit : public ::testing::Test {
@@ -31,8 +32,7 @@ class KivInit : public ::testing::Test {
     return RunningProgram(KIV_PROGRAM, words, {});
   }
   static RunningProgram Shell(const std::string& line) {
-    return RunningProgram(kShell, {"-ec", line},
-                          {.variables = {PathWithKiv()}});
+    return RunningProgram(kShell, {"-ec", WithKiv(line)}, {});
   }
   static void ExpectDone(RunningProgram program, const std::string& what) {
     EXPECT_EQ(program.WaitForEnd(), 0) << what << '\n'
@@ -116,8 +116,8 @@ TEST_F(KivInit, AndTheFirstQueueInFiveMinutesRunAsWritten) {
       ExpectDone(Shell(command), command);
     } else if (manager != nullptr) {
       ExpectDone(manager->Run({kShell, "-ec",
-                               "cd " + folder_.path().string() + "; export " +
-                                   PathWithKiv() + "; " + command}),
+                               WithKiv("cd " + folder_.path().string() + "; " +
+                                       command)}),
                  command);
       // What a reader does in between.
       if (command.ends_with("-start")) {
