@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Makes a page of what scripts/bare noted: bare_system_page.py NOTES PAGE
+"""Makes a page of what scripts/bare noted: bare_system_page.py NOTES PAGE [REMARK]
 
 NOTES has a line TITLE|RESULT|SECONDS for each step.
 """
@@ -19,7 +19,8 @@ def main():
         f"{machine.when_and_what()}. The script writes this page; it is not to be "
         "changed by hand.", "",
         "In the first system there was a checkout and nothing else; in the second "
-        "the packages that the first one made.", "",
+        "the packages that the first one made." + "".join(
+            " " + remark for remark in sys.argv[3:]), "",
         "| step | outcome | seconds |", "|---|---|--:|"]
     for title, result, seconds in steps:
         lines.append(f"| {title} | {result} | {float(seconds):.1f} |")
