@@ -26,7 +26,7 @@ namespace {
 
 constexpr int kLinkDescriptor = 3;
 // What is longer goes through memory.
-constexpr std::size_t kLongestInline = 64 * 1024;
+constexpr std::size_t kLongestInline = 65'536;
 constexpr std::size_t kLongestPacket = 2 * kLongestInline;
 
 struct Frame {
