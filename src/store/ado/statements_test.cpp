@@ -120,7 +120,6 @@ TEST(SqlLanguage, PatternsFindTheirName) {
 
 TEST(SqlLanguage, NamesAreQuotedAsTheDriverSays) {
   EXPECT_EQ(Language(Dialect::SqlServer, "[").Quoted("a]b[c"), "[a]]b[c]");
-  EXPECT_EQ(Language(Dialect::Generic, "").Quoted("a\"b"), "a\"b");
 }
 
 TEST(SqlLanguage, CaseCountsWhereTheDatabaseMindsIt) {
