@@ -91,6 +91,7 @@ TEST_F(KivStore, MakesATableFromASchema) {
       Fails({"tables"}, "kiv store tables: the store cannot be opened"));
   EXPECT_FALSE(fs::exists("store.db"));
   MakeOrders();
+  EXPECT_EQ(errors_, "");
   EXPECT_EQ(Run({"tables"}), 0);
   EXPECT_EQ(output_, ORDER "\n");
   EXPECT_EQ(Run({"columns", ORDER}), 0);
