@@ -16,11 +16,30 @@ namespace bench {
 namespace {
 
 constexpr int kRounds = 7;
+constexpr int kGrowthRounds = 3;
 
 struct Pair {
   Comparison comparison;
   Body ours;
   Body peer;
+};
+
+struct Growing {
+  Growth growth;
+  SizedBody ours;
+  SizedBody peer;
+};
+
+// What a growth gave at one size.
+struct Point {
+  double size;
+  double ours;
+  double peer;
+};
+
+struct Curve {
+  const Growth* growth;
+  std::vector<Point> points;
 };
 
 struct Limit {
@@ -47,6 +66,11 @@ std::filesystem::path output_folder = ".";
 std::vector<Pair>& Pairs() {
   static std::vector<Pair> pairs;
   return pairs;
+}
+
+std::vector<Growing>& Growths() {
+  static std::vector<Growing> growths;
+  return growths;
 }
 
 std::vector<Limit>& Limits() {
@@ -101,14 +125,45 @@ void RunSide(const std::string& name, const Body& body, Seconds& seconds) {
 
 // The two sides in turns, each the first of every other round: a slow spell of
 // the machine falls on both, and neither always follows the other.
-void RunInTurns(const Pair& pair, const std::string& ours,
+void RunInTurns(const Pair& pair, int rounds, const std::string& ours,
                 const std::string& peer, Seconds& seconds) {
-  for (int round = 0; round < kRounds; ++round) {
+  for (int round = 0; round < rounds; ++round) {
     const bool ours_first = round % 2 == 0;
     if (ours_first) RunSide(ours, pair.ours, seconds);
     RunSide(peer, pair.peer, seconds);
     if (!ours_first) RunSide(ours, pair.ours, seconds);
   }
+}
+
+// Nothing where one of the sides failed, which is said already.
+std::vector<Point> PointsOf(const Growing& growing) {
+  const auto at = [](const SizedBody& body, double size) {
+    return [&body, size](benchmark::State& state) { body(state, size); };
+  };
+  std::vector<Point> points;
+  for (const double size : growing.growth.sizes) {
+    const std::string ours = growing.growth.name + "/ours";
+    const std::string peer = growing.growth.name + "/peer";
+    Seconds seconds;
+    RunInTurns({{}, at(growing.ours, size), at(growing.peer, size)},
+               kGrowthRounds, ours, peer, seconds);
+    const double ours_seconds = Median(seconds[ours]);
+    const double peer_seconds = Median(seconds[peer]);
+    if (ours_seconds <= 0 || peer_seconds <= 0) return {};
+    const double amount = growing.growth.amount(size);
+    points.push_back({size, amount / ours_seconds, amount / peer_seconds});
+  }
+  return points;
+}
+
+std::vector<Curve> RunGrowths(const std::string& filter) {
+  std::vector<Curve> curves;
+  for (const Growing& growing : Growths()) {
+    if (growing.growth.name.find(filter) == std::string::npos) continue;
+    curves.push_back({&growing.growth, PointsOf(growing)});
+    std::fprintf(stderr, "%s done\n", growing.growth.name.c_str());
+  }
+  return curves;
 }
 
 std::vector<Result> Run(const std::string& filter) {
@@ -122,7 +177,7 @@ std::vector<Result> Run(const std::string& filter) {
     const Comparison& comparison = pair.comparison;
     const std::string ours = SideName(comparison, "ours");
     const std::string peer = SideName(comparison, comparison.peer_name);
-    RunInTurns(pair, ours, peer, seconds);
+    RunInTurns(pair, kRounds, ours, peer, seconds);
     const double ours_seconds = Median(seconds[ours]);
     const double peer_seconds = Median(seconds[peer]);
     const bool is_measured = ours_seconds > 0 && peer_seconds > 0;
@@ -172,10 +227,45 @@ void WriteReport(const std::vector<Result>& results, const std::string& path) {
   file << "]\n";
 }
 
+void WriteCurves(const std::vector<Curve>& curves,
+                 const std::filesystem::path& path) {
+  std::ofstream file(path);
+  file << "[";
+  for (std::size_t i = 0; i < curves.size(); ++i) {
+    const Growth& growth = *curves[i].growth;
+    file << (i > 0 ? ",\n" : "\n") << "  {\"name\": \"" << growth.name
+         << "\", \"unit\": \"" << growth.unit << "\", \"x_name\": \""
+         << growth.x_name << "\", \"peer_name\": \"" << growth.peer_name
+         << "\", \"points\": [";
+    for (std::size_t n = 0; n < curves[i].points.size(); ++n) {
+      const Point& point = curves[i].points[n];
+      file << (n > 0 ? ", " : "") << '[' << point.size << ", " << point.ours
+           << ", " << point.peer << ']';
+    }
+    file << "]}";
+  }
+  file << "\n]\n";
+}
+
+void PrintCurves(const std::vector<Curve>& curves) {
+  for (const Curve& curve : curves) {
+    std::printf("\n%s, %s, by %s: ours, %s\n", curve.growth->name.c_str(),
+                curve.growth->unit.c_str(), curve.growth->x_name.c_str(),
+                curve.growth->peer_name.c_str());
+    for (const Point& point : curve.points)
+      std::printf("%12.6g %12.4g %12.4g\n", point.size, point.ours, point.peer);
+  }
+}
+
 }  // namespace
 
 bool Compare(Comparison comparison, Body ours, Body peer) {
   Pairs().push_back({std::move(comparison), std::move(ours), std::move(peer)});
+  return true;
+}
+
+bool CompareGrowth(Growth growth, SizedBody ours, SizedBody peer) {
+  Growths().push_back({std::move(growth), std::move(ours), std::move(peer)});
   return true;
 }
 
@@ -207,16 +297,25 @@ int main(int argc, char** argv) {
 
   kiv::GlobalInit();
   const std::vector<bench::Result> results = bench::Run(filter);
+  const std::vector<bench::Curve> curves = bench::RunGrowths(filter);
   kiv::GlobalUninit();
 
   bench::PrintTable(results);
-  if (!report.empty()) bench::WriteReport(results, report);
-  if (results.empty()) {
+  bench::PrintCurves(curves);
+  if (!report.empty()) {
+    bench::WriteReport(results, report);
+    bench::WriteCurves(curves, bench::OutputFolder() / "growth.json");
+  }
+  if (results.empty() && curves.empty()) {
     std::fprintf(stderr, "no comparison is called so: %s\n", filter.c_str());
     return 1;
   }
   const bool all_met =
-      std::all_of(results.begin(), results.end(),
-                  [](const bench::Result& result) { return result.is_met(); });
+      std::all_of(
+          results.begin(), results.end(),
+          [](const bench::Result& result) { return result.is_met(); }) &&
+      std::none_of(curves.begin(), curves.end(), [](const bench::Curve& curve) {
+        return curve.points.empty();
+      });
   return all_met ? 0 : 1;
 }

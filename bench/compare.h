@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <vector>
 
 // A comparison of ours with a peer, both measured in one run: the two sides
 // take turns, as benchmarks <name>/ours and <name>/<peer>, and the medians are
@@ -31,6 +32,22 @@ bool Compare(Comparison comparison, Body ours, Body peer);
 // with the limit as the peer and limit / figure as the ratio.
 bool StayBelow(std::string name, std::string unit, double limit,
                std::function<double()> measure);
+
+// A comparison at several sizes, for what happens as they grow. Both sides take
+// turns at each size; the report's growth.json has the medians.
+struct Growth {
+  std::string name;    // folder/what_by_what
+  std::string unit;    // of the figures
+  std::string x_name;  // what grows, with its unit
+  std::vector<double> sizes;
+  // How much of the unit one iteration is worth at a size.
+  std::function<double(double size)> amount;
+  std::string peer_name;
+};
+
+using SizedBody = std::function<void(benchmark::State&, double size)>;
+
+bool CompareGrowth(Growth growth, SizedBody ours, SizedBody peer);
 
 // Where a case leaves what else it has to show: beside the report.
 std::filesystem::path OutputFolder();

@@ -175,38 +175,38 @@ void StandardVector(benchmark::State& state) {
   }
 }
 
-// Ten thousand names as schemas have them, looked up in an order that is not
-// theirs.
-const std::vector<std::string>& Names() {
-  static const std::vector<std::string> names = [] {
-    std::vector<std::string> made;
-    for (int i = 0; i < 10000; ++i) {
-      made.push_back("Record" + std::to_string(i * 7919 % 10007) +
-                     (i % 3 == 0 ? "Type" : ".Detail"));
-    }
-    return made;
-  }();
-  return names;
+constexpr int kNames = 10'000;
+
+// Names as schemas have them, looked up in an order that is not theirs.
+std::vector<std::string> Names(int count) {
+  std::vector<std::string> made;
+  for (int i = 0; i < count; ++i) {
+    made.push_back("Record" + std::to_string(i * 7919LL % 1'000'003) +
+                   (i % 3 == 0 ? "Type" : ".Detail"));
+  }
+  return made;
 }
 
-void OurNames(benchmark::State& state) {
-  for (const std::string& name : Names()) {
+void OurNames(benchmark::State& state, int count) {
+  const std::vector<std::string> names = Names(count);
+  for (const std::string& name : names) {
     dm_o_typedef(dm_o_int32_metadata(), name.c_str(), true);
   }
   for (auto _ : state) {
-    for (const std::string& name : Names()) {
+    for (const std::string& name : names) {
       benchmark::DoNotOptimize(dm_o_get_metadata(name.c_str()));
     }
   }
-  for (const std::string& name : Names()) dm_o_del_metadata(name.c_str());
+  for (const std::string& name : names) dm_o_del_metadata(name.c_str());
 }
 
-void StandardNames(benchmark::State& state) {
-  std::unordered_map<std::string, void*> names;
-  for (const std::string& name : Names()) names[name] = &names;
+void StandardNames(benchmark::State& state, int count) {
+  const std::vector<std::string> names = Names(count);
+  std::unordered_map<std::string, void*> map;
+  for (const std::string& name : names) map[name] = &map;
   for (auto _ : state) {
-    for (const std::string& name : Names()) {
-      benchmark::DoNotOptimize(names.find(name)->second);
+    for (const std::string& name : names) {
+      benchmark::DoNotOptimize(map.find(name)->second);
     }
   }
 }
@@ -225,8 +225,21 @@ const bool filled_record = bench::Compare(
 const bool vector = bench::Compare(
     {"dm/double_vector", "doubles/s", kDoubles, "vector_at", 0.5}, OurVector,
     StandardVector);
-const bool names =
-    bench::Compare({"dm/type_names", "look-ups/s", 10000, "unordered_map", 1.0},
-                   OurNames, StandardNames);
+const auto with_names = [](void (*body)(benchmark::State&, int)) {
+  return [body](benchmark::State& state, double count = kNames) {
+    body(state, static_cast<int>(count));
+  };
+};
+const bool names = bench::Compare(
+    {"dm/type_names", "look-ups/s", kNames, "unordered_map", 1.0},
+    with_names(OurNames), with_names(StandardNames));
+const bool names_growth =
+    bench::CompareGrowth({"dm/type_names_by_types",
+                          "look-ups/s",
+                          "registered types",
+                          {100, 1000, 10'000, 100'000},
+                          [](double count) { return count; },
+                          "unordered_map"},
+                         with_names(OurNames), with_names(StandardNames));
 
 }  // namespace

@@ -87,5 +87,18 @@ const bool one_thread = bench::Compare(
 const bool eight_threads = bench::Compare(
     {"util/log_eight_threads", "entries/s", kEntries, "spdlog basic", 0.8},
     With(kThreads, OurLog), With(kThreads, Spdlog));
+const auto by_threads = [](void (*body)(benchmark::State&, int)) {
+  return [body](benchmark::State& state, double threads) {
+    body(state, static_cast<int>(threads));
+  };
+};
+const bool threads =
+    bench::CompareGrowth({"util/log_by_threads",
+                          "entries/s",
+                          "threads",
+                          {1, 2, 4, 8, 16},
+                          [](double) { return double{kEntries}; },
+                          "spdlog basic"},
+                         by_threads(OurLog), by_threads(Spdlog));
 
 }  // namespace

@@ -20,10 +20,10 @@ constexpr std::size_t kMebibyte = 1 << 20;
 
 // Words of Chinese (GB2312 level 1 and 2) and of ASCII in turns, as the log and
 // the configuration files have them.
-std::string MixedText() {
+std::string MixedText(std::size_t size = kMebibyte) {
   std::mt19937 random(936);
   std::string text;
-  while (text.size() < kMebibyte) {
+  while (text.size() < size) {
     for (auto n = 2 + random() % 12; n > 0; --n) {
       text += static_cast<char>(0xB0 + random() % 39);
       text += static_cast<char>(0xA1 + random() % 94);
@@ -34,6 +34,8 @@ std::string MixedText() {
   }
   return text;
 }
+
+std::string OneMebibyte() { return MixedText(); }
 
 std::string AsciiText() {
   std::string text(kMebibyte, ' ');
@@ -102,18 +104,32 @@ void IconvRoundTrip(benchmark::State& state, const std::string& text) {
   iconv_close(to_narrow);
 }
 
+bench::SizedBody OnMixed(void (*body)(benchmark::State&, const std::string&)) {
+  return [body](benchmark::State& state, double size) {
+    body(state, MixedText(static_cast<std::size_t>(size)));
+  };
+}
+
 bench::Body On(void (*body)(benchmark::State&, const std::string&),
                std::string (*make_text)()) {
   return
       [body, make_text](benchmark::State& state) { body(state, make_text()); };
 }
 
-const bool round_trip_icu =
-    bench::Compare({"util/gb2312_round_trip", "MB/s", 1.048576, "icu", 1.5},
-                   On(OurRoundTrip, MixedText), On(IcuRoundTrip, MixedText));
+const bool round_trip_icu = bench::Compare(
+    {"util/gb2312_round_trip", "MB/s", 1.048576, "icu", 1.5},
+    On(OurRoundTrip, OneMebibyte), On(IcuRoundTrip, OneMebibyte));
+const bool round_trip_growth =
+    bench::CompareGrowth({"util/gb2312_by_length",
+                          "MB/s",
+                          "bytes of text",
+                          {16, 64, 256, 1024, 16384, 262144, 4194304},
+                          [](double size) { return size / 1e6; },
+                          "icu"},
+                         OnMixed(OurRoundTrip), OnMixed(IcuRoundTrip));
 const bool round_trip_iconv = bench::Compare(
     {"util/gb2312_round_trip_iconv", "MB/s", 1.048576, "iconv", 3},
-    On(OurRoundTrip, MixedText), On(IconvRoundTrip, MixedText));
+    On(OurRoundTrip, OneMebibyte), On(IconvRoundTrip, OneMebibyte));
 const bool ascii_icu =
     bench::Compare({"util/gb2312_ascii", "MB/s", 1.048576, "icu", 5},
                    On(OurRoundTrip, AsciiText), On(IcuRoundTrip, AsciiText));
@@ -132,26 +148,44 @@ const std::vector<unsigned char>& LargeBlock() {
   return block;
 }
 
-void OurMd5(benchmark::State& state) {
+void OurMd5Of(benchmark::State& state, std::size_t bytes) {
   const auto& block = LargeBlock();
   for (auto _ : state) {
     kiv::md5 digest;
-    digest.update(block.data(), block.size());
+    digest.update(block.data(), bytes);
     digest.finalize();
     benchmark::DoNotOptimize(digest.digest());
   }
 }
 
-void OpenSslMd5(benchmark::State& state) {
+void OpenSslMd5Of(benchmark::State& state, std::size_t bytes) {
   const auto& block = LargeBlock();
   unsigned char digest[16];
   unsigned size = sizeof digest;
   for (auto _ : state) {
-    EVP_Digest(block.data(), block.size(), digest, &size, EVP_md5(), nullptr);
+    EVP_Digest(block.data(), bytes, digest, &size, EVP_md5(), nullptr);
     benchmark::DoNotOptimize(digest);
   }
 }
 
+void OurMd5(benchmark::State& state) { OurMd5Of(state, LargeBlock().size()); }
+void OpenSslMd5(benchmark::State& state) {
+  OpenSslMd5Of(state, LargeBlock().size());
+}
+
+const bool md5_growth = bench::CompareGrowth(
+    {"util/md5_by_length",
+     "MB/s",
+     "bytes",
+     {16, 64, 256, 1024, 16384, 262144, 4194304},
+     [](double size) { return size / 1e6; },
+     "openssl"},
+    [](benchmark::State& state, double size) {
+      OurMd5Of(state, static_cast<std::size_t>(size));
+    },
+    [](benchmark::State& state, double size) {
+      OpenSslMd5Of(state, static_cast<std::size_t>(size));
+    });
 const bool md5 = bench::Compare({"util/md5", "MB/s", 67.108864, "openssl", 0.9},
                                 OurMd5, OpenSslMd5);
 

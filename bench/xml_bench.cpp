@@ -13,26 +13,23 @@ namespace {
 
 constexpr int kElements = 100'000;
 
-const std::string& Document() {
-  static const std::string document = [] {
-    std::string text = "<?xml version=\"1.0\" encoding=\"GB2312\"?><records>";
-    for (int i = 0; i < kElements; ++i) {
-      const std::string number = std::to_string(i);
-      text += "<record id=\"" + number +
-              "\" scale=\"weighbridge-01\" plate=\"\xBE\xA9"  // 京
-              "A" +
-              number + "\"/>";
-    }
-    return text + "</records>";
-  }();
-  return document;
+std::string Document(int elements) {
+  std::string text = "<?xml version=\"1.0\" encoding=\"GB2312\"?><records>";
+  for (int i = 0; i < elements; ++i) {
+    const std::string number = std::to_string(i);
+    text += "<record id=\"" + number +
+            "\" scale=\"weighbridge-01\" plate=\"\xBE\xA9"  // 京
+            "A" +
+            number + "\"/>";
+  }
+  return text + "</records>";
 }
 
-void Wrapper(benchmark::State& state) {
+void WrapperOn(benchmark::State& state, int elements) {
   kiv::DomParser parser;
   kiv::DomDocument document;
   kiv::DomElement root;
-  const std::string& text = Document();
+  const std::string text = Document(elements);
   if (!parser.parseMem(text.data(), static_cast<unsigned>(text.size()),
                        document) ||
       !document.GetDocumentElement(root)) {
@@ -54,15 +51,15 @@ void Wrapper(benchmark::State& state) {
       is_there = element.GetNextSibling(element);
     }
     benchmark::DoNotOptimize(bytes);
-    if (count != kElements) state.SkipWithError("elements were lost");
+    if (count != elements) state.SkipWithError("elements were lost");
   }
 }
 
 // As a program on the DOM alone does it: names converted once, each value into
 // a string of the local encoding.
-void RawDom(benchmark::State& state) {
+void RawDomOn(benchmark::State& state, int elements) {
   xercesc::XercesDOMParser parser;
-  const std::string& text = Document();
+  const std::string text = Document(elements);
   const xercesc::MemBufInputSource source(
       reinterpret_cast<const XMLByte*>(text.data()), text.size(), "bench");
   parser.parse(source);
@@ -83,10 +80,26 @@ void RawDom(benchmark::State& state) {
       ++count;
     }
     benchmark::DoNotOptimize(bytes);
-    if (count != kElements) state.SkipWithError("elements were lost");
+    if (count != elements) state.SkipWithError("elements were lost");
   }
 }
 
+void Wrapper(benchmark::State& state) { WrapperOn(state, kElements); }
+void RawDom(benchmark::State& state) { RawDomOn(state, kElements); }
+
+const bool growth = bench::CompareGrowth(
+    {"xml/walk_by_elements",
+     "elements/s",
+     "elements",
+     {100, 1000, 10'000, 100'000, 1'000'000},
+     [](double elements) { return elements; },
+     "raw xerces"},
+    [](benchmark::State& state, double elements) {
+      WrapperOn(state, static_cast<int>(elements));
+    },
+    [](benchmark::State& state, double elements) {
+      RawDomOn(state, static_cast<int>(elements));
+    });
 const bool walk = bench::Compare({"xml/walk_three_attributes", "elements/s",
                                   kElements, "raw xerces", 1 / 1.5},
                                  Wrapper, RawDom);

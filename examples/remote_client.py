@@ -84,6 +84,7 @@ def main():
     communicator = create_communicator()
     proxies = create_proxy_list(communicator)
     try:
+        checked(proxies)  # Ice's own properties may be wrong
         ask(checked(get_proxy2(proxies, sys.argv[2].encode(GB), b"tcp", b"Svc",
                                10, 0, 2000)))
     finally:

@@ -31,7 +31,7 @@ build_packages=(g++ cmake ninja-build ccache pkg-config libxerces-c-dev
   unixodbc-dev libsqliteodbc libzeroc-ice-dev zeroc-ice-compilers)
 test_packages=(libgtest-dev libgmock-dev python3 python3-zeroc-ice openssl
   strace odbc-postgresql tdsodbc odbc-mdbtools nlohmann-json3-dev zlib1g-dev
-  dpkg-dev file bash-completion man-db)
+  dpkg-dev file bash-completion man-db python3-markdown)
 bench_packages=(libbenchmark-dev libspdlog-dev libssl-dev
   libhowardhinnant-date-dev python3 basex libsqliteodbc)
 docs_packages=(python3 python3-markdown)

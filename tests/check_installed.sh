@@ -56,3 +56,24 @@ run pkg-config ./by-pkg-config
 "$compiler" -std=c++20 "$consumer" -o by-hand -I"$prefix/include" \
   -L"$library_folder" -lkivcorelib10
 run hand ./by-hand
+
+# A service of what was installed, its processor in a process of its own: kiv
+# finds its library, and the library the program for that.
+kiv=$prefix/bin/kiv
+"$kiv" init service >/dev/null
+CXX=$compiler service/build.sh
+sed -i 's/interval="0"/interval="0" isolation="process"/' service/conf/queue.xml
+"$kiv" check-config service | grep -q ': good: ' || fail 'the service is not good'
+"$kiv" queue send -s service orders 'one hundred bolts' >/dev/null
+"$kiv" host service >host.log 2>&1 &
+host=$!
+for _ in $(seq 200); do
+  [ -s service/out/messages.txt ] && break
+  sleep 0.1
+done
+kill -INT "$host"
+wait "$host" || fail "$(cat host.log)"
+[ "$(cat service/out/messages.txt)" = 'one hundred bolts' ] ||
+  fail 'the message was not processed'
+! grep -rqaP '\xB4\xED\xCE\xF3' service/bin || fail 'the log has an error'
+echo 'a service: works'

@@ -69,6 +69,8 @@ TEST_F(KivRemote, SetsShowsAndListsServices) {
             "kiv remote list shows all\n");
   EXPECT_EQ(Says({"set", "a", "--ip", std::string(128, 'h')}),
             "1: kiv remote: --ip is longer than 127 bytes\n");
+  EXPECT_EQ(Says({"set", "a", "--ip", "h"}),
+            "1: kiv remote: 'a' has no identity yet: --svc says it\n");
   EXPECT_EQ(Says({"set", "a", "--svc", "\xF0\x9F\x98\x80"}),
             "1: kiv remote: --svc has a character that GB2312 (code page 936) "
             "lacks\n");
@@ -120,6 +122,21 @@ TEST_F(KivRemote, CallsEveryOperation) {
     // CLI11 takes what begins with "-" and is no number for an option.
     EXPECT_EQ(Says(words), call.says) << call.words.front();
   }
+}
+
+TEST_F(KivRemote, CallsAnAddressFromAnyFolder) {
+  const RemoteServant servant;
+  const std::string service = "Svc@" + servant.Address();
+  const TestFolder elsewhere;
+  EXPECT_TRUE(Says({"ping", service}).starts_with(service + " answers after "))
+      << errors_;
+  EXPECT_EQ(Run({"ping", "-s", ".", service}), 1) << "a folder was asked for";
+  EXPECT_EQ(Run({"set", "a@b", "--ip", "h"}), 1);
+  EXPECT_NE(errors_.find(". is no service folder"), std::string::npos)
+      << errors_;
+  for (const auto& entry : std::filesystem::directory_iterator("."))
+    EXPECT_TRUE(entry.path().filename().string().starts_with("program"))
+        << entry.path() << " was left behind";
 }
 
 TEST_F(KivRemote, SaysHostPortAndCause) {

@@ -136,14 +136,15 @@ TEST_F(Scenario16Isolation, LosesNoMessageToAProcessThatEndedInBetween) {
   EXPECT_EQ(Journal().back().text, "two");
 }
 
-TEST_F(Scenario16Isolation, EndsItsProcessWithTheModule) {
+TEST_F(Scenario16Isolation, EndsItsProcessInOrderWithTheModule) {
   auto module = Make();
   ASSERT_NE(module, nullptr);
-  EXPECT_TRUE(Process(*module, "one"));
+  EXPECT_TRUE(Process(*module, "farewell"));
   const pid_t process = Journal().front().process;
   EXPECT_EQ(::kill(process, 0), 0);
   module.reset();
   EXPECT_NE(::kill(process, 0), 0);
+  EXPECT_EQ(Journal().back().text, "farewell at the end");
 }
 
 TEST_F(Scenario16Isolation, SaysWhatItCannotLoadAndWhatItCannotStart) {

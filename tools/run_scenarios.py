@@ -1,73 +1,136 @@
 #!/usr/bin/env python3
 """Runs the tests of the reliability scenarios and sums each up in a line.
 
-usage: run_scenarios.py BUILD_FOLDER [NUMBER...]
+usage: run_scenarios.py BUILD_FOLDER PAGE [NUMBER...]
 
-A scenario's tests carry the ctest label scenario-NN. Ends with 1 when one of
-them fails, or a scenario has no test at all. What failed is in
-BUILD_FOLDER/scenario-NN.log.
+A scenario's tests carry the ctest label scenario-NN; docs/scenarios.txt says
+what each is about. Ends with 1 when a test fails, or a scenario has none that
+ran. What was run and what came out goes to PAGE, as Markdown; what a test said
+is in BUILD_FOLDER/../scenarios/NN.log.
 """
+import os
 import pathlib
 import re
 import subprocess
 import sys
 import time
+import xml.etree.ElementTree as xml
 
-TITLES = {
-    1: "queue.xml is broken off or malformed",
-    2: "entities, DOCTYPE, external references",
-    3: "deep, huge or unreadable documents",
-    4: "characters beyond GB2312",
-    5: "disk full, or kill, while a file is saved",
-    6: "the log's disk fills up or its folder goes",
-    7: "the log over midnight, clock changes, forks, threads",
-    8: "messages that fake log entries",
-    9: "50,000 files at once, in folders that move",
-    10: "slow writers and files that vanish",
-    11: "processors that fail while files are taken",
-    12: "links, pipes, devices, odd names",
-    13: "folders that cannot be watched",
-    14: "serial lines: unplugged, shared, noisy",
-    15: "durable queues under kill and corruption",
-    16: "processors that do not load, crash or hang",
-    17: "databases that are down, odd names, long values",
-    18: "XML database: kill at random points",
-    19: "XML database: damaged files, full disk, passwords",
-    20: "remote servers: gone, silent, foreign",
-}
-SUMMARY = re.compile(r"(\d+)% tests passed, (\d+) tests? failed out of (\d+)")
+import machine
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
 
 
-def run(build, number):
-    """(state, tests, skipped, seconds)"""
-    log = build / f"scenario-{number:02d}.log"
+def known():
+    """[(number, title, expectation)]"""
+    scenarios = []
+    for line in (ROOT / "docs/scenarios.txt").read_text("utf-8").splitlines():
+        if line and not line.startswith("#"):
+            number, title, expected = (part.strip() for part in line.split("|"))
+            scenarios.append((int(number), title, expected))
+    return scenarios
+
+
+def words(name):
+    """Scenario16Module.OfAMissingFile/2 as "Module: of a missing file (2)"."""
+    name, _, case = name.rpartition("/") if "/" in name else (name, "", "")
+    suite, _, promise = name.rpartition(".")
+    suite = re.sub(r"^.*Scenario\d\d", "", suite)
+
+    def split(text):
+        return " ".join(
+            word if re.fullmatch(r"[A-Z0-9]{2,}", word) else word.lower()
+            for word in re.findall(
+                r"[A-Z]+(?=[A-Z][a-z])|[A-Z]?[a-z]+|[A-Z]+|\d+", text))
+
+    if not promise:
+        return name.replace("_", " ")
+    text = f"{split(suite)}: {split(promise)}" if suite else split(promise)
+    return text + (f" ({case})" if case else "")
+
+
+def run(build, logs, number):
+    """([(test, state, note)], seconds)"""
+    report = logs / f"{number:02d}.xml"
+    report.unlink(missing_ok=True)
     begin = time.monotonic()
     result = subprocess.run(
-        ["ctest", "--test-dir", str(build), "-L", f"scenario-{number:02d}",
-         "--output-on-failure"], capture_output=True, text=True)
+        ["ctest", "--test-dir", str(build), "-L", f"^scenario-{number:02d}$",
+         "--output-on-failure", "-j", str(os.cpu_count()),
+         "--output-junit", str(report.resolve())],
+        stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
     seconds = time.monotonic() - begin
-    log.write_text(result.stdout + result.stderr)
-    match = SUMMARY.search(result.stdout)
-    if not match:
-        return "NO TESTS", 0, 0, seconds
-    failed, total = int(match.group(2)), int(match.group(3))
-    skipped = result.stdout.count("***Skipped")
-    state = "FAILED" if failed else "survived"
-    return state, total, skipped, seconds
+    (logs / f"{number:02d}.log").write_text(result.stdout)
+    tests = []
+    if report.exists():
+        for case in xml.parse(report).getroot().iter("testcase"):
+            output = case.findtext("system-out") or ""
+            state = {"run": "passed", "fail": "FAILED"}.get(
+                case.get("status"), "skipped")
+            reason = re.search(r"Skipped\n(.+)", output)
+            note = reason.group(1).strip() if reason else ""
+            # A program of many tests is one case of ctest; some of them may
+            # have been skipped.
+            if state == "passed" and reason and "[  PASSED  ] 0" in output:
+                state = "skipped"
+            tests.append((case.get("name"), state, note))
+    return sorted(tests), seconds
+
+
+def outcome(tests):
+    states = [state for _, state, _ in tests]
+    if "FAILED" in states:
+        return "FAILED"
+    return "survived" if "passed" in states else "not run"
+
+
+def page(results):
+    lines = [
+        "# Reliability", "",
+        "What `scripts/scenarios` ran and what came out: "
+        f"{machine.when_and_what()}. The script writes this page; it is not to "
+        "be changed by hand.", "",
+        "Common to all: no crash, no hang, one clear line in the log that names "
+        "the thing and the cure, nothing lost that was committed, and the "
+        "process goes on.", "",
+        "| | scenario | outcome | tests | seconds |", "|---|---|---|---|---|"]
+    for (number, title, _), tests, seconds in results:
+        skipped = sum(state == "skipped" for _, state, _ in tests)
+        count = f"{len(tests)}" + (f", {skipped} skipped" if skipped else "")
+        lines.append(f"| [{number:02d}](#scenario-{number:02d}) | {title} | "
+                     f"{outcome(tests)} | {count} | {seconds:.1f} |")
+    for (number, title, expected), tests, _ in results:
+        lines += ["", f"## Scenario {number:02d}", "",
+                  f"**{title[0].upper() + title[1:]}.** {expected}", ""]
+        for name, state, note in tests:
+            mark = "" if state == "passed" else f" **{state}**"
+            lines.append(f"- {words(name)}{mark}{': ' + note if note else ''}")
+        if not tests:
+            lines.append("No test.")
+    return "\n".join(lines) + "\n"
 
 
 def main():
-    build = pathlib.Path(sys.argv[1])
-    numbers = [int(word) for word in sys.argv[2:]] or sorted(TITLES)
-    bad = 0
-    for number in numbers:
-        state, total, skipped, seconds = run(build, number)
+    build, target = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2])
+    wanted = {int(word) for word in sys.argv[3:]}
+    logs = build.parent / "scenarios"
+    logs.mkdir(exist_ok=True)
+    results = []
+    for scenario in known():
+        number, title, _ = scenario
+        if wanted and number not in wanted:
+            continue
+        tests, seconds = run(build, logs, number)
+        results.append((scenario, tests, seconds))
+        skipped = sum(state == "skipped" for _, state, _ in tests)
         note = f", {skipped} skipped" if skipped else ""
-        print(f"{number:02d}  {TITLES[number]:54} {state:9} "
-              f"{total:3} tests{note}, {seconds:.1f} s", flush=True)
-        bad += state != "survived"
-    print(f"{len(numbers) - bad} of {len(numbers)} scenarios survived")
-    return 1 if bad else 0
+        print(f"{number:02d}  {title[:62]:62}  {outcome(tests):8}  "
+              f"{len(tests):3} tests{note}, {seconds:.1f} s", flush=True)
+    good = sum(outcome(tests) == "survived" for _, tests, _ in results)
+    target.parent.mkdir(parents=True, exist_ok=True)
+    target.write_text(page(results), "utf-8")
+    print(f"{good} of {len(results)} scenarios survived; {target} tells more")
+    return 0 if results and good == len(results) else 1
 
 
 if __name__ == "__main__":

@@ -3,19 +3,25 @@
 
 Every docs/*.md is a page, in the order below and then by name; the decisions
 and the index of messages are pages, too. Links between the Markdown files
-become links between the pages, and one that leads nowhere is a fault.
+become links between the pages. A link that leads nowhere, or to a heading that is
+not there, is a fault, and so is a picture that is missing, a page that no other
+leads to, and a link of README.md or CHANGELOG.md to a file that is not there.
 """
 import html
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 
 import markdown
 
-ORDER = ["index", "five-minutes", "migration", "services", "queues",
-         "durable-queues", "file_queue", "log", "xml", "kiv", "messages"]
+import architecture_picture
+
+ORDER = ["index", "five-minutes", "migration", "architecture", "services",
+         "queues", "durable-queues", "file_queue", "log", "xml", "kiv", "messages",
+         "reliability", "performance"]
 STYLE = """
 :root{color-scheme:light dark;--line:#8884;--soft:#8882;--link:#0b62c4}
 @media(prefers-color-scheme:dark){:root{--link:#7db7ff}}
@@ -35,8 +41,14 @@ pre code{background:none;padding:0}
 table{border-collapse:collapse;display:block;overflow:auto}
 th,td{border:1px solid var(--line);padding:.35rem .6rem;text-align:left;
 vertical-align:top}
+img{max-width:100%}
 @media(max-width:50rem){body{display:block}nav{position:static;border:0}}
 """
+
+
+# Pages that a run writes, and what runs.
+WRITTEN = {"reliability": "scripts/scenarios", "performance": "scripts/bench",
+           "bare-system": "scripts/bare"}
 
 
 def title_of(text, name):
@@ -48,6 +60,9 @@ def sources(root):
     """{page name: Markdown}"""
     docs = root / "docs"
     pages = {file.stem: file.read_text("utf-8") for file in docs.glob("*.md")}
+    for name, script in WRITTEN.items():
+        pages.setdefault(name, f"# {name.capitalize().replace('-', ' ')}\n\n"
+                               f"`{script}` was not run yet.\n")
     for file in (docs / "decisions").glob("*.md"):
         name = "index" if file.stem == "README" else file.stem
         pages["decisions/" + name] = file.read_text("utf-8")
@@ -61,20 +76,67 @@ def sources(root):
     return pages
 
 
-def linked(body, name, pages, faults):
-    """Links between Markdown files lead to the pages of those."""
+def anchors(body):
+    return set(re.findall(r'id="([^"]+)"', body))
+
+
+def linked(name, bodies, docs, pictures, faults):
+    """The body, with links to Markdown files as links to their pages. What it
+    leads to is seen to; its pictures are added to those to copy."""
     folder = os.path.dirname(name)
 
-    def page_of(match):
-        target, anchor = match.group(1), match.group(2) or ""
-        where = os.path.normpath(os.path.join(folder, target))
-        if where.endswith("decisions/README"):
-            where = "decisions/index"
-        if where not in pages:
-            faults.append(f"{name}: {target}.md is no page")
-        return f'href="{os.path.relpath(where, folder or ".")}.html{anchor}"'
+    def resolved(target):
+        return os.path.normpath(os.path.join(folder, target))
 
-    return re.sub(r'href="(?!https?:)([^"#]+)\.md(#[^"]*)?"', page_of, body)
+    def page_of(match):
+        target, _, anchor = match.group(1).partition("#")
+        where = resolved(target.removesuffix(".md")) if target else name
+        if where == "decisions/README":
+            where = "decisions/index"
+        if target and not target.endswith(".md"):
+            faults.append(f"{name}: {target} is no page")
+        elif where not in bodies:
+            faults.append(f"{name}: {target} is not there")
+        elif anchor and anchor not in anchors(bodies[where]):
+            faults.append(f"{name}: {match.group(1)}: there is no such heading")
+        end = "#" + anchor if anchor else ""
+        if not target:
+            return f'href="{end}"'
+        return f'href="{os.path.relpath(where, folder or ".")}.html{end}"'
+
+    def picture_of(match):
+        where = resolved(match.group(1))
+        if (docs / where).is_file():
+            pictures.add(where)
+        else:
+            faults.append(f"{name}: the picture {match.group(1)} is missing")
+        return match.group(0)
+
+    body = re.sub(r'href="(?!https?:)([^"]+)"', page_of, bodies[name])
+    return re.sub(r'src="(?!https?:)([^"]+)"', picture_of, body)
+
+
+def unreachable(pages, bodies):
+    """Pages that no page leads to."""
+    seen = {"index"}
+    for name, body in bodies.items():
+        for target in re.findall(r'href="([^"#]+)\.md', body):
+            seen.add(os.path.normpath(os.path.join(os.path.dirname(name),
+                                                   target)))
+    return sorted(name for name in pages
+                  if name not in seen and name != "decisions/index")
+
+
+def loose_links(root):
+    """Links of the files above docs/ that lead to no file."""
+    faults = []
+    for file in ("README.md", "CHANGELOG.md"):
+        for target in re.findall(r"\]\((?!https?:)([^)#]+)",
+                                 (root / file).read_text("utf-8")):
+            written = pathlib.PurePath(target).stem in WRITTEN
+            if not written and not (root / target).exists():
+                faults.append(f"{file}: {target} is not there")
+    return faults
 
 
 def navigation(name, pages):
@@ -93,20 +155,33 @@ def navigation(name, pages):
 def main():
     root, out = pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2])
     pages = sources(root)
-    faults = []
+    faults = loose_links(root)
+    docs = root / "docs"
+    if (docs / "architecture.svg").read_text("utf-8") != architecture_picture.draw(
+            *architecture_picture.read(
+                (docs / "architecture.txt").read_text("utf-8"))):
+        faults.append("architecture.svg is not what architecture.txt says: "
+                      "scripts/docs draws it")
+    pictures = set()
+    bodies = {name: markdown.markdown(
+        text, extensions=["tables", "fenced_code", "toc", "sane_lists"])
+        for name, text in pages.items()}
+    faults += [f"{name}: no page leads to it"
+               for name in unreachable(pages, bodies)]
     for name, text in pages.items():
-        body = markdown.markdown(
-            text, extensions=["tables", "fenced_code", "toc", "sane_lists"])
         file = out / (name + ".html")
         file.parent.mkdir(parents=True, exist_ok=True)
+        body = linked(name, bodies, docs, pictures, faults)
         file.write_text(
             '<!doctype html>\n<html lang="en"><head><meta charset="utf-8">\n'
             '<meta name="viewport" content="width=device-width">\n'
             f"<title>{html.escape(title_of(text, name))} - sharelib</title>\n"
             f"<style>{STYLE}</style></head><body>\n"
             f"<nav>{navigation(name, pages)}</nav>\n"
-            f"<main>{linked(body, name, pages, faults)}</main>\n"
-            "</body></html>\n", "utf-8")
+            f"<main>{body}</main>\n</body></html>\n", "utf-8")
+    for picture in pictures:
+        (out / picture).parent.mkdir(parents=True, exist_ok=True)
+        shutil.copy(docs / picture, out / picture)
     print("\n".join(faults) or f"{len(pages)} pages in {out}")
     return 1 if faults else 0
 

@@ -39,7 +39,8 @@ KIV_API bool rmt_get_remote_server(const char* name, RemoteServiceInfo* record);
  * services, and further attributes of this one, stay. The file is replaced as a
  * whole or not at all and belongs to its owner alone afterwards (mode 0600).
  * One that cannot be read is kept beside it as client.xml.unreadable. False for
- * a text without a NUL in its field and for one that XML cannot hold.
+ * a text without a NUL in its field, for one that XML cannot hold, and for one
+ * that is not in the local encoding, such as half a character at the end.
  *
  * Safe beside other threads and programs that do the same. */
 KIV_API bool rmt_set_remote_server(const char* name,

@@ -109,8 +109,9 @@ bool IsolatedModule::Start() {
                             ? helper_->Link().Receive(answer, kStartMs)
                             : port::PacketLink::Received::Closed;
   if (received == port::PacketLink::Received::Packet) return true;
+  const std::string end = helper_->End();
   Drop(received == port::PacketLink::Received::Closed
-           ? "while it was loaded its process ended by " + helper_->End()
+           ? "while it was loaded its process ended by " + end
            : "it was not loaded within " + std::to_string(kStartMs / 1000) +
                  " seconds");
   return false;
@@ -124,6 +125,7 @@ bool IsolatedModule::TakeAnswer(bool& answer) {
       Drop("its process ended by " + helper_->End());
       return false;
     case port::PacketLink::Received::TimedOut:
+      helper_->End();
       Drop("it took more than the " + std::to_string(limit) +
            " seconds of its timeLimit, and its process was ended");
       return false;

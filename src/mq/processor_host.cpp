@@ -1,6 +1,6 @@
 #include "kiv/module/processor_host.h"
 
-#include <cstdlib>
+#include <charconv>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -58,7 +58,9 @@ class Processing {
     if (kind == static_cast<char>(Context::File)) {
       const std::string directory = TakeText(head);
       const std::string name = TakeText(head);
-      const int attempt = std::atoi(TakeText(head).c_str());
+      const std::string digits = TakeText(head);
+      int attempt = 1;
+      std::from_chars(digits.data(), digits.data() + digits.size(), attempt);
       msgq::FileQueueFile file{directory.c_str(), name.c_str(), attempt};
       is_handled = Call(message.Body(), &file);
     } else {

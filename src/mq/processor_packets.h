@@ -11,7 +11,8 @@
 namespace kiv::module {
 
 inline void AppendText(const std::string& text, std::string& packet) {
-  packet += text.c_str();
+  // As far as a reader of the packet sees it.
+  packet.append(text, 0, text.find('\0'));
   packet += '\0';
 }
 

@@ -37,12 +37,13 @@ class HelperProcess {
   // then says why.
   static std::unique_ptr<HelperProcess> Start(const std::string& program,
                                               std::string& reason);
-  // Ends it by force.
+  // Lets it end: its Receive finds the link closed. One that is not gone within
+  // two seconds is ended by force.
   virtual ~HelperProcess() = default;
 
   virtual PacketLink& Link() = 0;
-  // Of one that has closed its link, or is to end now: how it ended, as "signal
-  // 11 (Segmentation fault)".
+  // Ends one by force that has not closed its link, and tells how it ended, as
+  // "signal 11 (Segmentation fault)".
   virtual std::string End() = 0;
 };
 

@@ -5,6 +5,7 @@
 
 #include "remote/failure.h"
 #include "remote/handles.h"
+#include "remote/open_connections.h"
 #include "remote/wire_text.h"
 #include "util/log_entry.h"
 
@@ -25,7 +26,10 @@ bool Call(const char* function, const RemoteProxy* proxy, Operation call) {
     return false;
   }
   try {
-    call(*proxy->inner);
+    if (proxy->wants_patience)
+      call(*PatientProxy(*proxy));
+    else
+      call(*proxy->inner);
     SetDone();
     return true;
   } catch (...) {

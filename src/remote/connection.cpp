@@ -53,8 +53,12 @@ void rmt_delete_communicator(RemoteCommunicator* handle) {
   if (handle == nullptr) return;
   {
     const std::lock_guard lock(FamilyMutex());
-    for (RemoteProxyList* list : handle->lists) list->parent = nullptr;
+    for (RemoteProxyList* list : handle->lists) {
+      handle->connections.AddOf(*list);
+      list->parent = nullptr;
+    }
   }
+  handle->connections.Close();
   kiv::IceHelper::DeleteCommunicator(handle->communicator);
   delete handle;
 }
@@ -81,7 +85,10 @@ void rmt_delete_proxy_list(RemoteProxyList* list) {
   if (list == nullptr) return;
   {
     const std::lock_guard lock(FamilyMutex());
-    if (list->parent != nullptr) list->parent->lists.erase(list);
+    if (list->parent != nullptr) {
+      list->parent->lists.erase(list);
+      list->parent->connections.AddOf(*list);
+    }
   }
   delete list;
 }

@@ -82,6 +82,12 @@ Cause CurrentCause(int timeout_ms) {
   } catch (const Ice::MarshalException& exception) {
     return {RMT_OTHER, "the answer is not that of the operation: " +
                            WithReason(exception, exception.reason)};
+  } catch (const Ice::UnsupportedProtocolException& exception) {
+    return {RMT_INCOMPATIBLE, "the server speaks another version of Ice: " +
+                                  WithReason(exception, exception.reason)};
+  } catch (const Ice::UnsupportedEncodingException& exception) {
+    return {RMT_INCOMPATIBLE, "the server speaks another version of Ice: " +
+                                  WithReason(exception, exception.reason)};
   } catch (const Ice::ProtocolException& exception) {
     return {RMT_NOT_ICE,
             "not an Ice server: " + WithReason(exception, exception.reason)};
@@ -90,6 +96,8 @@ Cause CurrentCause(int timeout_ms) {
   } catch (const Ice::NoEndpointException& exception) {
     return {RMT_BAD_PROXY,
             "no endpoint of '" + ShownWire(exception.proxy) + "' can be used"};
+  } catch (const Ice::ConnectionManuallyClosedException&) {
+    return {RMT_DESTROYED, "the communicator was deleted"};
   } catch (const Ice::CommunicatorDestroyedException&) {
     return {RMT_DESTROYED, "the communicator is deleted"};
   } catch (const Ice::ProxyParseException& exception) {

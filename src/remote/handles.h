@@ -11,6 +11,7 @@
 #include <string>
 #include <utility>
 
+#include "remote/open_connections.h"
 #include "remote/service_interface.h"
 #include "rmt/rmt.h"
 
@@ -42,7 +43,9 @@ std::mutex& FamilyMutex();
 
 struct RemoteCommunicator {
   Ice::Communicator* communicator = nullptr;  // a reference of ours
-  std::set<RemoteProxyList*> lists;           // FamilyMutex
+  // FamilyMutex
+  std::set<RemoteProxyList*> lists;
+  kiv::remote::OpenConnections connections;  // not those of the lists
 };
 
 struct RemoteProxy {
@@ -50,6 +53,7 @@ struct RemoteProxy {
   std::string host;
   int port = 0;
   int timeout_ms = 0;
+  bool wants_patience = false;
   kiv::server::ServiceBasePrx inner;
   // The ids that the service told, by project key and access code. The list's
   // mutex.

@@ -2,22 +2,14 @@
 
 #include <Ice/Ice.h>
 
-#include "kiv/strings.h"
+#include <utility>
+
 #include "remote/failure.h"
 #include "remote/library_logger.h"
+#include "remote/server_text.h"
 #include "remote/service_interface.h"
-#include "util/gb_text.h"
-#include "util/log_entry.h"
 
 namespace kiv {
-namespace {
-
-std::string Trimmed(const char* text) {
-  std::string result = text == nullptr ? "" : text;
-  return trim(result);
-}
-
-}  // namespace
 
 Ice::Communicator* IceHelper::CreateCommunicator() {
   try {
@@ -51,23 +43,15 @@ void IceHelper::DeleteCommunicator(Ice::Communicator* communicator) {
 bool IceHelper::ServerProxyToIceProxy(const char* server, const char* endpoint,
                                       const char* identity, int defaultPort,
                                       std::string& proxy) {
-  const std::string server_text = Trimmed(server);
-  const std::string endpoint_text = Trimmed(endpoint);
-  const std::string identity_text = Trimmed(identity);
+  const std::string endpoint_text = remote::Trimmed(endpoint);
+  const std::string identity_text = remote::Trimmed(identity);
   if (endpoint_text.empty() || identity_text.empty()) return false;
+  const remote::ServerText server_text(server);
   std::string text = identity_text + ':' + endpoint_text;
-
-  const std::size_t colon = server_text.find(':');
-  std::string host = server_text.substr(0, colon);
-  trim(host);
-  LowerAscii(host);
-  // Ice then takes its own default host.
-  const bool is_local =
-      host.empty() || host == "." || host == "localhost" || host == "127.0.0.1";
-  if (!is_local) text += " -h " + host;
-
-  if (colon != std::string::npos && colon + 1 < server_text.size()) {
-    text += " -p " + Trimmed(server_text.c_str() + colon + 1);
+  const std::string host = server_text.ProxyHost();
+  if (!host.empty()) text += " -h " + host;
+  if (!server_text.port.empty()) {
+    text += " -p " + server_text.port;
   } else if (defaultPort >= 1) {
     text += " -p " + std::to_string(defaultPort);
   } else {

@@ -1,7 +1,5 @@
 #include "rmt/project.h"
 
-#include <cstring>
-#include <exception>
 #include <utility>
 
 #include "remote/calling.h"
@@ -31,11 +29,6 @@ const RemoteProjectID* Keep(RemoteProxy& proxy, RemoteProjectID id,
   const RemoteProjectID* const kept = &*list.ids.insert(id).first;
   proxy.ids[std::move(key)] = kept;
   return kept;
-}
-
-template <std::size_t N>
-bool EndsWithin(const char (&field)[N]) {
-  return std::memchr(field, 0, N) != nullptr;
 }
 
 ProxyRequest RequestOf(const ServiceRecord& service) {
@@ -70,9 +63,7 @@ bool rmt_get_named_proxy(RemoteProxyList* list, const char* name,
 bool rmt_get_proxy_from_info(RemoteProxyList* list,
                              const RemoteServiceInfo* record,
                              RemoteProjectProxy* result) {
-  if (record == nullptr || !EndsWithin(record->ip) ||
-      !EndsWithin(record->svc) || !EndsWithin(record->project_key) ||
-      !EndsWithin(record->access_code)) {
+  if (record == nullptr || !EndsWithinItsFields(*record)) {
     SetFailure(RMT_BAD_ARGUMENT,
                "there is no record, or a text in it has no end");
     return false;

@@ -2,7 +2,6 @@
 
 #include <Ice/Ice.h>
 
-#include <exception>
 #include <optional>
 #include <utility>
 
@@ -10,9 +9,10 @@
 #include "kiv/strings.h"
 #include "remote/failure.h"
 #include "remote/handles.h"
+#include "remote/open_connections.h"
 #include "remote/remote_messages.h"
+#include "remote/server_text.h"
 #include "remote/wire_text.h"
-#include "util/gb_text.h"
 #include "util/log_entry.h"
 
 namespace kiv::remote {
@@ -23,11 +23,6 @@ constexpr char kDefaultEndpoint[] = "tcp";
 // For services without an address, in the form of Ice's own property files.
 constexpr char kServerFile[] = "../conf/server.cfg";
 constexpr char kProxyProperty[] = ".Proxy";
-
-std::string Trimmed(const char* text) {
-  std::string result = text == nullptr ? "" : text;
-  return trim(result);
-}
 
 // A proxy before it is made.
 struct Plan {
@@ -80,16 +75,10 @@ std::optional<Plan> PlanFromAddress(const std::string& server, int port,
     LogFailureAs(message::ProxyTextFailed(reason), RMT_BAD_PROXY, reason);
     return std::nullopt;
   }
-  const std::size_t colon = server.find(':');
-  plan.host = server.substr(0, colon);
-  trim(plan.host);
-  plan.port = port;
-  if (colon != std::string::npos && colon + 1 < server.size())
-    plan.port = kiv::atoi(Trimmed(server.c_str() + colon + 1).c_str());
-  plan.key = {plan.host, plan.port, identity, endpoint};
-  std::string& host = plan.key.host;
-  LowerAscii(host);
-  if (host == "." || host == "localhost" || host == "127.0.0.1") host.clear();
+  const ServerText text(server.c_str());
+  plan.host = text.host;
+  plan.port = text.port.empty() ? port : kiv::atoi(text.port.c_str());
+  plan.key = {text.ProxyHost(), plan.port, identity, endpoint};
   return plan;
 }
 
@@ -121,6 +110,7 @@ RemoteProxy* FindOrMake(RemoteProxyList& list, Plan plan, int timeout_ms) {
     made.host = std::move(plan.host);
     made.port = plan.port;
     made.timeout_ms = timeout_ms;
+    made.wants_patience = WantsPatience(list.communicator, timeout_ms);
     made.inner = server::ServiceBasePrx::uncheckedCast(proxy);
     return &list.proxies.emplace(std::move(plan.key), std::move(made))
                 .first->second;

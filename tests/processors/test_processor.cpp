@@ -23,6 +23,15 @@ void Write(const std::string& line) {
 using Sink = bool (*)(void* receiver, const char* bytes, int length,
                       void* context);
 
+// What a processor has to do at its end.
+struct Farewell {
+  std::string text;
+  ~Farewell() {
+    if (!text.empty()) Write(text);
+  }
+};
+Farewell g_farewell;
+
 Sink g_sink = nullptr;
 void* g_receiver = nullptr;
 
@@ -68,6 +77,8 @@ EXPORTED bool Obey(const char* bytes, int length, void* context) {
   if (message == "exit") ::_exit(3);
   if (message == "throw") throw std::runtime_error("out of paper");
   if (message == "refuse") return false;
+  if (message == "farewell")
+    g_farewell.text = std::to_string(::getpid()) + " farewell at the end\n";
   while (message == "hang") ::sleep(60);
   return true;
 }

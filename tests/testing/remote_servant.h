@@ -35,6 +35,8 @@ class RemoteServant {
 
   int Port() const { return port_; }
   std::string Address() const { return "127.0.0.1:" + std::to_string(port_); }
+  // Connections stay, and nobody answers any more.
+  void Freeze() const { program_.Send(SIGSTOP); }
   void Kill() {
     program_.Send(SIGKILL);
     program_.WaitForEnd();

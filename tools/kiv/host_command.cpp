@@ -237,9 +237,9 @@ class HostService final : public kiv::NTService {
       messages += row.status.messages;
       failures += row.status.failures;
     }
-    const std::string text = std::to_string(rows.size()) + " queues, " +
-                             std::to_string(messages) + " messages, " +
-                             std::to_string(failures) + " failures";
+    const std::string text = "queues: " + std::to_string(rows.size()) +
+                             ", messages: " + std::to_string(messages) +
+                             ", failures: " + std::to_string(failures);
     if (text == told_) return;
     told_ = text;
     ShowStatus(text);

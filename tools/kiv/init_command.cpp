@@ -7,8 +7,10 @@
 #include <memory>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include "command.h"
+#include "terminal.h"
 
 namespace kiv_tool {
 namespace {
@@ -41,7 +43,7 @@ constexpr InitialFile kFiles[] = {
      false},
     {"src/processor.cpp",
      R"(// What is done with each message: it is added to ../out/messages.txt, and that
-// is seen from bin/, the service's working folder.
+// is seen from bin/, the service's working folder. ../build.sh builds it.
 #include <cstddef>
 #include <cstdio>
 
@@ -74,8 +76,34 @@ int Fault(const fs::path& path, const std::string& reason) {
   return 1;
 }
 
+// A path as a shell takes it, plain where it can be.
+std::string ShellWord(const fs::path& path) {
+  std::string word = path.string();
+  const bool is_plain =
+      word.find_first_not_of(
+          "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789"
+          "_-./") == std::string::npos;
+  if (is_plain) return word;
+  for (std::size_t at = 0; (at = word.find('\'', at)) != std::string::npos;
+       at += 4)
+    word.replace(at, 1, "'\\''");
+  return '\'' + word + '\'';
+}
+
+void SayWhatNow(const fs::path& folder) {
+  const std::string shown = ShellWord(folder);
+  const std::vector<std::vector<Cell>> steps = {
+      {{ShellWord(folder / "build.sh")}, {"# builds src/processor.cpp"}},
+      {{"kiv check-config " + shown}, {"# is all as it should be?"}},
+      {{"kiv queue send -s " + shown + " orders hello"}, {"# a message"}},
+      {{"kiv host " + shown}, {"# until Ctrl-C; out/messages.txt has it"}},
+      {{"kiv host " + shown + " -install"}, {"# or as a service"}}};
+  std::cout << Table({"next", ""}, steps);
+}
+
 int Init(const fs::path& folder) {
   std::error_code error;
+  if (folder.empty()) return Fault("''", "is no name of a folder");
   if (fs::exists(folder, error) && !fs::is_empty(folder, error))
     return Fault(folder, error ? error.message()
                                : "there is something in it already; name a "
@@ -100,15 +128,8 @@ int Init(const fs::path& folder) {
       fs::permissions(folder / file.path, fs::perms::owner_exec,
                       fs::perm_options::add, error);
   }
-  const std::string shown = folder.string();
-  std::cout << "a service is in " << shown << "; what now:\n  " << shown
-            << "/build.sh                      # builds src/processor.cpp\n"
-               "  kiv check-config "
-            << shown << "\n  kiv queue send -s " << shown
-            << " orders hello\n  kiv host " << shown
-            << "                     # until Ctrl-C; out/messages.txt has the "
-               "message\n  kiv host "
-            << shown << " -install            # or as a service\n";
+  std::cout << folder.string() << " is a service now\n";
+  SayWhatNow(folder);
   return 0;
 }
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "captured_log.h"
 #include "command.h"
 #include "kiv/log.h"
 #include "service_command.h"
@@ -21,26 +22,37 @@ class RemoteCommands {
   RemoteCommands(CLI::App& group, int& exit_code)
       : group_(group), exit_code_(exit_code) {}
 
-  CLI::App* Add(const char* name, const char* description, Command run) {
+  // One that calls needs no service folder for IDENTITY@HOST:PORT.
+  CLI::App* Add(const char* name, const char* description, Command run,
+                bool is_call = false) {
     CLI::App* const command = group_.add_subcommand(name, description);
-    command
-        ->add_option("-s,--service", options_->folder,
-                     "The service folder (bin/ beside conf/), or its bin/")
-        ->capture_default_str();
-    command->callback([options = options_, run, code = &exit_code_] {
-      // Before the folder changes.
-      std::string& file = options->access_code_file;
-      if (!file.empty()) file = std::filesystem::absolute(file).string();
-      std::string reason;
-      *code = EnterServiceFolder(options->folder, reason) ? run(*options)
-                                                          : RemoteFault(reason);
-      kiv::Log::Instance().Flush();
-    });
+    auto* const folder =
+        command
+            ->add_option("-s,--service", options_->folder,
+                         "The service folder (bin/ beside conf/), or its bin/")
+            ->capture_default_str();
+    command->callback(
+        [options = options_, run, code = &exit_code_, folder, is_call] {
+          // Before the folder changes.
+          std::string& file = options->access_code_file;
+          if (!file.empty()) file = std::filesystem::absolute(file).string();
+          std::string reason;
+          if (EnterServiceFolder(options->folder, reason)) {
+            *code = run(*options);
+            kiv::Log::Instance().Flush();
+          } else if (is_call && folder->count() == 0 &&
+                     options->service.find('@') != std::string::npos) {
+            const CapturedLog log;
+            *code = run(*options);
+          } else {
+            *code = RemoteFault(reason);
+          }
+        });
     return command;
   }
   // One that speaks to a service.
   CLI::App* AddCall(const char* name, const char* description, Command run) {
-    CLI::App* const command = Add(name, description, run);
+    CLI::App* const command = Add(name, description, run, true);
     command
         ->add_option("service", options_->service,
                      "A service of conf/client.xml, or IDENTITY@HOST:PORT")
@@ -86,8 +98,10 @@ void AddSet(RemoteCommands& commands) {
                   "The version of documents")
       ->check(CLI::NonNegativeNumber);
   set->footer(
-      "What is not said stays as it was. The file then belongs to its owner "
-      "alone,\nbecause it holds access codes.");
+      "What is not said stays as it was. A time-out and the kind of endpoint "
+      "are\nadded to the file by hand, as timeout=\"30\" and "
+      "endpoint=\"ssl\". The file then\nbelongs to its owner alone, because it "
+      "holds access codes.");
 }
 
 void AddCallCommand(RemoteCommands& commands) {

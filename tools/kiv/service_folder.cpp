@@ -19,8 +19,7 @@ std::optional<ServiceFolder> FindServiceFolder(const fs::path& folder,
   }
   reason =
       folder.string() +
-      " is no service folder: it needs bin/ beside conf/, with queue.xml in "
-      "conf/";
+      " is no service folder: it needs bin/ beside conf/; kiv init makes one";
   return std::nullopt;
 }
 

@@ -34,14 +34,18 @@ std::string ShownName(const std::string& local) {
 
 std::string LibraryReason() {
   const std::string text = Utf8(kiv::XDbManager::LastError());
-  // In front of it stands the operation, for the log.
+  // In front of it stands the operation, for the log; for an opening the
+  // folder, which our caller names, and a code, too.
   std::size_t begin = 0;
   for (const std::string_view mark :
-       {"exception: ", "\xE5\xBC\x82\xE5\xB8\xB8: "}) {
+       {"exception: ", "\xE5\xBC\x82\xE5\xB8\xB8: ", " - return "}) {
     const std::size_t found = text.find(mark);
     if (found != std::string::npos)
       begin = std::max(begin, found + mark.size());
   }
+  const std::size_t code_end = text.find_first_not_of("0123456789", begin);
+  if (begin > 0 && code_end > begin && text.compare(code_end, 2, ": ") == 0)
+    begin = code_end + 2;
   return Printable(begin < text.size() ? text.substr(begin) : text);
 }
 

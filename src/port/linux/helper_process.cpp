@@ -26,7 +26,7 @@ namespace {
 
 constexpr int kLinkDescriptor = 3;
 // What is longer goes through memory.
-constexpr std::size_t kLongestInline = 64 * 1024;
+constexpr std::size_t kLongestInline = 65'536;
 constexpr std::size_t kLongestPacket = 2 * kLongestInline;
 
 struct Frame {
@@ -37,7 +37,7 @@ struct Frame {
 
 class LinuxPacket final : public Packet {
  public:
-  LinuxPacket() : bytes_(kLongestPacket) {}
+  LinuxPacket() = default;
   ~LinuxPacket() override {
     if (memory_ != nullptr) ::munmap(memory_, frame_.body_size);
   }
@@ -45,18 +45,27 @@ class LinuxPacket final : public Packet {
   LinuxPacket& operator=(const LinuxPacket&) = delete;
 
   std::string_view Head() const override {
-    return {bytes_.data(), frame_.head_size};
+    return {bytes_.get(), frame_.head_size};
   }
   std::string_view Body() const override {
     if (memory_ != nullptr)
       return {static_cast<const char*>(memory_), frame_.body_size};
-    return {bytes_.data() + frame_.head_size, frame_.body_size};
+    return {bytes_.get() + frame_.head_size, frame_.body_size};
   }
 
   // False when the other side is gone, or does not speak as we do.
   bool Read(int socket) {
+    // The size first: most messages are far from the longest.
+    const ssize_t whole =
+        Retry([&] { return ::recv(socket, nullptr, 0, MSG_PEEK | MSG_TRUNC); });
+    if (whole < static_cast<ssize_t>(sizeof frame_) ||
+        whole > static_cast<ssize_t>(kLongestPacket))
+      return false;
+    const std::size_t room_left =
+        static_cast<std::size_t>(whole) - sizeof frame_;
+    bytes_ = std::make_unique_for_overwrite<char[]>(room_left);
     std::array<iovec, 2> pieces{iovec{&frame_, sizeof frame_},
-                                iovec{bytes_.data(), bytes_.size()}};
+                                iovec{bytes_.get(), room_left}};
     alignas(cmsghdr) char room[CMSG_SPACE(sizeof(int))];
     msghdr message{};
     message.msg_iov = pieces.data();
@@ -101,13 +110,16 @@ class LinuxPacket final : public Packet {
   }
 
   Frame frame_{};
-  std::vector<char> bytes_;
+  std::unique_ptr<char[]> bytes_;
   void* memory_ = nullptr;
 };
 
 class SocketLink final : public PacketLink {
  public:
   explicit SocketLink(Descriptor socket) : socket_(std::move(socket)) {}
+
+  // The other side receives nothing more; what it sends still arrives.
+  void CloseSending() { ::shutdown(socket_.get(), SHUT_WR); }
 
   bool Send(std::string_view head, std::string_view body) override {
     Frame frame{static_cast<std::uint32_t>(head.size()),
@@ -209,34 +221,48 @@ class LinuxHelperProcess final : public HelperProcess {
  public:
   LinuxHelperProcess(pid_t process, Descriptor socket)
       : process_(process), link_(std::move(socket)) {}
-  ~LinuxHelperProcess() override { End(); }
+  ~LinuxHelperProcess() override {
+    if (process_ == 0) return;
+    link_.CloseSending();
+    if (!HasEndedWithin(kPatienceMs)) Kill();
+  }
   LinuxHelperProcess(const LinuxHelperProcess&) = delete;
   LinuxHelperProcess& operator=(const LinuxHelperProcess&) = delete;
 
   PacketLink& Link() override { return link_; }
 
   std::string End() override {
-    if (process_ == 0) return end_;
     // One that crashes closes its link shortly before it has ended.
-    int status = 0;
-    pid_t ended = 0;
-    for (int i = 0; i < kPatienceMs; ++i) {
-      ended = Retry([&] { return ::waitpid(process_, &status, WNOHANG); });
-      if (ended != 0 || !IsClosed()) break;
-      ::usleep(1000);
-    }
-    if (ended == 0) {
-      ::kill(process_, SIGKILL);
-      ended = Retry([&] { return ::waitpid(process_, &status, 0); });
-    }
-    if (ended == process_) end_ = HowItEnded(status);
-    process_ = 0;
+    if (process_ != 0 && !(IsClosed() && HasEndedWithin(kPatienceMs))) Kill();
     return end_;
   }
 
  private:
-  // A dump of a large process takes its time.
+  // A dump of a large process takes its time, and so may an orderly end.
   static constexpr int kPatienceMs = 2000;
+
+  bool HasEndedWithin(int milliseconds) {
+    for (int i = 0; i <= milliseconds; ++i) {
+      int status = 0;
+      const pid_t ended =
+          Retry([&] { return ::waitpid(process_, &status, WNOHANG); });
+      if (ended != 0) {
+        Note(ended, status);
+        return true;
+      }
+      ::usleep(1000);
+    }
+    return false;
+  }
+  void Kill() {
+    ::kill(process_, SIGKILL);
+    int status = 0;
+    Note(Retry([&] { return ::waitpid(process_, &status, 0); }), status);
+  }
+  void Note(pid_t ended, int status) {
+    if (ended == process_) end_ = HowItEnded(status);
+    process_ = 0;
+  }
 
   bool IsClosed() {
     std::unique_ptr<Packet> ignored;
