@@ -117,10 +117,9 @@ std::shared_ptr<kiv::store::Connection> StorePlace::Open(bool may_create) {
     return nullptr;
   }
   // Of an XML database the two are halves of one password.
-  if (may_create ? connection->OpenOrCreate(local_user, password)
-                 : connection->Open(local_user, password)) {
-    // That there was none to open is no fault then.
-    if (may_create) NewReasons();
+  if (connection->Open(local_user, password)) return connection;
+  if (may_create && connection->Create(local_user, password)) {
+    NewReasons();  // Why it was not there to be opened.
     return connection;
   }
   LibraryFault("the store cannot be opened");

@@ -91,8 +91,12 @@ std::unique_ptr<RowCursor> Run(OdbcConnection& odbc,
   // Before it has changed anything. Access's driver looks at a statement only
   // when it runs, and changes nothing.
   const bool knows_columns = odbc.dialect() != Dialect::Access;
-  if (knows_columns && executed->ColumnCount() == 0)
+  if (knows_columns && executed->ColumnCount() == 0) {
+    // SQLite's driver reads what does not begin as a query only when it runs.
+    if (odbc.dialect() == Dialect::Sqlite)
+      OdbcStatement(odbc).Prepare("EXPLAIN " + statement);
     Raise(kInvalidArgument, "the statement gives no rows");
+  }
   const auto arrays = Bind(*executed, parameters, cut_dates);
   executed->ExecutePrepared();
   // The arrays go; the rows do not need them.

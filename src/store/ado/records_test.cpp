@@ -538,6 +538,12 @@ TEST_P(SqliteRows, AQueryThatChangesSomethingIsRefusedBeforeItDoes) {
                           "INSERT INTO t VALUES (1, 0.5) RETURNING v", {});
               }),
               HasSubstr("gives no rows"));
+  // What is wrong with it comes first.
+  EXPECT_THAT(FailureOf([&] {
+                OpenQuery(*connection_, "SELCT v FROM t WHERE n = ?",
+                          {AnyObject()});
+              }),
+              HasSubstr("syntax error"));
   EXPECT_EQ(First("SELECT count(*) FROM t").lVal, 0);
   EXPECT_EQ(First("PRAGMA user_version").lVal, 0);
 }
