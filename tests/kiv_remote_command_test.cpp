@@ -69,6 +69,8 @@ TEST_F(KivRemote, SetsShowsAndListsServices) {
             "kiv remote list shows all\n");
   EXPECT_EQ(Says({"set", "a", "--ip", std::string(128, 'h')}),
             "1: kiv remote: --ip is longer than 127 bytes\n");
+  EXPECT_EQ(Says({"set", "a", "--ip", "h"}),
+            "1: kiv remote: 'a' has no identity yet: --svc says it\n");
   EXPECT_EQ(Says({"set", "a", "--svc", "\xF0\x9F\x98\x80"}),
             "1: kiv remote: --svc has a character that GB2312 (code page 936) "
             "lacks\n");

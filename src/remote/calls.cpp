@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <memory>
 #include <new>
 
 #include <Ice/Ice.h>
@@ -72,22 +71,6 @@ void Fill(RemoteStringValue* value, const std::string& wire) {
   *value = {text, size};
 }
 
-struct ArrayDeleter {
-  void operator()(char** array) const { rmt_delete_string_array(array); }
-};
-
-char** NewArray(const ::kiv::server::StringSeq& texts) {
-  std::unique_ptr<char*, ArrayDeleter> array(
-      rmt_new_string_array(texts.size()));
-  if (array == nullptr) throw std::bad_alloc();
-  char** slot = array.get();
-  for (const std::string& text : texts) {
-    std::size_t size = 0;
-    if ((*slot++ = NewFromWire(text, size)) == nullptr) throw std::bad_alloc();
-  }
-  return array.release();
-}
-
 template <typename Question>
 bool AskForId(const char* function, const RemoteProxy* proxy,
               int32_t* project_id, Question question) {
@@ -139,26 +122,6 @@ bool rmt_is_version_compatible(RemoteProxy* proxy, int32_t major_number,
   return Ask("rmt_is_version_compatible", proxy, [&](Service& service) {
     return service.IsVersionCompatible(major_number, minor_number, revision);
   });
-}
-
-char** rmt_get_solutions2(RemoteProxy* proxy) {
-  char** array = nullptr;
-  Call("rmt_get_solutions2", proxy, [&](Service& service) {
-    ::kiv::server::StringSeq solutions;
-    service.GetSolutions(solutions);
-    array = NewArray(solutions);
-  });
-  return array;
-}
-
-char** rmt_get_projects2(RemoteProxy* proxy, const char* solution) {
-  char** array = nullptr;
-  Call("rmt_get_projects2", proxy, [&](Service& service) {
-    ::kiv::server::StringSeq projects;
-    service.GetProjects(ToWire(solution), projects);
-    array = NewArray(projects);
-  });
-  return array;
 }
 
 bool rmt_send_command(RemoteProxy* proxy, const char* command,

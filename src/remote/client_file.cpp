@@ -1,255 +1,169 @@
+// Reading ../conf/client.xml
 #include "remote/client_file.h"
 
-#include <chrono>
+#include <algorithm>
 #include <cstring>
-#include <memory>
-#include <mutex>
-#include <thread>
+#include <functional>
+#include <map>
+#include <span>
+#include <string_view>
 
-#include "kiv/dom.h"
-#include "kiv/file_system.h"
-#include "kiv/parser/parser.h"
-#include "port/file.h"
-#include "port/lock_file.h"
-#include "port/private_file.h"
+#include "kiv/dom_node.h"
 #include "remote/failure.h"
 #include "util/cp936.h"
 #include "util/log_entry.h"
-#include "xml/document_path.h"
-#include "xml/dom_save.h"
+#include "xml/xml_events.h"
 #include "xml/xml_guard.h"
 
 namespace kiv::remote {
 namespace {
 
-constexpr char kClientFile[] = "../conf/client.xml";
-constexpr char kUnreadableFile[] = "../conf/client.xml.unreadable";
-constexpr char kLockFile[] = "../conf/client.xml.lock";
-constexpr char kRoot[] = "config";
-constexpr char kServices[] = "services";
-constexpr char kService[] = "service";
-constexpr char kName[] = "name";
-constexpr int kPrivateMode = 0600;
 constexpr int kMaxTimeoutSeconds = 24 * 60 * 60;
-constexpr auto kLockPatience = std::chrono::seconds(10);
 
-bool IsEmpty(const char* text) { return text == nullptr || *text == '\0'; }
+// Of one element, in the local encoding.
+using Attributes = std::map<std::string, std::string, std::less<>>;
 
-std::string ShownName(const char* name) {
-  return std::string("service '") + Shown(name) + "'";
+// Keeps the attributes of one service: the first of its name in the first list
+// of services. A tree of all services would take several times as long.
+class ServiceFinder final : public XmlEvents {
+ public:
+  explicit ServiceFinder(const char* name) : name_utf8_(Cp936ToUtf8(name)) {}
+
+  bool is_found() const { return is_found_; }
+  const Attributes& attributes() const { return attributes_; }
+
+ private:
+  void StartElement(const XmlName& name, std::span<const XmlNamespace>,
+                    std::span<const XmlAttribute> attributes) override {
+    ++depth_;
+    if (depth_ == 2) is_in_list_ = name.local == kServices && ++lists_ == 1;
+    if (depth_ == 3 && is_in_list_ && !is_found_ && name.local == kService &&
+        HasName(attributes))
+      Keep(attributes);
+  }
+  void EndElement() override { --depth_; }
+
+  void Declaration(std::string_view, std::string_view, XmlStandalone) override {
+  }
+  void Text(std::string_view) override {}
+  void CData(std::string_view) override {}
+  void Comment(std::string_view) override {}
+  void ProcessingInstruction(std::string_view, std::string_view) override {}
+
+  bool HasName(std::span<const XmlAttribute> attributes) const {
+    return std::any_of(attributes.begin(), attributes.end(),
+                       [this](const XmlAttribute& attribute) {
+                         return attribute.name.prefix.empty() &&
+                                attribute.name.local == kName &&
+                                attribute.value == name_utf8_;
+                       });
+  }
+  void Keep(std::span<const XmlAttribute> attributes) {
+    is_found_ = true;
+    for (const XmlAttribute& attribute : attributes)
+      if (attribute.name.prefix.empty())
+        attributes_[std::string(attribute.name.local)] =
+            Utf8ToCp936(attribute.value);
+  }
+
+  const std::string name_utf8_;
+  int depth_ = 0;
+  int lists_ = 0;
+  bool is_in_list_ = false;
+  bool is_found_ = false;
+  Attributes attributes_;
+};
+
+// "" for an attribute that is not there.
+const std::string& TextOf(const Attributes& attributes, const char* name) {
+  static const std::string empty;
+  const auto found = attributes.find(name);
+  return found == attributes.end() ? empty : found->second;
 }
 
-bool FindService(const DomDocument& document, const char* name,
-                 DomElement& out) {
-  DomElement root;
-  DomElement services;
-  return document.GetDocumentElement(root) &&
-         root.GetFirstChildElement(kServices, services) &&
-         services.GetFirstChildElement(kService, out, kName, name);
+int NumberOf(const Attributes& attributes, const char* name) {
+  return DomNode::ToInt(TextOf(attributes, name).c_str(), 0);
 }
 
-// A text attribute into its field.
+// A text into its field.
 template <std::size_t N>
-bool TakeText(const DomElement& element, const char* name, char (&field)[N]) {
-  std::string value;
-  element.Attribute(name, value);
+bool TakeText(const Attributes& attributes, const char* name,
+              char (&field)[N]) {
+  const std::string& value = TextOf(attributes, name);
   if (value.size() >= N) return false;
   std::memcpy(field, value.c_str(), value.size() + 1);
   return true;
 }
 
 // Why the record is not good; empty when it is.
-std::string TakeRecord(const DomElement& element, RemoteServiceInfo& info) {
+std::string TakeRecord(const Attributes& attributes, RemoteServiceInfo& info) {
   for (const char* required : {"ip", "svc"})
-    if (!element.HasAttribute(required))
+    if (!attributes.contains(required))
       return std::string("has no attribute '") + required + "'";
   const char* too_long = nullptr;
-  if (!TakeText(element, "ip", info.ip)) too_long = "ip";
-  if (!TakeText(element, "svc", info.svc)) too_long = "svc";
-  if (!TakeText(element, "project_key", info.project_key))
+  if (!TakeText(attributes, "ip", info.ip)) too_long = "ip";
+  if (!TakeText(attributes, "svc", info.svc)) too_long = "svc";
+  if (!TakeText(attributes, "project_key", info.project_key))
     too_long = "project_key";
-  if (!TakeText(element, "access_code", info.access_code))
+  if (!TakeText(attributes, "access_code", info.access_code))
     too_long = "access_code";
   if (too_long != nullptr)
     return std::string("has an attribute '") + too_long + "' that is too long";
-  info.port = element.AttributeInt("port", 0);
-  info.engine_version = element.AttributeInt("engine_version", 0);
-  info.document_version = element.AttributeInt("document_version", 0);
+  info.port = NumberOf(attributes, "port");
+  info.engine_version = NumberOf(attributes, "engine_version");
+  info.document_version = NumberOf(attributes, "document_version");
   return "";
 }
 
-// A character that was cut would come back as another one.
-bool PutText(DomElement& element, const char* name, const char* text) {
-  return IsCp936(text) && element.SetAttribute(name, text);
+// Why there is no such service; empty when there is.
+std::string FindService(const char* name, ServiceFinder& finder) {
+  const std::string file = std::string("'") + kClientFile + "'";
+  try {
+    ReadXmlFile(kClientFile, finder);
+  } catch (const XmlRefusal& refusal) {
+    std::string text = file + " cannot be read: ";
+    if (refusal.line != 0)
+      text += "line " + std::to_string(refusal.line) + ", column " +
+              std::to_string(refusal.column) + ": ";
+    return text + Shown(refusal.reason);
+  }
+  return finder.is_found() ? "" : file + ": there is no " + ShownService(name);
 }
 
-bool PutRecord(DomElement& element, const RemoteServiceInfo& info) {
-  return PutText(element, "ip", info.ip) &&
-         element.SetAttribute("port", info.port) &&
-         PutText(element, "svc", info.svc) &&
-         PutText(element, "project_key", info.project_key) &&
-         PutText(element, "access_code", info.access_code) &&
-         element.SetAttribute("engine_version", info.engine_version) &&
-         element.SetAttribute("document_version", info.document_version);
-}
+}  // namespace
 
-template <std::size_t N>
-bool EndsWithin(const char (&field)[N]) {
-  return std::memchr(field, 0, N) != nullptr;
-}
-
-// Without the XML platform the parser would end the program, which callers in
-// other languages could not make out.
 bool IsStarted(const char* function, RemoteFailure code) {
   if (PlatformIsUp()) return true;
   LogFailure(function, code, "rmt_global_init was not called");
   return false;
 }
 
-// One change at a time: another thread's or program's would be lost. The lock
-// lies beside the file, which every change replaces.
-class ChangeLock {
- public:
-  bool Take() {
-    mutex_.lock();
-    is_taken_ = true;
-    const auto path = NativeDocumentPath(kLockFile);
-    if (!path) return false;
-    file_ = port::LockFile::Open(*path, true);
-    if (file_ == nullptr) return false;
-    const auto end = std::chrono::steady_clock::now() + kLockPatience;
-    while (!file_->TryLock(0)) {
-      if (std::chrono::steady_clock::now() >= end) return false;
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-  }
-  ChangeLock() = default;
-  ~ChangeLock() {
-    file_.reset();
-    if (is_taken_) mutex_.unlock();
-  }
-  ChangeLock(const ChangeLock&) = delete;
-  ChangeLock& operator=(const ChangeLock&) = delete;
-
- private:
-  static inline std::mutex mutex_;
-  bool is_taken_ = false;
-  std::unique_ptr<port::LockFile> file_;
-};
-
-// The file is about to be replaced by one that has nothing of it.
-bool KeepUnreadable(const std::string& path) {
-  port::FileAttributes attributes;
-  if (!port::GetFileAttributesA(path, attributes))
-    return port::IsNotFound(port::LastError());
-  if (attributes.is_directory) return false;
-  if (attributes.size_bytes == 0) return true;
-  const auto kept = NativeDocumentPath(kUnreadableFile);
-  if (!kept) return false;
-  port::DeleteFileA(*kept);
-  if (!port::CopyFileA(path, *kept) || !port::MakeFilePrivate(*kept))
-    return false;
-  LogPlain("rmt", std::string("'") + kClientFile + "' was kept as '" +
-                      kUnreadableFile + "' because it cannot be read");
-  return true;
-}
-
-// The document to change: that of the file, or a new one.
-bool OpenDocument(DomParser& parser, const std::string& path,
-                  DomDocument& document) {
-  port::FileAttributes attributes;
-  if (port::GetFileAttributesA(path, attributes) &&
-      parser.parseURI(kClientFile, document))
-    return true;
-  DomElement root;
-  return KeepUnreadable(path) && DomDocument::CreateDocument(document) &&
-         document.CreateDocumentElement(kRoot, root);
-}
-
-bool PutService(DomDocument& document, const char* name,
-                const RemoteServiceInfo& info) {
-  DomElement root;
-  DomElement services;
-  DomElement service;
-  if (!document.GetDocumentElement(root) ||
-      !root.GetOrCreateElement(kServices, services))
-    return false;
-  if (!services.GetFirstChildElement(kService, service, kName, name) &&
-      !(services.CreateElement(kService, service) &&
-        PutText(service, kName, name)))
-    return false;
-  return PutRecord(service, info);
-}
-
-// Empty when it is done.
-std::string Change(const char* name, const RemoteServiceInfo& info) {
-  const auto path = NativeDocumentPath(kClientFile);
-  if (!path) return std::string("'") + kClientFile + "' is no path here";
-  // A folder that cannot be made shows itself in the next step.
-  FileSystem::create_directories(
-      FileSystemPath(*path, FileSystemPath::native).branch_path());
-  ChangeLock lock;
-  if (!lock.Take())
-    return std::string("'") + kLockFile +
-           "' cannot be locked: " + port::ErrorText(port::LastError());
-  DomParser parser;
-  DomDocument document;
-  if (!OpenDocument(parser, *path, document))
-    return std::string("'") + kClientFile + "' can be neither read nor kept: " +
-           port::ErrorText(port::LastError());
-  if (!PutService(document, name, info))
-    return "a text of " + ShownName(name) + " cannot be written in XML, or " +
-           "is no text of code page 936";
-  port::FileAttributes attributes;
-  if (port::GetFileAttributesA(*path, attributes) &&
-      !port::MakeFilePrivate(*path))
-    return std::string("'") + kClientFile +
-           "' cannot be made private: " + port::ErrorText(port::LastError());
-  if (!SaveDocument(document, kClientFile, kPrivateMode))
-    return std::string("'") + kClientFile + "' cannot be written";
-  return "";
-}
-
-}  // namespace
-
-bool EndsWithinItsFields(const RemoteServiceInfo& info) {
-  return EndsWithin(info.ip) && EndsWithin(info.svc) &&
-         EndsWithin(info.project_key) && EndsWithin(info.access_code);
+std::string ShownService(const char* name) {
+  return std::string("service '") + Shown(name) + "'";
 }
 
 bool ReadService(const char* function, const char* name, ServiceRecord& out) {
-  if (IsEmpty(name)) {
+  if (name == nullptr || *name == '\0') {
     SetFailure(RMT_BAD_ARGUMENT, "there is no service name");
     return false;
   }
   if (!IsStarted(function, RMT_NO_SERVICE)) return false;
-  DomParser parser;
-  DomDocument document;
-  if (!parser.parseURI(kClientFile, document)) {
-    // Logged where it is parsed.
-    SetFailure(RMT_NO_SERVICE,
-               std::string("'") + kClientFile +
-                   "' cannot be read: " + Shown(parser.LastFault().reason));
-    return false;
-  }
-  const std::string where = std::string("'") + kClientFile + "': ";
-  DomElement element;
-  if (!FindService(document, name, element)) {
-    LogFailure(function, RMT_NO_SERVICE,
-               where + "there is no " + ShownName(name));
-    return false;
-  }
+  ServiceFinder finder(name);
+  std::string fault = FindService(name, finder);
   ServiceRecord service;
-  const std::string fault = TakeRecord(element, service.info);
+  if (fault.empty()) {
+    fault = TakeRecord(finder.attributes(), service.info);
+    if (!fault.empty())
+      fault = std::string("'") + kClientFile + "': " + ShownService(name) +
+              " " + fault;
+  }
   if (!fault.empty()) {
-    LogFailure(function, RMT_NO_SERVICE, where + ShownName(name) + " " + fault);
+    LogFailure(function, RMT_NO_SERVICE, fault);
     return false;
   }
-  element.Attribute("endpoint", service.endpoint);
-  const int seconds = element.AttributeInt("timeout", 0);
-  service.timeout_ms =
-      1000 * (seconds < kMaxTimeoutSeconds ? seconds : kMaxTimeoutSeconds);
+  service.endpoint = TextOf(finder.attributes(), "endpoint");
+  service.timeout_ms = 1000 * std::min(NumberOf(finder.attributes(), "timeout"),
+                                       kMaxTimeoutSeconds);
   SetDone();
   out = service;
   return true;
@@ -269,21 +183,5 @@ bool rmt_get_remote_server(const char* name, RemoteServiceInfo* record) {
   ServiceRecord service;
   if (!ReadService("rmt_get_remote_server", name, service)) return false;
   *record = service.info;
-  return true;
-}
-
-bool rmt_set_remote_server(const char* name, const RemoteServiceInfo* record) {
-  if (IsEmpty(name) || record == nullptr || !EndsWithinItsFields(*record)) {
-    SetFailure(RMT_BAD_ARGUMENT,
-               "there is no name, no record, or a text in it has no end");
-    return false;
-  }
-  if (!IsStarted("rmt_set_remote_server", RMT_NOT_WRITTEN)) return false;
-  const std::string fault = Change(name, *record);
-  if (!fault.empty()) {
-    LogFailure("rmt_set_remote_server", RMT_NOT_WRITTEN, fault);
-    return false;
-  }
-  SetDone();
   return true;
 }

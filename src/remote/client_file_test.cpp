@@ -1,5 +1,6 @@
 // ../conf/client.xml through rmt_get_remote_server and rmt_set_remote_server.
 #include <gtest/gtest.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 
 #include <chrono>
@@ -162,6 +163,57 @@ TEST_F(ClientFile, RefusesARecordThatIsNotThereOrNotGood) {
   EXPECT_EQ(rmt_last_error_code(), RMT_NO_SERVICE);
 }
 
+TEST_F(ClientFile, HasTheFirstOfANameInTheFirstListOfServices) {
+  std::filesystem::create_directory("../conf");
+  WriteTestFile("../conf/client.xml",
+                "<any><x><service name='a' ip='i' svc='s' port='1'/></x>"
+                "<p:services xmlns:p='u'>"
+                "<x><service name='a' ip='i' svc='s' port='2'/></x>"
+                "<p:service p:name='a' name='b' ip='i' svc='s' port='3'/>"
+                "<service name='a' p:ip='no' ip='i' svc='s' port='4x'/>"
+                "<service name='a' ip='i' svc='s' port='5'/></p:services>"
+                "<services><service name='c' ip='i' svc='s'/></services>"
+                "</any>");
+  RemoteServiceInfo record{};
+  EXPECT_TRUE(rmt_get_remote_server("a", &record)) << rmt_last_error();
+  EXPECT_EQ(record.port, 4);
+  EXPECT_STREQ(record.ip, "i");
+  EXPECT_TRUE(rmt_get_remote_server("b", &record));
+  EXPECT_EQ(record.port, 3);
+  EXPECT_FALSE(rmt_get_remote_server("c", &record));
+}
+
+TEST_F(ClientFile, ThatIsBrokenBehindTheServiceIsRefusedWithTheLine) {
+  Write("<service name='a' ip='i' svc='s'/>\n<b></c>");
+  RemoteServiceInfo record{};
+  EXPECT_FALSE(rmt_get_remote_server("a", &record));
+  EXPECT_EQ(log_.Count("rmt_get_remote_server Failed: '../conf/client.xml' "
+                       "cannot be read: line 2, column "),
+            1)
+      << log_.Text();
+}
+
+TEST_F(ClientFile, StaysAsItIsOnAFullDisk) {
+  Write("<service name='a' ip='i' svc='s'/>");
+  const std::string before = Text();
+  if (::mount("tmpfs", "../conf", "tmpfs", 0, "size=16k") != 0)
+    GTEST_SKIP() << "no disk can be mounted here";
+  WriteTestFile("../conf/client.xml", before);
+  WriteTestFile("../conf/client.xml.lock", "");
+  EXPECT_THROW(WriteTestFile("../conf/full", std::string(20'000, 'x')),
+               std::exception);
+  const RemoteServiceInfo record = Record("x", 1);
+  EXPECT_FALSE(rmt_set_remote_server("a", &record));
+  EXPECT_EQ(rmt_last_error_code(), RMT_NOT_WRITTEN);
+  EXPECT_STREQ(rmt_last_error(),
+               "'../conf/client.xml' cannot be written: "
+               "No space left on device");
+  EXPECT_EQ(Text(), before);
+  std::filesystem::remove("../conf/full");
+  EXPECT_TRUE(rmt_set_remote_server("a", &record)) << rmt_last_error();
+  ::umount("../conf");
+}
+
 TEST_F(ClientFile, IsNotChangedByARecordThatCannotBeWritten) {
   Write("<service name='a' ip='i' svc='s'/>");
   const std::string before = Text();
@@ -231,6 +283,11 @@ TEST_F(ClientFile, ThatCannotBeReadIsKeptBesideTheNewOne) {
   EXPECT_EQ(ReadTestFile("../conf/client.xml.unreadable"),
             "<config><services>");
   EXPECT_EQ(Mode("../conf/client.xml.unreadable"), 0600);
+
+  std::filesystem::remove("../conf/client.xml");
+  std::filesystem::create_directory("../conf/client.xml");
+  EXPECT_FALSE(rmt_set_remote_server("a", &record));
+  EXPECT_STREQ(rmt_last_error(), "'../conf/client.xml' is a folder");
 }
 
 TEST_F(ClientFile, LosesNoChangeOfManyThreads) {

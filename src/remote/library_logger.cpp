@@ -24,7 +24,7 @@ void LibraryLogger::trace(const std::string& category,
 }
 
 void LibraryLogger::warning(const std::string& message) {
-  LogPlain(kSource, Entry("warning: ", message));
+  LogWarning(kSource, Entry("", message));
 }
 
 void LibraryLogger::error(const std::string& message) {

@@ -2,7 +2,6 @@
 
 #include <Ice/Ice.h>
 
-#include <exception>
 #include <optional>
 #include <utility>
 

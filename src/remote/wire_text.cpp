@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "util/ascii_block.h"
 #include "util/cp936.h"
 #include "util/gb_text.h"
 #include "util/utf8.h"
@@ -11,15 +12,13 @@
 namespace kiv::remote {
 namespace {
 
-// Eight bytes at a time: most texts on the wire are ASCII.
+// Most texts on the wire are ASCII.
 bool IsAsciiText(std::string_view text) {
   const char* at = text.data();
   const char* const end = at + text.size();
-  for (; end - at >= 8; at += 8) {
-    unsigned long long block;
-    std::memcpy(&block, at, sizeof block);
-    if ((block & 0x8080808080808080ULL) != 0) return false;
-  }
+  constexpr std::ptrdiff_t kBlock = ascii_block::kBytes;
+  for (; end - at >= kBlock; at += kBlock)
+    if (ascii_block::CountBytes(at) != ascii_block::kBytes) return false;
   return std::all_of(at, end, IsAscii);
 }
 
@@ -39,11 +38,15 @@ char* NewFromWire(std::string_view wire, std::size_t& size) {
   // No character takes more room in the local encoding.
   auto* const text = static_cast<char*>(std::malloc(wire.size() + 1));
   if (text == nullptr) return nullptr;
-  if (IsAsciiText(wire) || !IsUtf8(wire)) {
+  bool is_copied = IsAsciiText(wire);
+  if (!is_copied) {
+    size = Utf8ToCp936(wire, text);
+    // What is no UTF-8 has left a "?".
+    is_copied = std::memchr(text, '?', size) != nullptr && !IsUtf8(wire);
+  }
+  if (is_copied) {
     if (!wire.empty()) std::memcpy(text, wire.data(), wire.size());
     size = wire.size();
-  } else {
-    size = Utf8ToCp936(wire, text);
   }
   text[size] = '\0';
   return text;

@@ -27,6 +27,12 @@ inline std::size_t Count(int mask) {
       std::countr_zero(static_cast<unsigned>(mask) | 0x10000U));
 }
 
+// kBytes bytes, which are not copied.
+inline std::size_t CountBytes(const char* from) {
+  const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+  return Count(_mm_movemask_epi8(block));
+}
+
 // kBytes bytes.
 inline std::size_t Widen(const char* from, char16_t* to) {
   const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));

@@ -183,7 +183,13 @@ std::size_t Utf8ToCp936(std::string_view text, char* out) {
     do one();
     while (in != end && !IsAscii(*in));
   }
-  while (in != end) one();
+  // Short texts are all rest, and their ASCII needs no look-up.
+  while (in != end) {
+    if (IsAscii(*in))
+      *out++ = *in++;
+    else
+      one();
+  }
   return static_cast<std::size_t>(out - start);
 }
 

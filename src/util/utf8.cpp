@@ -83,6 +83,14 @@ bool IsUtf8(std::string_view text) {
   const char* in = text.data();
   const char* const end = in + text.size();
   while (in != end) {
+    if (end - in >= static_cast<std::ptrdiff_t>(ascii_block::kBytes)) {
+      const std::size_t ascii = ascii_block::CountBytes(in);
+      if (ascii == ascii_block::kBytes) {
+        in += ascii_block::kBytes;
+        continue;
+      }
+      in += ascii;
+    }
     char32_t character;
     const char* const next = utf8::DecodeOne(in, end, character);
     // U+FFFD itself is a character of three bytes; nothing ill-formed has the

@@ -5,6 +5,8 @@
 #include <string>
 
 #include "kiv/dom_parser.h"
+#include "port/file.h"
+#include "port/read_file.h"
 #include "util/gb_text.h"
 #include "util/utf8.h"
 #include "xml/guarded_parser.h"
@@ -77,6 +79,22 @@ void CheckUtf8(std::string_view document) {
 }
 
 }  // namespace
+
+std::string ReadDocument(const std::string& native_path) {
+  std::string document;
+  const std::size_t limit = DomParser::MaxBytes();
+  switch (port::ReadFileText(native_path, limit, document)) {
+    case port::FileRead::Whole:
+      break;
+    case port::FileRead::Failed:
+      throw DocumentRefused{port::ErrorText(port::LastError())};
+    case port::FileRead::NotRegular:
+      throw DocumentRefused{"this is no regular file"};
+    case port::FileRead::TooLarge:
+      RefuseSize(limit);
+  }
+  return document;
+}
 
 void CheckBytes(std::string_view document) {
   const std::size_t max_bytes = DomParser::MaxBytes();

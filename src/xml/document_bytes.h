@@ -2,11 +2,15 @@
 #define XML_DOCUMENT_BYTES_H_
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
-// What is wrong with a document's bytes, where the XML library would blame
-// something else for it.
+// The bytes of a document, and what is wrong with them where the XML library
+// would blame something else for it.
 namespace kiv {
+
+// The whole file. Throws DocumentRefused.
+std::string ReadDocument(const std::string& native_path);
 
 // Throws DocumentRefused for
 // - no bytes, or more than DomParser::MaxBytes();

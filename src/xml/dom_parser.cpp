@@ -12,8 +12,6 @@
 #include <xercesc/util/XMLUni.hpp>
 
 #include "kiv/strings.h"
-#include "port/file.h"
-#include "port/read_file.h"
 #include "util/cp936.h"
 #include "util/log_entry.h"
 #include "xml/document_bytes.h"
@@ -75,23 +73,6 @@ ParseFault LogParseFailure(const std::string& file) {
              "\nUnexpected exception during parsing: '" + Shown(file) + "'\n");
     return {0, 0, "unexpected exception"};
   }
-}
-
-// Throws DocumentRefused.
-std::string ReadDocument(const std::string& native_path) {
-  std::string document;
-  const std::size_t limit = DomParser::MaxBytes();
-  switch (port::ReadFileText(native_path, limit, document)) {
-    case port::FileRead::Whole:
-      break;
-    case port::FileRead::Failed:
-      throw DocumentRefused{port::ErrorText(port::LastError())};
-    case port::FileRead::NotRegular:
-      throw DocumentRefused{"this is no regular file"};
-    case port::FileRead::TooLarge:
-      RefuseSize(limit);
-  }
-  return document;
 }
 
 xercesc::MemBufInputSource Source(std::string_view document,

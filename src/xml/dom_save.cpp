@@ -20,7 +20,7 @@ constexpr int kSavedMode = 0644;
 }  // namespace
 
 bool SaveDocument(const DomDocument& document, const char* path,
-                  int new_file_mode) {
+                  int new_file_mode, std::string* reason) {
   if (path == nullptr) return false;
   DomDocumentContent content;
   if (!document.GetDocumentContent(content, kSavedEncoding)) {
@@ -37,9 +37,9 @@ bool SaveDocument(const DomDocument& document, const char* path,
   if (port::ReplaceFileText(target.native_file_string(),
                             ContentAccess::Text(content), new_file_mode))
     return true;
-  const int error = port::LastError();
-  LogError(kOpenSource, message::DocumentNotWritten(Shown(full_path),
-                                                    port::ErrorText(error)));
+  const std::string text = port::ErrorText(port::LastError());
+  LogError(kOpenSource, message::DocumentNotWritten(Shown(full_path), text));
+  if (reason != nullptr) *reason = text;
   return false;
 }
 

@@ -19,6 +19,7 @@
 #include "util/utf8.h"
 #include "util/xerces_platform.h"
 #include "xml/document_bytes.h"
+#include "xml/document_path.h"
 #include "xml/guarded_parser.h"
 #include "xml/xml_events.h"
 #include "xml/xml_guard.h"
@@ -333,6 +334,18 @@ void ReadXmlEvents(std::string_view document, XmlEvents& events) {
   } catch (...) {
     ThrowRefusal();
   }
+}
+
+void ReadXmlFile(const char* path, XmlEvents& events) {
+  const auto native_path = NativeDocumentPath(path);
+  if (!native_path) throw XmlRefusal{"the path cannot be resolved"};
+  std::string document;
+  try {
+    document = ReadDocument(*native_path);
+  } catch (...) {
+    ThrowRefusal();
+  }
+  ReadXmlEvents(document, events);
 }
 
 }  // namespace kiv

@@ -66,6 +66,8 @@ struct XmlRefusal {
 //
 // Any number of threads. The XML platform must run.
 void ReadXmlEvents(std::string_view document, XmlEvents& events);
+// The same of a file, by a path as DomParser::parseURI has it.
+void ReadXmlFile(const char* path, XmlEvents& events);
 
 }  // namespace kiv
 

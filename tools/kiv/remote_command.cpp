@@ -98,8 +98,10 @@ void AddSet(RemoteCommands& commands) {
                   "The version of documents")
       ->check(CLI::NonNegativeNumber);
   set->footer(
-      "What is not said stays as it was. The file then belongs to its owner "
-      "alone,\nbecause it holds access codes.");
+      "What is not said stays as it was. A time-out and the kind of endpoint "
+      "are\nadded to the file by hand, as timeout=\"30\" and "
+      "endpoint=\"ssl\". The file then\nbelongs to its owner alone, because it "
+      "holds access codes.");
 }
 
 void AddCallCommand(RemoteCommands& commands) {

@@ -194,6 +194,9 @@ int SetService(const RemoteOptions& options) {
         return RemoteFault(RemoteReason());
   }
   if (!PutOptions(options, info)) return 1;
+  if (info.svc[0] == '\0')
+    return RemoteFault("'" + options.service +
+                       "' has no identity yet: --svc says it");
   if (!rmt_set_remote_server(name.c_str(), &info))
     return RemoteFault(RemoteReason());
   return 0;
