@@ -78,8 +78,9 @@ void KeepToClose(const RemoteProxy& proxy) {
 
 server::ServiceBasePrx PatientProxy(const RemoteProxy& proxy) {
   const auto start = Clock::now();
-  proxy.inner->ice_getConnection()->setACM(IceUtil::None, Ice::CloseOnIdle,
-                                           IceUtil::None);
+  const Ice::ConnectionPtr connection = proxy.inner->ice_getConnection();
+  if (connection->getACM().close != Ice::CloseOnIdle)
+    connection->setACM(IceUtil::None, Ice::CloseOnIdle, IceUtil::None);
   const auto taken = std::chrono::duration_cast<std::chrono::milliseconds>(
       Clock::now() - start);
   return proxy.inner->ice_invocationTimeout(
