@@ -41,6 +41,8 @@ struct Result {
   bool is_met() const { return ratio >= target; }
 };
 
+std::filesystem::path output_folder = ".";
+
 // Made on first use: the cases register themselves before main.
 std::vector<Pair>& Pairs() {
   static std::vector<Pair> pairs;
@@ -184,6 +186,8 @@ bool StayBelow(std::string name, std::string unit, double limit,
   return true;
 }
 
+std::filesystem::path OutputFolder() { return output_folder; }
+
 }  // namespace bench
 
 int main(int argc, char** argv) {
@@ -192,6 +196,7 @@ int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     if (std::strcmp(argv[i], "--report") == 0 && i + 1 < argc) {
       report = argv[++i];
+      bench::output_folder = std::filesystem::absolute(report).parent_path();
     } else {
       filter = argv[i];
     }

@@ -3,6 +3,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <filesystem>
 #include <functional>
 #include <string>
 
@@ -30,6 +31,9 @@ bool Compare(Comparison comparison, Body ours, Body peer);
 // with the limit as the peer and limit / figure as the ratio.
 bool StayBelow(std::string name, std::string unit, double limit,
                std::function<double()> measure);
+
+// Where a case leaves what else it has to show: beside the report.
+std::filesystem::path OutputFolder();
 
 }  // namespace bench
 

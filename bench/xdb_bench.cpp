@@ -19,7 +19,9 @@
 #include <vector>
 
 #include "compare.h"
+#include "plot.h"
 #include "xdb/container/container.h"
+#include "xdb/container/environment_access.h"
 #include "xdb/container/store_error.h"
 
 namespace {
@@ -265,23 +267,21 @@ void GetOurs(benchmark::State& state) {
     benchmark::DoNotOptimize(store->container().Get(NameOf(++turn), nullptr));
 }
 
-// The documents themselves in one table, in an environment opened and set as
-// ours is.
+// The documents themselves in one table of an environment that is opened and
+// set as ours is.
 class BareStore {
  public:
-  BareStore() : environment_(DB_CXX_NO_EXCEPTIONS) {
-    environment_.set_cachesize(0, 64U << 20, 1);
-    environment_.set_lk_detect(DB_LOCK_YOUNGEST);
-    Check(environment_.open(Work().Fresh("bare").c_str(),
-                            DB_CREATE | DB_INIT_MPOOL | DB_INIT_LOCK |
-                                DB_INIT_LOG | DB_INIT_TXN | DB_THREAD,
-                            0));
-    table_ = std::make_unique<Db>(&environment_, DB_CXX_NO_EXCEPTIONS);
+  BareStore() {
+    if (environment_.Open(Work().Fresh("bare").string(),
+                          {true, true, true, true}, "") != 0)
+      throw std::runtime_error(environment_.ErrorText());
+    DbEnv* const handle = kiv::xdb::EnvironmentHandle(environment_);
+    table_ = std::make_unique<Db>(handle, DB_CXX_NO_EXCEPTIONS);
     Check(table_->set_pagesize(8192));
     Check(table_->open(nullptr, "bare.db", nullptr, DB_BTREE,
                        DB_CREATE | DB_THREAD | DB_AUTO_COMMIT, 0));
     DbTxn* transaction = nullptr;
-    Check(environment_.txn_begin(nullptr, &transaction, 0));
+    Check(handle->txn_begin(nullptr, &transaction, 0));
     for (const auto& [name, content] : Orders().all) {
       Dbt key(const_cast<char*>(name.data()),
               static_cast<u_int32_t>(name.size()));
@@ -308,7 +308,7 @@ class BareStore {
     if (code != 0) throw std::runtime_error(DbEnv::strerror(code));
   }
 
-  DbEnv environment_;
+  Environment environment_;
   std::unique_ptr<Db> table_;
   std::vector<char> buffer_ = std::vector<char>(1 << 16);
 };
@@ -328,13 +328,15 @@ std::string SmallDocument(std::size_t number) {
 }
 
 // Microseconds a put, in durable batches, over each step of a growing
-// container; the steps are written to xdb_put_growth.csv.
+// container, which are plotted, too: docs/xdb-put-growth.svg is one of these.
 double PutGrowth() {
   constexpr std::size_t kMost = 1'000'000;
   constexpr std::size_t kStep = 10'000;
   Store store("growth");
-  std::ofstream table("xdb_put_growth.csv");
-  table << "documents,microseconds_a_put\n";
+  bench::Plot plot{"A put of a small document, in durable batches of 1,000",
+                   "documents in the container",
+                   "us",
+                   {}};
   std::vector<double> early;
   std::vector<double> late;
   std::size_t count = 0;
@@ -347,10 +349,11 @@ double PutGrowth() {
     const double start = Seconds();
     store.Load(documents);
     const double each = (Seconds() - start) * 1e6 / static_cast<double>(step);
-    table << count << ',' << each << '\n';
+    plot.points.emplace_back(count, each);
     if (count >= 10'000 && count <= 100'000) early.push_back(each);
     if (count > kMost - 100'000) late.push_back(each);
   }
+  bench::WritePlot(plot, bench::OutputFolder() / "xdb-put-growth.svg");
   std::fprintf(stderr,
                "a put costs %.1f us among 10,000 to 100,000 documents, %.1f us "
                "among 900,000 to 1,000,000\n",

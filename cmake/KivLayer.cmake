@@ -1,4 +1,5 @@
-# kiv_layer(name FOLDERS below-src... [BELOW layers...] [USES libraries...])
+# kiv_layer(name FOLDERS below-src... [BELOW layers...] [USES libraries...]
+#           [GENERATED sources...])
 #
 # One target a layer, kiv_<name>, of every source in the folders, and one test
 # program, kiv_<name>_test, of every *_test.cpp beside them. The test links this
@@ -9,7 +10,7 @@
 set(KIV_LAYERS "" CACHE INTERNAL "layers, lowest first")
 
 function(kiv_layer name)
-  cmake_parse_arguments(arg "" "" "FOLDERS;BELOW;USES" ${ARGN})
+  cmake_parse_arguments(arg "" "" "FOLDERS;BELOW;USES;GENERATED" ${ARGN})
   set(sources)
   set(tests)
   foreach(folder IN LISTS arg_FOLDERS)
@@ -24,9 +25,13 @@ function(kiv_layer name)
     return()
   endif()
 
-  add_library(kiv_${name} OBJECT ${sources})
+  add_library(kiv_${name} OBJECT ${sources} ${arg_GENERATED})
   target_include_directories(kiv_${name} PUBLIC
     ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
+  if(arg_GENERATED)
+    target_include_directories(kiv_${name} SYSTEM PUBLIC
+      ${PROJECT_BINARY_DIR}/generated)
+  endif()
   target_compile_definitions(kiv_${name} PRIVATE KIV_BUILDING_LIBRARY)
   target_link_libraries(kiv_${name} PUBLIC ${arg_BELOW}
                         PRIVATE ${arg_USES} kiv_warnings)

@@ -30,7 +30,10 @@ foreach(layer IN LISTS KIV_LAYERS)
 endforeach()
 target_include_directories(kiv_whole INTERFACE
   ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
+target_include_directories(kiv_whole SYSTEM INTERFACE
+  ${PROJECT_BINARY_DIR}/generated)
 target_link_libraries(kiv_whole INTERFACE ${uses})
 
 include(GNUInstallDirs)
 install(TARGETS kivcorelib10 LIBRARY FILE_SET HEADERS)
+install(DIRECTORY include/slice DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})

@@ -1,48 +1,101 @@
 // A processor library for a watched directory: takes an order, a file of one
-// line "customer;article;pieces", and appends it to ../out/orders.txt.
+// line "customer;article;pieces", and stores it as a document of the container
+// "orders" in the XML database ../out/orders.
 //
 // fileq.xml names it as <processor>dll://../lib/order_processor:TakeOrder
 // </processor>.
 #include <cstdint>
-#include <cstdio>
+#include <memory>
 #include <string>
 
+#include "kiv/dom.h"
 #include "kiv/msgq/file_queue.h"
 #include "kiv/parser/parser.h"
+#include "kiv/store/store.h"
+#include "kiv/xdb.h"
 
 namespace {
 
 using kiv::parser::Parser;
 
-constexpr const char* kOrderFile = "../out/orders.txt";
+constexpr char kDatabase[] = "xmldb:../out/orders";
+constexpr char kTable[] = "orders";
+
+struct Order {
+  std::string customer;
+  std::string article;
+  std::int32_t pieces = 0;
+};
 
 // "customer;article;" and a number that is one.
-bool IsOrder(const char* at, const char* end) {
-  std::string field;
+bool Read(const char* at, const char* end, Order& order) {
   unsigned consumed = 0;
-  for (int i = 0; i < 2; ++i) {
-    if (!Parser::ParseTo(at, end, ';', field, consumed)) return false;
+  for (std::string* const field : {&order.customer, &order.article}) {
+    if (!Parser::ParseTo(at, end, ';', *field, consumed)) return false;
     at += consumed;
-    if (field.empty() || at == end || *at++ != ';') return false;
+    if (field->empty() || at == end || *at++ != ';') return false;
   }
-  std::int32_t pieces = 0;
-  return Parser::ParseInt32(at, end, pieces, consumed, 0, 0) && pieces > 0;
+  return Parser::ParseInt32(at, end, order.pieces, consumed, 0, 0) &&
+         order.pieces > 0;
 }
+
+// <order customer="..." article="..." pieces="..."/>
+bool MakeDocument(const Order& order, kiv::XDbDocument& out) {
+  kiv::DomDocument document;
+  kiv::DomElement root;
+  return kiv::DomDocument::CreateDocument(document) &&
+         document.CreateDocumentElement("order", root) &&
+         root.SetAttribute("customer", order.customer.c_str()) &&
+         root.SetAttribute("article", order.article.c_str()) &&
+         root.SetAttribute("pieces", order.pieces) && out.setContent(document);
+}
+
+// The database, opened by the first order. What fails is in the log.
+class Orders {
+ public:
+  bool Store(const std::string& file, const Order& order) {
+    if (!IsOpen()) return false;
+    kiv::XDbDocument document;
+    kiv::XDbContainer& container = table_->GetContainer();
+    // Behind a host that was killed over it, the order may be there already.
+    if (container.GetDocument(file, document)) {
+      return MakeDocument(order, document) && container.update(document);
+    }
+    std::string name = file;
+    std::string content;
+    return connection_->GetManager().CreateDocument(document) &&
+           MakeDocument(order, document) && document.getContent(content) &&
+           container.PutDocument(name, content);
+  }
+
+ private:
+  bool IsOpen() {
+    if (table_) return true;
+    if (!connection_) {
+      const auto connection =
+          std::dynamic_pointer_cast<kiv::store::DbXmlConnection>(
+              kiv::store::Factory().CreateConnection(kDatabase));
+      if (!connection || !connection->OpenOrCreate("", "")) return false;
+      connection_ = connection;
+    }
+    table_ = std::dynamic_pointer_cast<kiv::store::DbXmlTable>(
+        connection_->IsExistTable(kTable) ? connection_->GetTable(kTable)
+                                          : connection_->CreateTable(kTable));
+    return table_ != nullptr;
+  }
+
+  std::shared_ptr<kiv::store::DbXmlConnection> connection_;
+  std::shared_ptr<kiv::store::DbXmlTable> table_;
+};
 
 }  // namespace
 
-// False refuses the file, which then lies in .failed/.
+// False refuses the file, which then lies in .failed/. One thread serves all
+// watched directories.
 extern "C" __attribute__((visibility("default"))) bool TakeOrder(
     const char* bytes, int length, void* context) {
+  static Orders orders;
   const auto& file = *static_cast<const kiv::msgq::FileQueueFile*>(context);
-  const std::string order(bytes, bytes + length);
-  if (!IsOrder(bytes, bytes + length)) return false;
-  std::FILE* const orders = std::fopen(kOrderFile, "ab");
-  if (orders == nullptr) return false;
-  // Behind a host that was killed over it, the order may be there already: who
-  // reads the orders sees which may be double.
-  std::fprintf(orders, "%s;%s;%s\n", file.name,
-               file.attempt > 1 ? "again" : "new",
-               order.substr(0, order.find_first_of("\r\n")).c_str());
-  return std::fclose(orders) == 0;
+  Order order;
+  return Read(bytes, bytes + length, order) && orders.Store(file.name, order);
 }

@@ -1,28 +1,34 @@
 // A processor library: takes one line of a weighbridge, "scale,day,hour,minute,
-// second,kilograms,plate", and appends a record to ../out/records.xml.
+// second,kilograms,plate", and adds it as a row to the table "weighings" of the
+// SQLite database ../out/weighbridge.db.
 //
 // queue.xml names it as processor="dll://../lib/weighbridge_processor:Weigh".
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <string>
 
-#include "kiv/dom.h"
-#include "kiv/file_system.h"
+#include "dm/dm.h"
 #include "kiv/parser/parser.h"
+#include "kiv/store/store.h"
 
 namespace {
 
 using kiv::parser::Parser;
+using Any = dm::ObjectPtr<int*>;
+using StructPtr = dm::ObjectPtr<dm::StructType>;
 
-constexpr const char* kRecordFile = "../out/records.xml";
+constexpr char kDatabase[] =
+    "ado:ado:Driver=SQLite3;Database=../out/weighbridge.db";
+constexpr char kTable[] = "weighings";
 
 struct Weighing {
   std::string scale;
-  int day = 0;
-  int hour = 0;
-  int minute = 0;
-  int second = 0;
-  int kilograms = 0;
+  std::int32_t day = 0;
+  std::int32_t hour = 0;
+  std::int32_t minute = 0;
+  std::int32_t second = 0;
+  std::int32_t kilograms = 0;
   std::string plate;
 };
 
@@ -34,7 +40,7 @@ bool TakeComma(const char*& at, const char* end) {
 
 // A field that holds no number is a fault here, though the reader would accept
 // it and give the default.
-bool TakeNumber(const char*& at, const char* end, int& out) {
+bool TakeNumber(const char*& at, const char* end, std::int32_t& out) {
   constexpr std::int32_t kNoNumber = -1;
   std::int32_t number = kNoNumber;
   unsigned consumed = 0;
@@ -60,38 +66,78 @@ bool Read(const char* at, const char* end, Weighing& out) {
   return !out.plate.empty();
 }
 
-// Every queue calls from its own thread, and all of them write to one file.
-std::mutex record_file_mutex;
+// The database, opened by the first weighing. What fails is in the log.
+class Weighings {
+ public:
+  bool Add(const Weighing& weighing) {
+    // Every queue calls from its own thread, and a connection is for one at a
+    // time.
+    const std::lock_guard lock(mutex_);
+    return IsOpen() && rows_->Insert(kTable, {RecordOf(weighing)});
+  }
 
-bool Append(const Weighing& weighing) {
-  const std::lock_guard lock(record_file_mutex);
-  kiv::DomParser parser;
-  kiv::DomDocument document;
-  kiv::DomElement records;
-  const bool is_there =
-      kiv::FileSystem::is_file(kiv::FileSystemPath(kRecordFile));
-  const bool is_open =
-      is_there ? parser.parseURI(kRecordFile, document) &&
-                     document.GetDocumentElement(records)
-               : kiv::DomDocument::CreateDocument(document) &&
-                     document.CreateDocumentElement("records", records);
-  kiv::DomElement record;
-  if (!is_open || !records.CreateElement("record", record)) return false;
-  record.SetAttribute("scale", weighing.scale.c_str());
-  record.SetAttribute("day", weighing.day);
-  record.SetAttribute("hour", weighing.hour);
-  record.SetAttribute("minute", weighing.minute);
-  record.SetAttribute("second", weighing.second);
-  record.SetAttribute("kilograms", weighing.kilograms);
-  record.SetTextContent(weighing.plate.c_str());
-  return document.SaveAs(kRecordFile);
-}
+ private:
+  bool IsOpen() {
+    if (rows_) return true;
+    if (!type_ && !MakeType()) return false;
+    const auto connection = kiv::store::Factory().CreateConnection(kDatabase);
+    if (!connection || !connection->OpenOrCreate("", "")) return false;
+    if (!connection->IsExistTable(kTable)) {
+      const auto table = connection->CreateTable(kTable);
+      if (!table || !table->CreateColumns(type_) || !table->CompleteCreate()) {
+        return false;
+      }
+    }
+    rows_ = kiv::store::Rows::On(connection);
+    return rows_ != nullptr;
+  }
+
+  // A record type becomes a table, and its fields the columns.
+  bool MakeType() {
+    const auto type = StructPtr::Take(dm_o_struct_metadata_new());
+    const auto add = [&](const char* name, void* field) {
+      return dm_o_struct_metadata_append(type.get(), name, field);
+    };
+    if (!add("scale", dm_o_ansi_string_metadata()) ||
+        !add("day", dm_o_int32_metadata()) ||
+        !add("hour", dm_o_int32_metadata()) ||
+        !add("minute", dm_o_int32_metadata()) ||
+        !add("second", dm_o_int32_metadata()) ||
+        !add("kilograms", dm_o_int32_metadata()) ||
+        !add("plate", dm_o_ansi_string_metadata())) {
+      return false;
+    }
+    type_ = type;
+    return true;
+  }
+
+  Any RecordOf(const Weighing& weighing) const {
+    auto record = Any::Take(dm_o_instance_from_metadata(type_.get()));
+    std::size_t next = 0;
+    const auto field = [&] {
+      return dm::Object(dm_o_struct_field_at(record.get(), next++));
+    };
+    bool done = dm_o_string_assign(field().get(), weighing.scale.c_str());
+    for (const std::int32_t number :
+         {weighing.day, weighing.hour, weighing.minute, weighing.second,
+          weighing.kilograms}) {
+      done &= field().Write(number);
+    }
+    done &= dm_o_string_assign(field().get(), weighing.plate.c_str());
+    return done ? record : Any();
+  }
+
+  std::mutex mutex_;
+  StructPtr type_;
+  std::shared_ptr<kiv::store::Rows> rows_;
+};
 
 }  // namespace
 
 // The bytes need not end with a NUL. False refuses the message.
 extern "C" __attribute__((visibility("default"))) bool Weigh(
     const char* bytes, int length, void* /*context*/) {
+  static Weighings weighings;
   Weighing weighing;
-  return Read(bytes, bytes + length, weighing) && Append(weighing);
+  return Read(bytes, bytes + length, weighing) && weighings.Add(weighing);
 }

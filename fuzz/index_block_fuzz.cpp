@@ -35,12 +35,34 @@ void CheckEntry(const std::string& bytes) {
   }
 }
 
+// A block that is changed stays one that can be read.
+void CheckChanges(std::string_view block) {
+  const std::string middle(block.substr(0, block.size() / 2));
+  std::string edited;
+  try {
+    BlockEditor editor(block);
+    editor.Insert(middle);
+    editor.Remove(middle + "x");
+    editor.Insert(middle + "y");
+    edited = editor.Finish();
+    std::vector<std::string> entries;
+    BlockReader reader(edited);
+    while (reader.Next() && entries.size() < 1000)
+      entries.emplace_back(reader.entry());
+    BlockEditor again(edited);
+    for (const std::string& entry : entries) again.Remove(entry);
+    again.Finish();
+  } catch (const TreeError&) {
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes,
                                       std::size_t size) {
   const std::unique_ptr<char[]> block(new char[size]);
   if (size > 0) std::memcpy(block.get(), bytes, size);
+  CheckChanges(std::string_view(block.get(), size));
   std::vector<std::string> entries;
   std::size_t total = 0;
   try {

@@ -27,22 +27,37 @@ install_packages() {
 }
 
 build_packages=(g++ cmake ninja-build ccache pkg-config libxerces-c-dev
-  libcli11-dev libsqlite3-dev librabbitmq-dev libdb5.3++-dev libicu-dev)
-test_packages=(libgtest-dev libgmock-dev python3 strace
-  nlohmann-json3-dev zlib1g-dev)
+  libcli11-dev libsqlite3-dev librabbitmq-dev libdb5.3++-dev libicu-dev
+  unixodbc-dev libsqliteodbc libzeroc-ice-dev zeroc-ice-compilers)
+test_packages=(libgtest-dev libgmock-dev python3 python3-zeroc-ice openssl
+  strace odbc-postgresql tdsodbc odbc-mdbtools nlohmann-json3-dev zlib1g-dev)
 bench_packages=(libbenchmark-dev libspdlog-dev libssl-dev
-  libhowardhinnant-date-dev python3 basex)
+  libhowardhinnant-date-dev python3 basex libsqliteodbc)
 check_packages=(clang clang-format clang-tidy libclang-rt-14-dev)
 
 # The broker that durable queues may lie on, for its tests.
 broker_packages=(rabbitmq-server openssl)
 
-# install_broker: the broker as a program to run, not as a service. Its package
-# starts one on installation unless the system's policy says no; a policy that is
-# there already stays.
-install_broker() {
-  dpkg-query -W -f='${Status}' rabbitmq-server 2>/dev/null |
-    grep -q 'install ok installed' && return 0
+# The server that tests of the record store start for themselves.
+server_packages=(postgresql)
+
+# install_as_programs SERVICE... -- NAME...: packages of servers, as programs to
+# run, not as services. They start one on installation unless the system's policy
+# says no; a policy that is there already stays. The services are those to keep
+# from starting with the machine.
+install_as_programs() {
+  local services=()
+  while [ "$1" != -- ]; do
+    services+=("$1")
+    shift
+  done
+  shift
+  local name is_missing=
+  for name in "$@"; do
+    dpkg-query -W -f='${Status}' "$name" 2>/dev/null |
+      grep -q 'install ok installed' || is_missing=yes
+  done
+  [ -n "$is_missing" ] || return 0
   local policy=/usr/sbin/policy-rc.d as_root=() is_ours=
   [ "$(id -u)" -eq 0 ] || as_root=(sudo)
   if [ ! -e "$policy" ]; then
@@ -51,14 +66,20 @@ install_broker() {
     is_ours=yes
   fi
   local result=0
-  install_packages "${broker_packages[@]}" || result=$?
+  install_packages "$@" || result=$?
   [ -z "$is_ours" ] || "${as_root[@]}" rm -f "$policy"
   # Nor at the next start of the machine.
   if [ "$result" -eq 0 ] && [ -d /run/systemd/system ]; then
-    "${as_root[@]}" systemctl disable rabbitmq-server epmd.socket \
-      >/dev/null 2>&1 || true
+    "${as_root[@]}" systemctl disable "${services[@]}" >/dev/null 2>&1 || true
   fi
   return "$result"
+}
+
+install_broker() {
+  install_as_programs rabbitmq-server epmd.socket -- "${broker_packages[@]}"
+}
+install_server() {
+  install_as_programs postgresql -- "${server_packages[@]}"
 }
 
 # build_preset NAME [TARGET...]: configures when needed and builds.

@@ -1,8 +1,10 @@
 // kiv xdb as users run it.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,6 +15,8 @@
 #include "testing/eventually.h"
 #include "testing/pseudo_terminal.h"
 #include "testing/running_program.h"
+#include "xdb/container/container.h"
+#include "xdb/container/container_reading.h"
 
 namespace kiv::testing {
 namespace {
@@ -208,9 +212,48 @@ TEST_F(KivXdb, TakesAnyNameThroughADump) {
   EXPECT_EQ(Shell("diff -r out saved"), 0) << output_;
 
   EXPECT_TRUE(Fails({"dump", "c", "out"}, "is there already, and not empty"));
+  // As a shell completes the name of an empty folder.
+  fs::create_directory("empty");
+  EXPECT_EQ(Run({"dump", "c", "empty/"}), 0) << errors_;
+  EXPECT_EQ(Shell("diff -r out empty"), 0) << output_;
+  // Nothing of anybody's is removed for it.
+  fs::create_directory("mine.part");
+  WriteTestFile("mine.part/kept", "");
+  EXPECT_TRUE(Fails({"dump", "c", "mine"}, "mine.part is in the way"));
+  EXPECT_TRUE(fs::exists("mine.part/kept"));
   WriteTestFile("out/strange%file.xml", "<a/>");
   EXPECT_TRUE(Fails({"load", "more", "out"}, "strange%file.xml is not named"));
   EXPECT_TRUE(Fails({"load", "more", "nowhere"}, "nowhere: "));
+}
+
+// Others are in the way of its index, which is written with the commit.
+TEST_F(KivXdb, StoresABatchAgainThatOthersWereInTheWayOf) {
+  fs::create_directory("db");
+  WriteTestFile("db/DB_CONFIG", "set_lock_timeout 200000\n");
+  WriteTestFile("a", "<a>1</a>");
+  WriteTestFile("b", "<a>2</a>");
+  ASSERT_EQ(Run({"put", "-c", "c", "a"}), 0) << errors_;
+  GlobalInit();
+  {
+    const auto environment = std::make_shared<xdb::Environment>();
+    ASSERT_EQ(
+        environment->Open("db", {.thread = true, .transactions = true}, ""), 0);
+    const auto container = xdb::OpenContainer(
+        environment, "c.xdb", {.thread = true, .transactional = true});
+    const auto transaction = environment->Begin();
+    const xdb::ContainerReading reading(*container, transaction.get());
+    xdb::IndexHits hits = reading.Find(xdb::ValueRange::All(1));
+    xdb::IndexHit hit;
+    ASSERT_TRUE(hits.Next(hit));
+    RunningProgram kiv(KIV_PROGRAM, {"xdb", "-d", "db", "put", "c", "b"}, {});
+    // For longer than it waits for a lock.
+    EXPECT_FALSE(Eventually([&] { return !kiv.Errors().empty(); },
+                            std::chrono::seconds(3)));
+    transaction->Abort();
+    EXPECT_EQ(kiv.WaitForEnd(), 0) << kiv.Errors();
+  }
+  GlobalUninit();
+  EXPECT_EQ(Listed("c"), "a\nb\n");
 }
 
 TEST_F(KivXdb, LooksAfterContainers) {

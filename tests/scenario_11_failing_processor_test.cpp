@@ -9,6 +9,7 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -343,19 +344,25 @@ TEST_F(Scenario11KilledHost, LosesNothingAndRepeatsNothingThatHadEnded) {
   EXPECT_GT(kills_before_work, kKills / 12);
   EXPECT_GT(kills_in_the_middle, kKills / 12);
 
+  // So that the host has something to do, and is there when it is to end.
+  folder_.Put("last", "last");
+  put.insert("last");
   const auto host = Host();
-  ASSERT_TRUE(Eventually([&] {
-    for (const std::string& file : folder_.Files())
-      if (!file.starts_with(".failed/")) return false;
-    return true;
+  EXPECT_TRUE(Eventually([&] {
+    const Numbers finished = Count("end");
+    return std::all_of(put.begin(), put.end(), [&](const std::string& name) {
+      return finished.contains(name) || folder_.Has(".failed/" + name);
+    });
   }));
   host->Send(SIGTERM);
   EXPECT_EQ(host->WaitForEnd(), 0);
   const Numbers begun = Count("begin");
   const Numbers finished = Count("end");
-  for (const std::string& name : put)
+  for (const std::string& name : put) {
     EXPECT_TRUE(finished.contains(name) || folder_.Has(".failed/" + name))
         << name << " is lost";
+    EXPECT_FALSE(folder_.Has(name)) << name << " is still there";
+  }
   for (const std::string& name : ended)
     EXPECT_EQ(begun.at(name), begun_when_ended.at(name));
   RecordProperty("kills_before_work", kills_before_work);

@@ -183,6 +183,7 @@ TEST(Scenario15KilledBroker, KeepsWhatItConfirmed) {
   ::setenv("KIV_MSMQ_URL", broker.Url().c_str(), 1);
   MsmqQueueInfo queues;
   ASSERT_TRUE(queues.Create(kQueue, nullptr, false));
+  broker.Restart();
   std::mt19937 random(std::random_device{}());
   QueueWorkers workers(kQueue);
   const std::size_t sender = workers.Start("send");

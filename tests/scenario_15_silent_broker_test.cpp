@@ -55,7 +55,7 @@ class Scenario15Broker : public ::testing::Test {
       std::string body;
       if (message != nullptr && message->GetBody(body)) bodies.push_back(body);
       return !bodies.empty() && bodies.back() == last;
-    }));
+    })) << queue.LastError();
   }
 
   using Clock = std::chrono::steady_clock;
@@ -117,6 +117,7 @@ INSTANTIATE_TEST_SUITE_P(Broker, Scenario15BrokerAtAcknowledgement,
 
 // The message was given, and its acknowledgement is on the way.
 TEST_P(Scenario15BrokerAtAcknowledgement, GivesItsReceiverNothingTwice) {
+  broker_->Restart();
   const auto sender = Open(QueueInfo::ACCESS_SEND);
   ASSERT_TRUE(sender->Send("one"));
   ASSERT_TRUE(sender->Send("two"));

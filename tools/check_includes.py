@@ -18,7 +18,7 @@ LAYERS = [
 PUBLIC_LAYERS = {
     "kiv/parser/": 1, "kiv/dom": 1, "kiv/xdb": 2,
     "kiv/mq/": 3, "kiv/msgq/": 3, "kiv/module/": 3, "kiv/store/": 3,
-    "kiv/server/": 3, "rmt/": 3,
+    "kiv/ice_helper": 3, "rmt/": 3,
 }
 # The headers of a third party, and where they may be included.
 ROOMS = [
@@ -27,8 +27,10 @@ ROOMS = [
                 r"linux/|pthread\.h|netdb\.h|arpa/|netinet/|dirent\.h)"),
      ("src/port/linux/",)),
     (re.compile(r"^sqlite3"), ("src/mq/sqlite_",)),
+    (re.compile(r"^(sql(ext|ucode|types)?|odbcinst)\.h$"), ("src/store/ado/",)),
     (re.compile(r"^amqp"), ("src/mq/amqp_",)),
     (re.compile(r"^db(_cxx)?\.h$"), ("src/xdb/container/",)),
+    (re.compile(r"^(Ice|IceUtil|IceSSL)/|^slice/"), ("src/remote/",)),
     (re.compile(r"^unicode/"), ("src/xdb/xquery/functions/unicode_text.cpp",
                                 "src/xdb/xquery/functions/pattern.cpp")),
 ]

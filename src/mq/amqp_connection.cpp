@@ -197,10 +197,12 @@ AmqpConnection::Found AmqpConnection::FindQueue(const std::string& queue,
     return Found::Yes;
   }
   const amqp_rpc_reply_t reply = amqp_get_rpc_reply(state_);
+  // A queue that is there and cannot be reached has the same code.
   const bool is_missing =
       reply.reply_type == AMQP_RESPONSE_SERVER_EXCEPTION &&
       reply.reply.id == AMQP_CHANNEL_CLOSE_METHOD &&
-      As<amqp_channel_close_t>(reply.reply).reply_code == AMQP_NOT_FOUND;
+      As<amqp_channel_close_t>(reply.reply).reply_code == AMQP_NOT_FOUND &&
+      ClosingText(reply.reply).find("no queue") != std::string::npos;
   IsGood(reply, reason);
   return is_missing ? Found::No : Found::Failed;
 }

@@ -28,6 +28,8 @@ bool CreatePrivateFile(const std::string& path);
 
 // Takes a folder that is there away from everybody but its owner.
 bool MakeDirectoryPrivate(const std::string& path);
+// The same of a file; one that is private already may be somebody else's.
+bool MakeFilePrivate(const std::string& path);
 
 // Whether we may add and remove entries.
 bool MayChangeDirectory(const std::string& path);

@@ -61,6 +61,14 @@ void LogFatal(const char* source, const std::string& text) {
   LogAccess::Write(text.c_str(), source, message::kFatal);
 }
 
+void LogWarning(const char* source, const std::string& text) {
+  LogAccess::Write(text.c_str(), source, message::kWarning);
+}
+
+void LogSevereWarning(const char* source, const std::string& text) {
+  LogAccess::Write(text.c_str(), source, message::kSevereWarning);
+}
+
 void LogInformation(const char* source, const std::string& text) {
   LogAccess::Write(text.c_str(), source, message::kInformation);
 }

@@ -7,11 +7,13 @@
 // How the library itself writes to its log. The Log functions never throw.
 namespace kiv {
 
-// One entry under the category 错误, 严重错误 or 信息, or under none. `text` is
-// the library's own and stands as it is, line breaks included: values inside it
-// have gone through Shown.
+// One entry under the category 错误, 严重错误, 警告, 严重警告 or 信息, or under
+// none. `text` is the library's own and stands as it is, line breaks included:
+// values inside it have gone through Shown.
 void LogError(const char* source, const std::string& text);
 void LogFatal(const char* source, const std::string& text);
+void LogWarning(const char* source, const std::string& text);
+void LogSevereWarning(const char* source, const std::string& text);
 void LogInformation(const char* source, const std::string& text);
 void LogPlain(const char* source, const std::string& text);
 

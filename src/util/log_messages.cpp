@@ -7,6 +7,8 @@ static_assert(static_cast<unsigned char>("错"[0]) == 0xB4,
 
 const char kError[] = "错误";
 const char kFatal[] = "严重错误";
+const char kWarning[] = "警告";
+const char kSevereWarning[] = "严重警告";
 const char kInformation[] = "信息";
 
 const char kCppException[] = " C++ 异常：";

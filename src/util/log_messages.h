@@ -8,6 +8,8 @@ namespace kiv::message {
 
 extern const char kError[];
 extern const char kFatal[];
+extern const char kWarning[];
+extern const char kSevereWarning[];
 extern const char kInformation[];
 
 // What stands between a message and the text of a C++ exception.

@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "dm/data_runtime.h"
+#include "rmt/startup.h"
 #include "util/log_entry.h"
 #include "util/runtime.h"
 
@@ -46,3 +47,7 @@ void GlobalUninit() {
 }
 
 }  // namespace kiv
+
+void rmt_global_init(void) { kiv::GlobalInit(); }
+
+void rmt_global_uninit(void) { kiv::GlobalUninit(); }

@@ -17,6 +17,19 @@ struct StoredDocument {
   // when the document is given another. Both empty for a new document.
   std::string container_file;
   std::string stored_name;
+
+  // Its name in the container as `transaction`, null for none, sees it.
+  const std::string& NameSeenBy(const Transaction* transaction) const;
+  // It is stored under its name now.
+  void NoteStored(const std::string& file,
+                  const std::shared_ptr<Transaction>& transaction);
+
+ private:
+  // Who gave it stored_name. Until that is committed, and when it never is, it
+  // has the name before for everybody else.
+  std::weak_ptr<Transaction> renamed_in_;
+  std::shared_ptr<const bool> is_renamed_;
+  std::string name_before_;
 };
 
 // The transaction that operations of a context belong to. Held weakly: a

@@ -50,10 +50,11 @@ std::shared_ptr<Transaction> Chosen(const xdb::OpenedContainer& container,
 
 // The name under which the container has the document.
 std::string NameInside(const StoredDocument& document,
-                       const xdb::Container& container) {
+                       const xdb::Container& container,
+                       const Transaction* transaction) {
   const bool is_from_here = !document.stored_name.empty() &&
                             document.container_file == container.FileName();
-  return is_from_here ? document.stored_name : document.name;
+  return is_from_here ? document.NameSeenBy(transaction) : document.name;
 }
 
 void RenameAndReplace(xdb::OpenedContainer& opened, const std::string& old_name,
@@ -163,7 +164,7 @@ bool XDbContainer::DeleteDocument(XDbDocument& document,
   return Try(kDeleteException, [&] {
     const auto transaction = Chosen(*container_, context);
     xdb::Container& container = *container_->container;
-    const std::string name = NameInside(*stored, container);
+    const std::string name = NameInside(*stored, container, transaction.get());
     container.Delete(name, transaction.get());
     return true;
   });
@@ -199,14 +200,14 @@ bool XDbContainer::UpdateDocument(XDbDocument& document,
   return Try(kUpdateException, [&] {
     const auto transaction = Chosen(*container_, context);
     xdb::Container& container = *container_->container;
-    const std::string old_name = NameInside(*stored, container);
+    const std::string old_name =
+        NameInside(*stored, container, transaction.get());
     if (old_name == stored->name) {
       container.Replace(old_name, stored->content, transaction.get());
     } else {
       UpdateUnderNewName(*container_, old_name, *stored, transaction.get());
     }
-    stored->container_file = container.FileName();
-    stored->stored_name = stored->name;
+    stored->NoteStored(container.FileName(), transaction);
     return true;
   });
 }

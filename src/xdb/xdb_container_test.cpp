@@ -135,6 +135,37 @@ TEST_F(XDbContainerTest, RenamesADocumentThatWasGivenAnotherName) {
   EXPECT_EQ(Get("taken"), "<u/>");
 }
 
+// A transaction that is given up for others is made again.
+TEST_F(XDbContainerTest, RenamesADocumentAgainAfterAnAbort) {
+  ASSERT_TRUE(Put("old", "<a/>"));
+  XDbDocument document;
+  ASSERT_TRUE(container_.GetDocument("old", document));
+  for (const char* const end : {"abort", "release", "commit"}) {
+    SCOPED_TRACE(end);
+    XDbTransaction transaction;
+    XDbUpdateContext context;
+    ASSERT_TRUE(manager_.CreateTransaction(transaction));
+    ASSERT_TRUE(manager_.CreateUpdateContext(context));
+    ASSERT_TRUE(context.SetTransaction(transaction));
+    // The transaction sees each name that it gave.
+    for (const char* const name : {"newer", "new"}) {
+      ASSERT_TRUE(document.SetName(name));
+      EXPECT_TRUE(container_.UpdateDocument(document, context))
+          << manager_.LastError();
+    }
+    if (end == std::string("abort")) {
+      EXPECT_TRUE(transaction.Abort());
+    }
+    if (end == std::string("commit")) {
+      EXPECT_TRUE(transaction.Commit());
+    }
+  }
+  EXPECT_EQ(Names(), "new;");
+  ASSERT_TRUE(document.SetName("last"));
+  EXPECT_TRUE(container_.update(document)) << manager_.LastError();
+  EXPECT_EQ(Names(), "last;");
+}
+
 TEST_F(XDbContainerTest, ReadsFiles) {
   WriteTestFile("\xE8\xAE\xA2.xml", "<f>1</f>");
   XDbInputStream stream;

@@ -106,7 +106,8 @@ bool XDbManager::ConstructEnv(bool thread, bool lock, bool log, bool txn,
     return false;
   }
   std::shared_ptr<Environment> environment;
-  const std::string shown = Shown(path);
+  const std::string given = OrEmpty(home);
+  const std::string shown = Shown(given.empty() ? path : given);
   if (!Try(("XDbManager::ConstructEnv exception: '" + shown + "' - ").c_str(),
            [&] {
              environment.reset(new Environment, CloseAndDelete);

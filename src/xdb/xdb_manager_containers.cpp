@@ -155,9 +155,10 @@ bool XDbManager::RenameContainer(const char* oldName, const char* newName) {
       throw StoreError(Failure::NotFound,
                        "there is no container '" + Shown(oldName) + "'");
     if (GetContainerPath(oldName) == GetContainerPath(newName)) return true;
-    RemoveContainer(newName);
     manager_->ReleaseContainer(old_file);
-    xdb::RenameContainer(manager_->environment(), old_file, new_file);
+    manager_->ReleaseContainer(new_file);
+    xdb::RenameContainer(manager_->environment(), old_file, new_file,
+                         IsExistContainer(newName));
     return true;
   });
 }
@@ -228,10 +229,22 @@ bool XDbManager::Salvage(
     if (is_encrypted) CheckDbName(name, file);
     xdb::ContainerSwitches switches;
     switches.encrypted = is_encrypted;
-    xdb::OpenContainer(is_encrypted ? environment_ : nullptr, file, switches)
-        ->Salvage([&](const std::string& document, const std::string& content) {
-          each(xdb::LocalText(document), content);
-        });
+    const auto give = [&](const std::string& document,
+                          const std::string& content) {
+      each(xdb::LocalText(document), content);
+    };
+    std::shared_ptr<xdb::Container> container;
+    try {
+      container = xdb::OpenContainer(is_encrypted ? environment_ : nullptr,
+                                     file, switches);
+    } catch (const StoreError& error) {
+      if (is_encrypted || error.failure() == Failure::NewerFormat) throw;
+    }
+    // Of one that cannot be opened there are still the pages.
+    if (container != nullptr)
+      container->Salvage(give);
+    else
+      xdb::SalvageContainerFile(file, give);
     return true;
   });
 }

@@ -108,8 +108,7 @@ TEST_F(XDbManagerTest, EncryptsWithBothHalvesOfThePassword) {
   EXPECT_EQ(ReadTestFile("db/c.xdb").find("treasure"), std::string::npos);
   XDbManager manager;
   EXPECT_FALSE(manager.Open("db", 0x0C, "left", nullptr));
-  EXPECT_TRUE(Logged("XDbManager::ConstructEnv open failed: '" +
-                     XDbManager::TransPath("db") + "' - return "))
+  EXPECT_TRUE(Logged("XDbManager::ConstructEnv open failed: 'db' - return "))
       << LogText();
   EXPECT_FALSE(manager.Open("db", 0x0C, nullptr, nullptr));
   EXPECT_TRUE(manager.Open("db", 0x0C, nullptr, "leftright"))
@@ -249,6 +248,21 @@ TEST_F(OpenedManager, RemovesNoContainerThatIsOpen) {
   EXPECT_TRUE(Logged("XDbManager::RemoveContainer exception: ")) << LogText();
   EXPECT_TRUE(container.put("<b/>")) << manager_.LastError();
   EXPECT_EQ(Count("c"), 2);
+}
+
+// Nor is another lost to it.
+TEST_F(OpenedManager, RenamesNoContainerThatIsOpen) {
+  XDbContainer container;
+  ASSERT_TRUE(manager_.CreateContainer("a", container, 0x0C));
+  ASSERT_TRUE(container.put("<a/>"));
+  ASSERT_TRUE(Create("b", "<b/>"));
+  EXPECT_FALSE(manager_.RenameContainer("a", "b"));
+  EXPECT_TRUE(Logged("XDbManager::RenameContainer exception: ")) << LogText();
+  EXPECT_EQ(Count("b"), 1) << manager_.LastError();
+  EXPECT_TRUE(container.put("<c/>")) << manager_.LastError();
+  EXPECT_FALSE(manager_.RenameContainer("b", "a"));
+  EXPECT_EQ(Count("b"), 1);
+  EXPECT_EQ(Count("a"), 2);
 }
 
 TEST_F(OpenedManager, TellsOfItselfAndItsLogFiles) {

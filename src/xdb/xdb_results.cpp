@@ -134,7 +134,8 @@ bool XDbResults::StepForwardTo(unsigned position) {
   return Try("XDbResults::set_pos: Xml* Inner next() call exception : - ", [&] {
     while (passed_ < position) {
       if (results_->Next() == nullptr) return false;
-      ++passed_;
+      // With every step: a later one may fail.
+      position_ = passed_++;
     }
     position_ = passed_ - 1;
     return true;

@@ -136,11 +136,14 @@ class FailingResults final : public ListResults {
     Fail("previous");
     return ListResults::Previous();
   }
-  void Fail(const std::string& operation) const {
-    if (operation == failing) throw std::runtime_error(operation + " broke");
+  void Fail(const std::string& operation) {
+    if (operation != failing) return;
+    if (calls_before == 0) throw std::runtime_error(operation + " broke");
+    --calls_before;
   }
 
   std::string failing;
+  int calls_before = 0;
 };
 
 TEST_F(XDbResultsTest, LogWhatTheQueryLanguageThrows) {
@@ -176,6 +179,20 @@ TEST_F(XDbResultsTest, LogWhatTheQueryLanguageThrows) {
   inside->failing = "";
   EXPECT_TRUE(results_.set_pos(2));
   EXPECT_EQ(Next(), "c");
+}
+
+// Where it got to counts.
+TEST_F(XDbResultsTest, StandWhereASetPosFailed) {
+  const auto inside =
+      std::make_shared<FailingResults>(Texts({"a", "b", "c", "d"}));
+  ASSERT_TRUE(XDbAccess::Bind(results_, session_, inside));
+  inside->failing = "next";
+  inside->calls_before = 2;
+  EXPECT_FALSE(results_.set_pos(4));
+  inside->failing = "";
+  EXPECT_EQ(results_.get_pos(), 2u);
+  EXPECT_EQ(Next(), "c");
+  EXPECT_EQ(results_.get_pos(), 3u);
 }
 
 TEST_F(XDbResultsTest, AnswerAtBestFalseWhileUnbound) {

@@ -22,6 +22,12 @@ Problem& ThreadsProblem() {
   return problem;
 }
 
+bool IsWorthRetrying(const std::exception& exception) {
+  const auto* error = dynamic_cast<const StoreError*>(&exception);
+  return error != nullptr && (error->failure() == Failure::Deadlock ||
+                              error->failure() == Failure::BusyTooLong);
+}
+
 }  // namespace
 
 std::string Utf8Text(std::string_view local, const char* what) {
@@ -34,10 +40,9 @@ std::string Utf8Text(std::string_view local, const char* what) {
 
 std::string LocalText(std::string_view utf8) { return Utf8ToCp936(utf8); }
 
-bool IsWorthRetrying(const std::exception& exception) {
+bool IsDeadlock(const std::exception& exception) {
   const auto* error = dynamic_cast<const StoreError*>(&exception);
-  return error != nullptr && (error->failure() == Failure::Deadlock ||
-                              error->failure() == Failure::BusyTooLong);
+  return error != nullptr && error->failure() == Failure::Deadlock;
 }
 
 void PauseBeforeRetry(int attempt) {

@@ -39,9 +39,10 @@ bool Try(const char* message, Call call) {
   }
 }
 
-// Runs what is in no transaction of its caller's, again when others are in its
-// way for the moment. Single changes do so in the container.
-bool IsWorthRetrying(const std::exception& exception);
+// Runs what is in no transaction of its caller's, again when it was given up
+// for others. Single changes do so in the container. Not when it has waited its
+// time: whoever it waits for may be a transaction of the same thread.
+bool IsDeadlock(const std::exception& exception);
 void PauseBeforeRetry(int attempt);
 inline constexpr int kMaxAttempts = 10;
 
@@ -52,7 +53,7 @@ void RetryDeadlocks(Call call) {
       call();
       return;
     } catch (const std::exception& exception) {
-      if (attempt == kMaxAttempts || !IsWorthRetrying(exception)) throw;
+      if (attempt == kMaxAttempts || !IsDeadlock(exception)) throw;
     }
     PauseBeforeRetry(attempt);
   }

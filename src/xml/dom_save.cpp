@@ -1,4 +1,5 @@
-#include "kiv/dom_document.h"
+#include "xml/dom_save.h"
+
 #include "kiv/file_system.h"
 #include "kiv/parser/parser.h"
 #include "kiv/strings.h"
@@ -14,13 +15,15 @@ constexpr const char* kSavedEncoding = "GB2312";
 constexpr const char* kSource = "Xml";
 // Tools that watch the log tell the two failures apart by their source.
 constexpr const char* kOpenSource = "Tarnwick";
+constexpr int kSavedMode = 0644;
 
 }  // namespace
 
-bool DomDocument::SaveAs(const char* path) const {
+bool SaveDocument(const DomDocument& document, const char* path,
+                  int new_file_mode) {
   if (path == nullptr) return false;
   DomDocumentContent content;
-  if (!GetDocumentContent(content, kSavedEncoding)) {
+  if (!document.GetDocumentContent(content, kSavedEncoding)) {
     LogError(kSource, message::NoDocumentContent());
     return false;
   }
@@ -32,12 +35,16 @@ bool DomDocument::SaveAs(const char* path) const {
   // A folder that cannot be made shows itself in the next step.
   FileSystem::create_directories(target.branch_path());
   if (port::ReplaceFileText(target.native_file_string(),
-                            ContentAccess::Text(content)))
+                            ContentAccess::Text(content), new_file_mode))
     return true;
   const int error = port::LastError();
   LogError(kOpenSource, message::DocumentNotWritten(Shown(full_path),
                                                     port::ErrorText(error)));
   return false;
+}
+
+bool DomDocument::SaveAs(const char* path) const {
+  return SaveDocument(*this, path, kSavedMode);
 }
 
 }  // namespace kiv

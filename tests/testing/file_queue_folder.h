@@ -49,13 +49,19 @@ class FileQueueFolder {
   std::vector<std::string> Files() const {
     std::vector<std::string> files;
     std::error_code gone;
-    for (auto at = std::filesystem::recursive_directory_iterator(in(), gone);
-         at != std::filesystem::recursive_directory_iterator();
-         at.increment(gone)) {
-      const auto name = at->path().filename();
-      if (!at->is_directory(gone) && name != "lock")
-        files.push_back(at->path().lexically_relative(in()).string());
-    }
+    // A folder that goes away ends the walk; it begins again then.
+    do {
+      files.clear();
+      gone.clear();
+      for (auto at = std::filesystem::recursive_directory_iterator(in(), gone);
+           at != std::filesystem::recursive_directory_iterator();
+           at.increment(gone)) {
+        std::error_code ignored;
+        const auto name = at->path().filename();
+        if (!at->is_directory(ignored) && name != "lock")
+          files.push_back(at->path().lexically_relative(in()).string());
+      }
+    } while (gone && std::filesystem::exists(in()));
     std::sort(files.begin(), files.end());
     return files;
   }

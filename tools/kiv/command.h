@@ -13,7 +13,9 @@ void AddCheckConfig(CLI::App& program, int& exit_code);
 void AddQueue(CLI::App& program, int& exit_code);
 void AddLog(CLI::App& program, int& exit_code);
 void AddSchema(CLI::App& program, int& exit_code);
+void AddStore(CLI::App& program, int& exit_code);
 void AddXdb(CLI::App& program, int& exit_code);
+void AddRemote(CLI::App& program, int& exit_code);
 
 }  // namespace kiv_tool
 

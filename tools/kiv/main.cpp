@@ -25,7 +25,9 @@ int Run(int argc, char** argv) {
   kiv_tool::AddQueue(program, exit_code);
   kiv_tool::AddLog(program, exit_code);
   kiv_tool::AddSchema(program, exit_code);
+  kiv_tool::AddStore(program, exit_code);
   kiv_tool::AddXdb(program, exit_code);
+  kiv_tool::AddRemote(program, exit_code);
 
   try {
     program.parse(argc, argv);

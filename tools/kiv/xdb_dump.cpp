@@ -31,11 +31,17 @@ bool WriteFile(const fs::path& file, const std::string& content,
   return false;
 }
 
+// As a shell completes it, a folder's name ends with a slash.
+fs::path WithoutSlash(const fs::path& folder) {
+  const fs::path normal = folder.lexically_normal();
+  return normal.has_filename() ? normal : normal.parent_path();
+}
+
 // A folder that is made beside its place and moved there when it is whole.
 class FreshFolder {
  public:
   explicit FreshFolder(const fs::path& folder)
-      : folder_(folder), beside_(folder.string() + ".part") {}
+      : folder_(WithoutSlash(folder)), beside_(folder_.string() + ".part") {}
   ~FreshFolder() {
     std::error_code ignored;
     if (is_ours_) fs::remove_all(beside_, ignored);
@@ -50,8 +56,12 @@ class FreshFolder {
       reason = folder_.string() + " is there already, and not empty";
       return false;
     }
-    // What an earlier dump left that was killed.
-    fs::remove_all(beside_, error);
+    // An earlier dump that was killed left it, or it is somebody's own.
+    if (fs::exists(beside_, error)) {
+      reason = beside_.string() +
+               " is in the way; remove it if a dump that was ended left it";
+      return false;
+    }
     is_ours_ = fs::create_directories(beside_, error);
     if (!is_ours_) reason = beside_.string() + ": " + error.message();
     return is_ours_;

@@ -114,6 +114,8 @@ XdbLoading::Attempt XdbLoading::TryBatch() {
     if (attempt != Attempt::Stored) return attempt;
   }
   if (!transaction.Commit()) {
+    // Much of what others may be in the way of is written only now.
+    if (kiv::XDbManager::IsWorthRetrying()) return Attempt::InTheWay;
     Fail(batch_.front().source, LibraryReason());
     return Attempt::Failed;
   }

@@ -11,6 +11,7 @@
 #include <array>
 #include <atomic>
 #include <climits>
+#include <cstring>
 #include <deque>
 #include <optional>
 
@@ -58,6 +59,13 @@ constexpr std::size_t kReadBytes = 65536;
 // would cost more than the file. A file that comes alone is told of at once.
 constexpr auto kStream = std::chrono::milliseconds(1);
 constexpr timespec kGathering{0, 200'000};
+
+// A file that was made and closed: of most files that is all that comes.
+bool IsClosedBy(const inotify_event& event, const inotify_event& next) {
+  return event.mask == IN_CREATE && next.mask == IN_CLOSE_WRITE &&
+         event.wd == next.wd && event.len > 0 && next.len > 0 &&
+         std::strcmp(event.name, next.name) == 0;
+}
 
 class LinuxDirectoryWatch final : public DirectoryWatch {
  public:
@@ -235,11 +243,13 @@ bool LinuxDirectoryWatch::ReadEvents() {
     return ::read(inotify_.get(), buffer_.data(), buffer_.size());
   });
   if (size < 0) return errno == EAGAIN || Fail();
+  const auto event_at = [this](ssize_t at) -> const inotify_event& {
+    return *reinterpret_cast<const inotify_event*>(buffer_.data() + at);
+  };
   for (ssize_t at = 0; at < size;) {
-    const auto& event =
-        *reinterpret_cast<const inotify_event*>(buffer_.data() + at);
-    Handle(event);
+    const inotify_event& event = event_at(at);
     at += static_cast<ssize_t>(sizeof event + event.len);
+    if (at >= size || !IsClosedBy(event, event_at(at))) Handle(event);
   }
   return true;
 }

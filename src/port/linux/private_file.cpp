@@ -44,6 +44,15 @@ bool MakeDirectoryPrivate(const std::string& path) {
   return ::chmod(SystemPath(path).c_str(), 0700) == 0 || Fail();
 }
 
+bool MakeFilePrivate(const std::string& path) {
+  const std::string system_path = SystemPath(path);
+  struct stat status;
+  return (::stat(system_path.c_str(), &status) == 0 &&
+          ((status.st_mode & 077) == 0 ||
+           ::chmod(system_path.c_str(), 0600) == 0)) ||
+         Fail();
+}
+
 bool MayChangeDirectory(const std::string& path) {
   return ::faccessat(AT_FDCWD, SystemPath(path).c_str(), W_OK | X_OK,
                      AT_EACCESS) == 0 ||

@@ -112,17 +112,16 @@ class DoomUnlessDone {
 // The entries of a document that goes. Those of one that cannot be read are
 // looked for one by one.
 void AddGoing(ContainerCore& core, const Scope& scope,
-              const DocumentRecord& record, std::vector<IndexChange>& changes) {
-  const std::size_t before = changes.size();
+              const DocumentRecord& record, IndexChanges& changes) {
   try {
+    record.Check();
     core.AddIndexChanges(scope, record.id, record.tree, false, changes);
   } catch (const TreeError&) {
-    changes.resize(before);
     core.FlushIndex(scope);
     EntryReader reader(core.tables().index, scope.transaction, {});
     while (reader.Next())
       if (ReadEntry(reader.entry()).document == record.id)
-        changes.push_back({std::string(reader.entry()), false});
+        changes.Add(reader.entry(), false);
   }
 }
 
@@ -146,17 +145,15 @@ void Container::Put(const std::string& name, std::string_view content,
     if (core.tables().documents.Has(scope.transaction, name)) ThrowTaken(name);
     DoomUnlessDone doom(scope);
     const std::string& tree = incoming.Tree(core, scope);
-    std::string record;
-    AppendRecordHead(record, id, id);
-    record += tree;
-    if (!core.tables().documents.Insert(scope.transaction, name, record)) {
+    if (!core.tables().documents.Insert(scope.transaction, name,
+                                        MakeRecord(id, id, tree))) {
       doom.Done();
       ThrowTaken(name);
     }
     core.tables().ids.Put(scope.transaction, IdKey(id), name);
-    std::vector<IndexChange> changes;
+    IndexChanges changes;
     core.AddIndexChanges(scope, id, tree, true, changes);
-    core.ApplyIndexChanges(scope, std::move(changes));
+    core.ApplyIndexChanges(scope, changes);
     doom.Done();
   });
 }
@@ -181,17 +178,15 @@ void Container::Replace(const std::string& name, std::string_view content,
     if (!core.tables().documents.Get(scope.transaction, name, old,
                                      scope.part == nullptr ? 0 : DB_RMW))
       ThrowNoSuch(name);
-    const DocumentRecord before = ReadRecord(old.view());
+    const DocumentRecord before = ReadRecordHead(old.view());
     DoomUnlessDone doom(scope);
     const std::string& tree = incoming.Tree(core, scope);
-    std::vector<IndexChange> changes;
+    IndexChanges changes;
     AddGoing(core, scope, before, changes);
     core.AddIndexChanges(scope, before.id, tree, true, changes);
-    std::string record;
-    AppendRecordHead(record, before.id, version);
-    record += tree;
-    core.tables().documents.Put(scope.transaction, name, record);
-    core.ApplyIndexChanges(scope, std::move(changes));
+    core.tables().documents.Put(scope.transaction, name,
+                                MakeRecord(before.id, version, tree));
+    core.ApplyIndexChanges(scope, changes);
     doom.Done();
   });
 }
@@ -213,7 +208,7 @@ void Container::Rename(const std::string& old_name, const std::string& new_name,
       ThrowTaken(new_name);
     }
     tables.documents.Erase(scope.transaction, old_name);
-    tables.ids.Put(scope.transaction, IdKey(ReadRecord(record.view()).id),
+    tables.ids.Put(scope.transaction, IdKey(ReadRecordHead(record.view()).id),
                    new_name);
     doom.Done();
   });
@@ -227,13 +222,13 @@ void Container::Delete(const std::string& name, Transaction* transaction) {
     if (!tables.documents.Get(scope.transaction, name, bytes,
                               scope.part == nullptr ? 0 : DB_RMW))
       ThrowNoSuch(name);
-    const DocumentRecord record = ReadRecord(bytes.view());
+    const DocumentRecord record = ReadRecordHead(bytes.view());
     DoomUnlessDone doom(scope);
-    std::vector<IndexChange> changes;
+    IndexChanges changes;
     AddGoing(core, scope, record, changes);
     tables.documents.Erase(scope.transaction, name);
     tables.ids.Erase(scope.transaction, IdKey(record.id));
-    core.ApplyIndexChanges(scope, std::move(changes));
+    core.ApplyIndexChanges(scope, changes);
     doom.Done();
   });
 }

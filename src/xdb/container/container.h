@@ -92,8 +92,18 @@ std::shared_ptr<Container> OpenContainer(
     const std::string& file_name, const ContainerSwitches& switches);
 void RemoveContainer(const std::shared_ptr<Environment>& environment,
                      const std::string& file_name);
+// With `replaces`, a container of the new name goes; where there are
+// transactions, only when the old one takes its place.
 void RenameContainer(const std::shared_ptr<Environment>& environment,
-                     const std::string& old_file, const std::string& new_file);
+                     const std::string& old_file, const std::string& new_file,
+                     bool replaces = false);
+
+// The documents that can still be read of a file that cannot even be opened, or
+// not in an environment. Not for encrypted ones; nobody else has it open.
+void SalvageContainerFile(
+    const std::string& file_name,
+    const std::function<void(const std::string& name,
+                             const std::string& content)>& each);
 
 }  // namespace kiv::xdb
 

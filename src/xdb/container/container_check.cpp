@@ -10,7 +10,6 @@
 #include "xdb/container/environment_access.h"
 #include "xdb/tree/index_values.h"
 #include "xdb/tree/tree.h"
-#include "xdb/tree/tree_text.h"
 
 namespace kiv::xdb {
 namespace {
@@ -55,7 +54,8 @@ struct EntrySum {
 
 class Verifier {
  public:
-  explicit Verifier(ContainerCore& core) : core_(core) {}
+  Verifier(ContainerCore& core, const Scope& scope)
+      : core_(core), scope_(scope) {}
 
   std::vector<std::string> Run() {
     EachDocument([this](std::string_view name, std::string_view record) {
@@ -76,7 +76,7 @@ class Verifier {
 
   template <class Call>
   void EachDocument(Call call) {
-    Cursor cursor(core_.tables().documents, nullptr);
+    Cursor cursor(core_.tables().documents, scope_.transaction);
     for (bool found = cursor.First(); found; found = cursor.Next())
       call(cursor.key(), cursor.value());
   }
@@ -84,7 +84,7 @@ class Verifier {
   // The tree, or null and a line.
   std::unique_ptr<Tree> Decode(std::string_view name, std::string_view bytes) {
     try {
-      return core_.WithDictionary({}, [&](const auto& dictionary) {
+      return core_.WithDictionary(scope_, [&](const auto& dictionary) {
         return std::make_unique<Tree>(dictionary, nullptr, bytes);
       });
     } catch (const TreeError& error) {
@@ -103,6 +103,7 @@ class Verifier {
   void EachEntryOf(DocumentId id, std::string_view tree, Call call);
 
   ContainerCore& core_;
+  const Scope scope_;
   std::vector<std::string> problems_;
   EntrySum in_documents_;
   EntrySum in_index_;
@@ -139,7 +140,7 @@ void Verifier::CheckDocument(std::string_view name, std::string_view bytes) {
     return Say("document " + Quoted(name) + ": " + error.what());
   }
   ReadBuffer named;
-  if (!core_.tables().ids.Get(nullptr, IdKey(record.id), named))
+  if (!core_.tables().ids.Get(scope_.transaction, IdKey(record.id), named))
     Say("document " + Quoted(name) + ": its id " + std::to_string(record.id) +
         " is unknown");
   else if (named.view() != name)
@@ -160,10 +161,10 @@ void Verifier::CheckTexts(std::string_view name, const Tree& tree) {
 
 void Verifier::CheckIds() {
   std::uint64_t id_count = 0;
-  Cursor cursor(core_.tables().ids, nullptr);
+  Cursor cursor(core_.tables().ids, scope_.transaction);
   for (bool found = cursor.First(); found; found = cursor.Next()) {
     ++id_count;
-    if (!core_.tables().documents.Has(nullptr, cursor.value()))
+    if (!core_.tables().documents.Has(scope_.transaction, cursor.value()))
       Say("an id stands for document " + Quoted(cursor.value()) +
           ", which is not there");
   }
@@ -175,7 +176,7 @@ void Verifier::CheckIds() {
 void Verifier::SumIndex() {
   try {
     std::string last;
-    EntryReader reader(core_.tables().index, nullptr, {});
+    EntryReader reader(core_.tables().index, scope_.transaction, {});
     while (reader.Next()) {
       if (in_index_.count > 0 && reader.entry() <= last)
         Say("the index is out of order");
@@ -192,9 +193,9 @@ void Verifier::SumIndex() {
 void Verifier::CompareIndex() {
   const std::size_t before = problems_.size();
   EachDocument([this](std::string_view name, std::string_view bytes) {
-    const DocumentRecord record = ReadRecord(bytes);
+    const DocumentRecord record = ReadRecordHead(bytes);
     EachEntryOf(record.id, record.tree, [&](const std::string& entry) {
-      EntryReader reader(core_.tables().index, nullptr, entry);
+      EntryReader reader(core_.tables().index, scope_.transaction, entry);
       if (!reader.Next() || reader.entry() != entry)
         Say("document " + Quoted(name) + ": the value of node " +
             std::to_string(ReadEntry(entry).node) + " is not in the index");
@@ -210,9 +211,11 @@ void Verifier::CompareIndex() {
 
 std::vector<std::string> Container::Verify() const {
   std::vector<std::string> problems;
-  impl_->core->Read(nullptr, {}, [&](Scope& scope) {
+  // Changes nothing. In a transaction, where there are any, all that is
+  // compared is of one time, and a wait for others is seen for what it is.
+  impl_->core->Change(nullptr, [&](Scope& scope) {
     impl_->core->RefreshDictionary(scope);
-    problems = Verifier(*impl_->core).Run();
+    problems = Verifier(*impl_->core, scope).Run();
   });
   return problems;
 }
@@ -237,28 +240,6 @@ ContainerStatistics Container::Statistics() const {
     statistics.file_bytes = core.tables().FileBytes();
   });
   return statistics;
-}
-
-void Container::Salvage(
-    const std::function<void(const std::string& name,
-                             const std::string& content)>& each) const {
-  ContainerCore& core = *impl_->core;
-  core.Read(nullptr, {}, [&](Scope& scope) {
-    core.RefreshDictionary(scope);
-    Cursor cursor(core.tables().documents, nullptr);
-    for (bool found = cursor.First(); found; found = cursor.Next()) {
-      const std::string name(cursor.key());
-      std::string content;
-      try {
-        content = core.WithDictionary(scope, [&](const auto& dictionary) {
-          return TreeText(ReadRecord(cursor.value()).tree, *dictionary);
-        });
-      } catch (const TreeError&) {
-        continue;
-      }
-      each(name, content);
-    }
-  });
 }
 
 }  // namespace kiv::xdb

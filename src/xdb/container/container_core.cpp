@@ -73,6 +73,10 @@ void ContainerCore::OpenPrivate() {
             "open", file_name_);
 }
 
+std::string ContainerCore::PrivatePath() const {
+  return private_ == nullptr ? "" : port::SystemPath(file_name_);
+}
+
 std::unique_lock<std::recursive_mutex> ContainerCore::Lock() {
   if (is_transactional_) return {};
   return std::unique_lock(mutex_);
@@ -126,12 +130,13 @@ void ContainerCore::Change(Transaction* given,
   };
   if (given != nullptr || !is_transactional_) return run(given);
   for (int tries = 1;; ++tries) {
-    const std::shared_ptr<Transaction> own = environment_->Begin();
+    std::shared_ptr<Transaction> own = environment_->Begin();
     try {
       run(own.get());
       return own->Commit();
     } catch (const StoreError& error) {
-      if (!own->HasEnded()) own->Abort();
+      // Aborted, without a word about an environment that cannot even do that.
+      own.reset();
       if (error.failure() != Failure::Deadlock || tries == kMostTries) throw;
     }
     WaitBeforeTry(tries);
@@ -146,19 +151,19 @@ void ContainerCore::RefreshDictionary(const Scope& scope) {
 
 void ContainerCore::AddIndexChanges(const Scope& scope, DocumentId id,
                                     std::string_view tree, bool is_added,
-                                    std::vector<IndexChange>& changes) {
+                                    IndexChanges& changes) {
   PendingAdditions* const mine =
       scope.part == nullptr ? nullptr : &scope.part->additions();
-  const std::size_t before = changes.size();
+  std::string entry;
+  // What comes twice, when the dictionary was not fresh, counts once.
   WithDictionary(scope, [&](const auto& dictionary) {
-    changes.resize(before);
     EachIndexValue(
         tree, *dictionary,
         {.value =
              [&](PathId path, std::string_view value, NodeId node) {
-               IndexChange& change = changes.emplace_back();
-               change.is_added = is_added;
-               AppendEntry(change.entry, path, value, id, node);
+               entry.clear();
+               AppendEntry(entry, path, value, id, node);
+               changes.Add(entry, is_added);
              },
          .trait =
              [&](PathId path, PathTrait trait) {
@@ -169,10 +174,9 @@ void ContainerCore::AddIndexChanges(const Scope& scope, DocumentId id,
 }
 
 void ContainerCore::ApplyIndexChanges(const Scope& scope,
-                                      std::vector<IndexChange> changes) {
-  if (scope.part != nullptr)
-    return scope.part->Add(scope.transaction, std::move(changes));
-  SortChanges(changes);
+                                      IndexChanges& changes) {
+  if (scope.part != nullptr) return scope.part->Add(scope.transaction, changes);
+  changes.Sort();
   ValueIndex(tables_->index).Apply(nullptr, changes);
 }
 
@@ -192,19 +196,18 @@ void ContainerPart::BeforeCommit(DbTxn* handle) {
 
 void ContainerPart::Committed() { core_->dictionary().Committed(additions_); }
 
-void ContainerPart::Add(DbTxn* handle, std::vector<IndexChange> changes) {
-  changes_.insert(changes_.end(), std::make_move_iterator(changes.begin()),
-                  std::make_move_iterator(changes.end()));
+void ContainerPart::Add(DbTxn* handle, const IndexChanges& changes) {
+  changes_.Append(changes);
   if (changes_.size() > kMostChanges) Flush(handle);
 }
 
 void ContainerPart::Flush(DbTxn* handle) {
-  if (changes_.empty()) return;
+  if (changes_.IsEmpty()) return;
   // Half of them in the table is as bad as none.
   is_doomed_ = true;
-  SortChanges(changes_);
+  changes_.Sort();
   ValueIndex(core_->tables().index).Apply(handle, changes_);
-  changes_.clear();
+  changes_.Clear();
   is_doomed_ = false;
 }
 

@@ -38,6 +38,8 @@ class ContainerCore : public std::enable_shared_from_this<ContainerCore> {
                 const ContainerSwitches& switches);
 
   const std::string& file_name() const { return file_name_; }
+  // The system's path where no environment was given; else empty.
+  std::string PrivatePath() const;
   ContainerTables& tables() { return *tables_; }
   StoredDictionary& dictionary() { return *dictionary_; }
   TreeCache& trees() { return trees_; }
@@ -65,8 +67,8 @@ class ContainerCore : public std::enable_shared_from_this<ContainerCore> {
   // What the index has of a tree, as coming or going. What it does not have of
   // a coming one becomes a trait of the path.
   void AddIndexChanges(const Scope& scope, DocumentId id, std::string_view tree,
-                       bool is_added, std::vector<IndexChange>& changes);
-  void ApplyIndexChanges(const Scope& scope, std::vector<IndexChange> changes);
+                       bool is_added, IndexChanges& changes);
+  void ApplyIndexChanges(const Scope& scope, IndexChanges& changes);
   // Brings the index up to what the transaction has changed.
   void FlushIndex(const Scope& scope);
 
@@ -103,7 +105,7 @@ class ContainerPart final : public TransactionPart {
   void BeforeCommit(DbTxn* handle) override;
   void Committed() override;
 
-  void Add(DbTxn* handle, std::vector<IndexChange> changes);
+  void Add(DbTxn* handle, const IndexChanges& changes);
   void Flush(DbTxn* handle);
   PendingAdditions& additions() { return additions_; }
   // A change failed behind its beginning.
@@ -112,7 +114,7 @@ class ContainerPart final : public TransactionPart {
  private:
   const std::shared_ptr<ContainerCore> core_;
   PendingAdditions additions_;
-  std::vector<IndexChange> changes_;
+  IndexChanges changes_;
   bool is_doomed_ = false;
 };
 

@@ -1,9 +1,12 @@
 #include <db_cxx.h>
 
 #include <filesystem>
+#include <map>
+#include <random>
 #include <string>
 
 #include "xdb/container/container_testing.h"
+#include "xdb/container/document_record.h"
 #include "xdb/container/index_key.h"
 
 namespace kiv::xdb {
@@ -51,6 +54,19 @@ TEST_F(ContainerFile, NeedsNoEnvironment) {
 TEST_F(ContainerFile, IsMadeOnlyWhenAskedFor) {
   EXPECT_EQ(Thrown([] { OpenAlone(false); }).failure(), Failure::NotFound);
   EXPECT_FALSE(std::filesystem::exists(kFile));
+}
+
+// Berkeley DB would leave a file behind.
+TEST_F(ContainerFile, HasAName) {
+  std::filesystem::create_directory("folder");
+  for (const char* const name : {"", "folder\\", "folder/"})
+    EXPECT_EQ(Thrown([name] {
+                OpenContainer(nullptr, name, {.create = true});
+              }).failure(),
+              Failure::NotFound)
+        << name;
+  EXPECT_FALSE(std::filesystem::exists("__db."));
+  EXPECT_TRUE(std::filesystem::is_empty("folder"));
 }
 
 TEST_F(ContainerFile, IsRefusedWhenItIsNone) {
@@ -104,6 +120,90 @@ TEST_F(ContainerFile, ShowsADamagedDocumentAndSavesTheOthers) {
   EXPECT_THAT(container->Verify(), IsEmpty());
 }
 
+// Pages that cannot be read, the first ones and thus the way to all others
+// among them.
+TEST_F(ContainerFile, GivesUpWhatIsOnItsSoundPages) {
+  std::map<std::string, std::string> documents;
+  {
+    const auto container = OpenAlone();
+    for (int i = 0; i < 500; ++i) {
+      const std::string name = "d" + std::to_string(i);
+      documents[name] =
+          "<d n=\"" + name + "\">" + std::string(200, 'x') + "</d>";
+      container->Put(name, documents[name], nullptr);
+    }
+  }
+  std::string bytes = ReadTestFile(kFile);
+  constexpr std::size_t kPage = 8192;
+  const auto damage = [&](std::size_t page) {
+    for (std::size_t i = 0; i < kPage; ++i)
+      bytes[page * kPage + i] = static_cast<char>(i * 7);
+    WriteTestFile(kFile, bytes);
+  };
+  const auto saved = [&](const auto& salvage) {
+    std::size_t count = 0;
+    salvage([&](const std::string& name, const std::string& content) {
+      EXPECT_EQ(content, documents[name]) << name;
+      ++count;
+    });
+    return count;
+  };
+  const std::size_t pages = bytes.size() / kPage;
+  damage(pages / 2);
+  damage(pages / 2 + 3);
+  EXPECT_GT(saved([&](const auto& each) { OpenAlone(false)->Salvage(each); }),
+            300U);
+  damage(0);
+  EXPECT_THROW(OpenAlone(false), StoreError);
+  EXPECT_GT(saved([&](const auto& each) { SalvageContainerFile(kFile, each); }),
+            300U);
+}
+
+TEST_F(ContainerFile, GivesUpNothingThatWasNotStored) {
+  const std::string long_text(30'000, 'y');
+  {
+    const auto container = OpenAlone();
+    container->Put("long", "<l>" + long_text + "</l>", nullptr);
+    container->Put("short", "<s>old</s>", nullptr);
+    container->Replace("short", "<s>new</s>", nullptr);
+  }
+  const std::string whole = ReadTestFile(kFile);
+  std::minstd_rand random(5);
+  int saved = 0;
+  for (int round = 0; round < 200; ++round) {
+    std::string bytes = whole;
+    for (auto changes = random() % 200; changes > 0; --changes)
+      bytes[random() % bytes.size()] = static_cast<char>(random());
+    bytes.resize(bytes.size() - random() % 20'000);
+    WriteTestFile(kFile, bytes);
+    SalvageContainerFile(
+        kFile, [&](const std::string& name, const std::string& content) {
+          // A name has no checksum.
+          EXPECT_TRUE(content == "<l>" + long_text + "</l>" ||
+                      content == "<s>new</s>" || content == "<s>old</s>")
+              << name;
+          ++saved;
+        });
+  }
+  EXPECT_GT(saved, 100);
+}
+
+TEST_F(ContainerFile, ShowsAByteThatIsNotWhatWasStored) {
+  {
+    const auto container = OpenAlone();
+    container->Put("a", "<a>some text</a>", nullptr);
+  }
+  Tamper(kFile, "documents", "a", [](std::string bytes) {
+    bytes[bytes.find("text")] = 'n';
+    return bytes;
+  });
+  const auto container = OpenAlone();
+  const auto error = Thrown([&] { container->Get("a", nullptr); });
+  EXPECT_EQ(error.failure(), Failure::BadFormat);
+  EXPECT_THAT(error.what(), HasSubstr("checksum"));
+  EXPECT_THAT(container->Verify(), SizeIs(1));
+}
+
 struct Damage {
   const char* name;
   const char* table;
@@ -149,7 +249,8 @@ INSTANTIATE_TEST_SUITE_P(
         Damage{"IdIsAnother", "ids", "\x01", "c", "its id 1 is that of 'c'"},
         Damage{"IdTooMany", "ids", "\x77", "nobody", "'nobody'"},
         Damage{"DocumentWithoutId", "documents", "z",
-               std::string("\x63\x00\x00\x02\x16", 5), "its id 99 is unknown"}),
+               MakeRecord(99, 99, std::string("\0\2\x16", 3)),
+               "its id 99 is unknown"}),
     [](const auto& test) { return test.param.name; });
 
 TEST_F(ContainerFile, IsRemovedAndRenamed) {

@@ -81,11 +81,18 @@ void RemoveContainer(const std::shared_ptr<Environment>& environment,
 }
 
 void RenameContainer(const std::shared_ptr<Environment>& environment,
-                     const std::string& old_file, const std::string& new_file) {
+                     const std::string& old_file, const std::string& new_file,
+                     bool replaces) {
+  const std::string from = port::SystemPath(old_file);
+  const std::string to = port::SystemPath(new_file);
   WithFile(
       environment, old_file, "rename", [&](DbEnv& handle, DbTxn* transaction) {
-        return handle.dbrename(transaction, port::SystemPath(old_file).c_str(),
-                               nullptr, port::SystemPath(new_file).c_str(), 0);
+        if (replaces) {
+          const int code = handle.dbremove(transaction, to.c_str(), nullptr, 0);
+          if (code != 0) return code;
+        }
+        return handle.dbrename(transaction, from.c_str(), nullptr, to.c_str(),
+                               0);
       });
 }
 

@@ -85,7 +85,7 @@ std::optional<DocumentTree> ReadDocument(ContainerCore& core,
   if (!documents.GetHead(scope.transaction, name, kSmallRecord, bytes))
     return std::nullopt;
   if (bytes.view().size() == kSmallRecord) {
-    const DocumentRecord head = ReadRecord(bytes.view());
+    const DocumentRecord head = ReadRecordHead(bytes.view());
     if (auto tree = core.trees().Find(head.version))
       return DocumentTree{head.id, std::string(name), std::move(tree)};
     if (!documents.Get(scope.transaction, name, bytes)) return std::nullopt;

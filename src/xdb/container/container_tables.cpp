@@ -64,6 +64,9 @@ ContainerTables::ContainerTables(DbEnv& environment, std::string file_name,
 
 void ContainerTables::Open(const std::string& path,
                            const ContainerSwitches& switches) {
+  if (path.empty() || path.back() == '/')
+    throw StoreError(Failure::NotFound,
+                     "'" + Shown(file_name_) + "' is no name of a file");
   RawTransaction transaction(environment_, is_transactional_, 0, file_name_);
   OpenAll(transaction.handle(), path, switches);
   transaction.Commit();
@@ -142,6 +145,11 @@ std::uint64_t ContainerTables::FileBytes() {
   u_int32_t page_bytes = 0;
   CheckCode(meta.handle().get_pagesize(&page_bytes), "ask", file_name_);
   return (std::uint64_t{last} + 1) * page_bytes;
+}
+
+void ContainerTables::Sync() {
+  for (Table* table : {&meta, &documents, &ids, &dictionary, &index})
+    table->handle().sync(0);
 }
 
 // For a process that makes a few documents few, for one that makes many many:

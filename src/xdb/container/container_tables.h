@@ -30,6 +30,8 @@ class ContainerTables {
   const std::string& tag() const { return tag_; }
   std::uint32_t format_version() const { return format_version_; }
   std::uint64_t FileBytes();
+  // Into the file, as far as it goes.
+  void Sync();
 
   Table meta;
   Table documents;   // name -> record

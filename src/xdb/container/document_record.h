@@ -10,18 +10,23 @@
 namespace kiv::xdb {
 
 // What lies under a document's name: its id, the version that no other content
-// of any document has, the tree.
+// of any document has, a checksum, the tree.
 struct DocumentRecord {
-  // Of the two numbers.
-  static constexpr std::size_t kHeadBytes = 20;
-
   DocumentId id = 0;
   std::uint64_t version = 0;
-  std::string_view tree;  // all of it only when all of the record was read
+  std::uint32_t checksum = 0;
+  std::string_view tree;
+
+  // Throws TreeError when the tree is not what was stored.
+  void Check() const;
 };
 
-void AppendRecordHead(std::string& out, DocumentId id, std::uint64_t version);
-// Throws TreeError.
+std::string MakeRecord(DocumentId id, std::uint64_t version,
+                       std::string_view tree);
+
+// Throw TreeError. Of the head alone only the beginning of the record need be
+// there.
+DocumentRecord ReadRecordHead(std::string_view bytes);
 DocumentRecord ReadRecord(std::string_view bytes);
 
 }  // namespace kiv::xdb

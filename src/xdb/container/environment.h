@@ -22,11 +22,14 @@ class Transaction {
   void Commit();
   void Abort();
   bool HasEnded() const;
+  // Also for one who asks when it is gone.
+  std::shared_ptr<const bool> WasCommitted() const { return was_committed_; }
 
   Impl& impl() { return *impl_; }
 
  private:
   std::unique_ptr<Impl> impl_;
+  const std::shared_ptr<bool> was_committed_ = std::make_shared<bool>(false);
 };
 
 struct EnvironmentSwitches {

@@ -15,12 +15,14 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "port/file.h"
 #include "port/lock_file.h"
 #include "port/test_folder.h"
 #include "testing/eventually.h"
+#include "testing/network_disk.h"
 #include "xdb/container/environment_access.h"
 #include "xdb/container/store_error.h"
 
@@ -196,6 +198,21 @@ TEST_F(EnvironmentTest, RefusesAHomeThatIsNoFolder) {
   EXPECT_NE(environment.ErrorText().find("no folder"), std::string::npos);
   EXPECT_FALSE(environment.IsOpen());
   EXPECT_EQ(FailureOf([&] { environment.Begin(); }), Failure::Other);
+}
+
+TEST_F(EnvironmentTest, RefusesAHomeOnANetworkFileSystem) {
+  constexpr std::pair<long, const char*> kKinds[] = {
+      {0x6969, "(NFS)"}, {0x01021997, "(9P)"}, {0x65735546, "(FUSE)"}};
+  Environment environment;
+  for (const auto& [magic, kind] : kKinds) {
+    const testing::NetworkDisk disk(magic);
+    EXPECT_NE(environment.Open("home", kAll, ""), 0);
+    EXPECT_NE(environment.ErrorText().find("'home'"), std::string::npos);
+    EXPECT_NE(environment.ErrorText().find(kind), std::string::npos)
+        << environment.ErrorText();
+  }
+  EXPECT_TRUE(std::filesystem::is_empty("home"));
+  Open(environment);
 }
 
 TEST_F(EnvironmentTest, LeavesNothingOfATransactionThatDidNotCommit) {

@@ -1,53 +1,10 @@
 #include "xdb/container/stored_dictionary.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "xdb/tree/tree_error.h"
-#include "xdb/tree/varint.h"
 
 namespace kiv::xdb {
-namespace {
-
-// The first byte of a record says what it adds.
-constexpr char kNameRecord = 'N';   // prefix, uri, local
-constexpr char kPathRecord = 'P';   // kind, parent, name
-constexpr char kTraitRecord = 'T';  // path, traits
-
-// Numbers from 1, the highest byte first: the table is in their order.
-std::string RecordKey(std::uint32_t number) {
-  std::string key;
-  for (unsigned shift = 32; shift > 0; shift -= 8)
-    key += static_cast<char>(number >> (shift - 8));
-  return key;
-}
-
-std::uint32_t RecordNumber(std::string_view key) {
-  if (key.size() != 4) ThrowDamaged("a dictionary record has no number");
-  std::uint32_t number = 0;
-  for (const char byte : key)
-    number = number << 8 | static_cast<unsigned char>(byte);
-  return number;
-}
-
-std::string NameRecord(const Name& name) {
-  std::string record(1, kNameRecord);
-  AppendSized(record, name.prefix);
-  AppendSized(record, name.uri);
-  AppendSized(record, name.local);
-  return record;
-}
-
-std::string PathRecord(const DictionaryAdditions::NewPath& path) {
-  std::string record(1, kPathRecord);
-  AppendVarint(record, static_cast<std::uint64_t>(path.kind));
-  AppendVarint(record, path.parent);
-  AppendVarint(record, path.name);
-  return record;
-}
-
-}  // namespace
-
 StoredDictionary::View StoredDictionary::ViewFor(
     const PendingAdditions* mine) const {
   const std::lock_guard lock(mutex_);
@@ -103,43 +60,7 @@ void StoredDictionary::Take(const Record& record,
 void StoredDictionary::TakeBytes(const Record& record, bool is_committed) {
   if (record.number != all_.records + 1)
     ThrowDamaged("a record of the dictionary is missing");
-  StoredBytes bytes(record.bytes);
-  switch (static_cast<char>(bytes.Byte())) {
-    case kNameRecord: {
-      const std::string_view prefix = bytes.Sized();
-      const std::string_view uri = bytes.Sized();
-      const std::string_view local = bytes.Sized();
-      if (dictionary_->AddName(prefix, uri, local) != all_.names)
-        ThrowDamaged("a name is twice in the dictionary");
-      ++all_.names;
-      break;
-    }
-    case kPathRecord: {
-      const std::uint64_t kind = bytes.Varint();
-      const PathId parent = bytes.Varint32();
-      const NameId name = bytes.Varint32();
-      if ((kind != static_cast<std::uint64_t>(PathKind::Element) &&
-           kind != static_cast<std::uint64_t>(PathKind::Attribute)) ||
-          parent >= all_.paths || name >= all_.names)
-        ThrowDamaged("a path of the dictionary leads nowhere");
-      if (dictionary_->AddPath(parent, static_cast<PathKind>(kind), name) !=
-          all_.paths)
-        ThrowDamaged("a path is twice in the dictionary");
-      ++all_.paths;
-      break;
-    }
-    case kTraitRecord: {
-      const PathId path = bytes.Varint32();
-      const unsigned char traits = bytes.Byte();
-      if (path >= all_.paths)
-        ThrowDamaged("a path of the dictionary leads nowhere");
-      if (is_committed) dictionary_->AddTraits(path, traits);
-      break;
-    }
-    default:
-      ThrowDamaged("a record of the dictionary has no meaning");
-  }
-  ++all_.records;
+  AddRecord(record.bytes, is_committed, *dictionary_, all_);
 }
 
 // Who reads with the dictionary as it was keeps it.
@@ -196,9 +117,7 @@ bool StoredDictionary::Add(DbTxn* transaction, PendingAdditions* mine,
 
 void StoredDictionary::AddTraits(DbTxn* transaction, PendingAdditions* mine,
                                  PathId path, std::uint8_t traits) {
-  std::string record(1, kTraitRecord);
-  AppendVarint(record, path);
-  record += static_cast<char>(traits);
+  const std::string record = TraitRecord(path, traits);
   for (;;) {
     const View view = ViewFor(mine);
     std::uint8_t known = view.dictionary->path(path).traits;

@@ -9,28 +9,12 @@
 #include <unordered_map>
 #include <vector>
 
+#include "xdb/container/dictionary_records.h"
 #include "xdb/container/table.h"
 #include "xdb/tree/dictionary.h"
 #include "xdb/tree/tree_builder.h"
 
 namespace kiv::xdb {
-
-// What documents need and the dictionary lacks: ids are those that they will
-// have if nobody else adds any before.
-struct DictionaryAdditions {
-  struct NewPath {
-    PathId parent;
-    PathKind kind;
-    NameId name;
-  };
-  std::uint32_t behind_record = 0;
-  std::uint32_t first_name = 0;
-  std::uint32_t first_path = 0;
-  std::vector<Name> names;
-  std::vector<NewPath> paths;
-
-  bool IsEmpty() const { return names.empty() && paths.empty(); }
-};
 
 // What a transaction has added to a dictionary; nobody else may use it before
 // it is committed.
@@ -82,11 +66,7 @@ class StoredDictionary {
     std::uint32_t number = 0;
     std::string bytes;
   };
-  struct Counts {
-    std::uint32_t records = 0;
-    std::uint32_t names = 0;
-    std::uint32_t paths = 1;  // the document
-  };
+  using Counts = DictionaryCounts;
 
   std::vector<Record> ReadBehind(DbTxn* transaction, std::uint32_t number);
   bool Append(DbTxn* transaction, PendingAdditions* mine, std::uint32_t behind,

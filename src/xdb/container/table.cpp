@@ -31,9 +31,6 @@ Table::~Table() { handle_->close(close_flags_); }
 
 int Table::Open(DbTxn* transaction, const std::string& file, u_int32_t flags,
                 bool is_encrypted) {
-  // Small documents lie on a page with their neighbours; a larger page would
-  // only let fewer writers in at a time.
-  constexpr u_int32_t kPageBytes = 8192;
   int code = handle_->set_pagesize(kPageBytes);
   if (code == 0 && is_encrypted) code = handle_->set_flags(DB_ENCRYPT);
   if (code == 0)

@@ -11,6 +11,10 @@
 
 namespace kiv::xdb {
 
+// Small documents lie on a page with their neighbours; a larger page would only
+// let fewer writers in at a time.
+inline constexpr u_int32_t kPageBytes = 8192;
+
 // Room for what is read, kept for the next read.
 class ReadBuffer {
  public:

@@ -54,6 +54,7 @@ void Transaction::Commit() {
   for (const auto& [holder, part] : impl_->parts())
     part->BeforeCommit(TransactionHandle(this));
   const int code = impl_->End()->commit(0);
+  *was_committed_ = code == 0;
   if (code == 0)
     for (const auto& [holder, part] : impl_->parts()) part->Committed();
   impl_->parts().clear();

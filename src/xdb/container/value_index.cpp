@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "xdb/container/environment_access.h"
+#include "xdb/container/store_error.h"
 
 namespace kiv::xdb {
 namespace {
@@ -27,100 +27,107 @@ struct Block {
   std::string bytes;
 };
 
-// The entries of one record with the changes that fall on it.
-class BlockMerge {
- public:
-  void Add(std::string_view entry) {
-    if (writer_.size() + entry.size() + 4 > room_) {
-      blocks_.push_back({KeyBetween(writer_.last(), entry), writer_.bytes()});
-      writer_.Clear();
+std::vector<Block> Cut(std::string bytes) {
+  std::vector<Block> blocks;
+  if (bytes.size() > kMostBlockBytes) {
+    BlockReader reader(bytes);
+    BlockWriter writer;
+    while (reader.Next()) {
+      if (writer.size() + reader.entry().size() + 4 > kCutBlockBytes) {
+        blocks.push_back(
+            {KeyBetween(writer.last(), reader.entry()), writer.bytes()});
+        writer.Clear();
+      }
+      writer.Add(reader.entry());
     }
-    writer_.Add(entry);
+    bytes = writer.bytes();
   }
-  std::vector<Block> Take() {
-    if (writer_.size() > 0) blocks_.push_back({{}, writer_.bytes()});
-    return std::move(blocks_);
+  if (!bytes.empty()) blocks.push_back({{}, std::move(bytes)});
+  return blocks;
+}
+
+// In the place of the block where the cursor is.
+void Write(Cursor& cursor, bool has_block, const std::string& key,
+           const std::vector<Block>& blocks) {
+  if (blocks.empty()) {
+    if (has_block) cursor.Erase();
+    return;
   }
-  explicit BlockMerge(std::size_t room) : room_(room) {}
+  if (has_block)
+    cursor.Overwrite(blocks.back().bytes);
+  else
+    cursor.Insert(key, blocks.back().bytes);
+  for (std::size_t i = 0; i + 1 < blocks.size(); ++i)
+    cursor.Insert(blocks[i].key, blocks[i].bytes);
+}
 
- private:
-  const std::size_t room_;
-  BlockWriter writer_;
-  std::vector<Block> blocks_;
-};
-
-using ChangeIterator = std::vector<IndexChange>::const_iterator;
-
-// Whether anything changes.
-bool Merge(std::string_view block, ChangeIterator begin, ChangeIterator end,
-           BlockMerge& merge) {
-  bool is_changed = false;
-  BlockReader reader(block);
-  bool has_entry = reader.Next();
-  for (ChangeIterator change = begin; has_entry || change != end;) {
-    const int order = !has_entry      ? 1
-                      : change == end ? -1
-                                      : reader.entry().compare(change->entry);
-    if (order < 0) {
-      merge.Add(reader.entry());
-      has_entry = reader.Next();
-      continue;
-    }
-    if (change->is_added) merge.Add(change->entry);
-    is_changed |= change->is_added != (order == 0);
-    if (order == 0) has_entry = reader.Next();
-    ++change;
-  }
-  return is_changed;
+std::uint64_t BeginningOf(std::string_view entry) {
+  std::uint64_t beginning = 0;
+  for (std::size_t i = 0; i < 8; ++i)
+    beginning = beginning << 8 |
+                (i < entry.size() ? static_cast<unsigned char>(entry[i]) : 0U);
+  return beginning;
 }
 
 }  // namespace
 
-void SortChanges(std::vector<IndexChange>& changes) {
-  std::stable_sort(changes.begin(), changes.end(),
-                   [](const IndexChange& a, const IndexChange& b) {
-                     return a.entry < b.entry;
-                   });
-  // The last of equal ones.
-  auto out = changes.begin();
-  for (auto at = changes.begin(); at != changes.end(); ++at) {
-    if (at + 1 != changes.end() && (at + 1)->entry == at->entry) continue;
-    if (out != at) *out = std::move(*at);
-    ++out;
-  }
-  changes.erase(out, changes.end());
+void IndexChanges::Add(std::string_view entry, bool is_added) {
+  if (bytes_.size() + entry.size() > UINT32_MAX)
+    throw StoreError(Failure::OutOfSpace,
+                     "too many values for one change of the index");
+  places_.push_back({BeginningOf(entry),
+                     static_cast<std::uint32_t>(bytes_.size()),
+                     static_cast<std::uint32_t>(entry.size()) & 0x7FFFFFFFU,
+                     is_added ? 1U : 0U});
+  bytes_ += entry;
 }
 
-void ValueIndex::Apply(DbTxn* transaction,
-                       const std::vector<IndexChange>& changes) {
-  if (changes.empty()) return;
+void IndexChanges::Append(const IndexChanges& more) {
+  for (std::size_t n = 0; n < more.size(); ++n)
+    Add(more[n].entry, more[n].is_added);
+}
+
+void IndexChanges::Clear() {
+  bytes_.clear();
+  places_.clear();
+}
+
+void IndexChanges::Sort() {
+  // Equal ones in the order in which they came.
+  std::sort(places_.begin(), places_.end(),
+            [this](const Place& a, const Place& b) {
+              if (a.beginning != b.beginning) return a.beginning < b.beginning;
+              const int order = EntryOf(a).compare(EntryOf(b));
+              return order != 0 ? order < 0 : a.offset < b.offset;
+            });
+  auto out = places_.begin();
+  for (auto at = places_.begin(); at != places_.end(); ++at) {
+    const auto next = at + 1;
+    if (next != places_.end() && next->beginning == at->beginning &&
+        EntryOf(*next) == EntryOf(*at))
+      continue;
+    *out++ = *at;
+  }
+  places_.erase(out, places_.end());
+}
+
+void ValueIndex::Apply(DbTxn* transaction, const IndexChanges& changes) {
+  if (changes.IsEmpty()) return;
   Cursor cursor(table_, transaction);
   std::string key;
-  for (auto begin = changes.begin(); begin != changes.end();) {
-    const bool has_block = cursor.Seek(begin->entry, DB_RMW);
+  for (std::size_t begin = 0; begin != changes.size();) {
+    const bool has_block = cursor.Seek(changes[begin].entry, DB_RMW);
     key = has_block ? cursor.key() : kLastBlockKey;
-    auto end = begin;
-    while (end != changes.end() && end->entry <= key) ++end;
+    std::size_t end = begin;
+    while (end != changes.size() && changes[end].entry <= key) ++end;
     const std::string_view bytes = has_block ? cursor.value() : "";
-    BlockMerge merge(kMostBlockBytes);
-    if (Merge(bytes, begin, end, merge)) {
-      std::vector<Block> blocks = merge.Take();
-      if (blocks.size() > 1) {
-        BlockMerge cut(kCutBlockBytes);
-        Merge(bytes, begin, end, cut);
-        blocks = cut.Take();
-      }
-      if (blocks.empty()) {
-        if (has_block) cursor.Erase();
-      } else if (has_block) {
-        cursor.Overwrite(blocks.back().bytes);
-      } else {
-        cursor.Insert(key, blocks.back().bytes);
-      }
-      for (std::size_t i = 0; i + 1 < blocks.size(); ++i)
-        cursor.Insert(blocks[i].key, blocks[i].bytes);
+    BlockEditor editor(bytes);
+    bool is_changed = false;
+    for (; begin != end; ++begin) {
+      const auto& [entry, is_added] = changes[begin];
+      is_changed |= is_added ? editor.Insert(entry) : editor.Remove(entry);
     }
-    begin = end;
+    if (is_changed) Write(cursor, has_block, key, Cut(editor.Finish()));
   }
 }
 

@@ -1,8 +1,8 @@
 #ifndef XDB_CONTAINER_VALUE_INDEX_H_
 #define XDB_CONTAINER_VALUE_INDEX_H_
 
+#include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,14 +13,43 @@
 
 namespace kiv::xdb {
 
-// An entry that comes in or goes out.
-struct IndexChange {
-  std::string entry;
-  bool is_added = true;
-};
+// Entries that come in or go out, many: their bytes lie one behind the other.
+class IndexChanges {
+ public:
+  struct Change {
+    std::string_view entry;
+    bool is_added;
+  };
 
-// Sorts, and leaves the last one for each entry.
-void SortChanges(std::vector<IndexChange>& changes);
+  bool IsEmpty() const { return places_.empty(); }
+  std::size_t size() const { return places_.size(); }
+
+  void Add(std::string_view entry, bool is_added);
+  void Append(const IndexChanges& more);
+  void Clear();
+
+  // By entry; of several for one the last remains. Before Append and Add that
+  // is undone.
+  void Sort();
+  Change operator[](std::size_t n) const {
+    return {EntryOf(places_[n]), places_[n].is_added != 0};
+  }
+
+ private:
+  struct Place {
+    std::uint64_t beginning;  // of the entry: sorts as its first bytes do
+    std::uint32_t offset;
+    std::uint32_t size : 31;
+    std::uint32_t is_added : 1;
+  };
+
+  std::string_view EntryOf(const Place& place) const {
+    return std::string_view(bytes_).substr(place.offset, place.size);
+  }
+
+  std::string bytes_;
+  std::vector<Place> places_;
+};
 
 // The key of the last block, behind every entry: no path begins with it.
 inline constexpr std::string_view kLastBlockKey = "\xFF";
@@ -33,10 +62,9 @@ class ValueIndex {
   explicit ValueIndex(Table& table) : table_(table) {}
 
   // Sorted. What is there already, or is not there to go, is no error.
-  void Apply(DbTxn* transaction, const std::vector<IndexChange>& changes);
+  void Apply(DbTxn* transaction, const IndexChanges& changes);
 
  private:
-  class Change;
   Table& table_;
 };
 

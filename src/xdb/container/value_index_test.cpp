@@ -1,6 +1,8 @@
 #include "xdb/container/value_index.h"
 
 #include <algorithm>
+#include <iterator>
+#include <map>
 #include <optional>
 #include <random>
 #include <set>
@@ -10,6 +12,7 @@
 
 #include "gtest/gtest.h"
 #include "port/test_folder.h"
+#include "xdb/container/index_block.h"
 #include "xdb/tree/tree_error.h"
 
 namespace kiv::xdb {
@@ -64,6 +67,45 @@ TEST(IndexKey, SortsByPathValueDocumentNode) {
   }
 }
 
+TEST(BlockEditor, WritesWhatAWriterWouldOfTheResult) {
+  std::minstd_rand random(5);
+  const auto entry = [&random] {
+    // Few letters, so that neighbours share much and differ everywhere.
+    std::string text;
+    for (auto i = random() % 22; i > 0; --i)
+      text +=
+          "\x01"
+          "b\xFF"[random() % 3];
+    return text;
+  };
+  const auto written = [](const std::set<std::string>& entries) {
+    BlockWriter writer;
+    for (const std::string& one : entries) writer.Add(one);
+    return writer.bytes();
+  };
+  for (int round = 0; round < 3000; ++round) {
+    std::set<std::string> entries;
+    for (auto i = random() % 30; i > 0; --i) entries.insert(entry());
+    const std::string block = written(entries);
+    std::map<std::string, bool> changes;
+    for (auto i = random() % 12; i > 0; --i) {
+      auto changed = entry();
+      if (!entries.empty() && random() % 2 == 0)
+        changed = *std::next(entries.begin(),
+                             static_cast<long>(random() % entries.size()));
+      changes[changed] = random() % 2 == 0;
+    }
+    BlockEditor editor(block);
+    for (const auto& [changed, is_added] : changes) {
+      if (is_added)
+        EXPECT_EQ(editor.Insert(changed), entries.insert(changed).second);
+      else
+        EXPECT_EQ(editor.Remove(changed), entries.erase(changed) == 1);
+    }
+    ASSERT_EQ(editor.Finish(), written(entries)) << "round " << round;
+  }
+}
+
 class ValueIndexTest : public testing::Test {
  protected:
   ValueIndexTest() : environment_(DB_CXX_NO_EXCEPTIONS) {
@@ -98,30 +140,28 @@ TEST_F(ValueIndexTest, HoldsWhatASetHolds) {
   std::set<std::string> model;
   ValueIndex index(*table_);
   for (int round = 0; round < 120; ++round) {
-    std::vector<IndexChange> changes;
+    IndexChanges changes;
     const auto count = round % 10 == 0 ? 3000UL : random() % 40;
     for (auto i = count; i > 0; --i) {
-      IndexChange change;
+      std::string entry;
       const auto path = static_cast<PathId>(random() % 5 + 1);
       AppendEntry(
-          change.entry, path,
+          entry, path,
           std::string(random() % 30, 'v') + std::to_string(random() % 200),
           random() % 3000, static_cast<NodeId>(random() % 9));
-      change.is_added = random() % 10 < (round < 80 ? 8 : 1);
+      const bool is_added = random() % 10 < (round < 80 ? 8 : 1);
       // Those that are there, once the set is to shrink.
-      if (!change.is_added && !model.empty() && random() % 2 == 0) {
-        const auto found = model.lower_bound(change.entry);
-        change.entry = found == model.end() ? *model.begin() : *found;
+      if (!is_added && !model.empty() && random() % 2 == 0) {
+        const auto found = model.lower_bound(entry);
+        entry = found == model.end() ? *model.begin() : *found;
       }
-      changes.push_back(change);
-    }
-    for (const IndexChange& change : changes) {
-      if (change.is_added)
-        model.insert(change.entry);
+      changes.Add(entry, is_added);
+      if (is_added)
+        model.insert(entry);
       else
-        model.erase(change.entry);
+        model.erase(entry);
     }
-    SortChanges(changes);
+    changes.Sort();
     index.Apply(nullptr, changes);
   }
   EXPECT_EQ(All(), model);
@@ -132,8 +172,8 @@ TEST_F(ValueIndexTest, HoldsWhatASetHolds) {
     EXPECT_EQ(All(from),
               std::set<std::string>(model.lower_bound(from), model.end()));
   }
-  std::vector<IndexChange> rest;
-  for (const std::string& entry : model) rest.push_back({entry, false});
+  IndexChanges rest;
+  for (const std::string& entry : model) rest.Add(entry, false);
   index.Apply(nullptr, rest);
   EXPECT_TRUE(All().empty());
 }

@@ -41,7 +41,8 @@ class StableVector {
   void Publish() { size_.fetch_add(1, std::memory_order_release); }
 
  private:
-  static constexpr unsigned kFirstBits = 6;
+  // Nearly all vectors end in the first block.
+  static constexpr unsigned kFirstBits = 8;
 
   static unsigned Block(std::uint32_t index) {
     return static_cast<unsigned>(std::bit_width((index >> kFirstBits) + 1U) -
@@ -51,6 +52,8 @@ class StableVector {
     return std::size_t{1} << (kFirstBits + block);
   }
   T* Place(std::uint32_t index) const {
+    if (index >> kFirstBits == 0)
+      return blocks_[0].load(std::memory_order_acquire) + index;
     const unsigned block = Block(index);
     const std::size_t first = ((std::size_t{1} << block) - 1) << kFirstBits;
     return blocks_[block].load(std::memory_order_acquire) + (index - first);

@@ -70,7 +70,7 @@ void TextWriter::Instruction(std::uint32_t, std::string_view target,
 void TextWriter::AddQualified(const NamedToken& named) {
   const Name& name = dictionary_.name(named.path->name);
   const std::string_view prefix =
-      named.has_prefix ? named.prefix : std::string_view(name.prefix);
+      named.has_prefix() ? named.prefix() : std::string_view(name.prefix);
   AddUnchanged(prefix);
   if (!prefix.empty()) out_.Add(':');
   AddUnchanged(name.local);

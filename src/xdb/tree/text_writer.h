@@ -46,12 +46,29 @@ class TextWriter {
     out_.Add("/>");
   }
   void Leaf(const NamedToken& named, const TextToken& text) {
+    // Nearly always.
+    if (IsUsual(named) && !text.is_special && depth_ > 0) {
+      const Path& path = *named.path;
+      out_.Reserve(path.begin.size() + path.end.size() + text.text.size() + 2);
+      CloseTagReserved();
+      out_.AddReserved(path.begin);
+      out_.AddReserved(">");
+      out_.AddReserved(text.text);
+      return out_.AddReserved(path.end);
+    }
     BeginElement(named);
     out_.Add('>');
     AddText(text);
     EndElement(named);
   }
   void Attribute(const NamedToken& named, const TextToken& text) {
+    if (IsUsual(named) && !text.is_special) {
+      const Path& path = *named.path;
+      out_.Reserve(path.begin.size() + text.text.size() + 1);
+      out_.AddReserved(path.begin);
+      out_.AddReserved(text.text);
+      return out_.AddReserved("\"");
+    }
     if (IsUsual(named)) {
       out_.Add(named.path->begin);
     } else {
@@ -89,11 +106,16 @@ class TextWriter {
   bool IsChecked() const { return target_ != TargetEncoding::Utf8; }
   // As its path says it is written.
   bool IsUsual(const NamedToken& named) const {
-    return !named.has_prefix && !IsChecked();
+    return !named.has_prefix() && !IsChecked();
   }
   void CloseTag() {
     if (!is_open_) return;
-    out_.Add('>');
+    out_.Reserve(1);
+    CloseTagReserved();
+  }
+  void CloseTagReserved() {
+    if (!is_open_) return;
+    out_.AddReserved(">");
     is_open_ = false;
   }
   // What stands outside of the root has lines of its own.

@@ -52,14 +52,17 @@ struct TextToken {
   bool is_special = false;
 };
 
-// An element or attribute.
+// An element or attribute. Small: there is one for nearly every token.
 struct NamedToken {
+  const Path* path = nullptr;
+  const char* prefix_bytes = nullptr;  // null: that of its name
+  std::uint32_t prefix_size = 0;
   std::uint32_t node = 0;
   PathId path_id = kDocumentPath;
-  const Path* path = nullptr;
-  bool has_prefix = false;  // other than its name's
-  std::string_view prefix;
-  std::size_t place = 0;  // of its path
+  std::uint32_t place = 0;  // of its path
+
+  bool has_prefix() const { return prefix_bytes != nullptr; }
+  std::string_view prefix() const { return {prefix_bytes, prefix_size}; }
 };
 
 // Reads tokens and tells `sink` of them, with the number of the node that each
@@ -82,6 +85,7 @@ class TokenReader {
         first_place_(first_place),
         dictionary_(dictionary),
         sink_(sink) {
+    levels_.reserve(16);
     levels_.emplace_back();
   }
 
@@ -93,9 +97,9 @@ class TokenReader {
       if (token >= kFirstPath)
         ReadNamed(token - kFirstPath, place);
       else
-        ReadOther(token, place);
+        ReadOther(token);
     }
-    if (levels_.size() != 1 || !has_root_ || has_prefix_)
+    if (levels_.size() != 1 || !has_root_ || prefix_.data() != nullptr)
       ThrowDamaged("the tree does not end");
     return next_node_;
   }
@@ -114,17 +118,15 @@ class TokenReader {
   void ReadNamed(std::uint64_t number, std::size_t place) {
     if (!dictionary_.HasPath(number / 4))
       throw UnknownPath("a path is not in the dictionary");
-    NamedToken named;
-    named.node = next_node_++;
-    named.path_id = static_cast<PathId>(number / 4);
-    named.path = &dictionary_.path(named.path_id);
-    named.place = place;
-    if (has_prefix_) {
-      named.has_prefix = true;
-      named.prefix = prefix_;
-      has_prefix_ = false;
-    }
-    if (named.path->parent != levels_.back().path_id)
+    const auto path_id = static_cast<PathId>(number / 4);
+    const NamedToken named{&dictionary_.path(path_id),
+                           prefix_.data(),
+                           static_cast<std::uint32_t>(prefix_.size()),
+                           next_node_++,
+                           path_id,
+                           static_cast<std::uint32_t>(place)};
+    prefix_ = {};
+    if (named.path->parent != parent_)
       ThrowDamaged("a path is in the wrong place");
     if (named.path->kind == PathKind::Element)
       ReadElement(named, number % 4);
@@ -143,6 +145,7 @@ class TokenReader {
       case kStart:
         if (levels_.size() > kMostLevels) ThrowDamaged("it is too deep");
         levels_.push_back(named);
+        parent_ = named.path_id;
         may_have_attributes_ = true;
         return sink_.Start(named);
       case kEmpty:
@@ -163,13 +166,14 @@ class TokenReader {
     sink_.Attribute(named, text);
   }
 
-  void ReadOther(std::uint64_t token, std::size_t place) {
-    if (has_prefix_) ThrowDamaged("a prefix belongs to nothing");
+  void ReadOther(std::uint64_t token) {
+    if (prefix_.data() != nullptr) ThrowDamaged("a prefix belongs to nothing");
     switch (token) {
       case kEnd: {
         if (levels_.size() == 1) ThrowDamaged("an end is in the wrong place");
         const NamedToken named = levels_.back();
         levels_.pop_back();
+        parent_ = levels_.back().path_id;
         EndOfText();
         return sink_.End(named, next_node_);
       }
@@ -198,11 +202,9 @@ class TokenReader {
         return sink_.Namespace(next_node_++, prefix, uri, prefix_place);
       }
       case kPrefix:
-        has_prefix_ = true;
         prefix_ = bytes_.Sized();
         return;
       default:
-        static_cast<void>(place);
         ThrowDamaged("a token has no meaning");
     }
   }
@@ -233,11 +235,13 @@ class TokenReader {
   const Dictionary& dictionary_;
   Sink& sink_;
   std::vector<NamedToken> levels_;
+  PathId parent_ = kDocumentPath;  // that of the last level
   std::uint32_t next_node_ = 1;
   bool has_root_ = false;
   bool may_have_attributes_ = false;
   bool is_in_text_ = false;
-  bool has_prefix_ = false;
+  // Of the next element or attribute; without bytes, not even none, when
+  // nothing is said.
   std::string_view prefix_;
 };
 

@@ -89,8 +89,8 @@ class TreeDecoder {
 
   void AddNamed(NodeKind kind, const NamedToken& named, std::size_t place) {
     Add(kind, named.path->name, place);
-    if (named.has_prefix)
-      tree_.prefixes_.emplace_back(named.node, named.prefix);
+    if (named.has_prefix())
+      tree_.prefixes_.emplace_back(named.node, named.prefix());
   }
 
   void Join(std::string_view more) {

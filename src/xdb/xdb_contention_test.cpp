@@ -1,0 +1,103 @@
+// Several at one container: who waits, for how long, and who is given up.
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "xdb/query_testing.h"
+
+namespace kiv::xdb {
+namespace {
+
+using std::chrono::seconds;
+using std::chrono::steady_clock;
+
+// Locks are waited for half a second.
+class XDbContentionTest : public XDbTest {
+ protected:
+  XDbContentionTest() {
+    std::filesystem::create_directory("db");
+    std::ofstream("db/DB_CONFIG") << "set_lock_timeout 500000\n";
+    EXPECT_TRUE(manager_.Open("db", 0x0C, nullptr, nullptr));
+    EXPECT_TRUE(manager_.CreateContainer("c", container_, 0x0C))
+        << manager_.LastError();
+  }
+
+  bool Begin(XDbTransaction& transaction, XDbUpdateContext& context) const {
+    return manager_.CreateTransaction(transaction) &&
+           manager_.CreateUpdateContext(context) &&
+           context.SetTransaction(transaction);
+  }
+
+  XDbManager manager_;
+  XDbContainer container_;
+};
+
+// Whoever holds it may be the one who waits: another try helps nobody.
+TEST_F(XDbContentionTest, WaitsOnceForWhatATransactionHolds) {
+  std::string name = "a";
+  ASSERT_TRUE(container_.PutDocument(name, "<a/>"));
+  XDbDocument renamed;
+  ASSERT_TRUE(container_.GetDocument("a", renamed));
+  ASSERT_TRUE(renamed.SetName("b"));
+  XDbTransaction transaction;
+  XDbUpdateContext context;
+  ASSERT_TRUE(Begin(transaction, context));
+  ASSERT_TRUE(container_.DeleteDocument("a", context));
+
+  const auto start = steady_clock::now();
+  XDbDocument document;
+  EXPECT_FALSE(container_.GetDocument("a", document));
+  EXPECT_TRUE(XDbManager::IsWorthRetrying()) << XDbManager::LastError();
+  EXPECT_FALSE(container_.update(renamed));
+  EXPECT_TRUE(XDbManager::IsWorthRetrying()) << XDbManager::LastError();
+  EXPECT_LT(steady_clock::now() - start, seconds(6));
+  EXPECT_TRUE(transaction.Abort());
+  EXPECT_TRUE(container_.GetDocument("a", document));
+}
+
+// All that it compares is of one time.
+TEST_F(XDbContentionTest, IsFoundSoundWhileOthersWrite) {
+  std::atomic<bool> is_over = false;
+  std::atomic<int> committed = 0;
+  std::vector<std::thread> writers;
+  for (int writer = 0; writer < 2; ++writer)
+    writers.emplace_back([&, writer] {
+      for (int i = 0; !is_over; ++i) {
+        XDbTransaction transaction;
+        XDbUpdateContext context;
+        if (!Begin(transaction, context)) return;
+        bool is_done = true;
+        for (int k = 10; k > 0 && is_done; --k) {
+          std::string name = std::to_string(i * k % 97) + "-" +
+                             std::to_string(k) + "-" + std::to_string(writer) +
+                             "-" + std::to_string(i);
+          is_done = container_.PutDocument(name, "<a>x</a>", context);
+        }
+        if (is_done && transaction.Commit())
+          ++committed;
+        else
+          EXPECT_TRUE(XDbManager::IsWorthRetrying()) << XDbManager::LastError();
+      }
+    });
+  while (committed < 20) std::this_thread::yield();
+  int sound = 0;
+  for (int i = 0; i < 10; ++i) {
+    std::vector<std::string> problems;
+    if (container_.Verify(problems)) {
+      ++sound;
+      continue;
+    }
+    EXPECT_TRUE(problems.empty()) << problems.front();
+    EXPECT_TRUE(XDbManager::IsWorthRetrying()) << XDbManager::LastError();
+  }
+  is_over = true;
+  for (std::thread& writer : writers) writer.join();
+  EXPECT_GT(sound, 0);
+}
+
+}  // namespace
+}  // namespace kiv::xdb

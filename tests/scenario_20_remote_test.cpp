@@ -1,0 +1,223 @@
+// Remote services that are not there, silent, something else, or end in the
+// middle: a neutral result in time, each with a text of its own.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "testing/listener.h"
+#include "testing/remote_fixture.h"
+
+namespace kiv::testing {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+constexpr int kTimeoutMs = 1'000;
+
+class Scenario20Remote : public RemoteTest {
+ protected:
+  // Makes a call that must fail and says how long it took.
+  milliseconds Fail(RemoteProxy* proxy) {
+    const auto start = Clock::now();
+    EXPECT_EQ(rmt_max_message_size(proxy), 0);
+    return std::chrono::duration_cast<milliseconds>(Clock::now() - start);
+  }
+  static std::string Place(int port) {
+    return "127.0.0.1:" + std::to_string(port);
+  }
+};
+
+TEST_F(Scenario20Remote, AClosedPortIsRefusedAtOnce) {
+  int port = 0;
+  {
+    const Listener listener;
+    port = listener.Port();
+  }
+  const RemoteClient client;
+  EXPECT_LT(Fail(client.Proxy(port, kTimeoutMs)), milliseconds(kTimeoutMs));
+  EXPECT_EQ(rmt_last_error_code(), RMT_REFUSED);
+  EXPECT_EQ(rmt_last_error(), Place(port) + ": connection refused");
+  EXPECT_EQ(log_.Count("rmt_max_message_size Failed: " + Place(port) +
+                       ": connection refused"),
+            1)
+      << log_.Text();
+}
+
+TEST_F(Scenario20Remote, ASilentListenerIsGivenUpInTime) {
+  const Listener listener;
+  const auto start = Clock::now();
+  {
+    const RemoteClient client;
+    RemoteProxy* const proxy = client.Proxy(listener.Port(), kTimeoutMs);
+    for (int call = 0; call < 2; ++call) {
+      const milliseconds taken = Fail(proxy);
+      EXPECT_GE(taken, milliseconds(kTimeoutMs - 100));
+      EXPECT_LT(taken, milliseconds(2 * kTimeoutMs));
+      EXPECT_EQ(rmt_last_error_code(), RMT_NO_ANSWER);
+      EXPECT_EQ(rmt_last_error(),
+                Place(listener.Port()) + ": no answer in 1 s");
+    }
+  }
+  // Nor does the end of the communicator wait for it.
+  EXPECT_LT(Clock::now() - start, milliseconds(4 * kTimeoutMs));
+}
+
+TEST_F(Scenario20Remote, TheDefaultTimeoutIsTenSecondsAndNotDoubled) {
+  const Listener listener;
+  const RemoteClient client;
+  RemoteProjectProxy result{};
+  const auto start = Clock::now();
+  EXPECT_FALSE(rmt_get_project_proxy(client.List(), "localhost",
+                                     listener.Port(), "Svc", "", "", 1, 0,
+                                     &result));
+  EXPECT_GE(Clock::now() - start, milliseconds(9'900));
+  EXPECT_LT(Clock::now() - start, seconds(15));
+  EXPECT_EQ(rmt_last_error(), "localhost:" + std::to_string(listener.Port()) +
+                                  ": no answer in 10 s");
+}
+
+TEST_F(Scenario20Remote, TheTimeoutOfAServiceIsThatOfItsElement) {
+  const Listener listener;
+  WriteTestFile("../conf/client.xml",
+                "<config><services><service name='a' ip='127.0.0.1' port='" +
+                    std::to_string(listener.Port()) +
+                    "' svc='Svc' timeout='1'/></services></config>");
+  const RemoteClient client;
+  RemoteProjectProxy result{};
+  const auto start = Clock::now();
+  EXPECT_FALSE(rmt_get_named_proxy(client.List(), "a", &result));
+  EXPECT_LT(Clock::now() - start, seconds(2));
+  EXPECT_EQ(rmt_last_error_code(), RMT_NO_ANSWER);
+}
+
+TEST_F(Scenario20Remote, AnHttpServerIsNoIceServer) {
+  const Listener listener("HTTP/1.1 400 Bad Request\r\nServer: any\r\n\r\n");
+  const RemoteClient client;
+  EXPECT_LT(Fail(client.Proxy(listener.Port(), kTimeoutMs)),
+            milliseconds(2 * kTimeoutMs));
+  EXPECT_EQ(rmt_last_error_code(), RMT_NOT_ICE);
+  EXPECT_TRUE(std::string(rmt_last_error())
+                  .starts_with(Place(listener.Port()) + ": not an Ice server"))
+      << rmt_last_error();
+}
+
+TEST_F(Scenario20Remote, AServerKilledInMidCallIsNoticedAndFoundAgain) {
+  auto servant = std::make_unique<RemoteServant>();
+  const int port = servant->Port();
+  const RemoteClient client;
+  const RemoteClient observer;
+  RemoteProxy* const proxy = client.Proxy(port);
+  Command(proxy, "seconds 60");
+  std::int32_t result = -1;
+  int code = RMT_DONE;
+  std::thread caller([&] {
+    result = rmt_max_message_size(proxy);
+    code = rmt_last_error_code();
+  });
+  EXPECT_TRUE(Eventually([&] {
+    return Command(observer.Proxy(port), "count MaxMessageSize") == "1";
+  }));
+  const auto start = Clock::now();
+  servant->Kill();
+  caller.join();
+  EXPECT_LT(Clock::now() - start, seconds(2));
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(code, RMT_LOST);
+  EXPECT_TRUE(log_.Has("the connection was lost before the answer came"))
+      << log_.Text();
+
+  servant = std::make_unique<RemoteServant>("tcp -h 127.0.0.1 -p " +
+                                            std::to_string(port));
+  EXPECT_EQ(rmt_max_message_size(proxy), 1048576) << rmt_last_error();
+}
+
+TEST_F(Scenario20Remote, AServerThatFallsSilentInMidCallIsGivenUp) {
+  const RemoteServant servant;
+  const RemoteClient client;
+  RemoteProxy* const proxy = client.Proxy(servant.Port(), kTimeoutMs);
+  Command(proxy, "seconds 3");
+  EXPECT_LT(Fail(proxy), milliseconds(2 * kTimeoutMs));
+  EXPECT_EQ(rmt_last_error_code(), RMT_NO_ANSWER);
+}
+
+TEST_F(Scenario20Remote, OnlyShutdownIsSentAgain) {
+  const RemoteServant servant;
+  const RemoteClient client;
+  RemoteProxy* const proxy = client.Proxy(servant.Port());
+  Command(proxy, "lose 1");
+  EXPECT_EQ(rmt_max_message_size(proxy), 0);
+  EXPECT_EQ(rmt_last_error_code(), RMT_LOST);
+  EXPECT_EQ(Command(proxy, "count MaxMessageSize"), "1");
+  Command(proxy, "lose 1");
+  EXPECT_TRUE(rmt_shutdown(proxy)) << rmt_last_error();
+  EXPECT_EQ(Command(proxy, "count shutdown"), "2");
+}
+
+TEST_F(Scenario20Remote, AnAnswerOfAHundredMegabytesIsRefused) {
+  const RemoteServant servant("tcp -h 127.0.0.1 -p 0",
+                              {"Ice.MessageSizeMax=0"});
+  const RemoteClient client;
+  RemoteProxy* const proxy = client.Proxy(servant.Port());
+  RemoteStringValue* const reply = rmt_new_string_value();
+  EXPECT_FALSE(rmt_send_command(proxy, "bytes 104857600", reply));
+  EXPECT_EQ(rmt_last_error_code(), RMT_TOO_LARGE) << rmt_last_error();
+  EXPECT_STREQ(rmt_string_value_text(reply), "");
+  EXPECT_EQ(rmt_max_message_size(proxy), 1048576) << "the next call fails";
+  rmt_delete_string_value(reply);
+}
+
+TEST_F(Scenario20Remote, AnOldServerLacksOperationsButSpeaksEncodingOneZero) {
+  WriteTestFile("Old.ice",
+                "module kiv { module server { struct VersionInfo { string a; "
+                "string b; int c; int d; int e; }\n"
+                "interface ServiceBase { int MaxMessageSize(); "
+                "bool SendCommand(string command, out string reply); } } }");
+  const RemoteServant servant("tcp -h 127.0.0.1 -p 0",
+                              {"Ice.Default.EncodingVersion=1.0"},
+                              std::filesystem::current_path(), "Old.ice");
+  const RemoteClient client;
+  RemoteProxy* const proxy = client.Proxy(servant.Port());
+  EXPECT_EQ(rmt_max_message_size(proxy), 1048576);
+  EXPECT_EQ(Command(proxy, "encoding"), "1.0");
+  EXPECT_EQ(rmt_get_project_id(proxy, "a", "b"), nullptr);
+  EXPECT_EQ(rmt_last_error_code(), RMT_NO_OPERATION);
+  EXPECT_EQ(rmt_last_error(),
+            Place(servant.Port()) +
+                ": the server does not know the operation 'GetProjectId3'");
+}
+
+TEST_F(Scenario20Remote, WhatGoesWrongInTheServerHasTextsOfItsOwn) {
+  const RemoteServant servant;
+  const RemoteClient client;
+  RemoteProxy* const proxy = client.Proxy(servant.Port());
+  EXPECT_TRUE(Command(proxy, "fail")
+                  .starts_with("-" + Place(servant.Port()) +
+                               ": the server failed in the operation: "))
+      << rmt_last_error();
+  EXPECT_EQ(rmt_last_error_code(), RMT_SERVER_FAILED);
+  EXPECT_TRUE(rmt_ping(proxy));
+  EXPECT_FALSE(rmt_ping(rmt_get_proxy(client.List(), "127.0.0.1",
+                                      servant.Port(), "Nobody", 0, 0)));
+  EXPECT_EQ(rmt_last_error(),
+            Place(servant.Port()) + ": the server has no object 'Nobody'");
+}
+
+TEST_F(Scenario20Remote, AnAddressOf128CharactersLeavesTheRecordUntouched) {
+  WriteTestFile("../conf/client.xml",
+                "<config><services><service name='a' svc='Svc' ip='" +
+                    std::string(128, 'h') + "' port='1'/></services></config>");
+  RemoteServiceInfo record;
+  std::memset(&record, 0x5A, sizeof record);
+  const RemoteServiceInfo before = record;
+  EXPECT_FALSE(rmt_get_remote_server("a", &record));
+  EXPECT_EQ(std::memcmp(&record, &before, sizeof record), 0);
+}
+
+}  // namespace
+}  // namespace kiv::testing
