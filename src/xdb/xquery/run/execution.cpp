@@ -93,12 +93,22 @@ void Execution::EnterCall(Position position) {
   ++call_depth_;
 }
 
+std::uint64_t Execution::OrderOf(
+    const std::shared_ptr<const TreeOrigin>& origin) {
+  if (!origin || origin->collection.empty()) return next_order_++;
+  const auto known = collection_orders_.find(origin->collection);
+  if (known != collection_orders_.end()) return known->second;
+  // The text lives as long as the tree, which is held until the end.
+  collection_orders_.emplace(origin->collection, next_order_);
+  return next_order_++;
+}
+
 const HeldTree* Execution::Hold(
     const std::shared_ptr<const Tree>& tree,
     const std::shared_ptr<const TreeOrigin>& origin) {
   const auto [found, is_new] = trees_.try_emplace(tree.get());
   if (is_new) {
-    auto* held = Counted::Make<HeldTree>(0, tree, next_order_++, origin);
+    auto* held = Counted::Make<HeldTree>(0, tree, OrderOf(origin), origin);
     found->second = Item::OfNode(held, 0);
     held->Drop();
   }
@@ -205,20 +215,28 @@ class Execution::CollectionIterator final : public Iterator {
   std::size_t next_ = 0;
 };
 
-IteratorPtr Execution::Collection(const std::string& uri) {
-  auto known = collections_.find(uri);
-  if (known == collections_.end()) {
-    std::unique_ptr<DocumentStream> found;
-    if (surroundings_.documents != nullptr)
-      found = surroundings_.documents->OpenCollection(uri);
-    if (!found) {
-      throw Error("FODC0002", uri.empty() ? "there is no default collection"
-                                          : "there is no collection " + uri);
-    }
-    known =
-        collections_.emplace(uri, KnownCollection{{}, std::move(found)}).first;
+Execution::KnownCollection& Execution::FindCollection(const std::string& uri) {
+  const auto known = collections_.find(uri);
+  if (known != collections_.end()) return known->second;
+  std::unique_ptr<DocumentStream> found;
+  if (surroundings_.documents != nullptr)
+    found = surroundings_.documents->OpenCollection(uri);
+  if (!found) {
+    throw Error("FODC0002", uri.empty() ? "there is no default collection"
+                                        : "there is no collection " + uri);
   }
-  return std::make_unique<CollectionIterator>(*this, known->second);
+  const bool is_ordered = found->IsOrdered();
+  return collections_
+      .emplace(uri, KnownCollection{{}, std::move(found), is_ordered})
+      .first->second;
+}
+
+IteratorPtr Execution::Collection(const std::string& uri) {
+  return std::make_unique<CollectionIterator>(*this, FindCollection(uri));
+}
+
+bool Execution::IsOrderedCollection(const std::string& uri) {
+  return FindCollection(uri).is_ordered;
 }
 
 }  // namespace kiv::xdb::xq
