@@ -67,6 +67,9 @@ class Scan final : public xq::DocumentStream {
       : keeper_(std::move(keeper)), scan_(std::move(scan)) {}
 
   bool IsOrdered() const override { return true; }
+  void StartBehind(const std::string& name) override {
+    scan_.StartBehind(name);
+  }
   bool Next(xq::SourceDocument& document) override {
     DocumentTree found;
     if (!scan_.Next(found)) return false;

@@ -96,6 +96,8 @@ using DocumentIds = std::vector<DocumentId>;
 class DocumentScan {
  public:
   bool Next(DocumentTree& document);
+  // Before the first Next, of all documents: those behind that name.
+  void StartBehind(const std::string& name) { from_ = name + '\0'; }
 
  private:
   friend class ContainerReading;

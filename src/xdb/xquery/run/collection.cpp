@@ -35,6 +35,7 @@ class ChosenDocuments final : public Iterator {
     run_.Tick();
     SourceDocument document;
     if (!documents_->Next(document)) return false;
+    run_.LetGoOfDocuments();
     item = run_.RootOf(document);
     return true;
   }

@@ -27,8 +27,11 @@ struct SourceDocument {
 class DocumentStream {
  public:
   virtual ~DocumentStream() = default;
-  // They come in document order, whatever of them was met before.
+  // They come in the order of their names, which is that of the documents of
+  // one collection, and may be asked for again at any time.
   virtual bool IsOrdered() const { return false; }
+  // Of an ordered one, before the first.
+  virtual void StartBehind(const std::string&) {}
   virtual bool Next(SourceDocument& document) = 0;
 };
 

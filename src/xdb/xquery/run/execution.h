@@ -74,6 +74,9 @@ class Execution {
                        const std::shared_ptr<const TreeOrigin>& origin);
   // Documents of one URI are one.
   Item RootOf(const SourceDocument& document);
+  // Documents of ordered collections, which can be read again, go when they are
+  // many and no item is left of them.
+  void LetGoOfDocuments();
   // A tree that nobody else has.
   Item HoldNew(std::shared_ptr<const Tree> tree,
                std::shared_ptr<const TreeOrigin> origin);
@@ -123,11 +126,15 @@ class Execution {
 
   class CollectionIterator;
   struct KnownCollection {
-    Sequence roots;  // as far as they were asked for
+    Sequence roots;  // as far as they were asked for and are kept
+    std::size_t root_bytes = 0;
+    // Behind those; null when they are all, or when an iterator has taken it.
     std::unique_ptr<DocumentStream> rest;
     bool is_ordered = false;
+    bool is_whole = false;
   };
 
+  std::unique_ptr<DocumentStream> OpenCollection(const std::string& uri);
   KnownCollection& FindCollection(const std::string& uri);
   std::uint64_t OrderOf(const std::shared_ptr<const TreeOrigin>& origin);
   // Null: for no reason.
@@ -145,11 +152,12 @@ class Execution {
   std::unordered_map<const Tree*, Item> trees_;
   std::uint64_t next_order_ = 0;
   // Of the trees of a collection, which have one.
-  std::unordered_map<std::string_view, std::uint64_t> collection_orders_;
+  std::map<std::string, std::uint64_t, std::less<>> collection_orders_;
   std::vector<KnownName> names_;
   // By their own URI, and by others that they were asked for by.
   std::unordered_map<std::string_view, Item> documents_;
   std::map<std::string, Item> other_uris_;
+  std::size_t most_documents_ = 1024;
   std::map<std::string, KnownCollection> collections_;
   int zone_ = 0;
   Focus focus_;
