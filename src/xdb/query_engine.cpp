@@ -84,6 +84,14 @@ class RunResults final : public QueryResults {
     WithoutQueryErrors([this] { RunToTheEnd(); });
     return values_.size();
   }
+  bool KnowsSize() const override { return !running_; }
+  bool Has(std::uint64_t count) override {
+    return WithoutQueryErrors([&] {
+      while (values_.size() < count && Pull()) {
+      }
+      return values_.size() >= count;
+    });
+  }
   std::shared_ptr<const QueryValue> Next() override {
     if (at_ == values_.size() && !WithoutQueryErrors([this] { return Pull(); }))
       return nullptr;
@@ -155,6 +163,14 @@ class PreparedXQuery final : public PreparedQuery {
       const bool is_lazy = context.evaluation_type != 0;
       if (!is_lazy) results->RunToTheEnd();
       return results;
+    });
+  }
+  std::string Explain(const std::shared_ptr<Session>& session,
+                      const QueryContext& context) const override {
+    return WithoutQueryErrors([&] {
+      ContainerDocuments documents(session, context.transaction);
+      const auto transaction = documents.HoldTransaction();
+      return xq::Explain(*query_, SurroundingsOf(context, documents));
     });
   }
 

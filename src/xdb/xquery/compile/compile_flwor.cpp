@@ -167,7 +167,8 @@ PlanPtr Compiler::operator()(const ast::VariableReference& expr) {
   for (auto local = locals_.rbegin(); local != locals_.rend(); ++local) {
     if (!(local->name == name)) continue;
     needs_->AddSlot(local->slot);
-    return std::make_unique<VariablePlan>(local->slot, local->known);
+    return std::make_unique<VariablePlan>(local->slot, local->known,
+                                          ToText(local->name));
   }
   for (auto global = visible_globals_.rbegin();
        global != visible_globals_.rend(); ++global) {

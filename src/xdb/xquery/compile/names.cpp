@@ -184,6 +184,7 @@ Bound Compiler::NewSlot() {
 
 Bound Compiler::Declare(const ast::LexicalName& name, const Properties& known) {
   Bound variable = NewSlot();
+  variable.name = Shown(name);
   locals_.push_back({Resolve(name, ""), variable.slot, known});
   return variable;
 }
