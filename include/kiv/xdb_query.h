@@ -62,6 +62,12 @@ class KIV_API XDbQueryContext {
   // False, and `value` untouched, when it has none.
   bool GetVariableValue(const char* name, XDbValue& value) const;
 
+  // The container that collection() without a name stands for. False for an
+  // empty name.
+  bool SetDefaultCollection(const char* container);
+  // "" when there is none.
+  std::string GetDefaultCollection() const;
+
   // Queries executed with this context read inside the transaction, and see
   // what it changed. False when either is unbound.
   bool SetTransaction(const XDbTransaction& transaction);

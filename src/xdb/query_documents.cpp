@@ -140,7 +140,7 @@ xq::SourceDocument ContainerDocuments::FindStored(const std::string& uri) {
 
 std::unique_ptr<xq::DocumentStream> ContainerDocuments::OpenCollection(
     const std::string& uri) {
-  OpenedReading* opened = ReadingOf(uri);
+  OpenedReading* opened = ReadingOf(uri.empty() ? default_collection_ : uri);
   if (opened == nullptr && uri.find('%') != std::string::npos)
     opened = ReadingOf(WithoutEscapes(uri));
   if (opened == nullptr) return nullptr;

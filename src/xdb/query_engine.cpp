@@ -67,6 +67,7 @@ class RunResults final : public QueryResults {
              const QueryContext& context)
       : documents_(session, context.transaction),
         is_dead_(context.return_type != 0) {
+    documents_.SetDefaultCollection(context.default_collection);
     const auto transaction = documents_.HoldTransaction();
     std::vector<xq::BoundVariable> variables;
     for (const auto& [name, value] : context.variables)
@@ -169,6 +170,7 @@ class PreparedXQuery final : public PreparedQuery {
                       const QueryContext& context) const override {
     return WithoutQueryErrors([&] {
       ContainerDocuments documents(session, context.transaction);
+      documents.SetDefaultCollection(context.default_collection);
       const auto transaction = documents.HoldTransaction();
       return xq::Explain(*query_, SurroundingsOf(context, documents));
     });

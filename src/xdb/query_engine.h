@@ -84,6 +84,7 @@ struct QueryContext {
   int evaluation_type = 0;                        // 0 eager, 1 lazy
   std::map<std::string, std::string> namespaces;  // by prefix
   std::map<std::string, std::shared_ptr<const QueryValue>> variables;
+  std::string default_collection;
   TransactionChoice transaction;
   QueryLimits limits;
   // Ends, when it grows, the queries that began before; from any thread. Shared

@@ -74,6 +74,13 @@ TEST_F(XDbXQueryTest, FindsDocumentsByContainerAndName) {
                    "return doc(document-uri($d)) is $d"),
             "true|true|true");
   EXPECT_EQ(Answer("doc-available('orders/4')"), "false");
+  EXPECT_EQ(Answer("collection()"),
+            "XDbQueryExpression::Execute exception: FODC0002 at line 1, column "
+            "1: there is no default collection");
+  ASSERT_TRUE(context_.SetDefaultCollection("orders"));
+  EXPECT_EQ(context_.GetDefaultCollection(), "orders");
+  EXPECT_EQ(Answer("count(collection())"), "3");
+  EXPECT_FALSE(context_.SetDefaultCollection(""));
   EXPECT_EQ(Answer("doc('orders/4')"),
             "XDbQueryExpression::Execute exception: FODC0002 at line 1, column "
             "1: there is no document orders/4");
