@@ -189,7 +189,7 @@ xq::SourceDocument ContainerDocuments::FindStored(const std::string& uri) {
 
 ContainerDocuments::OpenedReading* ContainerDocuments::ReadingOfUri(
     const std::string& uri) {
-  OpenedReading* opened = ReadingOf(uri);
+  OpenedReading* opened = ReadingOf(uri.empty() ? default_collection_ : uri);
   if (opened == nullptr && uri.find('%') != std::string::npos)
     opened = ReadingOf(WithoutEscapes(uri));
   return opened;

@@ -26,6 +26,11 @@ class ContainerDocuments final : public xq::DocumentSource {
   ContainerDocuments(std::shared_ptr<Session> session, TransactionChoice choice)
       : session_(std::move(session)), choice_(std::move(choice)) {}
 
+  // What collection() without a name is; empty: nothing.
+  void SetDefaultCollection(std::string name) {
+    default_collection_ = std::move(name);
+  }
+
   // Held while the documents are read; throws StoreError when it has ended.
   // Null without one.
   std::shared_ptr<Transaction> HoldTransaction() const {
@@ -56,6 +61,7 @@ class ContainerDocuments final : public xq::DocumentSource {
 
   const std::shared_ptr<Session> session_;
   const TransactionChoice choice_;
+  std::string default_collection_;
   std::map<std::string, OpenedReading> readings_;  // by file
 };
 

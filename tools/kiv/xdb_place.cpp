@@ -37,7 +37,7 @@ std::string LibraryReason() {
   // In front of it stands the operation, for the log.
   std::size_t begin = 0;
   for (const std::string_view mark :
-       {"exception: ", "\xE5\xBC\x82\xE5\xB8\xB8: "}) {
+       {"exception: ", "exception : - ", "\xE5\xBC\x82\xE5\xB8\xB8: "}) {
     const std::size_t found = text.find(mark);
     if (found != std::string::npos)
       begin = std::max(begin, found + mark.size());
@@ -126,7 +126,7 @@ kiv::XDbManager* XdbPlace::Open(bool may_create) {
   std::string password;
   if (!LocalName(home, local_home) || !Password(password, is_new))
     return nullptr;
-  is_open_ = manager_.Open(local_home.c_str(), kEnvironmentFlags,
+  is_open_ = manager_.Open(local_home.c_str(), kEnvironmentFlags | extra_flags,
                            password.c_str(), nullptr);
   if (!is_open_) {
     LibraryFault("'" + home + "' cannot be opened");

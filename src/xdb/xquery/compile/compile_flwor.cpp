@@ -182,7 +182,8 @@ PlanPtr Compiler::operator()(const ast::VariableReference& expr) {
     needs_->AddSlot(local->slot);
     const auto place = static_cast<std::size_t>(local - locals_.data());
     if (place >= first_own_local_) provenance_ = local->provenance;
-    return std::make_unique<VariablePlan>(local->slot, local->known);
+    return std::make_unique<VariablePlan>(local->slot, local->known,
+                                          ToText(local->name));
   }
   for (auto global = visible_globals_.rbegin();
        global != visible_globals_.rend(); ++global) {

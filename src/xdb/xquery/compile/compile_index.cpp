@@ -72,7 +72,7 @@ PlanPtr Compiler::Substituted() {
   Properties known;
   known.type = {ItemType::OfAtomic(Type::UntypedAtomic), Occurrence::Optional};
   needs_->AddSlot(substitute_.slot);
-  return std::make_unique<VariablePlan>(substitute_.slot, known);
+  return std::make_unique<VariablePlan>(substitute_.slot, known, "value");
 }
 
 // One step further; none where it leaves the ways that an index knows.
@@ -205,6 +205,8 @@ std::optional<IndexCondition> Compiler::ConditionOfValue(const ast::Expr& expr,
   substitute_ = outer;
   if (!IsKnownBefore(needs, condition.value_slot.slot, roots))
     return std::nullopt;
+  condition.is_constant = needs.slots.size() <= 1;
+  condition.slot_end = slot_count_;
   return condition;
 }
 

@@ -193,6 +193,7 @@ const Compiler::LocalVariable* Compiler::FindLocal(
 
 Bound Compiler::Declare(const ast::LexicalName& name, const Properties& known) {
   Bound variable = NewSlot();
+  variable.name = Shown(name);
   locals_.push_back({Resolve(name, ""), variable.slot, known, {}, nullptr});
   return variable;
 }

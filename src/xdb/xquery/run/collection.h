@@ -52,6 +52,9 @@ struct IndexCondition {
   Comparison comparison = Comparison::Eq;
   PlanPtr compared;
   bool is_single = false;  // `compared` is one value at most, or an error
+  // No variable but that of the value is asked for.
+  bool is_constant = true;
+  std::size_t slot_end = 0;  // behind all slots that it takes
 };
 
 // fn:collection with what is known of the documents wanted; in document order.
@@ -61,6 +64,7 @@ class CollectionPlan final : public Plan {
   // a value when it is opened.
   CollectionPlan(PlanPtr uri, std::size_t slot_count);
   IteratorPtr Open(const Frame& frame) const override;
+  PlanNote Explain(Execution& run) const override;
 
   // Before the plan is shared.
   void Require(IndexCondition condition);

@@ -8,6 +8,9 @@ namespace kiv::xdb::xq {
 
 // ".", XPDY0002 where it is undefined.
 class ContextItemPlan final : public SinglePlan {
+ public:
+  PlanNote Explain(Execution& run) const override;
+
  protected:
   Item Compute(const Frame& frame) const override;
 };
@@ -16,6 +19,7 @@ class ContextItemPlan final : public SinglePlan {
 class RootPlan final : public SinglePlan {
  public:
   RootPlan();
+  PlanNote Explain(Execution& run) const override;
 
  protected:
   Item Compute(const Frame& frame) const override;
@@ -28,6 +32,7 @@ class AxisPlan final : public Plan {
   IteratorPtr Open(const Frame& frame) const override;
 
   ast::Axis axis() const { return axis_; }
+  PlanNote Explain(Execution& run) const override;
 
  private:
   const ast::Axis axis_;
@@ -41,6 +46,7 @@ class FilterPlan final : public Plan {
   IteratorPtr Open(const Frame& frame) const override;
 
   const Plan& base() const { return *base_; }
+  PlanNote Explain(Execution& run) const override;
 
  private:
   const PlanPtr base_;
@@ -55,6 +61,7 @@ class ReversePlan final : public Plan {
  public:
   explicit ReversePlan(PlanPtr base);
   IteratorPtr Open(const Frame& frame) const override;
+  PlanNote Explain(Execution& run) const override;
 
  private:
   const PlanPtr base_;
@@ -67,6 +74,7 @@ class PathPlan final : public Plan {
   // `is_last`: no step follows.
   PathPlan(PlanPtr left, PlanPtr right, bool uses_last, bool is_last);
   IteratorPtr Open(const Frame& frame) const override;
+  PlanNote Explain(Execution& run) const override;
 
  private:
   void Infer();
@@ -84,6 +92,7 @@ class SortedNodesPlan final : public Plan {
  public:
   explicit SortedNodesPlan(PlanPtr base);
   IteratorPtr Open(const Frame& frame) const override;
+  PlanNote Explain(Execution& run) const override;
 
  private:
   const PlanPtr base_;
