@@ -1,5 +1,6 @@
 // What the plans tell of themselves. Conversions and checks are left out: they
 // are everywhere and decide nothing.
+#include "xdb/xquery/run/calls.h"
 #include "xdb/xquery/run/collection.h"
 #include "xdb/xquery/run/constant.h"
 #include "xdb/xquery/run/constructors.h"
@@ -189,9 +190,11 @@ PlanNote CollectionPlan::Explain(Execution& run) const {
   const auto* constant = dynamic_cast<const ConstantPlan*>(uri_.get());
   DocumentSource* const source = run.surroundings().documents;
   const CollectionIndex* index = nullptr;
-  if (source != nullptr && (constant != nullptr || !uri_))
-    index = source->IndexOf(
-        constant == nullptr ? "" : std::string(constant->item().AsText()));
+  if (source != nullptr && constant != nullptr)
+    index = source->IndexOf(AbsoluteUri({&run, nullptr, nullptr},
+                                        constant->item().AsText(), "FODC0004"));
+  else if (source != nullptr && !uri_)
+    index = source->IndexOf("");
   for (const IndexCondition& part : wanted_.parts)
     note.parts.push_back(NoteOfIndex(part, index, run));
   return note;
