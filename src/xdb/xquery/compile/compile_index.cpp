@@ -194,15 +194,19 @@ std::optional<IndexCondition> Compiler::ConditionOfValue(const ast::Expr& expr,
   Needs needs;
   const Substitute outer = std::exchange(
       substitute_, Substitute{leaf_expr, condition.value_slot.slot});
+  const Scope scope(*this);
+  const std::size_t outer_loops = loops_;
+  bool is_made = true;
   try {
     condition.test = Observe(needs, [&] { return Compile(expr); });
     AddComparison(expr, *leaf_expr, condition, needs);
   } catch (const Error&) {
     // An untyped value cannot stand there.
-    substitute_ = outer;
-    return std::nullopt;
+    loops_ = outer_loops;
+    is_made = false;
   }
   substitute_ = outer;
+  if (!is_made) return std::nullopt;
   if (!IsKnownBefore(needs, condition.value_slot.slot, roots))
     return std::nullopt;
   condition.is_constant = needs.slots.size() <= 1;

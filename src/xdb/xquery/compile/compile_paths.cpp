@@ -90,8 +90,10 @@ PlanPtr Compiler::MakeStep(Axis axis, const ast::AxisStep& step,
   PlanPtr plan =
       place(std::make_unique<AxisPlan>(axis, ResolveTest(step.test, axis)));
   for (Predicate& predicate : predicates) {
-    plan = place(std::make_unique<FilterPlan>(
-        std::move(plan), std::move(predicate.plan), predicate.use.last));
+    const bool is_positional = predicate.IsPositional();
+    plan = place(
+        std::make_unique<FilterPlan>(std::move(plan), std::move(predicate.plan),
+                                     predicate.use.last, is_positional));
   }
   if (!IsReverse(axis) || plan->properties.is_ordered) return plan;
   return place(std::make_unique<ReversePlan>(std::move(plan)));
@@ -169,8 +171,10 @@ PlanPtr Compiler::operator()(const ast::Filter& expr) {
   RequirePredicates(from, expr.predicates);
   provenance_ = std::move(from);
   for (Predicate& predicate : predicates) {
-    auto filter = std::make_unique<FilterPlan>(
-        std::move(plan), std::move(predicate.plan), predicate.use.last);
+    const bool is_positional = predicate.IsPositional();
+    auto filter =
+        std::make_unique<FilterPlan>(std::move(plan), std::move(predicate.plan),
+                                     predicate.use.last, is_positional);
     filter->position = expr.position;
     plan = std::move(filter);
   }
