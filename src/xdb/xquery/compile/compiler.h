@@ -101,6 +101,7 @@ class Compiler {
     Bound variable;
     std::optional<Bound> at;
     bool is_for = true;
+    bool is_name = false;   // of a collection
     std::size_t loops = 0;  // around its operand
     std::optional<JoinSides> join;
     std::size_t table_slot = 0;
