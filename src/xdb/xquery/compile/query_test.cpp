@@ -53,6 +53,18 @@ const QueryCase kPaths[] = {
      "let $d := <r><a><a><b n='1'/></a><b n='2'/></a></r> "
      "return string-join($d//a/b/@n, ',')",
      "1,2"},
+    {"NestedBelowNested",
+     "let $d := <r><a><a><b n='1'/></a><b n='2'/></a><a><b n='3'/></a></r> "
+     "return string-join($d//a//b/@n, ',')",
+     "1,2,3"},
+    {"NestedBelowNestedByPosition",
+     "let $d := <r><a><a><b n='1'/><b n='2'/></a><b n='3'/></a></r> "
+     "return string-join($d//a/descendant::b[2]/@n, ',')",
+     "2"},
+    {"NestedBelowNestedOrSelf",
+     "let $d := <r><a><a><b n='1'/></a><b n='2'/></a></r> "
+     "return count($d//a/descendant-or-self::*[.//@n])",
+     "4"},
     {"NoNodeTwice", "let $d := <r><a><b/></a></r> return count($d//*/..)", "2"},
     {"ReverseAxisCountsBackwards",
      "let $d := <r><a/><b/><c/></r> "

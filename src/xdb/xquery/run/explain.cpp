@@ -1,9 +1,13 @@
 // What the plans tell of themselves. Conversions and checks are left out: they
 // are everywhere and decide nothing.
+#include "xdb/xquery/run/calls.h"
+#include "xdb/xquery/run/collection.h"
 #include "xdb/xquery/run/constant.h"
 #include "xdb/xquery/run/constructors.h"
 #include "xdb/xquery/run/conversions.h"
+#include "xdb/xquery/run/execution.h"
 #include "xdb/xquery/run/flwor.h"
+#include "xdb/xquery/run/index_search.h"
 #include "xdb/xquery/run/joins.h"
 #include "xdb/xquery/run/operators.h"
 #include "xdb/xquery/run/paths.h"
@@ -90,6 +94,56 @@ PlanNote NoteOfComparison(const JoinComparison& comparison, PlanNote left,
   return NoteOfSign(sign, std::move(left), std::move(right));
 }
 
+std::string Shown(const PathPattern& pattern) {
+  std::string text;
+  for (const PatternStep& step : pattern) {
+    if (step.is_any_depth)
+      text += "//";
+    else if (!text.empty())
+      text += "/";
+    if (step.match.principal == NodeKind::Attribute) text += "@";
+    text += Shown(step.match);
+  }
+  return text;
+}
+
+std::string Estimated(const IndexCondition& leaf, const CollectionIndex& index,
+                      Execution& run) {
+  if (!leaf.is_constant) return "";
+  std::vector<Value> slots(leaf.slot_end);
+  const auto rows =
+      IndexSearch({&run, slots.data(), nullptr}, index).Estimate(leaf);
+  if (!rows) return ": it has not all of these";
+  return ": " + std::to_string(*rows) + (*rows == 1 ? " row" : " rows");
+}
+
+// What the index of a collection is asked for, and how many rows that may be.
+PlanNote NoteOfIndex(const IndexCondition& condition,
+                     const CollectionIndex* index, Execution& run) {
+  if (condition.kind != IndexCondition::Kind::Leaf) {
+    const bool is_any = condition.kind == IndexCondition::Kind::Any;
+    PlanNote note{is_any ? "any of" : "all of", {}};
+    for (const IndexCondition& part : condition.parts)
+      note.parts.push_back(NoteOfIndex(part, index, run));
+    return note;
+  }
+  const std::string path = Shown(condition.pattern);
+  PlanNote note{"index " + path, {}};
+  if (condition.compared) {
+    note =
+        NoteOfComparison({condition.comparison, !condition.is_single},
+                         {std::move(note)}, condition.compared->Explain(run));
+  } else if (condition.test) {
+    const PlanNote test = condition.test->Explain(run);
+    if (test.parts.empty())
+      note.text += " where " + test.text;
+    else
+      note.parts.push_back(test);
+  }
+  if (index != nullptr) note.text += Estimated(condition, *index, run);
+  return note;
+}
+
 }  // namespace
 
 std::vector<PlanNote> NotesOf(const std::vector<PlanPtr>& plans,
@@ -127,6 +181,23 @@ PlanNote RootPlan::Explain(Execution&) const { return {"root()", {}}; }
 
 PlanNote AxisPlan::Explain(Execution&) const {
   return {Shown(axis_) + Shown(match_), {}};
+}
+
+PlanNote CollectionPlan::Explain(Execution& run) const {
+  Notes arguments;
+  if (uri_) arguments.push_back(uri_->Explain(run));
+  PlanNote note = NoteOfCall("collection", std::move(arguments));
+  const auto* constant = dynamic_cast<const ConstantPlan*>(uri_.get());
+  DocumentSource* const source = run.surroundings().documents;
+  const CollectionIndex* index = nullptr;
+  if (source != nullptr && constant != nullptr)
+    index = source->IndexOf(AbsoluteUri({&run, nullptr, nullptr},
+                                        constant->item().AsText(), "FODC0004"));
+  else if (source != nullptr && !uri_)
+    index = source->IndexOf("");
+  for (const IndexCondition& part : wanted_.parts)
+    note.parts.push_back(NoteOfIndex(part, index, run));
+  return note;
 }
 
 PlanNote FilterPlan::Explain(Execution& run) const {

@@ -42,16 +42,20 @@ class AxisPlan final : public Plan {
 // base[predicate].
 class FilterPlan final : public Plan {
  public:
-  FilterPlan(PlanPtr base, PlanPtr predicate, bool uses_last);
+  // `is_positional`: whether it keeps an item may depend on the others.
+  FilterPlan(PlanPtr base, PlanPtr predicate, bool uses_last,
+             bool is_positional);
   IteratorPtr Open(const Frame& frame) const override;
 
   const Plan& base() const { return *base_; }
+  bool is_positional() const { return is_positional_; }
   PlanNote Explain(Execution& run) const override;
 
  private:
   const PlanPtr base_;
   const PlanPtr predicate_;
   const bool uses_last_;
+  const bool is_positional_;
   // The only position that the predicate keeps, 0 when it is no such one.
   std::int64_t position_wanted_ = 0;
 };
@@ -84,6 +88,8 @@ class PathPlan final : public Plan {
   const bool uses_last_;
   const bool is_last_;
   bool must_sort_ = true;
+  // What is below a node has all that is below the nodes inside it.
+  bool skips_inner_ = false;
 };
 
 // Nodes in document order, none twice, of what a plan gives: XPTY0004 for
