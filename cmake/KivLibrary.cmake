@@ -1,4 +1,4 @@
-# kivcorelib10: all layers in one shared library, and its installation.
+# kivcorelib10: all layers in one shared library.
 get_property(uses GLOBAL PROPERTY KIV_USES)
 list(REMOVE_DUPLICATES uses)
 
@@ -17,8 +17,12 @@ set_target_properties(kivcorelib10 PROPERTIES
   VERIFY_INTERFACE_HEADER_SETS ON)
 target_link_options(kivcorelib10 PRIVATE -Wl,--as-needed)
 if(NOT KIV_SANITIZE)
-  target_link_options(kivcorelib10 PRIVATE -Wl,--no-undefined)
+  target_link_options(kivcorelib10 PRIVATE -Wl,--no-undefined
+    -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/kivcorelib10.map)
+  set_property(TARGET kivcorelib10 APPEND PROPERTY LINK_DEPENDS
+    ${PROJECT_SOURCE_DIR}/cmake/kivcorelib10.map)
 endif()
+target_compile_features(kivcorelib10 INTERFACE cxx_std_20)
 
 # Every object of the library in one executable, for what has to reach both the
 # published interface and the insides (scenario runs, benchmarks, fuzzing).
@@ -33,7 +37,3 @@ target_include_directories(kiv_whole INTERFACE
 target_include_directories(kiv_whole SYSTEM INTERFACE
   ${PROJECT_BINARY_DIR}/generated)
 target_link_libraries(kiv_whole INTERFACE ${uses})
-
-include(GNUInstallDirs)
-install(TARGETS kivcorelib10 LIBRARY FILE_SET HEADERS)
-install(DIRECTORY include/slice DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})

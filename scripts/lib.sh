@@ -30,9 +30,11 @@ build_packages=(g++ cmake ninja-build ccache pkg-config libxerces-c-dev
   libcli11-dev libsqlite3-dev librabbitmq-dev libdb5.3++-dev libicu-dev
   libedit-dev unixodbc-dev libsqliteodbc libzeroc-ice-dev zeroc-ice-compilers)
 test_packages=(libgtest-dev libgmock-dev python3 python3-zeroc-ice openssl
-  strace odbc-postgresql tdsodbc odbc-mdbtools nlohmann-json3-dev zlib1g-dev)
+  strace odbc-postgresql tdsodbc odbc-mdbtools nlohmann-json3-dev zlib1g-dev
+  dpkg-dev file bash-completion man-db)
 bench_packages=(libbenchmark-dev libspdlog-dev libssl-dev
   libhowardhinnant-date-dev python3 basex libsqliteodbc)
+docs_packages=(python3 python3-markdown)
 check_packages=(clang clang-format clang-tidy libclang-rt-14-dev)
 
 # The broker that durable queues may lie on, for its tests.

@@ -148,6 +148,17 @@ TEST_F(KivQueue, KeepsAMessageThatCannotBeWritten) {
   EXPECT_TRUE(Says(errors_, "back at the end of the queue")) << errors_;
   EXPECT_EQ(Shell("$KIV queue peek orders > /dev/full"), 1);
   EXPECT_EQ(Received(), "[precious]");
+  // Another program may have sent more than the queue takes from us.
+  ASSERT_EQ(Run({"send", "orders", "first"}), 0);
+  ASSERT_EQ(Shell("python3 -c \"import sqlite3\n"
+                  "with sqlite3.connect('../queues/orders.queue') as queue:\n"
+                  " queue.execute('UPDATE message SET"
+                  " body = zeroblob((128 << 20) + 1)')\""),
+            0)
+      << errors_;
+  EXPECT_EQ(Shell("$KIV queue receive orders > /dev/full"), 1);
+  EXPECT_TRUE(Says(errors_, "its body is in kiv-receive-1.body")) << errors_;
+  EXPECT_EQ(std::filesystem::file_size("kiv-receive-1.body"), (128u << 20) + 1);
 }
 
 TEST_F(KivQueue, WritesWhatItCannotConvertAsItIsAndSaysSo) {

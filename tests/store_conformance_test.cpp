@@ -245,11 +245,15 @@ TEST_P(StoreConformance, ColumnsComeAndGo) {
   EXPECT_EQ(again->GetColumn(2)->GetDefinedSize(), 9);
 }
 
-TEST_P(StoreConformance, DISABLED_ColumnThatIsRealCanOnlyBeRenamed) {
-  const auto table = Make("t", TypeOf({{"a", dm_o_int32_metadata()}}));
+TEST_P(StoreConformance, ColumnThatIsRealCanOnlyBeRenamed) {
+  const auto table = Make("t", TypeOf({{"a", dm_o_int32_metadata()},
+                                       {"b", dm_o_ansi_string_metadata()}}));
+  EXPECT_TRUE(table->GetColumn("b")->IsAllowNull());
   const auto column = table->GetColumn("a");
   ASSERT_NE(column, nullptr);
-  EXPECT_TRUE(column->IsAllowNull());
+  EXPECT_EQ(column->GetAttributes(),
+            Column::ATTRIBUTE_FIXED | Column::ATTRIBUTE_NULLABLE);
+  EXPECT_FALSE(column->IsAllowNull());
   EXPECT_EQ(column->GetSortOrder(), 1);
   EXPECT_EQ(column->GetRelatedColumn(), "");
   const std::pair<bool, const char*> refusals[] = {
@@ -281,7 +285,7 @@ TEST_P(StoreConformance, TableIsMadeOnce) {
   EXPECT_FALSE(store_->IsExistTable("never"));
 }
 
-TEST_P(StoreConformance, DISABLED_ValuesComeBackAsTheyWentIn) {
+TEST_P(StoreConformance, ValuesComeBackAsTheyWentIn) {
   const StructPtr type = TypeOf({{"flag", dm_o_bool_metadata()},
                                  {"small", dm_o_byte_metadata()},
                                  {"short", dm_o_int16_metadata()},
@@ -295,6 +299,10 @@ TEST_P(StoreConformance, DISABLED_ValuesComeBackAsTheyWentIn) {
   const auto table = Make("t", type);
   for (std::size_t i = 0; i < 10; ++i) {
     const auto column = table->GetColumn(static_cast<long>(i));
+    // PostgreSQL has no type of one byte and takes two for it.
+    if (column->GetName() == "small" &&
+        column->GetType().get() == dm_o_int16_metadata())
+      continue;
     EXPECT_EQ(dm_o_type_info_from_metadata(column->GetType().get())->type_id,
               dm_o_type_info_from_metadata(
                   dm_o_struct_metadata_field_metadata(type.get(), i))

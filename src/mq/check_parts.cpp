@@ -2,7 +2,10 @@
 
 #include <algorithm>
 
+#include "kiv/dom_element.h"
 #include "kiv/file_system.h"
+#include "kiv/strings.h"
+#include "mq/isolation.h"
 #include "mq/module_description.h"
 #include "port/shared_library.h"
 #include "util/gb_text.h"
@@ -104,6 +107,20 @@ std::string ProcessorFault(const std::string& text) {
       break;
   }
   return LibraryFault(description);
+}
+
+std::string IsolationFault(const DomElement& element) {
+  using module::Isolation;
+  const std::string where = element.Attribute(Isolation::kAttribute);
+  if (!where.empty() && where != Isolation::kProcess &&
+      where != Isolation::kNone)
+    return "\"isolation\" is " + Quoted(where) +
+           " and counts as none: write process or none";
+  const std::string limit = element.Attribute(Isolation::kTimeLimit);
+  if (!limit.empty() && !is_all_digit(limit.c_str()))
+    return "\"timeLimit\" is " + Quoted(limit) +
+           ", which is no whole number of seconds; write digits alone";
+  return "";
 }
 
 std::vector<std::string> MisspeltAttributes(

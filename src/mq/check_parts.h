@@ -41,6 +41,10 @@ std::string ProcessorFault(const std::string& description);
 std::vector<std::string> MisspeltAttributes(
     const DomElement& element, std::initializer_list<const char*> names);
 
+// What is wrong with the attributes that say where a processor runs; empty when
+// nothing is.
+std::string IsolationFault(const DomElement& element);
+
 }  // namespace kiv::mq
 
 #endif  // MQ_CHECK_PARTS_H_

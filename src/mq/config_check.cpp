@@ -11,6 +11,7 @@
 #include "kiv/strings.h"
 #include "mq/check_parts.h"
 #include "mq/com_line.h"
+#include "mq/isolation.h"
 #include "mq/msmq_check.h"
 #include "mq/queue_config_access.h"
 #include "port/serial_port.h"
@@ -88,10 +89,14 @@ class QueueCheck {
           "has no \"name\": write the port, such as COM3, or the queue's name");
     }
     for (const std::string& text : MisspeltAttributes(
-             element_, {"type", "name", "processor", "reader", "interval",
-                        "BaudRate", "DataLength", "Parity", "StopBits",
-                        "EvChar", "WaitMilliseconds", "PackageSize"}))
+             element_,
+             {"type", "name", "processor", "reader", "interval", "BaudRate",
+              "DataLength", "Parity", "StopBits", "EvChar", "WaitMilliseconds",
+              "PackageSize", module::Isolation::kAttribute,
+              module::Isolation::kTimeLimit}))
       Warn(text);
+    const std::string isolation_fault = IsolationFault(element_);
+    if (!isolation_fault.empty()) Warn(isolation_fault);
   }
 
   void CheckReader() {

@@ -103,7 +103,8 @@ class DirectoryCheck {
     for (const std::string& text : MisspeltAttributes(
              element_, {"name", "enableSubTree", "deleteAfterProcess",
                         DirectorySettings::kProcess, DirectorySettings::kSettle,
-                        DirectorySettings::kPoll}))
+                        DirectorySettings::kPoll, module::Isolation::kAttribute,
+                        module::Isolation::kTimeLimit}))
       Warn(text);
     for (const auto& [name, by_default] :
          {std::pair("enableSubTree", "true"),
@@ -122,6 +123,8 @@ class DirectoryCheck {
         Warn(std::string("\"") + name + "\" is " + Quoted(value) +
              ", which is no whole number; write digits alone");
     }
+    const std::string isolation_fault = IsolationFault(element_);
+    if (!isolation_fault.empty()) Warn(isolation_fault);
     if (!directory_.process)
       Warn(
           "is only observed: no file is handed to the processor, and none is "

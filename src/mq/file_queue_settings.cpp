@@ -101,6 +101,7 @@ bool DirectoryTable::LoadDirectory(const DomElement& directory) {
   std::string description;
   if (!processor.GetTrimTextChildValue(description))
     return Fail(message::BadProcessorText());
+  settings.isolation = module::ReadIsolation(directory);
   return Add(std::move(settings), description) ||
          Fail(message::DirectoryNotAdded(shown));
 }
@@ -109,7 +110,7 @@ bool DirectoryTable::Add(DirectorySettings settings,
                          const std::string& processor) {
   if (entries_.size() >= kMaxDirectories)
     return Fail(message::TooManyDirectories(kMaxDirectories));
-  settings.processor = module::Module::create(processor.c_str());
+  settings.processor = module::CreateModule(processor, settings.isolation, "");
   if (settings.processor == nullptr)
     return Fail(message::BadProcessor(Shown(processor)));
   entries_.push_back(std::move(settings));

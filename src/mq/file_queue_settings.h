@@ -8,6 +8,7 @@
 
 #include "kiv/file_system_path.h"
 #include "kiv/module/module.h"
+#include "mq/isolation.h"
 
 namespace kiv {
 class DomElement;
@@ -31,6 +32,7 @@ struct DirectorySettings {
   int settle_ms = 0;
   // 0: notified by the system.
   int poll_seconds = 0;
+  module::Isolation isolation;
   std::shared_ptr<module::Module> processor;
 
   static constexpr char kProcess[] = "process";

@@ -7,6 +7,8 @@
 #include "kiv/mq/factory.h"
 #include "kiv/parser/parser.h"
 #include "kiv/strings.h"
+#include "mq/isolation.h"
+#include "mq/queue_text.h"
 #include "mq/status_board.h"
 #include "util/log_entry.h"
 
@@ -35,6 +37,9 @@ bool QueueConfig::Init(DomElement& element,
   element.Attribute("type", type_);
   element.Attribute("name", name_);
   element.Attribute("processor", processor_);
+  const module::Isolation isolation = module::ReadIsolation(element);
+  is_isolated_ = isolation.is_isolated;
+  time_limit_seconds_ = isolation.time_limit_seconds;
   if (type_.empty() || name_.empty() || processor_.empty()) {
     LogError(kSource,
              "QueueConfig::Init Error: parser config file queue failed, "
@@ -92,7 +97,7 @@ bool QueueConfig::StartListen() {
 bool QueueConfig::Listen() {
   if (reader_ == nullptr) return Fail("the queue has no reader");
   board_->SetState(QueueState::Starting);
-  if (module_ == nullptr) module_ = module::Module::create(processor_.c_str());
+  if (module_ == nullptr) module_ = LoadModule();
   if (module_ == nullptr)
     return LogAndFail("invalid processor: '" + Shown(processor_) + "'");
   if (queue_info_ == nullptr)
@@ -103,6 +108,13 @@ bool QueueConfig::Listen() {
     return LogAndFail("Create Queue Failed, can not open the queue '" +
                       Shown(name_) + "'");
   return reader_->Start();
+}
+
+std::shared_ptr<module::Module> QueueConfig::LoadModule() const {
+  const auto* const com = dynamic_cast<const ComQueueConfig*>(this);
+  return module::CreateModule(
+      processor_, {is_isolated_, time_limit_seconds_},
+      is_isolated_ && com != nullptr ? QueueText(*com) : "");
 }
 
 bool QueueConfig::Fail(const std::string& text) {

@@ -44,6 +44,7 @@ bool MoveFileA(const std::string& from, const std::string& to);
 // Refuses an existing target. Keeps mode and modification time.
 bool CopyFileA(const std::string& from, const std::string& to);
 bool GetCurrentDirectoryA(std::string& out);
+bool SetCurrentDirectoryA(const std::string& path);
 // Against the current directory; folds "." and "..", touches no file.
 bool GetFullPathNameA(const std::string& path, std::string& out);
 

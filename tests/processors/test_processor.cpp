@@ -56,3 +56,18 @@ EXPORTED bool Journal(const char* bytes, int length, void*) {
   Write("end " + message + '\n');
   return true;
 }
+
+// For a processor in a process of its own: does what the message says, and
+// writes down what it was given and by whom. The rest it answers with true.
+EXPORTED bool Obey(const char* bytes, int length, void* context) {
+  const std::string message(bytes, static_cast<std::size_t>(length));
+  Write(std::to_string(::getpid()) + ' ' +
+        (length < 100 ? message : std::to_string(length)) +
+        (context != nullptr ? " with context\n" : "\n"));
+  if (message == "abort") std::abort();
+  if (message == "exit") ::_exit(3);
+  if (message == "throw") throw std::runtime_error("out of paper");
+  if (message == "refuse") return false;
+  while (message == "hang") ::sleep(60);
+  return true;
+}

@@ -81,6 +81,7 @@ class RunningProgram {
   }
 
   void Send(int signal) const { ::kill(process_, signal); }
+  pid_t Id() const { return process_; }
 
   // The exit code; the negative signal that ended it; -1000, and an end by
   // force, when it does not end.

@@ -2,6 +2,8 @@
 #define TOOLS_KIV_COMMAND_H_
 
 #include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
 
 // What every sub-command of kiv shares. A command adds itself to the program
 // and leaves its exit code in `exit_code` when it has run: 0 done, 1 failed.
@@ -9,6 +11,9 @@
 namespace kiv_tool {
 
 void AddHost(CLI::App& program, int& exit_code);
+// The words of the command line, in which kiv host's switches may bear one
+// dash, as services write them.
+std::vector<std::string> HostWords(int argc, const char* const* argv);
 void AddCheckConfig(CLI::App& program, int& exit_code);
 void AddQueue(CLI::App& program, int& exit_code);
 void AddLog(CLI::App& program, int& exit_code);
@@ -16,6 +21,8 @@ void AddSchema(CLI::App& program, int& exit_code);
 void AddStore(CLI::App& program, int& exit_code);
 void AddXdb(CLI::App& program, int& exit_code);
 void AddRemote(CLI::App& program, int& exit_code);
+void AddInit(CLI::App& program, int& exit_code);
+void AddManual(CLI::App& program, int& exit_code);
 
 }  // namespace kiv_tool
 

@@ -1,11 +1,9 @@
 // kiv host: runs the queues and the watched directories of a service folder.
-#include <signal.h>
-
-#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,6 +12,8 @@
 #include "kiv/log.h"
 #include "kiv/mq/factory.h"
 #include "kiv/msgq/file_queue.h"
+#include "kiv/nt_service.h"
+#include "queue_text.h"
 #include "service_command.h"
 #include "terminal.h"
 
@@ -53,28 +53,7 @@ class Board {
   const bool has_directories_;
 };
 
-constexpr timespec kRefreshInterval{1, 0};
-
-// The signals that end the host, held back from every thread so that the loop
-// below takes them.
-class StopSignals {
- public:
-  StopSignals() {
-    sigemptyset(&signals_);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-      sigaddset(&signals_, number);
-    }
-    pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
-  }
-
-  // True when one came within the interval.
-  bool Wait(const timespec& interval) const {
-    return sigtimedwait(&signals_, nullptr, &interval) > 0;
-  }
-
- private:
-  sigset_t signals_;
-};
+constexpr int kRefreshMs = 1000;
 
 std::string ClockText(const kiv::DateTime& time) {
   if (time == kiv::DateTime()) return "-";
@@ -161,16 +140,6 @@ class StateLines {
   std::vector<QueueState> shown_;
 };
 
-template <typename View>
-void ShowUntil(const StopSignals& stop, View view) {
-  do {
-    view.Draw();
-    // Who follows the log sees an entry within a second.
-    kiv::Log::Instance().LockedFlush();
-  } while (!stop.Wait(kRefreshInterval));
-  view.Draw();
-}
-
 std::size_t StartAll(const Queues& queues) {
   std::size_t listening = 0;
   for (const auto& queue : queues) {
@@ -201,51 +170,168 @@ bool StopAll(kiv::mq::Config& config) {
   return false;
 }
 
-int Host(const ServiceFolder& service) {
-  const StopSignals stop;
-  const auto config = kiv::mq::Factory::GetConfig();
-  const std::string file = (service.conf / "queue.xml").string();
-  const std::string directories = (service.conf / "fileq.xml").string();
-  if (!config->IsLoaded()) {
-    std::cerr << "kiv host: " << file
-              << " could not be read; kiv check-config says where\n";
+// The service that listens on the queues of a folder and watches its
+// directories.
+class HostService final : public kiv::NTService {
+ public:
+  HostService(const std::string& name, const ServiceFolder& service)
+      : NTService(name, "Message queues of " +
+                            ToLocal(service.bin.parent_path().string())),
+        queue_file_((service.conf / "queue.xml").string()),
+        directory_file_((service.conf / "fileq.xml").string()) {
+    const std::string bin = ToLocal(service.bin.string());
+    SetFolder(kiv::FileSystemPath(bin, kiv::FileSystemPath::native));
+    SetArguments({"host", bin, "--name", name});
+  }
+
+ protected:
+  bool OnStart() override {
+    config_ = kiv::mq::Factory::GetConfig();
+    if (!config_->IsLoaded()) {
+      std::cerr << "kiv host: " << queue_file_
+                << " could not be read; kiv check-config says where\n";
+      return false;
+    }
+    // Not asked for where there is none: that would be logged as a fault.
+    has_directories_ = std::filesystem::exists(directory_file_);
+    const Queues& queues = config_->Queues();
+    if (queues.empty() && !has_directories_) {
+      std::cerr << "kiv host: " << queue_file_
+                << " gives no queue to listen on; kiv check-config says why\n";
+      return false;
+    }
+    const bool is_watching =
+        has_directories_ && StartDirectories(directory_file_);
+    return StartAll(queues) != 0 || is_watching;
+  }
+
+  void OnRun() override {
+    const Board board(config_->Queues(), has_directories_);
+    if (IsTerminal()) {
+      ShowUntilStop(board, LiveTable(board));
+    } else {
+      ShowUntilStop(board, StateLines(board));
+      std::cout << StatusTable(board);
+    }
+  }
+
+  bool OnStop() override { return StopAll(*config_); }
+
+ private:
+  template <typename View>
+  void ShowUntilStop(const Board& board, View view) {
+    do {
+      view.Draw();
+      // Who follows the log sees an entry within a second.
+      kiv::Log::Instance().LockedFlush();
+      TellManager(board);
+    } while (!WaitForStop(kRefreshMs));
+    view.Draw();
+  }
+
+  void TellManager(const Board& board) {
+    unsigned long long messages = 0;
+    unsigned long long failures = 0;
+    const std::vector<Row> rows = board.Rows();
+    for (const Row& row : rows) {
+      messages += row.status.messages;
+      failures += row.status.failures;
+    }
+    const std::string text = std::to_string(rows.size()) + " queues, " +
+                             std::to_string(messages) + " messages, " +
+                             std::to_string(failures) + " failures";
+    if (text == told_) return;
+    told_ = text;
+    ShowStatus(text);
+  }
+
+  const std::string queue_file_;
+  const std::string directory_file_;
+  std::shared_ptr<kiv::mq::Config> config_;
+  bool has_directories_ = false;
+  std::string told_;
+};
+
+struct HostOptions {
+  std::string folder = ".";
+  std::string name;  // UTF-8
+  bool is_of_user = false;
+  std::optional<kiv::NTService::Action> action;
+};
+
+int Run(const HostOptions& options) {
+  std::string reason;
+  const auto service = EnterServiceFolder(options.folder, reason);
+  if (!service) {
+    std::cerr << "kiv host: " << reason << '\n';
     return 1;
   }
-  // Not asked for where there is none: that would be logged as a fault.
-  const bool has_directories = std::filesystem::exists(directories);
-  const Queues& queues = config->Queues();
-  if (queues.empty() && !has_directories) {
-    std::cerr << "kiv host: " << file
-              << " gives no queue to listen on; kiv check-config says why\n";
-    return 1;
-  }
-  const bool is_watching = has_directories && StartDirectories(directories);
-  if (StartAll(queues) == 0 && !is_watching) return 1;
-
-  const Board board(queues, has_directories);
-  if (IsTerminal()) {
-    ShowUntil(stop, LiveTable(board));
-  } else {
-    ShowUntil(stop, StateLines(board));
-    std::cout << StatusTable(board);
-  }
-  return StopAll(*config) ? 0 : 1;
+  const std::string name =
+      options.name.empty()
+          ? "kiv-" + service->bin.parent_path().filename().string()
+          : options.name;
+  HostService host(ToLocal(name), *service);
+  host.SetOfUser(options.is_of_user);
+  return host.Execute(options.action.value_or(kiv::NTService::Action::Run));
 }
 
-int Run(const ServiceFolder& service) {
-  const int exit_code = Host(service);
-  kiv::Log::Instance().Flush();
-  return exit_code;
-}
+struct ActionFlag {
+  const char* name;
+  kiv::NTService::Action action;
+  const char* description;
+};
+
+constexpr ActionFlag kActionFlags[] = {
+    {"--install", kiv::NTService::Action::Install,
+     "Have it run as a service (systemd) from the next start of the system on"},
+    {"--uninstall", kiv::NTService::Action::Uninstall,
+     "Stop the service and have it run no more"},
+    {"--start", kiv::NTService::Action::Start, "Start the service now"},
+    {"--stop", kiv::NTService::Action::Stop, "Stop the service"},
+    {"--debug", kiv::NTService::Action::Debug,
+     "Run here, with the log on standard error"},
+    {"--noservice", kiv::NTService::Action::NoService,
+     "Run here, saying nothing to a service manager"},
+};
 
 }  // namespace
 
+std::vector<std::string> HostWords(int argc, const char* const* argv) {
+  std::vector<std::string> words(argv, argv + argc);
+  if (words.size() < 2 || words[1] != "host") return words;
+  auto action = kiv::NTService::Action::Run;
+  for (std::string& word : words)
+    if (word.starts_with('-') && !word.starts_with("--") &&
+        kiv::NTService::ReadSwitch(word.c_str(), action))
+      word.insert(0, "-");
+  return words;
+}
+
 void AddHost(CLI::App& program, int& exit_code) {
-  AddServiceCommand(
-      program, "host",
+  auto options = std::make_shared<HostOptions>();
+  CLI::App* const command = program.add_subcommand(
+      "host",
       "Listens on the queues and watches the directories of a service folder "
-      "until SIGINT or SIGTERM",
-      Run, exit_code);
+      "until SIGINT or SIGTERM");
+  command
+      ->add_option("folder", options->folder,
+                   "The service folder (bin/ beside conf/), or its bin/")
+      ->capture_default_str();
+  CLI::Option_group* const actions =
+      command->add_option_group("Service", "One of them");
+  actions->require_option(0, 1);
+  for (const ActionFlag& flag : kActionFlags)
+    actions->add_flag_callback(
+        flag.name, [options, &flag] { options->action = flag.action; },
+        flag.description);
+  command->add_flag("--user", options->is_of_user,
+                    "A service of your own rather than the machine's; only "
+                    "root can have the latter");
+  command->add_option("--name", options->name,
+                      "The service's name; kiv- and that of its folder without "
+                      "it");
+  command->footer("These switches may also be written -install and so on.");
+  command->callback([options, &exit_code] { exit_code = Run(*options); });
 }
 
 }  // namespace kiv_tool

@@ -1,5 +1,8 @@
+#include <algorithm>
 #include <exception>
 #include <iostream>
+#include <string>
+#include <vector>
 
 #include "command.h"
 #include "kiv/startup.h"
@@ -28,9 +31,15 @@ int Run(int argc, char** argv) {
   kiv_tool::AddStore(program, exit_code);
   kiv_tool::AddXdb(program, exit_code);
   kiv_tool::AddRemote(program, exit_code);
+  kiv_tool::AddInit(program, exit_code);
+  kiv_tool::AddManual(program, exit_code);
 
   try {
-    program.parse(argc, argv);
+    std::vector<std::string> words = kiv_tool::HostWords(argc, argv);
+    // As CLI11 wants them: the last one in front, the program's name left out.
+    std::reverse(words.begin(), words.end());
+    words.pop_back();
+    program.parse(words);
   } catch (const CLI::ParseError& error) {
     return program.exit(error) == 0 ? 0 : kUsageError;
   }

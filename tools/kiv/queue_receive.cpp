@@ -1,8 +1,11 @@
 // kiv queue peek, kiv queue receive
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include "kiv/date_time.h"
@@ -60,7 +63,32 @@ int EmptyQueue(const char* command, const QueueOptions& options) {
   return QueueFault(command, "queue " + options.name + " is empty");
 }
 
+// In the working directory, under a name that is free; empty where that fails.
+std::string KeepAsFile(const std::string& body) {
+  for (int number = 1; number <= 1000; ++number) {
+    const std::string name = "kiv-receive-" + std::to_string(number) + ".body";
+    std::FILE* const file = std::fopen(name.c_str(), "wbx");
+    if (file == nullptr) {
+      if (errno == EEXIST) continue;
+      return "";
+    }
+    std::error_code ignored;
+    std::filesystem::permissions(name,
+                                 std::filesystem::perms::owner_read |
+                                     std::filesystem::perms::owner_write,
+                                 ignored);
+    const bool is_written =
+        std::fwrite(body.data(), 1, body.size(), file) == body.size();
+    if (std::fclose(file) == 0 && is_written) return name;
+    std::remove(name.c_str());
+    return "";
+  }
+  return "";
+}
+
 // The message is off the queue by now, and standard output does not take it.
+// The queue takes it back unless the broker is gone, or another program sent
+// more than we send.
 int PutBack(const QueueOptions& options, MsmqMessage& message) {
   std::string body;
   std::string label;
@@ -68,10 +96,15 @@ int PutBack(const QueueOptions& options, MsmqMessage& message) {
   message.GetLabel(label);
   const auto queue = OpenNamedQueue(options, QueueInfo::ACCESS_SEND);
   const bool is_back = queue != nullptr && queue->Send(body, label);
-  return QueueFault("receive",
-                    is_back ? "the message could not be written and is back at "
-                              "the end of the queue"
-                            : "the message could not be written and is lost");
+  if (is_back)
+    return QueueFault("receive",
+                      "the message could not be written and is back at the end "
+                      "of the queue");
+  const std::string kept = KeepAsFile(body);
+  return QueueFault(
+      "receive",
+      "the message could not be written and the queue does not take it back; " +
+          (kept.empty() ? "it is lost" : "its body is in " + kept));
 }
 
 int ReceiveOne(const QueueOptions& options, MsmqQueue& queue, bool& is_empty) {

@@ -47,7 +47,8 @@ class Client {
       if (!ReadService(options, info)) return nullptr;
       identity = info.svc;
       server = info.ip;
-      if (!server.empty() && server.find(':') == std::string::npos)
+      if (!server.empty() && info.port > 0 &&
+          server.find(':') == std::string::npos)
         server += ':' + std::to_string(info.port);
     }
     if (!asks_version) info.engine_version = info.document_version = 0;

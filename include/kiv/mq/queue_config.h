@@ -74,11 +74,16 @@ class KIV_API QueueConfig : public std::enable_shared_from_this<QueueConfig> {
  private:
   bool ReadDurations(DomElement& durations);
   bool Listen();
+  std::shared_ptr<module::Module> LoadModule() const;
   // False, for the queue's status and for the log.
   bool Fail(const std::string& text);
   bool LogAndFail(const std::string& text);
 
   std::unique_ptr<StatusBoard> board_;
+  // Where the processor runs: with us, or in a process of its own that may take
+  // so many seconds for a message.
+  bool is_isolated_ = false;
+  int time_limit_seconds_ = 0;
 };
 
 // A message queue.

@@ -138,6 +138,10 @@ bool GetCurrentDirectoryA(std::string& out) {
   return true;
 }
 
+bool SetCurrentDirectoryA(const std::string& path) {
+  return ::chdir(SystemPath(path).c_str()) == 0 || Fail();
+}
+
 bool GetFullPathNameA(const std::string& path, std::string& out) {
   std::string full = SystemPath(path);
   if (full.empty()) return Fail(ENOENT);

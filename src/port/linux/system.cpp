@@ -18,6 +18,7 @@
 
 #include "port/linux/descriptor.h"
 #include "port/native_path.h"
+#include "port/program.h"
 
 namespace kiv::port {
 namespace {
@@ -25,13 +26,6 @@ namespace {
 struct Freed {
   void operator()(void* memory) const { std::free(memory); }
 };
-
-std::string ProgramFile() {
-  char file[PATH_MAX];
-  const ssize_t length = ::readlink("/proc/self/exe", file, sizeof file);
-  return length > 0 ? std::string(file, static_cast<std::size_t>(length))
-                    : std::string();
-}
 
 }  // namespace
 
@@ -57,7 +51,7 @@ std::string ModuleFileName(const void* address) {
   // The program itself has no name in the loader's list; dli_fname would be
   // whatever the caller of exec wrote into argv[0].
   if (map->l_name == nullptr || map->l_name[0] == '\0')
-    return LocalPath(ProgramFile());
+    return LocalPath(ProgramPath());
   if (map->l_name[0] == '/') return LocalPath(map->l_name);
   const std::unique_ptr<char, Freed> full(::realpath(map->l_name, nullptr));
   return full ? LocalPath(full.get()) : std::string();

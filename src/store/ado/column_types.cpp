@@ -273,6 +273,9 @@ DataType TypeOf(int odbc_type, std::string_view type_name, Dialect dialect) {
     default:
       break;
   }
+  // Access's long texts are texts to its driver.
+  if (dialect == Dialect::Access && type_name == "MEMO") return adLongVarWChar;
+  if (dialect == Dialect::Access && type_name == "REPID") return adGUID;
   return dialect == Dialect::Sqlite ? SqliteTypeOf(type_name, type) : type;
 }
 

@@ -60,20 +60,25 @@ std::string Doubled(std::string_view text, char mark) {
 // pairs itself.
 std::string MaskedValue(std::string_view value, std::size_t end_of_delimited,
                         char mark, int depth) {
+  const bool is_delimited =
+      end_of_delimited >= 2 && value[end_of_delimited - 1] == mark;
+  if (!is_delimited)
+    return HasPairs(value) ? MaskedAt(value, depth) : std::string(value);
+  const std::string inner =
+      Undoubled(value.substr(1, end_of_delimited - 2), mark);
   const std::string_view rest = value.substr(end_of_delimited);
-  std::string result;
-  if (end_of_delimited >= 2 && value[end_of_delimited - 1] == mark) {
-    const std::string inner =
-        Undoubled(value.substr(1, end_of_delimited - 2), mark);
-    result = HasPairs(inner)
-                 ? value[0] + Doubled(MaskedAt(inner, depth), mark) + mark
-                 : std::string(value.substr(0, end_of_delimited));
-  } else {
-    result = HasPairs(value.substr(0, end_of_delimited))
-                 ? MaskedAt(value.substr(0, end_of_delimited), depth)
-                 : std::string(value.substr(0, end_of_delimited));
-  }
-  return result + (HasPairs(rest) ? MaskedAt(rest, depth) : std::string(rest));
+  if (!HasPairs(inner))
+    return std::string(value.substr(0, end_of_delimited)) +
+           (HasPairs(rest) ? MaskedAt(rest, depth) : std::string(rest));
+  const std::string masked = MaskedAt(inner, depth);
+  const bool is_closed =
+      rest.find_first_not_of(" \t\r\n") == std::string_view::npos;
+  // Where the mark means nothing, what is behind it may be the end of a
+  // password that began in front of it.
+  return value[0] + Doubled(masked, mark) + mark +
+         (is_closed         ? std::string(rest)
+          : masked == inner ? MaskedAt(rest, depth)
+                            : std::string(kMask));
 }
 
 std::string MaskedAt(std::string_view text, int depth) {
@@ -91,9 +96,7 @@ std::string MaskedAt(std::string_view text, int depth) {
       continue;
     }
     std::size_t value = equals + 1;
-    while (value < text.size() &&
-           (IsAsciiSpace(text[value]) || text[value] == '='))
-      ++value;
+    while (value < text.size() && IsAsciiSpace(text[value])) ++value;
     result += text.substr(at, value - at);
     const char first = value < text.size() ? text[value] : '\0';
     const char mark = first == '{'                    ? '}'

@@ -5,6 +5,7 @@
 #include <array>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "port/file.h"
 #include "port/native_path.h"
@@ -60,13 +61,23 @@ constexpr std::array<const char*, 3> kMicrosoftDrivers{
     "ODBC Driver 18 for SQL Server", "ODBC Driver 17 for SQL Server",
     "ODBC Driver 13 for SQL Server"};
 
-std::string Setting(const std::string& section, const char* key,
-                    const char* file) {
+std::string SystemSetting(const std::string& section, const char* key,
+                          const char* file) {
   std::array<char, 1024> room{};
   const int size =
       SQLGetPrivateProfileString(section.c_str(), key, "", room.data(),
                                  static_cast<int>(room.size()), file);
   return size > 0 ? std::string(room.data()) : std::string();
+}
+
+ReadSetting& Settings() {
+  static ReadSetting settings = SystemSetting;
+  return settings;
+}
+
+std::string Setting(const std::string& section, const char* key,
+                    const char* file) {
+  return Settings()(section, key, file);
 }
 
 // The library of a registered driver; empty when there is none of the name.
@@ -118,6 +129,10 @@ Driver Require(const KnownDriver& known) {
 }
 
 }  // namespace
+
+ReadSetting ReplaceSettings(ReadSetting settings) {
+  return std::exchange(Settings(), settings);
+}
 
 Driver DriverOfLibrary(const std::string& name, const std::string& library) {
   Driver driver{name, library, Dialect::Generic, false};

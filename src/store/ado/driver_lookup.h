@@ -34,6 +34,13 @@ Driver DriverOfName(const std::string& name);
 // describes none.
 Driver DriverOfSource(const std::string& source);
 
+// An entry of odbcinst.ini or odbc.ini; empty when there is none.
+using ReadSetting = std::string (*)(const std::string& section, const char* key,
+                                    const char* file);
+// For tests: the settings of this machine are then not asked. Returns who was
+// asked before.
+ReadSetting ReplaceSettings(ReadSetting settings);
+
 // What a library's file name tells.
 Driver DriverOfLibrary(const std::string& name, const std::string& library);
 

@@ -169,7 +169,7 @@ void ParameterArray::PutBinary(std::size_t row, const void* data) {
 void ParameterArray::PutDate(std::size_t row, const void* data) {
   const auto ticks = dm::Load<std::int64_t>(data);
   // A missing one, or none of the calendar.
-  if (ticks <= DateTime::MinValue || ticks > DateTime::MaxValue) {
+  if (ticks < DateTime::MinValue || ticks > DateTime::MaxValue) {
     sizes_[row] = SQL_NULL_DATA;
     return;
   }

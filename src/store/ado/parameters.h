@@ -26,7 +26,7 @@ class ParameterArray {
   // Room for `rows` values, of texts and binary values that are not longer than
   // `size` bytes. Not to be called while bound.
   void Reserve(std::size_t rows, std::size_t size);
-  // Binds it, for good.
+  // Binds it, until the next Reserve.
   void Bind(OdbcStatement& statement, SQLUSMALLINT number);
 
   // `data` is what dm_o_data gives, at any address; null is NULL. Throws

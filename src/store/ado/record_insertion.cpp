@@ -105,7 +105,11 @@ class Insertion {
     for (const Source& source : sources_)
       arrays_.emplace_back(source.type, odbc_);
     statement_.Prepare(statement);
-    has_arrays_ = TakesArrays();
+    // SQLite's driver gives every binary value the length that the first had
+    // when it was bound.
+    binds_each_ = odbc_.dialect() == Dialect::Sqlite &&
+                  std::any_of(sources_.begin(), sources_.end(), IsBytes);
+    has_arrays_ = !binds_each_ && TakesArrays();
   }
 
   void Insert(const std::vector<AnyObject>& records) {
@@ -127,6 +131,8 @@ class Insertion {
   }
 
  private:
+  static bool IsBytes(const Source& source) { return source.type == DM_BINARY; }
+
   // How many records from `first` go in one call. Makes room for them.
   std::size_t BlockAt(std::size_t first,
                       const std::vector<AnyObject>& records) {
@@ -187,6 +193,9 @@ class Insertion {
       statement_.SetAttribute(SQL_ATTR_PARAMSET_SIZE, count);
       statement_.SetAttribute(SQL_ATTR_PARAM_STATUS_PTR, states_.data());
     }
+    for (std::size_t i = 0; binds_each_ && i < sources_.size(); ++i)
+      if (IsBytes(sources_[i]))
+        arrays_[i].Bind(statement_, static_cast<SQLUSMALLINT>(i + 1));
     statement_.ExecutePrepared();
     // Of several rows, a driver reports those that failed beside its success.
     for (std::size_t row = 0; has_arrays_ && row < count; ++row)
@@ -203,6 +212,7 @@ class Insertion {
   std::size_t rows_ = 0;
   std::size_t set_size_ = 0;
   bool has_arrays_ = false;
+  bool binds_each_ = false;
 };
 
 // All or nothing of what happens between its making and Keep.

@@ -76,17 +76,16 @@ std::unique_ptr<RowCursor> Run(OdbcConnection& odbc,
                                const std::vector<AnyObject>& parameters,
                                const std::vector<FieldInfo>* fields) {
   auto executed = std::make_unique<OdbcStatement>(odbc);
-  if (parameters.empty()) {
-    executed->Execute(statement);
-  } else {
-    executed->Prepare(statement);
-    const auto arrays = Bind(*executed, parameters);
-    executed->ExecutePrepared();
-    // The arrays go; the rows do not need them.
-    SQLFreeStmt(executed->handle(), SQL_RESET_PARAMS);
-  }
-  if (executed->ColumnCount() == 0)
+  executed->Prepare(statement);
+  // Before it has changed anything. Access's driver looks at a statement only
+  // when it runs, and changes nothing.
+  const bool knows_columns = odbc.dialect() != Dialect::Access;
+  if (knows_columns && executed->ColumnCount() == 0)
     Raise(kInvalidArgument, "the statement gives no rows");
+  const auto arrays = Bind(*executed, parameters);
+  executed->ExecutePrepared();
+  // The arrays go; the rows do not need them.
+  if (!arrays.empty()) SQLFreeStmt(executed->handle(), SQL_RESET_PARAMS);
   return std::make_unique<RowCursor>(std::move(executed), fields);
 }
 
@@ -149,11 +148,17 @@ long long ExecuteStatement(Connection& connection, const std::string& statement,
 std::unique_ptr<RowCursor> OpenTableRows(
     const std::shared_ptr<Connection>& connection, const std::string& name) {
   OdbcConnection& odbc = connection->Odbc();
-  if (odbc.dialect() != Dialect::Sqlite)
-    return Run(odbc, "SELECT * FROM " + odbc.Quoted(NameForDatabase(name)), {},
-               nullptr);
+  const auto all_of = [&odbc](const std::string& table) {
+    return "SELECT * FROM " + odbc.Quoted(NameForDatabase(table));
+  };
+  // Theirs fail with a text that says why, and with a state that tells.
+  const bool asks_database =
+      odbc.dialect() != Dialect::Sqlite && odbc.dialect() != Dialect::Access;
+  if (asks_database) return Run(odbc, all_of(name), {}, nullptr);
   const auto table = Catalog(connection).GetTable(name);
   if (table == nullptr) Raise(kNoTable, "there is no table '" + name + "'");
+  if (odbc.dialect() == Dialect::Access)
+    return Run(odbc, all_of(table->Name()), {}, nullptr);
   std::vector<FieldInfo> fields;
   std::string columns;
   for (long i = 0; i < table->ColumnCount(); ++i) {

@@ -9,6 +9,7 @@
 #include "dm/layout.h"
 #include "dm/string_data.h"
 #include "dm/vector_words.h"
+#include "kiv/date_time.h"
 #include "store/ado/row_values.h"
 #include "util/gb_text.h"
 
@@ -152,7 +153,7 @@ bool StoreMissing(void* field, dm_type_id_e type) {
   void* const data = dm::DataOf(field);
   switch (type) {
     case DM_DATE_TIME:
-      dm::Store<std::int64_t>(data, 0);
+      dm::Store<std::int64_t>(data, DateTime().Ticks());
       return true;
     case DM_FLOAT:
       dm::Store<float>(data, std::numeric_limits<float>::quiet_NaN());

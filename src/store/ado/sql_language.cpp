@@ -5,19 +5,18 @@
 namespace kiv::store::ado {
 
 std::string SqlLanguage::Quoted(std::string_view name) const {
+  // SQL Server and Access close "[" with "]".
+  const std::string closing = quote_ == "[" ? "]" : quote_;
   std::string text = quote_;
   for (std::size_t at = 0; at < name.size();) {
-    // SQL Server and Access close "[" with "]".
-    const std::string_view closing = quote_ == "[" ? "]" : quote_;
     if (!closing.empty() && name.substr(at).starts_with(closing)) {
-      text += closing;
-      text += closing;
+      text += closing + closing;
       at += closing.size();
     } else {
       text += name[at++];
     }
   }
-  return text += quote_ == "[" ? "]" : quote_;
+  return text += closing;
 }
 
 std::string SqlLanguage::Pattern(std::string_view name) const {

@@ -109,7 +109,9 @@ void Table::Load() {
     statement.GetText(kTypeName, type_name);
     const long size = statement.GetNumber(kColumnSize);
     const long digits = statement.GetNumber(kDecimalDigits);
-    const bool is_nullable = statement.GetNumber(kNullable) != SQL_NO_NULLS;
+    // Access's driver says of every column that it takes no NULL.
+    const bool is_nullable = odbc.dialect() == Dialect::Access ||
+                             statement.GetNumber(kNullable) != SQL_NO_NULLS;
 
     auto column = std::make_shared<Column>();
     column->name_ = Utf8ToCp936(name);

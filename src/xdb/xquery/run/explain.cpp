@@ -22,15 +22,16 @@ using Notes = std::vector<PlanNote>;
 // A text of a query on one line.
 std::string Quoted(std::string_view text) {
   constexpr std::size_t kLongest = 40;
-  std::string shown = "\"";
-  for (const char c : text.substr(0, kLongest))
-    shown += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
-  // No half of a character.
-  while (text.size() > kLongest && shown.size() > 1 &&
-         (static_cast<unsigned char>(shown.back()) & 0xC0) == 0x80) {
-    shown.pop_back();
+  std::size_t end = text.size();
+  if (end > kLongest) {
+    end = kLongest;
+    // No half of a character.
+    while ((static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
   }
-  return shown + (text.size() > kLongest ? "...\"" : "\"");
+  std::string shown = "\"";
+  for (const char c : text.substr(0, end))
+    shown += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
+  return shown + (end < text.size() ? "...\"" : "\"");
 }
 
 std::string Shown(ast::Axis axis) {
