@@ -111,7 +111,7 @@ TEST_F(KivXdbQuery, ShowsWhereAQueryIsWrong) {
   // A character of two columns before the place.
   EXPECT_EQ(Answer({std::string("'") + kPen + "' + 1"}),
             std::string("kiv xdb query: XPTY0004 at line 1, column 5: there is "
-                        "no sum of xs:string and xs:integer\n  '") +
+                        "no operator + for xs:string and xs:integer\n  '") +
                 kPen + "' + 1\n       ^\n");
   // What came before it was printed.
   EXPECT_EQ(Run({"query", "1, 2, error()"}), 1);
