@@ -223,9 +223,15 @@ TEST_F(KivXdbQuery, ShellEditsLinesAtATerminal) {
            output.find(std::string(kPen) + "\r\n") != std::string::npos;
   })) << kiv.Output();
   // Ctrl+C gives a line up, and the lines before it.
-  terminal.Send(
-      "(1,\r2 + \x03"
-      "3 * 11\r");
+  terminal.Send("(1, 7777\r");
+  EXPECT_TRUE(Eventually([&] {
+    const std::string output = kiv.Output();
+    const std::size_t typed = output.rfind("7777");
+    return typed != std::string::npos &&
+           output.find("...> ", typed) != std::string::npos;
+  })) << kiv.Output();
+  terminal.Send("2 + \x03");
+  terminal.Send("3 * 11\r");
   EXPECT_TRUE(kiv.WaitForOutput("33")) << kiv.Output();
   terminal.Send(":quit\r");
   EXPECT_EQ(kiv.WaitForEnd(), 0) << kiv.Output();
