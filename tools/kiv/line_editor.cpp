@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <clocale>
 #include <cstdio>
 #include <iostream>
@@ -31,6 +30,11 @@ class LineEditor::Impl {
     el_set(editor_, EL_EDITOR, "emacs");
     el_set(editor_, EL_HIST, history, history_);
     el_set(editor_, EL_BIND, "^R", "em-inc-search-prev", nullptr);
+    // While a line is typed Ctrl+C is a key like others.
+    el_set(editor_, EL_SETTY, "-d", "-isig", nullptr);
+    el_set(editor_, EL_ADDFN, "kiv-abandon", "Gives the line up",
+           &Impl::Abandon);
+    el_set(editor_, EL_BIND, "^C", "kiv-abandon", nullptr);
     // The keys of a person's own.
     el_source(editor_, nullptr);
   }
@@ -52,12 +56,12 @@ class LineEditor::Impl {
     prompt_ = prompt;
     if (editor_ == nullptr) return Outcome::End;
     int length = 0;
-    errno = 0;
+    is_abandoned_ = false;
     const char* const typed = el_gets(editor_, &length);
+    if (is_abandoned_) return Outcome::Interrupted;
     if (typed == nullptr || length <= 0) {
-      const bool is_interrupted = errno == EINTR;
       std::cout << '\n' << std::flush;
-      return is_interrupted ? Outcome::Interrupted : Outcome::End;
+      return Outcome::End;
     }
     line.assign(typed, static_cast<std::size_t>(length));
     if (line.ends_with('\n')) line.pop_back();
@@ -77,11 +81,18 @@ class LineEditor::Impl {
     el_get(editor, EL_CLIENTDATA, &self);
     return static_cast<Impl*>(self)->prompt_.data();
   }
+  static unsigned char Abandon(EditLine* editor, int) {
+    void* self = nullptr;
+    el_get(editor, EL_CLIENTDATA, &self);
+    static_cast<Impl*>(self)->is_abandoned_ = true;
+    return CC_NEWLINE;
+  }
 
   const std::string history_file_;
   std::string prompt_;
   History* const history_;
   EditLine* editor_ = nullptr;
+  bool is_abandoned_ = false;
 };
 
 LineEditor::LineEditor(const std::string& history_file)

@@ -265,7 +265,11 @@ const QueryCase kPlans[] = {
     {"Axes", "(., ..)/ancestor::a/following-sibling::*/@b",
      "sort(sort(sort((., parent::node())/ancestor::a)/following-sibling::*)/"
      "@b)\n"},
-    {"Operators", "- (1 + 2) * 3 to 10, 1 is 2 or not('a' lt 'b')", ""},
+    {"Operators",
+     "declare variable $v external; "
+     "-($v + 2) * 3 to 10, $v is <a/> or not('a' lt $v)",
+     "variable $v external\n"
+     "(-($v + 2) * 3 to 10, ($v is element a {} or not(\"a\" lt $v)))\n"},
     {"Flwor",
      "for $a at $i in 1 to 3 let $b := $a where $i > 1 "
      "order by $b descending, $a return concat($a, $b)",
