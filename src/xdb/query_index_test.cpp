@@ -1,5 +1,6 @@
 // Queries answered with the index of a container and without it.
 #include <algorithm>
+#include <forward_list>
 #include <sstream>
 #include <utility>
 
@@ -33,8 +34,8 @@ class CountingSource final : public xq::DocumentSource {
   const xq::CollectionIndex* IndexOf(const std::string& uri) override {
     const xq::CollectionIndex* const found = documents_.IndexOf(uri);
     if (!has_index_ || found == nullptr) return nullptr;
-    index_ = std::make_unique<Index>(*this, *found);
-    return index_.get();
+    // Each stays while the query runs: a condition may ask for another.
+    return &indexes_.emplace_front(*this, *found);
   }
 
  private:
@@ -89,7 +90,7 @@ class CountingSource final : public xq::DocumentSource {
   ContainerDocuments documents_;
   const bool has_index_;
   int read_ = 0;
-  std::unique_ptr<Index> index_;
+  std::forward_list<Index> indexes_;
 };
 
 struct Answered {
