@@ -183,7 +183,9 @@ TEST_F(KivXdbQuery, ShellAsksOneQueryAfterTheOther) {
                   ":explain 1 + $no\n"),
             0)
       << errors_;
-  EXPECT_EQ(output_, "1\n2\ncup\norders\n<p:a xmlns:p=\"urn:x\"/>\n1 + $no\n");
+  EXPECT_EQ(output_,
+            "1\n2\ncup\norders\n<p:a xmlns:p=\"urn:x\"/>\n"
+            "variable $no external\n1 + $no\n");
   // An empty line asks what is not whole; the others go on.
   EXPECT_EQ(Shell("<a>\n\n1 + 1\n:put orders none.xml\n:nonsense\n3\n"), 1);
   EXPECT_EQ(output_, "2\n3\n");

@@ -36,7 +36,8 @@ class RemoteServant {
   int Port() const { return port_; }
   std::string Address() const { return "127.0.0.1:" + std::to_string(port_); }
   // Connections stay, and nobody answers any more.
-  void Freeze() const { program_.Send(SIGSTOP); }
+  // Returns when it stands still: what comes next is not answered any more.
+  void Freeze() const { program_.Suspend(); }
   void Kill() {
     program_.Send(SIGKILL);
     program_.WaitForEnd();

@@ -81,6 +81,13 @@ class RunningProgram {
   }
 
   void Send(int signal) const { ::kill(process_, signal); }
+  // Returns when it stands still, or is over.
+  void Suspend() const {
+    Send(SIGSTOP);
+    siginfo_t state;
+    ::waitid(P_PID, static_cast<id_t>(process_), &state,
+             WSTOPPED | WEXITED | WNOWAIT);
+  }
   pid_t Id() const { return process_; }
 
   // The exit code; the negative signal that ended it; -1000, and an end by

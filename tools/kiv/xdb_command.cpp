@@ -200,11 +200,17 @@ void AddCare(XdbCommands& commands) {
 }
 
 void AddQueryOptions(CLI::App* command, XdbOptions& options) {
-  command->add_option("-v,--variable", options.variables,
-                      "NAME=TEXT, or NAME:=QUERY for another value than a "
-                      "text: $NAME in the query; again for more");
-  command->add_option("-n,--namespace", options.namespaces,
-                      "PREFIX=URI; again for more");
+  command
+      ->add_option("-v,--variable", options.variables,
+                   "NAME=TEXT, or NAME:=QUERY for another value than a text: "
+                   "$NAME in the query; again for more")
+      ->expected(1)
+      ->take_all();
+  command
+      ->add_option("-n,--namespace", options.namespaces,
+                   "PREFIX=URI; again for more")
+      ->expected(1)
+      ->take_all();
   command
       ->add_option("-o,--output", options.format,
                    "xml: nodes as XML. plain: their text alone")
