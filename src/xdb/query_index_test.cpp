@@ -1,5 +1,6 @@
 // Queries answered with the index of a container and without it.
 #include <algorithm>
+#include <sstream>
 #include <utility>
 
 #include "xdb/container/container_testing.h"
@@ -157,10 +158,10 @@ std::string NameOf(const testing::TestParamInfo<IndexCase>& tested) {
   return tested.param.name;
 }
 
-class IndexedQueries : public IndexedQueryTest,
-                       public testing::WithParamInterface<IndexCase> {
+// Ten documents, hard on an index.
+class AwkwardDocuments : public IndexedQueryTest {
  protected:
-  IndexedQueries() {
+  AwkwardDocuments() {
     // Stored in another order than that of the names.
     Put("j", "<r id='1' n='3'><v>x</v><s>one</s></r>");
     Put("a", "<r id='1' n='10'><v>x</v><p><q>deep</q></p></r>");
@@ -181,6 +182,9 @@ class IndexedQueries : public IndexedQueryTest,
     return query;
   }
 };
+
+class IndexedQueries : public AwkwardDocuments,
+                       public testing::WithParamInterface<IndexCase> {};
 
 TEST_P(IndexedQueries, AnswerAsWithoutTheIndex) {
   const Answered indexed = Both(QueryOf(GetParam().query));
@@ -309,6 +313,36 @@ const IndexCase kOrders[] = {
 };
 INSTANTIATE_TEST_SUITE_P(Orders, IndexedQueries, testing::ValuesIn(kOrders),
                          NameOf);
+
+class IndexedPlans : public AwkwardDocuments {
+ protected:
+  // What the index is asked for, a line each.
+  std::string Plan(const std::string& query) {
+    ContainerDocuments documents(session_, {});
+    xq::Surroundings surroundings;
+    surroundings.documents = &documents;
+    std::istringstream lines(
+        xq::Explain(*xq::Compile(QueryOf(query), {}), surroundings));
+    std::string found;
+    for (std::string line; std::getline(lines, line);) {
+      const std::size_t begin = line.find("index ");
+      if (begin != std::string::npos) found += line.substr(begin) + "\n";
+    }
+    return found;
+  }
+};
+
+TEST_F(IndexedPlans, SayWhatTheIndexIsAskedFor) {
+  EXPECT_EQ(Plan("C/r[number(@n) > 5][@id = '1'][k = 'x']"),
+            "index r/@id = \"1\": 2 rows\n"
+            "index r/k = \"x\": it has not all of these\n"
+            "index r/@n where number($value) > 5: 5 rows\n");
+  EXPECT_EQ(Plan("C//r[p/q = ('deep', 'x')]"),
+            "index //r/p/q = (\"deep\", \"x\"): 1 row\n");
+  EXPECT_EQ(Plan("for $x in C return C/r[@id = $x/r/@id]"),
+            "index r/@id = $x/r/@id\n");
+  EXPECT_EQ(Plan("C/r[not(@id = '1')][count(v) = 1]"), "");
+}
 
 TEST_F(IndexedQueryTest, SeeWhatTheirTransactionHasChanged) {
   Put("a", "<r id='1'/>");

@@ -326,21 +326,28 @@ void DocumentScan::Fill() {
     std::size_t seen = 0;
     std::size_t bytes = 0;
     {
-      Cursor cursor(core_->tables().documents, scope.transaction);
+      // Of a large one only the head, in case its tree is still there.
+      Cursor cursor(core_->tables().documents, scope.transaction, kSmallRecord);
       bool found = cursor.Seek(from_);
       for (; found && seen < kScanDocuments && bytes < kScanBytes;
            found = cursor.Next(), ++seen) {
         last = cursor.key();
-        bytes += cursor.value().size();
+        const bool is_large = cursor.value().size() == kSmallRecord;
+        bytes += is_large ? kScanBytes : cursor.value().size();
         if (IsWanted(cursor.value()))
           records.push_back({last, std::string(cursor.value())});
       }
       has_ended_ = !found;
     }
     if (seen != 0) from_ = last + '\0';
-    for (Record& record : records)
-      read_.push_back(DecodeRecord(*core_, scope, std::move(record.name),
-                                   std::move(record.bytes)));
+    for (Record& record : records) {
+      if (record.bytes.size() < kSmallRecord) {
+        read_.push_back(DecodeRecord(*core_, scope, std::move(record.name),
+                                     std::move(record.bytes)));
+      } else if (auto large = ReadDocument(*core_, scope, record.name)) {
+        read_.push_back(*std::move(large));
+      }
+    }
   });
 }
 

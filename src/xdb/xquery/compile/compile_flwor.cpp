@@ -56,6 +56,7 @@ Occurrence Compiler::AddLet(const ast::Binding& binding, Drafts& drafts) {
   draft.variable = Declare(binding.variable, draft.operand->properties);
   if (!binding.type)
     locals_.back().collection = NamedCollection(*binding.operand);
+  draft.is_name = locals_.back().collection != nullptr;
   drafts.push_back(std::move(draft));
   return Occurrence::One;
 }
@@ -83,8 +84,8 @@ Clauses Compiler::Finish(Drafts drafts) {
       clauses.push_back(std::make_unique<ForClause>(std::move(draft.operand),
                                                     draft.variable, draft.at));
     } else {
-      clauses.push_back(std::make_unique<LetClause>(std::move(draft.operand),
-                                                    draft.variable));
+      clauses.push_back(std::make_unique<LetClause>(
+          std::move(draft.operand), draft.variable, draft.is_name));
     }
     for (PlanPtr& condition : draft.conditions)
       clauses.push_back(std::make_unique<WhereClause>(std::move(condition)));

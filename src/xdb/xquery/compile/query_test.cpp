@@ -53,6 +53,12 @@ const QueryCase kPaths[] = {
      "let $d := <r><a><a><b n='1'/></a><b n='2'/></a></r> "
      "return string-join($d//a/b/@n, ',')",
      "1,2"},
+    {"NamesInALargeTree",
+     "let $d := <r><c>{for $i in 1 to 3000 return <a n='{$i}'><b/></a>}</c>"
+     "<b/></r> return (count($d//b), count($d/c//b), count($d/c/a[2]//b), "
+     "count($d//none), ($d/c//a)[last()]/string(@n), "
+     "count($d//b[../@n > 2990]), count($d/c/descendant::c))",
+     "3001 3000 1 0 3000 10 0"},
     {"NestedBelowNested",
      "let $d := <r><a><a><b n='1'/></a><b n='2'/></a><a><b n='3'/></a></r> "
      "return string-join($d//a//b/@n, ',')",

@@ -72,14 +72,19 @@ class ForClause final : public Clause {
 
 class LetClause final : public Clause {
  public:
-  LetClause(PlanPtr operand, Bound variable)
-      : operand_(std::move(operand)), variable_(std::move(variable)) {}
+  // `is_name`: nobody asks for the value, as each reference to the variable is
+  // the operand itself.
+  LetClause(PlanPtr operand, Bound variable, bool is_name)
+      : operand_(std::move(operand)),
+        variable_(std::move(variable)),
+        is_name_(is_name) {}
   TupleStreamPtr Open(const Frame& frame, TupleStreamPtr before) const override;
   PlanNote Explain(Execution& run) const override;
 
  private:
   const PlanPtr operand_;
   const Bound variable_;
+  const bool is_name_;
 };
 
 class WhereClause final : public Clause {
