@@ -198,21 +198,21 @@ const IndexCase kComparisons[] = {
     {"OneOfSeveral", "C/r[@id=('1','2','3')]", 3},
     {"OneOfNone", "C/r[@id=()]", 0},
     {"ValueComparison", "C/r[@id eq '2']", 1},
-    {"ValueComparisonWithSeveral", "C/r[@id eq ('1','2')]", 10},
-    {"ValueComparisonWithNumber", "C/r[@id eq 1]", 10},
+    {"ValueComparisonWithSeveral", "C/r[@id eq ('1','2')]", 1},
+    {"ValueComparisonWithNumber", "C/r[@id eq 1]", 1},
     {"Unequal", "C/r[@id != '1']/@id", 4},
     {"Number", "C/r[@id = 1]", 3},
-    {"NumberThatSomeAreNot", "C/r[@n = 10]", 4},
+    {"NumberThatSomeAreNot", "C/r[@n = 10]", 3},
     {"NumberOfText", "C/r[number(@n) > 9]", 2},
-    {"NotANumber", "C/r[@id = number('none')]", 0},
+    {"NotANumber", "C/r[@id = number('none')]", 1},
     {"TextsBelow", "C/r[@n < '5']/@n", 3},
     {"TextsFrom", "C/r[@n >= '3'][@n <= '9']/@n", 2},
     {"Arithmetic", "C/r[@id = '2'][@n + 1 = 10]", 1},
-    {"NumbersOfAttribute", "C/r[xs:double(@id) + 1 = 2]/@id", 4},
+    {"NumbersOfAttribute", "C/r[xs:double(@id) + 1 = 2]/@id", 3},
     {"DateThatIsNone", "C/r[w = xs:date('2004-03-01')]", 1},
     {"PartOfText", "C/r[contains(@id, 'a')]", 1},
     {"PartThatAllHave", "C/r[contains(@id, '')]/@id", 10},
-    {"Pattern", "C/r[matches(s, '^o')]", 1},
+    {"Pattern", "C/r[matches(s, '^o')]", 2},
     {"OtherThanAscii", "C/r[@id = '\xE8\xAE\xA2']", 1},
     {"LongAsItIsCompared", "C/r[s = 'abcdefghijklmnopqrst']", 1},
     {"LongerThanTheEntry", "C/r[s = 'abcdefghijklmnopqrstu']", 1},
@@ -259,7 +259,7 @@ INSTANTIATE_TEST_SUITE_P(Ways, IndexedQueries, testing::ValuesIn(kWays),
 const IndexCase kPlaces[] = {
     {"Document", "C[r/@id = '1']/r/@n", 2},
     {"FirstOfAll", "(C/r)[@id = '1'][1]", 1},
-    {"OneAmongAll", "(C/r)[8][@id = '1']", 10},
+    {"OneAmongAll", "(C/r)[8][@id = '1']", 9},
     {"FirstInDocument", "C/r[1][@id = '1']/@n", 2},
     {"Positions", "C/r[@id = '1']/position()", 2},
     {"BehindPositions", "C[position() ge 2]/r[@id = '1']/@n", 10},
@@ -289,6 +289,8 @@ const IndexCase kPlaces[] = {
      "declare function local:f($x) {for $r in C/r where $r/@id = $x return "
      "$r/@n}; local:f('2'), local:f('1')",
      3},
+    {"VariableOfLoopAroundKept",
+     "for $x in ('1', '2') return (C/r)[@id = $x]/@n", 10},
     {"WhereInLoop",
      "for $x in ('1', '2') return for $r in C/r where $r/@id = $x return $r/@n",
      10},
@@ -341,7 +343,7 @@ TEST_F(IndexedPlans, SayWhatTheIndexIsAskedFor) {
   EXPECT_EQ(Plan("C//r[p/q = ('deep', 'x')]"),
             "index //r/p/q = (\"deep\", \"x\"): 1 row\n");
   EXPECT_EQ(Plan("for $x in C return C/r[@id = $x/r/@id]"),
-            "index r/@id = $x/r/@id\n");
+            "index r/@id = once($x/r/@id)\n");
   EXPECT_EQ(Plan("C/r[not(@id = '1')][count(v) = 1]"), "");
 }
 
@@ -379,7 +381,7 @@ TEST_F(IndexedQueryTest, FindAnyShareOfManyDocuments) {
   const std::string all = "collection('orders')/r";
   EXPECT_EQ(Both(all + "[@half = '1']/@n/string()").read, 1000);
   EXPECT_EQ(Both(all + "[@rare = '7']/@n/string()").read, 5);
-  EXPECT_EQ(Both(all + "[@half = 1][@rare > 390]/@n/string()").read, 20);
+  EXPECT_EQ(Both(all + "[@half = 1][@rare > 390]/@n/string()").read, 25);
 }
 
 }  // namespace

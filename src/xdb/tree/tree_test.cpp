@@ -150,7 +150,7 @@ INSTANTIATE_TEST_SUITE_P(
         IndexedValue{"TooLongInPieces",
                      "<a>01234567890123456789012345678901234567890<!--c-->"
                      "01234567890123456789012345678901234567890</a>",
-                     "", "/a=2;"}),
+                     "", "/a=4;/a=2;"}),
     [](const auto& test) { return test.param.name; });
 
 constexpr char kSample[] =

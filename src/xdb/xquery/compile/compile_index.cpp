@@ -101,7 +101,7 @@ void Compiler::RequirePredicates(const std::optional<Provenance>& from,
   for (const ast::ExprPtr& predicate : predicates) {
     FocusUse unused;
     WithFocus(unused, [&]() -> PlanPtr {
-      LeafRoots roots{&*from, from->collection, true};
+      LeafRoots roots{&*from, from->collection, !from->is_kept};
       if (auto condition = IndexConditionOf(*predicate, roots))
         from->collection->Require(*std::move(condition));
       return nullptr;
@@ -261,7 +261,7 @@ std::optional<Compiler::Provenance> Compiler::StartOf(const ast::Expr& expr,
     return std::nullopt;
   roots.collection = provenance.collection;
   // In a loop the operand may be kept without knowing of the condition.
-  roots.may_vary = provenance.loops == 0;
+  roots.may_vary = provenance.loops == 0 && !provenance.is_kept;
   return provenance;
 }
 

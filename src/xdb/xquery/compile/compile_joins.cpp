@@ -84,6 +84,8 @@ PlanPtr Compiler::MayKeep(const ast::Expr& expr, PlanPtr plan,
                           const Needs& needs, std::size_t first_memo) {
   if (!IsWorthKeeping(expr.kind) || !IsSteady(needs, loops_)) return plan;
   if (dynamic_cast<const ConstantPlan*>(plan.get()) != nullptr) return plan;
+  // The execution keeps those by itself.
+  if (dynamic_cast<const CollectionPlan*>(plan.get()) != nullptr) return plan;
   for (std::size_t i = first_memo; i < memos_.size(); ++i)
     if (memos_[i].loops == loops_) memos_[i].plan->Disable();
   auto memo = std::make_unique<MemoPlan>(std::move(plan), KeptSlot(needs));

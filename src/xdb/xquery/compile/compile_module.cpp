@@ -75,6 +75,9 @@ PlanPtr Compiler::Compile(const ast::Expr& expr) {
     });
     if (!KnowsProvenance(expr.kind)) provenance_.reset();
     plan = MayKeep(expr, std::move(plan), needs, first_memo);
+    if (provenance_)
+      provenance_->is_kept |=
+          dynamic_cast<const MemoPlan*>(plan.get()) != nullptr;
     // The plan is this call's own until it is handed out.
     auto& made = const_cast<Plan&>(*plan);
     if (!made.position.IsKnown()) made.position = expr.position;

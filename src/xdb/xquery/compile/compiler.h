@@ -80,6 +80,9 @@ class Compiler {
     std::size_t loops = 0;
     // By an expression that begins with the collection, not with a variable.
     bool is_direct = true;
+    // A sequence that is kept for many turns of a loop: what the documents must
+    // have cannot be another thing each time.
+    bool is_kept = false;
   };
   struct LocalVariable {
     QName name;

@@ -261,10 +261,10 @@ TEST_P(Plans, AreTold) {
 
 const QueryCase kPlans[] = {
     {"Path", "/a//b[@c = 'x'][2]/text()",
-     "root()/a/descendant::b[@c = \"x\"][2]/text()\n"},
-    {"Axes", "(., ..)/ancestor::a/following-sibling::*/@b",
-     "sort(sort(sort((., parent::node())/ancestor::a)/following-sibling::*)/"
-     "@b)\n"},
+     "sort(sort(root()/a/descendant-or-self::node()/b[@c = \"x\"][2])/text())"
+     "\n"},
+    {"Axes", "(., ..)/ancestor::a/@b",
+     "sort((., parent::node())/reverse(ancestor::a))/@b\n"},
     {"Operators",
      "declare variable $v external; "
      "-($v + 2) * 3 to 10, $v is <a/> or not('a' lt $v)",
@@ -275,8 +275,8 @@ const QueryCase kPlans[] = {
      "order by $b descending, $a return concat($a, $b)",
      "flwor\n"
      "  for $a at $i in 1 to 3\n"
-     "  let $b := $a\n"
      "  where $i > 1\n"
+     "  let $b := $a\n"
      "  order by $b descending, $a\n"
      "  return concat($a, $b)\n"},
     {"Kept", "for $a in 1 to 3 return count(collection('c')/x) + $a",

@@ -1,5 +1,7 @@
 #include "xdb/xquery/run/collection.h"
 
+#include <algorithm>
+
 #include "xdb/xquery/run/calls.h"
 #include "xdb/xquery/run/execution.h"
 #include "xdb/xquery/run/index_search.h"
@@ -79,10 +81,14 @@ CollectionPlan::CollectionPlan(PlanPtr uri, std::size_t slot_count)
 
 // What is looked up comes before what is searched through.
 void CollectionPlan::Require(IndexCondition condition) {
-  const bool is_look_up =
-      condition.compared != nullptr && condition.comparison == Comparison::Eq;
+  const auto is_look_up = [](const IndexCondition& one) {
+    return one.compared != nullptr && one.comparison == Comparison::Eq;
+  };
   auto& parts = wanted_.parts;
-  parts.insert(is_look_up ? parts.begin() : parts.end(), std::move(condition));
+  auto place = parts.end();
+  if (is_look_up(condition))
+    place = std::find_if_not(parts.begin(), parts.end(), is_look_up);
+  parts.insert(place, std::move(condition));
 }
 
 IteratorPtr CollectionPlan::Open(const Frame& frame) const {

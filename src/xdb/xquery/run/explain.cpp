@@ -53,7 +53,7 @@ std::string Shown(ast::Axis axis) {
 std::string Shown(const NodeMatch& match) {
   switch (match.kind) {
     case NodeMatch::Kind::Any:
-      return "*";
+      return "node()";
     case NodeMatch::Kind::Name:
       return ToText(match.name);
     case NodeMatch::Kind::Uri:
