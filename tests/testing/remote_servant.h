@@ -1,6 +1,8 @@
 #ifndef TESTING_REMOTE_SERVANT_H_
 #define TESTING_REMOTE_SERVANT_H_
 
+#include <sys/wait.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -36,7 +38,12 @@ class RemoteServant {
   int Port() const { return port_; }
   std::string Address() const { return "127.0.0.1:" + std::to_string(port_); }
   // Connections stay, and nobody answers any more.
-  void Freeze() const { program_.Send(SIGSTOP); }
+  void Freeze() const {
+    program_.Send(SIGSTOP);
+    // A thread of it may answer one more call before it stops.
+    int status = 0;
+    ::waitpid(program_.Id(), &status, WUNTRACED);
+  }
   void Kill() {
     program_.Send(SIGKILL);
     program_.WaitForEnd();
