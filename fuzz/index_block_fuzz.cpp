@@ -38,12 +38,14 @@ void CheckEntry(const std::string& bytes) {
 // A block that is changed stays one that can be read.
 void CheckChanges(std::string_view block) {
   const std::string middle(block.substr(0, block.size() / 2));
+  const std::string behind = middle + "x";
+  const std::string last = middle + "y";
   std::string edited;
   try {
     BlockEditor editor(block);
     editor.Insert(middle);
-    editor.Remove(middle + "x");
-    editor.Insert(middle + "y");
+    editor.Remove(behind);
+    editor.Insert(last);
     edited = editor.Finish();
     std::vector<std::string> entries;
     BlockReader reader(edited);

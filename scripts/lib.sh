@@ -28,10 +28,11 @@ install_packages() {
 
 build_packages=(g++ cmake ninja-build ccache pkg-config libxerces-c-dev
   libcli11-dev libsqlite3-dev librabbitmq-dev libdb5.3++-dev libicu-dev
-  unixodbc-dev libsqliteodbc libzeroc-ice-dev zeroc-ice-compilers)
+  libedit-dev unixodbc-dev libsqliteodbc libzeroc-ice-dev zeroc-ice-compilers)
+package_packages=(dpkg-dev file)
 test_packages=(libgtest-dev libgmock-dev python3 python3-zeroc-ice openssl
   strace odbc-postgresql tdsodbc odbc-mdbtools nlohmann-json3-dev zlib1g-dev
-  dpkg-dev file bash-completion man-db python3-markdown)
+  bash-completion man-db python3-markdown "${package_packages[@]}")
 bench_packages=(libbenchmark-dev libspdlog-dev libssl-dev
   libhowardhinnant-date-dev python3 basex libsqliteodbc)
 docs_packages=(python3 python3-markdown)

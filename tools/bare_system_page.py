@@ -14,12 +14,9 @@ def main():
              pathlib.Path(sys.argv[1]).read_text("utf-8").splitlines()]
     lines = [
         "# From a bare system", "",
-        "What `scripts/bare` did in two bare Debian 12 systems, each a folder that "
-        "debootstrap made, and how long that took: "
-        f"{machine.when_and_what()}. The script writes this page; it is not to be "
-        "changed by hand.", "",
-        "In the first system there was a checkout and nothing else; in the second "
-        "the packages that the first one made." + "".join(
+        "What `scripts/bare` did in bare Debian 12 systems, folders that debootstrap "
+        f"made, and how long that took: {machine.when_and_what()}. The script writes "
+        "this page; it is not to be changed by hand." + "".join(
             " " + remark for remark in sys.argv[3:]), "",
         "| step | outcome | seconds |", "|---|---|--:|"]
     for title, result, seconds in steps:

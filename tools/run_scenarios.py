@@ -32,21 +32,22 @@ def known():
 
 
 def words(name):
-    """Scenario16Module.OfAMissingFile/2 as "Module: of a missing file (2)"."""
-    name, _, case = name.rpartition("/") if "/" in name else (name, "", "")
-    suite, _, promise = name.rpartition(".")
-    suite = re.sub(r"^.*Scenario\d\d", "", suite)
+    """(what a test promises, its case): Suite/Scenario16Module.OfAMissingFile/Two
+    is "module: of a missing file" and "Two"."""
+    name = name.split("  #")[0]  # behind it, what the case looks like in memory
+    suite, _, promise = name.partition(".")
+    promise, _, case = promise.partition("/")
+    suite = re.sub(r"^.*Scenario\d\d", "", suite.split("/")[-1])
 
     def split(text):
         return " ".join(
-            word if re.fullmatch(r"[A-Z0-9]{2,}", word) else word.lower()
+            word if re.fullmatch(r"[A-Z]{2,}", word) else word.lower()
             for word in re.findall(
                 r"[A-Z]+(?=[A-Z][a-z])|[A-Z]?[a-z]+|[A-Z]+|\d+", text))
 
     if not promise:
-        return name.replace("_", " ")
-    text = f"{split(suite)}: {split(promise)}" if suite else split(promise)
-    return text + (f" ({case})" if case else "")
+        return name.replace("_", " "), ""
+    return f"{split(suite)}: {split(promise)}", case
 
 
 def run(build, logs, number):
@@ -84,6 +85,19 @@ def outcome(tests):
     return "survived" if "passed" in states else "not run"
 
 
+def listed(tests):
+    """A line for each promise and outcome, with the cases it was tried in."""
+    cases = {}
+    for name, state, note in tests:
+        promise, case = words(name)
+        cases.setdefault((promise, state, note), []).append(case)
+    for (promise, state, note), names in cases.items():
+        named = ", ".join(name for name in names if name)
+        yield (promise + (f" ({named})" if named else "")
+               + ("" if state == "passed" else f" **{state}**")
+               + (f": {note}" if note else ""))
+
+
 def page(results):
     lines = [
         "# Reliability", "",
@@ -101,10 +115,8 @@ def page(results):
                      f"{outcome(tests)} | {count} | {seconds:.1f} |")
     for (number, title, expected), tests, _ in results:
         lines += ["", f"## Scenario {number:02d}", "",
-                  f"**{title[0].upper() + title[1:]}.** {expected}", ""]
-        for name, state, note in tests:
-            mark = "" if state == "passed" else f" **{state}**"
-            lines.append(f"- {words(name)}{mark}{': ' + note if note else ''}")
+                  f"**{title}.** {expected}", ""]
+        lines += [f"- {line}" for line in listed(tests)]
         if not tests:
             lines.append("No test.")
     return "\n".join(lines) + "\n"

@@ -166,7 +166,7 @@ def main():
     bodies = {name: markdown.markdown(
         text, extensions=["tables", "fenced_code", "toc", "sane_lists"])
         for name, text in pages.items()}
-    faults += [f"{name}: no page leads to it"
+    faults += [f"{name}: no page leads to it; docs/index.md should"
                for name in unreachable(pages, bodies)]
     for name, text in pages.items():
         file = out / (name + ".html")

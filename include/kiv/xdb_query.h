@@ -62,6 +62,12 @@ class KIV_API XDbQueryContext {
   // False, and `value` untouched, when it has none.
   bool GetVariableValue(const char* name, XDbValue& value) const;
 
+  // The container that collection() without a name stands for. False for an
+  // empty name.
+  bool SetDefaultCollection(const char* container);
+  // "" when there is none.
+  std::string GetDefaultCollection() const;
+
   // Queries executed with this context read inside the transaction, and see
   // what it changed. False when either is unbound.
   bool SetTransaction(const XDbTransaction& transaction);
@@ -87,7 +93,8 @@ class KIV_API XDbQueryContext {
 };
 
 // The items of a query's result and a position among them. get_pos() is 0
-// before the first item and k after the k-th next().
+// before the first item and k after the k-th next(). A lazy query runs as items
+// are asked for: to its end for size(), to an item for next() and set_pos().
 class KIV_API XDbResults {
  public:
   XDbResults();
@@ -95,11 +102,15 @@ class KIV_API XDbResults {
   XDbResults(const XDbResults&) = delete;
   XDbResults& operator=(const XDbResults&) = delete;
 
-  unsigned size() const { return size_; }
+  // 0, and logged, when a lazy query fails on the way.
+  unsigned size() const;
   unsigned get_pos() const { return position_ + 1; }
   bool is_bof() const { return position_ == kBeforeFirst; }
   // True at once when there are no items.
   bool is_eof() const;
+  // Whether the query has failed on the way, which was logged: a lazy one then
+  // ends with the items before.
+  bool has_failed() const { return has_failed_; }
   void reset();
 
   // After success the next item is that behind the k-th. False, and nothing
@@ -117,7 +128,7 @@ class KIV_API XDbResults {
   // False for null.
   bool Construct(const std::shared_ptr<xdb::Session>& manager,
                  const void* results);
-  void set_eof() { position_ = size_; }
+  void set_eof() { position_ = size(); }
 
  private:
   friend class XDbQueryExpression;
@@ -126,13 +137,17 @@ class KIV_API XDbResults {
 
   template <class Take>
   bool Next(Take take);
+  // Whether there are at least so many items; a failure is logged so.
+  bool Has(unsigned count, const char* message) const;
   bool StepBackTo(unsigned position);
   bool StepForwardTo(unsigned position);
 
   std::shared_ptr<xdb::Session> manager_;
   std::shared_ptr<xdb::QueryResults> results_;
   unsigned position_ = kBeforeFirst;
-  unsigned size_ = 0;
+  // kBeforeFirst: a lazy query that may have more.
+  mutable unsigned size_ = 0;
+  mutable bool has_failed_ = false;
   // Items before the cursor of the results; kBeforeFirst when a failure left
   // that unknown.
   unsigned passed_ = 0;
@@ -152,6 +167,9 @@ class KIV_API XDbQueryExpression {
   // Empty on failure.
   std::shared_ptr<XDbResults> Execute(XDbQueryContext& context) const;
   std::string GetQuery() const;
+  // What executing it would do, for people: the query as it is carried out, and
+  // what each index look-up is expected to find. "" on failure.
+  std::string GetPlan(XDbQueryContext& context) const;
   void close();
 
  protected:
@@ -163,6 +181,7 @@ class KIV_API XDbQueryExpression {
  private:
   friend class XDbManager;
   friend struct xdb::XDbAccess;
+  std::shared_ptr<xdb::Session> OpenedSession() const;
   bool Run(XDbQueryContext& context, XDbResults& results) const;
 
   std::shared_ptr<xdb::PreparedQuery> expression_;

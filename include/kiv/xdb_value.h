@@ -43,6 +43,11 @@ class KIV_API XDbValue {
   std::string asString() const;
   double asNumber() const;
   bool asBoolean() const;
+  // As asString(), in UTF-8: no character is lost.
+  std::string asUtf8() const;
+  // A node as XML, an attribute as name="value", any other value as the text of
+  // an element; in UTF-8.
+  std::string asXml() const;
 
   // The node in the tree of its whole document. The tree belongs to this value
   // and its copies: it dies with the last of them, and when that is assigned

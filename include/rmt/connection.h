@@ -41,9 +41,9 @@ typedef struct RemoteProxy RemoteProxy;
  * wrong properties; rmt_get_communicator gives null then. Ice takes its
  * properties from the file that the environment variable ICE_CONFIG names. */
 KIV_API RemoteCommunicator* rmt_create_communicator(void);
-/* Calls that are under way fail; a server that hangs holds this up for a second.
- * Delete the lists first; one that is still there has no parent afterwards, and
- * all its calls fail. */
+/* Calls that are under way fail; a server that hangs holds this up for a
+ * second. Delete the lists first; one that is still there has no parent
+ * afterwards, and all its calls fail. */
 KIV_API void rmt_delete_communicator(RemoteCommunicator* handle);
 /* Borrowed: lives as long as the handle. */
 KIV_API RemoteIceCommunicator* rmt_get_communicator(

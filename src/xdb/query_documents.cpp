@@ -55,7 +55,7 @@ std::shared_ptr<const StoredOrigin> OriginOf(const std::string& file,
                                              const std::string& name) {
   auto origin = std::make_shared<StoredOrigin>();
   origin->document_uri = origin->base_uri = UriOf(file, name);
-  origin->container_file = file;
+  origin->container_file = origin->collection = file;
   origin->name = name;
   return origin;
 }
@@ -66,6 +66,10 @@ class Scan final : public xq::DocumentStream {
   Scan(std::shared_ptr<Container> keeper, DocumentScan scan)
       : keeper_(std::move(keeper)), scan_(std::move(scan)) {}
 
+  bool IsOrdered() const override { return true; }
+  void StartBehind(const std::string& name) override {
+    scan_.StartBehind(name);
+  }
   bool Next(xq::SourceDocument& document) override {
     DocumentTree found;
     if (!scan_.Next(found)) return false;
@@ -76,6 +80,49 @@ class Scan final : public xq::DocumentStream {
  private:
   const std::shared_ptr<Container> keeper_;
   DocumentScan scan_;
+};
+
+class ContainerIndex final : public xq::CollectionIndex {
+ public:
+  ContainerIndex(std::shared_ptr<Container> container,
+                 const ContainerReading& reading)
+      : container_(std::move(container)), reading_(reading) {}
+
+  const Dictionary& dictionary() const override {
+    return reading_.dictionary();
+  }
+  std::uint8_t Traits(PathId path) const override {
+    return reading_.Traits(path);
+  }
+  void EachLeaf(
+      PathId path, const xq::IndexBounds& bounds,
+      const std::function<bool(const xq::IndexedLeaf&)>& each) const override {
+    IndexHits hits = reading_.Find(RangeOf(path, bounds));
+    hits.Each([&each](const IndexHit& hit) {
+      return each({hit.document, hit.value, hit.is_whole});
+    });
+  }
+  std::uint64_t Estimate(PathId path,
+                         const xq::IndexBounds& bounds) const override {
+    return reading_.EstimateHits(RangeOf(path, bounds));
+  }
+  std::unique_ptr<xq::DocumentStream> Documents(
+      std::vector<std::uint64_t> numbers) const override {
+    return std::make_unique<Scan>(container_,
+                                  reading_.Documents(std::move(numbers)));
+  }
+
+ private:
+  static ValueRange RangeOf(PathId path, const xq::IndexBounds& bounds) {
+    ValueRange range = ValueRange::All(path);
+    if (bounds.from)
+      range.from = {bounds.from->value, bounds.from->is_included};
+    if (bounds.to) range.to = {bounds.to->value, bounds.to->is_included};
+    return range;
+  }
+
+  const std::shared_ptr<Container> container_;
+  const ContainerReading& reading_;
 };
 
 // Inside the home, wherever the program itself may open containers.
@@ -94,9 +141,11 @@ ContainerDocuments::OpenedReading* ContainerDocuments::ReadingOfFile(
   const std::shared_ptr<Transaction> transaction = HoldTransaction();
   auto reading =
       std::make_unique<ContainerReading>(*container, transaction.get());
+  auto index = std::make_unique<const ContainerIndex>(container, *reading);
   return &readings_
               .emplace(file,
-                       OpenedReading{std::move(container), std::move(reading)})
+                       OpenedReading{std::move(container), std::move(reading),
+                                     std::move(index)})
               .first->second;
 }
 
@@ -138,11 +187,22 @@ xq::SourceDocument ContainerDocuments::FindStored(const std::string& uri) {
   return {};
 }
 
-std::unique_ptr<xq::DocumentStream> ContainerDocuments::OpenCollection(
+ContainerDocuments::OpenedReading* ContainerDocuments::ReadingOfUri(
     const std::string& uri) {
-  OpenedReading* opened = ReadingOf(uri);
+  OpenedReading* opened = ReadingOf(uri.empty() ? default_collection_ : uri);
   if (opened == nullptr && uri.find('%') != std::string::npos)
     opened = ReadingOf(WithoutEscapes(uri));
+  return opened;
+}
+
+const xq::CollectionIndex* ContainerDocuments::IndexOf(const std::string& uri) {
+  OpenedReading* const opened = ReadingOfUri(uri);
+  return opened == nullptr ? nullptr : opened->index.get();
+}
+
+std::unique_ptr<xq::DocumentStream> ContainerDocuments::OpenCollection(
+    const std::string& uri) {
+  OpenedReading* const opened = ReadingOfUri(uri);
   if (opened == nullptr) return nullptr;
   return std::make_unique<Scan>(opened->container,
                                 opened->reading->Documents());

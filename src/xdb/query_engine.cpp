@@ -67,6 +67,7 @@ class RunResults final : public QueryResults {
              const QueryContext& context)
       : documents_(session, context.transaction),
         is_dead_(context.return_type != 0) {
+    documents_.SetDefaultCollection(context.default_collection);
     const auto transaction = documents_.HoldTransaction();
     std::vector<xq::BoundVariable> variables;
     for (const auto& [name, value] : context.variables)
@@ -83,6 +84,14 @@ class RunResults final : public QueryResults {
   std::uint64_t Size() override {
     WithoutQueryErrors([this] { RunToTheEnd(); });
     return values_.size();
+  }
+  bool KnowsSize() const override { return !running_; }
+  bool Has(std::uint64_t count) override {
+    return WithoutQueryErrors([&] {
+      while (values_.size() < count && Pull()) {
+      }
+      return values_.size() >= count;
+    });
   }
   std::shared_ptr<const QueryValue> Next() override {
     if (at_ == values_.size() && !WithoutQueryErrors([this] { return Pull(); }))
@@ -155,6 +164,15 @@ class PreparedXQuery final : public PreparedQuery {
       const bool is_lazy = context.evaluation_type != 0;
       if (!is_lazy) results->RunToTheEnd();
       return results;
+    });
+  }
+  std::string Explain(const std::shared_ptr<Session>& session,
+                      const QueryContext& context) const override {
+    return WithoutQueryErrors([&] {
+      ContainerDocuments documents(session, context.transaction);
+      documents.SetDefaultCollection(context.default_collection);
+      const auto transaction = documents.HoldTransaction();
+      return xq::Explain(*query_, SurroundingsOf(context, documents));
     });
   }
 

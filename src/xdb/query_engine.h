@@ -42,6 +42,9 @@ class QueryValue {
   // Not a number where it is none.
   virtual double AsNumber() const = 0;
   virtual bool AsBoolean() const = 0;
+  // Of a node what is written of it, an attribute as name="value"; of any other
+  // value its text, as it stands in an element.
+  virtual std::string AsXml() const;
   // False for a value of another kind. Two nodes are equal when they are the
   // same.
   virtual bool Equals(const QueryValue& other) const = 0;
@@ -56,6 +59,10 @@ class QueryResults {
   // How many items there are, wherever the cursor stands. A lazy query runs to
   // its end for it.
   virtual std::uint64_t Size() = 0;
+  // False while a lazy query may have more.
+  virtual bool KnowsSize() const { return true; }
+  // Whether there are at least so many; a lazy query runs no further.
+  virtual bool Has(std::uint64_t count) { return Size() >= count; }
   // The item behind the cursor, which then stands behind it; null at the end.
   virtual std::shared_ptr<const QueryValue> Next() = 0;
   // The item before the cursor, which then stands before it; null at the
@@ -77,6 +84,7 @@ struct QueryContext {
   int evaluation_type = 0;                        // 0 eager, 1 lazy
   std::map<std::string, std::string> namespaces;  // by prefix
   std::map<std::string, std::shared_ptr<const QueryValue>> variables;
+  std::string default_collection;
   TransactionChoice transaction;
   QueryLimits limits;
   // Ends, when it grows, the queries that began before; from any thread. Shared
@@ -94,6 +102,9 @@ class PreparedQuery {
   virtual std::shared_ptr<QueryResults> Execute(
       const std::shared_ptr<Session>& session,
       const QueryContext& context) const = 0;
+  // What it does, for people, with figures of the session's containers.
+  virtual std::string Explain(const std::shared_ptr<Session>& session,
+                              const QueryContext& context) const = 0;
 };
 
 class QueryEngine {

@@ -64,7 +64,11 @@ class NodeValue : public QueryValue {
 
 std::string Written(const Tree& tree, NodeId node) {
   std::string text;
-  xq::Serializer(text).WriteNode(tree, node);
+  xq::Serializer serializer(text);
+  if (tree.kind(node) == NodeKind::Attribute)
+    serializer.WriteAttribute(tree, node);
+  else
+    serializer.WriteNode(tree, node);
   return text;
 }
 
@@ -117,6 +121,7 @@ class LiveNode final : public NodeValue {
         node_(item.node()) {}
 
   std::string AsString() const override { return tree_->StringValue(node_); }
+  std::string AsXml() const override { return Written(*tree_, node_); }
   bool Equals(const QueryValue& other) const override;
   NodePlace Place() const override;
   xq::Item ToItem() const override { return ItemOf(tree_, origin_, node_); }
@@ -181,14 +186,21 @@ class DeadNode final : public NodeValue {
   explicit DeadNode(const xq::Item& item)
       : text_(item.tree().StringValue(item.node())) {
     const Tree& tree = item.tree();
-    if (!IsDocument(tree, item.node())) return;
+    std::string written = Written(tree, item.node());
+    if (!IsDocument(tree, item.node())) {
+      fragment_ = std::move(written);
+      return;
+    }
     auto document = std::make_shared<StoredDocument>();
-    document->content = Written(tree, item.node());
+    document->content = std::move(written);
     document_ = std::move(document);
     is_element_ = tree.kind(item.node()) == NodeKind::Element;
   }
 
   std::string AsString() const override { return text_; }
+  std::string AsXml() const override {
+    return document_ != nullptr ? document_->content : fragment_;
+  }
   bool Equals(const QueryValue& other) const override { return this == &other; }
   NodePlace Place() const override {
     NodePlace place;
@@ -203,10 +215,17 @@ class DeadNode final : public NodeValue {
  private:
   const std::string text_;
   std::shared_ptr<const StoredDocument> document_;
+  std::string fragment_;  // of what is no document
   bool is_element_ = false;
 };
 
 }  // namespace
+
+std::string QueryValue::AsXml() const {
+  std::string xml;
+  xq::Serializer(xml).Write(xq::Item::OfText(AsString()));
+  return xml;
+}
 
 std::shared_ptr<const QueryValue> ValueOfItem(const xq::Item& item,
                                               bool is_dead) {

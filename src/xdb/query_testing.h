@@ -88,6 +88,10 @@ class ListEngine : public QueryEngine {
         const QueryContext& context) const override {
       return answer_(text_, context);
     }
+    std::string Explain(const std::shared_ptr<Session>&,
+                        const QueryContext&) const override {
+      return text_;
+    }
 
    private:
     const std::string text_;

@@ -109,6 +109,18 @@ bool XDbQueryContext::GetVariableValue(const char* name,
   });
 }
 
+bool XDbQueryContext::SetDefaultCollection(const char* container) {
+  if (context_ == nullptr || IsEmpty(container)) return false;
+  return Try("XDbQueryContext::SetDefaultCollection exception: ", [&] {
+    context_->default_collection = Utf8Text(container, "the container's name");
+    return true;
+  });
+}
+
+std::string XDbQueryContext::GetDefaultCollection() const {
+  return context_ == nullptr ? "" : LocalText(context_->default_collection);
+}
+
 bool XDbQueryContext::SetTransaction(const XDbTransaction& transaction) {
   if (context_ == nullptr || !xdb::XDbAccess::IsBound(transaction))
     return false;

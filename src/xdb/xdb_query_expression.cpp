@@ -32,13 +32,18 @@ void XDbQueryExpression::close() {
   manager_.reset();
 }
 
-// Throws what the query language throws.
-bool XDbQueryExpression::Run(XDbQueryContext& context,
-                             XDbResults& results) const {
-  const std::shared_ptr<xdb::Session> session = manager_.lock();
+std::shared_ptr<xdb::Session> XDbQueryExpression::OpenedSession() const {
+  std::shared_ptr<xdb::Session> session = manager_.lock();
   if (session == nullptr)
     throw std::runtime_error(
         "the manager was closed since the query was prepared");
+  return session;
+}
+
+// Throws what the query language throws.
+bool XDbQueryExpression::Run(XDbQueryContext& context,
+                             XDbResults& results) const {
+  const std::shared_ptr<xdb::Session> session = OpenedSession();
   const xdb::QueryContext none;
   const auto found = expression_->Execute(
       session, context.context_ == nullptr ? none : *context.context_);
@@ -61,6 +66,19 @@ std::shared_ptr<XDbResults> XDbQueryExpression::Execute(
     return Run(context, *results);
   });
   return is_bound ? results : nullptr;
+}
+
+std::string XDbQueryExpression::GetPlan(XDbQueryContext& context) const {
+  std::string plan;
+  if (expression_ == nullptr) return plan;
+  Try("XDbQueryExpression::GetPlan exception: ", [&] {
+    const xdb::QueryContext none;
+    plan = xdb::LocalText(expression_->Explain(
+        OpenedSession(),
+        context.context_ == nullptr ? none : *context.context_));
+    return true;
+  });
+  return plan;
 }
 
 std::string XDbQueryExpression::GetQuery() const {

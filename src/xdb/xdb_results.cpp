@@ -1,5 +1,6 @@
 #include <limits>
 #include <stdexcept>
+#include <utility>
 
 #include "kiv/xdb_document.h"
 #include "kiv/xdb_query.h"
@@ -15,6 +16,21 @@ namespace kiv {
 
 using xdb::Try;
 
+namespace {
+
+constexpr char kSizeFailed[] =
+    "XDbResults::Construct: Inner size() call exception : - ";
+constexpr char kNextFailed[] =
+    "XDbResults::set_pos: Xml* Inner next() call exception : - ";
+
+unsigned Counted(std::uint64_t count) {
+  if (count >= std::numeric_limits<unsigned>::max())
+    throw std::length_error("there are more items than can be counted");
+  return static_cast<unsigned>(count);
+}
+
+}  // namespace
+
 XDbResults::XDbResults() = default;
 
 XDbResults::~XDbResults() = default;
@@ -29,12 +45,9 @@ bool XDbResults::Construct(const std::shared_ptr<xdb::Session>& manager,
         return bound != nullptr;
       }))
     return false;
-  unsigned size = 0;
-  if (!Try("XDbResults::Construct: Inner size() call exception : - ", [&] {
-        const std::uint64_t count = bound->Size();
-        if (count >= kBeforeFirst)
-          throw std::length_error("there are more items than can be counted");
-        size = static_cast<unsigned>(count);
+  unsigned size = kBeforeFirst;
+  if (!Try(kSizeFailed, [&] {
+        if (bound->KnowsSize()) size = Counted(bound->Size());
         return true;
       }))
     return false;
@@ -44,11 +57,39 @@ bool XDbResults::Construct(const std::shared_ptr<xdb::Session>& manager,
   position_ = kBeforeFirst;
   passed_ = 0;
   size_ = size;
+  has_failed_ = false;
   return true;
 }
 
+unsigned XDbResults::size() const {
+  if (size_ != kBeforeFirst) return size_;
+  const auto count = [this] {
+    size_ = Counted(results_->Size());
+    return true;
+  };
+  if (Try(kSizeFailed, count)) return size_;
+  has_failed_ = true;
+  // What there was before the failure is all now.
+  if (!Try(kSizeFailed, count)) size_ = 0;
+  return size_;
+}
+
+bool XDbResults::Has(unsigned count, const char* message) const {
+  if (count == 0) return true;
+  if (size_ != kBeforeFirst) return count <= size_;
+  bool is_there = false;
+  if (Try(message, [&] {
+        is_there = results_->Has(count);
+        return true;
+      }))
+    return is_there;
+  has_failed_ = true;
+  return count <= size();
+}
+
 bool XDbResults::is_eof() const {
-  return size_ == 0 || (position_ != kBeforeFirst && position_ >= size_);
+  if (position_ == kBeforeFirst) return !Has(1, kSizeFailed);
+  return position_ >= size_;
 }
 
 void XDbResults::reset() {
@@ -69,18 +110,21 @@ bool XDbResults::Next(Take take) {
     set_eof();
     return false;
   }
-  if (is_eof()) return false;
+  const bool is_at_end =
+      size_ == 0 || (position_ != kBeforeFirst && position_ >= size_);
+  if (is_at_end) return false;
   const bool is_taken =
       Try("XDbResults::next: Xml* Inner call exception : - ", [&] {
-        const unsigned passed = passed_;
-        passed_ = kBeforeFirst;
+        const unsigned passed = std::exchange(passed_, kBeforeFirst);
+        const bool had_failed = std::exchange(has_failed_, true);
         const std::shared_ptr<const xdb::QueryValue> item = results_->Next();
+        has_failed_ = had_failed;
         passed_ = item == nullptr ? passed : passed + 1;
         return item != nullptr && take(item);
       });
   if (is_taken)
     ++position_;
-  else
+  else if (size() != 0)
     set_eof();
   return is_taken;
 }
@@ -103,11 +147,11 @@ bool XDbResults::next(XDbDocument& document) {
 }
 
 bool XDbResults::set_pos(unsigned position) {
-  if (results_ == nullptr || position > size_) return false;
+  if (results_ == nullptr || !Has(position, kNextFailed)) return false;
   // Compared with the inner position, which is one lower than get_pos(): right
   // after the first next(), 0 stays on the first item.
   if (position == position_) return true;
-  if (size_ == 0) return false;
+  if (!Has(1, kNextFailed)) return false;
   if (position == 0) {
     if (position_ != kBeforeFirst) reset();
     return true;
@@ -131,7 +175,7 @@ bool XDbResults::StepBackTo(unsigned position) {
 }
 
 bool XDbResults::StepForwardTo(unsigned position) {
-  return Try("XDbResults::set_pos: Xml* Inner next() call exception : - ", [&] {
+  return Try(kNextFailed, [&] {
     while (passed_ < position) {
       if (results_->Next() == nullptr) return false;
       // With every step: a later one may fail.

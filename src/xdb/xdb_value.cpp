@@ -72,6 +72,26 @@ std::string XDbValue::asString() const {
   return text;
 }
 
+std::string XDbValue::asUtf8() const {
+  std::string text;
+  if (value_ == nullptr) return text;
+  Try("XDbValue::asUtf8 exception: ", [&] {
+    text = value_->AsString();
+    return true;
+  });
+  return text;
+}
+
+std::string XDbValue::asXml() const {
+  std::string xml;
+  if (value_ == nullptr) return xml;
+  Try("XDbValue::asXml exception: ", [&] {
+    xml = value_->AsXml();
+    return true;
+  });
+  return xml;
+}
+
 double XDbValue::asNumber() const {
   double number = 0;
   if (value_ == nullptr) return number;

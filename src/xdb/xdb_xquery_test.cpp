@@ -74,6 +74,13 @@ TEST_F(XDbXQueryTest, FindsDocumentsByContainerAndName) {
                    "return doc(document-uri($d)) is $d"),
             "true|true|true");
   EXPECT_EQ(Answer("doc-available('orders/4')"), "false");
+  EXPECT_EQ(Answer("collection()"),
+            "XDbQueryExpression::Execute exception: FODC0002 at line 1, column "
+            "1: there is no default collection");
+  ASSERT_TRUE(context_.SetDefaultCollection("orders"));
+  EXPECT_EQ(context_.GetDefaultCollection(), "orders");
+  EXPECT_EQ(Answer("count(collection())"), "3");
+  EXPECT_FALSE(context_.SetDefaultCollection(""));
   EXPECT_EQ(Answer("doc('orders/4')"),
             "XDbQueryExpression::Execute exception: FODC0002 at line 1, column "
             "1: there is no document orders/4");
@@ -296,6 +303,110 @@ TEST_F(XDbXQueryTest, LazyResultsComeAsTheyAreAskedFor) {
 
   context_.SetEvaluationType(XDbQueryContext::Lazy);
   EXPECT_EQ(Answer("(1 to 3)[. > 1]"), "2|3");
+}
+
+TEST_F(XDbXQueryTest, LazyResultsAreWalkedWithoutTheRest) {
+  context_.SetEvaluationType(XDbQueryContext::Lazy);
+  XDbResults results;
+  XDbValue value;
+  ASSERT_TRUE(manager_->Query("1 to 1000000000000", context_, results, false));
+  EXPECT_FALSE(results.is_eof());
+  EXPECT_TRUE(results.is_bof());
+  ASSERT_TRUE(results.next(value));
+  EXPECT_EQ(value.asString(), "1");
+  EXPECT_TRUE(results.set_pos(1000));
+  ASSERT_TRUE(results.next(value));
+  EXPECT_EQ(value.asString(), "1001");
+  EXPECT_TRUE(results.set_pos(2));
+  ASSERT_TRUE(results.next(value));
+  EXPECT_EQ(value.asString(), "3");
+  // And to the end where that is asked for.
+  ASSERT_TRUE(manager_->Query("1 to 3", context_, results, false));
+  EXPECT_FALSE(results.set_pos(4));
+  EXPECT_TRUE(results.is_bof());
+  EXPECT_EQ(results.size(), 3u);
+  for (int i = 0; i < 3; ++i) EXPECT_TRUE(results.next(value));
+  EXPECT_FALSE(results.is_eof());
+  EXPECT_FALSE(results.next(value));
+  EXPECT_TRUE(results.is_eof());
+  EXPECT_EQ(results.get_pos(), 4u);
+  ASSERT_TRUE(manager_->Query("()", context_, results, false));
+  EXPECT_FALSE(results.next(value));
+  EXPECT_TRUE(results.is_bof() && results.is_eof());
+  EXPECT_FALSE(results.has_failed());
+}
+
+TEST_F(XDbXQueryTest, LazyResultsEndWhereTheQueryFails) {
+  context_.SetEvaluationType(XDbQueryContext::Lazy);
+  const char query[] = "1, 2, error()";
+  XDbResults results;
+  XDbValue value;
+  ASSERT_TRUE(manager_->Query(query, context_, results, false));
+  EXPECT_TRUE(results.next(value) && results.next(value));
+  EXPECT_FALSE(results.has_failed());
+  EXPECT_FALSE(results.next(value));
+  EXPECT_TRUE(results.has_failed());
+  EXPECT_TRUE(results.is_eof());
+  EXPECT_TRUE(
+      Logged("XDbResults::next: Xml* Inner call exception : - FOER0000"))
+      << LogText();
+  ASSERT_TRUE(manager_->Query(query, context_, results, false));
+  EXPECT_FALSE(results.has_failed());
+  EXPECT_FALSE(results.set_pos(3));
+  EXPECT_TRUE(results.has_failed());
+  EXPECT_EQ(results.size(), 2u);
+  ASSERT_TRUE(manager_->Query("error()", context_, results, false));
+  EXPECT_TRUE(results.is_eof());
+  EXPECT_TRUE(results.has_failed());
+  EXPECT_FALSE(results.next(value));
+}
+
+TEST_F(XDbXQueryTest, GivesValuesAsXml) {
+  const struct {
+    const char* query;
+    const char* xml;
+    const char* text;
+  } kValues[] = {
+      {"<a b='&lt;'>&amp;<!--c--></a>", "<a b=\"&lt;\">&amp;<!--c--></a>", "&"},
+      {"<a b='&lt;&#34;'/>/@b", "b=\"&lt;&quot;\"", "<\""},
+      {"<a>x&lt;y</a>/text()", "x&lt;y", "x<y"},
+      {"document { <a/>, <b/> }", "<a/><b/>", ""},
+      {"<p:a xmlns:p='u'><p:b/></p:a>/*", "<p:b xmlns:p=\"u\"/>", ""},
+      {"'a<b'", "a&lt;b", "a<b"},
+      {"1.50", "1.5", "1.5"},
+      {"'\xB6\xA9&#x1F600;'", "\xE8\xAE\xA2\xF0\x9F\x98\x80",
+       "\xE8\xAE\xA2\xF0\x9F\x98\x80"},
+  };
+  for (const auto type :
+       {XDbQueryContext::LiveValues, XDbQueryContext::DeadValues}) {
+    context_.SetReturnType(type);
+    for (const auto& expected : kValues) {
+      const XDbValue value = ValueOf(expected.query);
+      EXPECT_EQ(value.asXml(), expected.xml) << expected.query;
+      EXPECT_EQ(value.asUtf8(), expected.text) << expected.query;
+    }
+  }
+  EXPECT_EQ(XDbValue().asXml() + XDbValue().asUtf8(), "");
+}
+
+TEST_F(XDbXQueryTest, TellsWhatItWillDo) {
+  const char query[] =
+      "declare variable $limit external; "
+      "declare function local:line($o) { $o/line[1] }; "
+      "for $a in collection('orders')/order, $b in collection('stock')//item "
+      "where $b/@name = $a/line and $a/@no > $limit "
+      "order by $a/@no descending return local:line($a)";
+  const auto prepared = manager_->Prepare(query, context_, false);
+  ASSERT_NE(prepared, nullptr) << XDbManager::LastError();
+  const std::string plan = prepared->GetPlan(context_);
+  for (const char* line :
+       {"variable $limit external\n", "function local:line#1\n  $o/line[1]\n",
+        "  for $a in collection(\"orders\")/order\n", "  join by a table\n",
+        "    where $a/line = $b/@name\n", "  where $a/@no > $limit\n",
+        "  order by $a/@no descending\n", "  return local:line($a)\n"})
+    EXPECT_NE(plan.find(line), std::string::npos) << line << "--\n" << plan;
+  XDbQueryExpression unbound;
+  EXPECT_EQ(unbound.GetPlan(context_), "");
 }
 
 TEST_F(XDbXQueryTest, LogsTheCodeAndThePlaceOfAnError) {

@@ -71,7 +71,9 @@ EXPORTED bool Journal(const char* bytes, int length, void*) {
 EXPORTED bool Obey(const char* bytes, int length, void* context) {
   const std::string message(bytes, static_cast<std::size_t>(length));
   Write(std::to_string(::getpid()) + ' ' +
-        (length < 100 ? message : std::to_string(length)) +
+        (length < 100 ? message
+                      : std::to_string(length) + ' ' + message.front() +
+                            message.back()) +
         (context != nullptr ? " with context\n" : "\n"));
   if (message == "abort") std::abort();
   if (message == "exit") ::_exit(3);

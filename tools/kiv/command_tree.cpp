@@ -32,8 +32,12 @@ CommandTree::Option ReadOption(const CLI::Option& option) {
 
 // Those of a group belong to the command around it.
 void AddOptions(const CLI::App& app, std::vector<CommandTree::Option>& out) {
+  // A group has a --help of its own, which is that of the command again.
+  const bool is_group = app.get_name().empty();
   for (const CLI::Option* option : app.get_options())
-    if (!option->get_group().empty()) out.push_back(ReadOption(*option));
+    if (!option->get_group().empty() &&
+        !(is_group && option == app.get_help_ptr()))
+      out.push_back(ReadOption(*option));
   for (const CLI::App* group : app.get_subcommands(
            [](const CLI::App* inner) { return inner->get_name().empty(); }))
     AddOptions(*group, out);

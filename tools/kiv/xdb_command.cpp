@@ -199,6 +199,51 @@ void AddCare(XdbCommands& commands) {
                    XdbStat));
 }
 
+void AddQueryOptions(CLI::App* command, XdbOptions& options) {
+  command->add_option("-v,--variable", options.variables,
+                      "NAME=TEXT, or NAME:=QUERY for another value than a "
+                      "text: $NAME in the query; again for more");
+  command->add_option("-n,--namespace", options.namespaces,
+                      "PREFIX=URI; again for more");
+  command
+      ->add_option("-o,--output", options.format,
+                   "xml: nodes as XML. plain: their text alone")
+      ->check(CLI::IsMember({"xml", "plain"}))
+      ->capture_default_str();
+  command->add_option("-s,--separator", options.separator,
+                      "Between two items; a line each without it");
+  command->add_flag("-t,--time", options.shows_time,
+                    "Say how long it took, on standard error");
+  command->add_flag("--files", options.reads_files,
+                    "Queries may read files: doc('file:///tmp/a.xml')");
+  command->add_option("--time-limit", options.time_limit_ms,
+                      "Milliseconds for a query; none without it");
+  command->add_option("--memory", options.memory_limit_mb,
+                      "Megabytes for the values of a query; 2048 without it");
+  command->add_option("--depth", options.depth_limit,
+                      "Calls of functions in each other; 100000 without it");
+}
+
+void AddQueries(XdbCommands& commands) {
+  XdbOptions& options = commands.Options();
+  CLI::App* const query =
+      commands.Add("query", "Asks a query and prints what it gives", XdbQuery);
+  query->add_option("query", options.query, "The query, in XQuery 1.0");
+  query->add_option("-f,--file", options.query_file,
+                    "The file it stands in, - for standard input");
+  query->add_flag("--explain", options.explains,
+                  "Print what would be done: joins, what is kept, and each "
+                  "index look-up with what it is expected to find");
+  AddQueryOptions(query, options);
+  query->footer(
+      "Ctrl+C ends the query. Without an answer that is whole it ends with 1.\n"
+      "  kiv xdb query \"collection('orders')/order[@no = 4711]\"\n"
+      "  kiv xdb query -v no=4711 "
+      "'collection(\"orders\")/order[@no = $no]/line'\n"
+      "  kiv xdb query -v from:='xs:date(\"2026-01-01\")' -f late.xq -o plain\n"
+      "  kiv xdb query --explain -f late.xq");
+}
+
 void AddCommands(CLI::App& group, const std::shared_ptr<XdbPlace>& place,
                  int& exit_code) {
   XdbCommands commands(group, place, exit_code);
@@ -206,11 +251,25 @@ void AddCommands(CLI::App& group, const std::shared_ptr<XdbPlace>& place,
   AddDocuments(commands);
   AddFolders(commands);
   AddCare(commands);
+  AddQueries(commands);
 }
 
-void AddScript(CLI::App& group, const std::shared_ptr<XdbPlace>& place,
-               int& exit_code) {
+// What runs commands itself.
+void AddSessions(CLI::App& group, const std::shared_ptr<XdbPlace>& place,
+                 int& exit_code) {
   XdbCommands commands(group, place, exit_code);
+  CLI::App* const shell = commands.Add(
+      "shell", "Queries at a terminal, with earlier ones to call back",
+      XdbShell);
+  AddQueryOptions(shell, commands.Options());
+  shell->footer(
+      "A query is asked when it is whole, over as many lines as it takes. "
+      ":help "
+      "tells of\nthe commands. What was typed is kept in ~/.kiv_history, or "
+      "the "
+      "file that\nKIV_HISTORY names; nowhere when that is empty. From a pipe "
+      "it "
+      "asks what comes,\nand ends with 1 when anything failed.");
   CLI::App* const script = commands.Add(
       "script", "Runs commands from standard input, a line each", XdbScript);
   script->footer(
@@ -257,7 +316,7 @@ void AddXdb(CLI::App& program, int& exit_code) {
       "Names are UTF-8 and may be any text of GB2312 (code page 936).\n"
       "kiv xdb COMMAND --help tells more of a command.");
   AddCommands(*group, place, exit_code);
-  AddScript(*group, place, exit_code);
+  AddSessions(*group, place, exit_code);
 }
 
 }  // namespace kiv_tool

@@ -25,6 +25,19 @@ struct XdbOptions {
   bool removes_container = false;
   bool is_confirmed = false;
   unsigned batch = 1000;
+  // Of queries.
+  std::string query;
+  std::string query_file;
+  std::vector<std::string> variables;
+  std::vector<std::string> namespaces;
+  std::string format = "xml";
+  std::string separator = "\n";
+  bool explains = false;
+  bool shows_time = false;
+  bool reads_files = false;
+  unsigned time_limit_ms = 0;  // 0: the library's limit, as those below
+  unsigned memory_limit_mb = 0;
+  unsigned depth_limit = 0;
 };
 
 int XdbCreate(XdbPlace& place, const XdbOptions& options);
@@ -39,11 +52,16 @@ int XdbVerify(XdbPlace& place, const XdbOptions& options);
 int XdbRecover(XdbPlace& place, const XdbOptions& options);
 int XdbCheckpoint(XdbPlace& place, const XdbOptions& options);
 int XdbStat(XdbPlace& place, const XdbOptions& options);
+int XdbQuery(XdbPlace& place, const XdbOptions& options);
+// Queries and commands of a person, or of a pipe, one after the other.
+int XdbShell(XdbPlace& place, const XdbOptions& options);
 // Commands from standard input, a line each.
 int XdbScript(XdbPlace& place, const XdbOptions& options);
 
 // Runs one line of words; 2 for wrong usage.
 int RunXdbWords(XdbPlace& place, std::vector<std::string> words);
+// The same with words as in a shell.
+int RunXdbLine(XdbPlace& place, const std::string& line);
 
 // The containers asked for, else all that there are. False, and said, when they
 // cannot be told.

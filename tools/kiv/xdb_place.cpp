@@ -38,7 +38,8 @@ std::string LibraryReason() {
   // folder, which our caller names, and a code, too.
   std::size_t begin = 0;
   for (const std::string_view mark :
-       {"exception: ", "\xE5\xBC\x82\xE5\xB8\xB8: ", " - return "}) {
+       {"exception: ", "exception : - ", "\xE5\xBC\x82\xE5\xB8\xB8: ",
+        " - return "}) {
     const std::size_t found = text.find(mark);
     if (found != std::string::npos)
       begin = std::max(begin, found + mark.size());
@@ -130,7 +131,7 @@ kiv::XDbManager* XdbPlace::Open(bool may_create) {
   std::string password;
   if (!LocalName(home, local_home) || !Password(password, is_new))
     return nullptr;
-  is_open_ = manager_.Open(local_home.c_str(), kEnvironmentFlags,
+  is_open_ = manager_.Open(local_home.c_str(), kEnvironmentFlags | extra_flags,
                            password.c_str(), nullptr);
   if (!is_open_) {
     LibraryFault("'" + home + "' cannot be opened");

@@ -15,6 +15,8 @@ class XdbPlace {
   std::string home = ".";
   std::string password_file;
   bool asks_password = false;
+  // Beside the usual ones, for the one that opens.
+  long extra_flags = 0;
 
   // Null on failure. Only with `may_create` is a folder taken that holds no
   // environment yet.

@@ -62,19 +62,22 @@ class WordReader {
 
 }  // namespace
 
+int RunXdbLine(XdbPlace& place, const std::string& line) {
+  std::vector<std::string> words;
+  if (!WordReader(line).Read(words)) {
+    place.Fault("a quote is not closed");
+    return 2;
+  }
+  return words.empty() ? 0 : RunXdbWords(place, words);
+}
+
 int XdbScript(XdbPlace& place, const XdbOptions& /*options*/) {
   if (!HasStandardInput()) return place.Fault("standard input cannot be read");
   unsigned long long number = 0;
   for (std::string line; std::getline(std::cin, line);) {
     ++number;
-    std::vector<std::string> words;
-    const bool is_read = WordReader(line).Read(words);
-    if (is_read && words.empty()) continue;
-    int exit_code = 2;
-    if (is_read)
-      exit_code = RunXdbWords(place, words);
-    else
-      std::cerr << "kiv xdb script: a quote is not closed\n";
+    place.SetCommand("script");
+    const int exit_code = RunXdbLine(place, line);
     if (exit_code == 0) continue;
     std::cerr << "kiv xdb script: line " << number
               << " failed; nothing behind it was done\n";

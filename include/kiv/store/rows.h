@@ -12,10 +12,11 @@
 // model, and statements with parameters. For connections of the protocol "ado".
 //
 // A struct's fields and a table's columns meet by name; case of ASCII letters
-// does not count, unless a column has just the name. Fields are plain values, strings and binary values; an
-// ObjectPointer to one of these is a field whose value may be missing: empty
-// means NULL. A default-made DateTime, which means a missing one, is NULL as
-// well. docs/store.md says what each database keeps of each type.
+// does not count, unless a column has just the name. Fields are plain values,
+// strings and binary values; an ObjectPointer to one of these is a field whose
+// value may be missing: empty means NULL. A default-made DateTime, which means
+// a missing one, is NULL as well. docs/store.md says what each database keeps
+// of each type.
 //
 // Failures are logged under "db" and answered false, empty or -1.
 namespace kiv::store {

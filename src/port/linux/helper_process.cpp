@@ -28,10 +28,17 @@ constexpr int kLinkDescriptor = 3;
 // What is longer goes through memory.
 constexpr std::size_t kLongestInline = 65'536;
 constexpr std::size_t kLongestPacket = 2 * kLongestInline;
+// Memory is used again for the next body: fresh pages cost more than the copy.
+// After a longer one it is given back.
+constexpr std::size_t kMostKept = 16'777'216;
+
+// Where the body is: behind the head, in memory whose descriptor comes with the
+// packet, or in that of the packet before.
+enum class Place : std::uint32_t { Inline, NewMemory, SameMemory };
 
 struct Frame {
   std::uint32_t head_size;
-  std::uint32_t is_in_memory;
+  Place place;
   std::uint64_t body_size;
 };
 
@@ -53,8 +60,9 @@ class LinuxPacket final : public Packet {
     return {bytes_.get() + frame_.head_size, frame_.body_size};
   }
 
-  // False when the other side is gone, or does not speak as we do.
-  bool Read(int socket) {
+  // False when the other side is gone, or does not speak as we do. `memory` is
+  // that of the packet before, and then of this one.
+  bool Read(int socket, Descriptor& memory) {
     // The size first: most messages are far from the longest.
     const ssize_t whole =
         Retry([&] { return ::recv(socket, nullptr, 0, MSG_PEEK | MSG_TRUNC); });
@@ -74,22 +82,23 @@ class LinuxPacket final : public Packet {
     message.msg_controllen = sizeof room;
     const ssize_t got =
         Retry([&] { return ::recvmsg(socket, &message, MSG_CMSG_CLOEXEC); });
-    Descriptor file;
     for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr;
          part = CMSG_NXTHDR(&message, part)) {
       if (part->cmsg_type != SCM_RIGHTS) continue;
       int fd = -1;
       ::memcpy(&fd, CMSG_DATA(part), sizeof fd);
-      file = Descriptor(fd);
+      memory = Descriptor(fd);
     }
     if (got < static_cast<ssize_t>(sizeof frame_) ||
         (message.msg_flags & MSG_TRUNC) != 0)
       return false;
     const std::size_t size = static_cast<std::size_t>(got) - sizeof frame_;
-    if (frame_.is_in_memory == 0)
+    if (frame_.place == Place::Inline)
       return frame_.head_size <= size &&
              frame_.body_size == size - frame_.head_size;
-    return frame_.head_size == size && Map(file);
+    const bool is_mapped = frame_.head_size == size && Map(memory);
+    if (frame_.body_size > kMostKept) memory = Descriptor();
+    return is_mapped;
   }
 
  private:
@@ -97,7 +106,7 @@ class LinuxPacket final : public Packet {
     struct stat entry {};
     if (!file.is_open() || frame_.body_size == 0 ||
         ::fstat(file.get(), &entry) != 0 ||
-        static_cast<std::uint64_t>(entry.st_size) != frame_.body_size)
+        static_cast<std::uint64_t>(entry.st_size) < frame_.body_size)
       return false;
     // Private: a processor that writes to what it is given changes its own
     // copy.
@@ -122,8 +131,9 @@ class SocketLink final : public PacketLink {
   void CloseSending() { ::shutdown(socket_.get(), SHUT_WR); }
 
   bool Send(std::string_view head, std::string_view body) override {
-    Frame frame{static_cast<std::uint32_t>(head.size()),
-                body.size() > kLongestInline ? 1U : 0U, body.size()};
+    const bool is_long = body.size() > kLongestInline;
+    Frame frame{static_cast<std::uint32_t>(head.size()), Place::Inline,
+                body.size()};
     std::array<iovec, 3> pieces{
         iovec{&frame, sizeof frame},
         iovec{const_cast<char*>(head.data()), head.size()},
@@ -131,36 +141,51 @@ class SocketLink final : public PacketLink {
     alignas(cmsghdr) char room[CMSG_SPACE(sizeof(int))] = {};
     msghdr message{};
     message.msg_iov = pieces.data();
-    message.msg_iovlen = pieces.size();
-    Descriptor memory;
-    if (frame.is_in_memory != 0) {
-      memory = Descriptor(::memfd_create("kiv-message", MFD_CLOEXEC));
-      if (!memory.is_open() || !WriteAll(memory.get(), body)) return false;
-      message.msg_iovlen = 2;
-      message.msg_control = room;
-      message.msg_controllen = sizeof room;
-      cmsghdr* const part = CMSG_FIRSTHDR(&message);
-      part->cmsg_level = SOL_SOCKET;
-      part->cmsg_type = SCM_RIGHTS;
-      part->cmsg_len = CMSG_LEN(sizeof(int));
-      const int fd = memory.get();
-      ::memcpy(CMSG_DATA(part), &fd, sizeof fd);
+    message.msg_iovlen = is_long ? 2 : 3;
+    if (is_long) {
+      frame.place =
+          sent_memory_.is_open() ? Place::SameMemory : Place::NewMemory;
+      if (!PutIntoMemory(body)) return false;
+      if (frame.place == Place::NewMemory)
+        Attach(sent_memory_.get(), room, message);
     }
-    return Retry([&] {
-             return ::sendmsg(socket_.get(), &message, MSG_NOSIGNAL);
-           }) >= 0;
+    const bool is_sent =
+        Retry([&] {
+          return ::sendmsg(socket_.get(), &message, MSG_NOSIGNAL);
+        }) >= 0;
+    if (body.size() > kMostKept) sent_memory_ = Descriptor();
+    return is_sent;
   }
 
   Received Receive(std::unique_ptr<Packet>& packet, int timeout_ms) override {
     if (timeout_ms >= 0 && !HasPacketWithin(timeout_ms))
       return Received::TimedOut;
     auto read = std::make_unique<LinuxPacket>();
-    if (!read->Read(socket_.get())) return Received::Closed;
+    if (!read->Read(socket_.get(), received_memory_)) return Received::Closed;
     packet = std::move(read);
     return Received::Packet;
   }
 
  private:
+  // The packet before was answered: nobody reads what is there any more.
+  bool PutIntoMemory(std::string_view body) {
+    if (!sent_memory_.is_open())
+      sent_memory_ = Descriptor(::memfd_create("kiv-message", MFD_CLOEXEC));
+    return sent_memory_.is_open() &&
+           ::lseek(sent_memory_.get(), 0, SEEK_SET) == 0 &&
+           WriteAll(sent_memory_.get(), body);
+  }
+  static void Attach(int fd, char (&room)[CMSG_SPACE(sizeof(int))],
+                     msghdr& message) {
+    message.msg_control = room;
+    message.msg_controllen = sizeof room;
+    cmsghdr* const part = CMSG_FIRSTHDR(&message);
+    part->cmsg_level = SOL_SOCKET;
+    part->cmsg_type = SCM_RIGHTS;
+    part->cmsg_len = CMSG_LEN(sizeof(int));
+    ::memcpy(CMSG_DATA(part), &fd, sizeof fd);
+  }
+
   bool HasPacketWithin(int timeout_ms) const {
     using Clock = std::chrono::steady_clock;
     const auto end = Clock::now() + std::chrono::milliseconds(timeout_ms);
@@ -176,6 +201,8 @@ class SocketLink final : public PacketLink {
   }
 
   const Descriptor socket_;
+  Descriptor sent_memory_;
+  Descriptor received_memory_;
 };
 
 // Without what tells a service how to speak to its manager: the helper is none.

@@ -133,7 +133,10 @@ std::string ColumnText(const OdbcStatement& statement, SQLUSMALLINT column,
 }  // namespace
 
 std::string OdbcStatement::ColumnName(SQLUSMALLINT column) const {
-  return ColumnText(*this, column, SQL_DESC_NAME);
+  // SQLite's driver takes what is in front of a point for a table's name.
+  return ColumnText(*this, column,
+                    connection_->dialect() == Dialect::Sqlite ? SQL_DESC_LABEL
+                                                              : SQL_DESC_NAME);
 }
 
 std::string OdbcStatement::ColumnTypeName(SQLUSMALLINT column) const {

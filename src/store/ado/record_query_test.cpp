@@ -111,6 +111,14 @@ TEST_P(Queries, ACommitOfWhatTheDatabaseUndidFails) {
   EXPECT_THAT(Numbers(), ::testing::ElementsAre("1"));
 }
 
+TEST_P(Queries, ANameMayHaveAPointInIt) {
+  const auto rows = OpenQuery(
+      *connection_, "SELECT 1 AS \"a.b\", 2 * 1.5 AS \"c.d\", 'x' AS e", {});
+  EXPECT_EQ(rows->Info(0).name, "a.b");
+  EXPECT_EQ(rows->Info(1).name, "c.d");
+  EXPECT_EQ(rows->Info(2).name, "e");
+}
+
 TEST_P(Queries, AStatementGetsAsManyValuesAsItHasPlacesFor) {
   MakeTable("t", {{"n", adInteger}});
   const AnyObject null;

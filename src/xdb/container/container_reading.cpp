@@ -18,6 +18,11 @@ constexpr std::size_t kScanDocuments = 64;
 constexpr std::size_t kScanBytes = std::size_t{1} << 18;
 // Estimates count so many blocks.
 constexpr int kCountedBlocks = 16;
+// Of documents whose numbers lie so close that one of so many is wanted, all
+// are looked at.
+constexpr std::uint64_t kDense = 8;
+// Fewer are looked up in any case.
+constexpr std::size_t kFew = 64;
 
 std::string IdKey(DocumentId id) {
   std::string key;
@@ -141,6 +146,24 @@ DocumentScan ContainerReading::Documents() const {
   return DocumentScan(core_, transaction_);
 }
 
+DocumentScan ContainerReading::Documents(DocumentIds ids) const {
+  DocumentScan scan(core_, transaction_);
+  if (ids.size() > kFew && ids.back() - ids.front() < kDense * ids.size()) {
+    scan.wanted_ = std::move(ids);
+    return scan;
+  }
+  auto& names = scan.names_.emplace();
+  core_->Read(transaction_, {}, [&](Scope& scope) {
+    names.clear();
+    ReadBuffer name;
+    for (const DocumentId id : ids)
+      if (core_->tables().ids.Get(scope.transaction, IdKey(id), name))
+        names.emplace_back(name.view(), id);
+  });
+  std::sort(names.begin(), names.end());
+  return scan;
+}
+
 IndexHits ContainerReading::Find(const ValueRange& range) const {
   return IndexHits(core_, transaction_, range);
 }
@@ -243,6 +266,18 @@ bool IndexHits::Next(IndexHit& hit) {
   return found;
 }
 
+void IndexHits::Each(const std::function<bool(const IndexHit&)>& each) {
+  core_->Read(nullptr, {}, [&](Scope&) {
+    IndexHit hit;
+    do {
+      while (NextInBlock(hit))
+        if (!each(hit)) return;
+      if (!NextBlock()) return;
+      reader_ = BlockReader(block_);
+    } while (true);
+  });
+}
+
 bool IndexHits::NextInBlock(IndexHit& hit) {
   while (reader_.Next()) {
     const std::string_view entry = reader_.entry();
@@ -256,6 +291,8 @@ bool IndexHits::NextInBlock(IndexHit& hit) {
     const IndexEntry read = ReadEntry(entry);
     hit.document = read.document;
     hit.node = read.node;
+    hit.value = read.value;
+    hit.is_whole = read.is_whole;
     if (IsInRange(read.value, read.is_whole, hit.is_certain)) return true;
   }
   return false;
@@ -270,32 +307,61 @@ bool DocumentScan::Next(DocumentTree& document) {
   return true;
 }
 
+bool DocumentScan::IsWanted(std::string_view record) const {
+  return !wanted_ || std::binary_search(wanted_->begin(), wanted_->end(),
+                                        ReadRecordHead(record).id);
+}
+
 void DocumentScan::Fill() {
   read_.clear();
   next_ = 0;
+  if (names_) return FillFromNames();
   core_->Read(transaction_, {}, [&](Scope& scope) {
     struct Record {
       std::string name;
       std::string bytes;
     };
     std::vector<Record> records;
+    std::string last;
+    std::size_t seen = 0;
     std::size_t bytes = 0;
     {
-      Cursor cursor(core_->tables().documents, scope.transaction);
+      // Of a large one only the head, in case its tree is still there.
+      Cursor cursor(core_->tables().documents, scope.transaction, kSmallRecord);
       bool found = cursor.Seek(from_);
-      for (; found && records.size() < kScanDocuments && bytes < kScanBytes;
-           found = cursor.Next()) {
-        records.push_back(
-            {std::string(cursor.key()), std::string(cursor.value())});
-        bytes += cursor.value().size();
+      for (; found && seen < kScanDocuments && bytes < kScanBytes;
+           found = cursor.Next(), ++seen) {
+        last = cursor.key();
+        const bool is_large = cursor.value().size() == kSmallRecord;
+        bytes += is_large ? kScanBytes : cursor.value().size();
+        if (IsWanted(cursor.value()))
+          records.push_back({last, std::string(cursor.value())});
       }
       has_ended_ = !found;
     }
-    if (!records.empty()) from_ = records.back().name + '\0';
-    for (Record& record : records)
-      read_.push_back(DecodeRecord(*core_, scope, std::move(record.name),
-                                   std::move(record.bytes)));
+    if (seen != 0) from_ = last + '\0';
+    for (Record& record : records) {
+      if (record.bytes.size() < kSmallRecord) {
+        read_.push_back(DecodeRecord(*core_, scope, std::move(record.name),
+                                     std::move(record.bytes)));
+      } else if (auto large = ReadDocument(*core_, scope, record.name)) {
+        read_.push_back(*std::move(large));
+      }
+    }
   });
+}
+
+// A name may have become another document's meanwhile.
+void DocumentScan::FillFromNames() {
+  const std::size_t end = std::min(next_name_ + kScanDocuments, names_->size());
+  for (; next_name_ != end; ++next_name_) {
+    const auto& [name, id] = (*names_)[next_name_];
+    core_->Read(transaction_, name, [&](Scope& scope) {
+      auto document = ReadDocument(*core_, scope, name);
+      if (document && document->id == id) read_.push_back(*std::move(document));
+    });
+  }
+  has_ended_ = end == names_->size();
 }
 
 }  // namespace kiv::xdb

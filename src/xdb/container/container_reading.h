@@ -2,9 +2,12 @@
 #define XDB_CONTAINER_CONTAINER_READING_H_
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "xdb/container/container.h"
@@ -51,6 +54,9 @@ struct IndexHit {
   // The index has not all of the value: whether the node is in the range shows
   // only there.
   bool is_certain = true;
+  // What the index has of it, until the next hit; `is_whole` when that is all.
+  std::string_view value;
+  bool is_whole = true;
 };
 
 // Hits in the order of values, then documents, then nodes.
@@ -61,6 +67,8 @@ class IndexHits {
 
   // False behind the last.
   bool Next(IndexHit& hit);
+  // Tells `each` of the rest until that answers false.
+  void Each(const std::function<bool(const IndexHit&)>& each);
 
  private:
   friend class ContainerReading;
@@ -81,16 +89,23 @@ class IndexHits {
   BlockReader reader_;
 };
 
+// Numbers of documents; ascending, none twice.
+using DocumentIds = std::vector<DocumentId>;
+
 // Documents in the order of their names.
 class DocumentScan {
  public:
   bool Next(DocumentTree& document);
+  // Before the first Next, of all documents: those behind that name.
+  void StartBehind(const std::string& name) { from_ = name + '\0'; }
 
  private:
   friend class ContainerReading;
   DocumentScan(std::shared_ptr<ContainerCore> core, Transaction* transaction)
       : core_(std::move(core)), transaction_(transaction) {}
   void Fill();
+  void FillFromNames();
+  bool IsWanted(std::string_view record) const;
 
   const std::shared_ptr<ContainerCore> core_;
   Transaction* const transaction_;
@@ -98,6 +113,10 @@ class DocumentScan {
   bool has_ended_ = false;
   std::vector<DocumentTree> read_;
   std::size_t next_ = 0;
+  // Where only some are wanted: their names, or, of many, their numbers.
+  std::optional<std::vector<std::pair<std::string, DocumentId>>> names_;
+  std::size_t next_name_ = 0;
+  std::optional<DocumentIds> wanted_;
 };
 
 class ContainerReading {
@@ -117,6 +136,8 @@ class ContainerReading {
   std::shared_ptr<const Tree> Document(const std::string& name) const;
   std::optional<DocumentTree> Document(DocumentId id) const;
   DocumentScan Documents() const;
+  // Those that are still there.
+  DocumentScan Documents(DocumentIds ids) const;
 
   IndexHits Find(const ValueRange& range) const;
   // Exact for few, a guess for many.

@@ -48,8 +48,8 @@ class BlockEditor {
   // The bytes outlive it. Throws TreeError, as the changes do.
   explicit BlockEditor(std::string_view block);
 
-  // False when it is there, or not there, already. The bytes of an entry last
-  // until the next change.
+  // False when it is there, or not there, already. The caller keeps the bytes
+  // of an entry until the next change is done.
   bool Insert(std::string_view entry);
   bool Remove(std::string_view entry);
 

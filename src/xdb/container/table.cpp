@@ -8,6 +8,8 @@
 namespace kiv::xdb {
 namespace {
 
+constexpr u_int32_t kWholeValue = ~u_int32_t{0};
+
 // Berkeley DB takes what it only reads without const.
 Dbt ToRead(std::string_view bytes) {
   return {const_cast<char*>(bytes.data()),
@@ -114,7 +116,13 @@ double Table::ShareBefore(DbTxn* transaction, std::string_view key) {
 }
 
 Cursor::Cursor(Table& table, DbTxn* transaction, Reads reads)
-    : table_(table), reads_(reads), has_transaction_(transaction != nullptr) {
+    : Cursor(table, transaction,
+             reads == KeysOnly ? std::size_t{0} : std::size_t{kWholeValue}) {}
+
+Cursor::Cursor(Table& table, DbTxn* transaction, std::size_t most_bytes)
+    : table_(table),
+      most_bytes_(static_cast<u_int32_t>(most_bytes)),
+      has_transaction_(transaction != nullptr) {
   CheckCode(table.handle().cursor(transaction, &handle_, 0), "read",
             table.container());
 }
@@ -133,11 +141,11 @@ bool Cursor::Move(u_int32_t flags, std::string_view sought) {
     key.set_size(static_cast<u_int32_t>(sought.size()));
     Dbt entry;
     IntoBuffer(entry, value_.bytes_);
-    if (reads_ == KeysOnly) {
-      // Nothing of a value that has pages of its own is read.
+    if (most_bytes_ != kWholeValue) {
+      // Of a value that has pages of its own no others are read.
       entry.set_flags(DB_DBT_USERMEM | DB_DBT_PARTIAL);
       entry.set_doff(0);
-      entry.set_dlen(0);
+      entry.set_dlen(most_bytes_);
     }
     const int code = handle_->get(&key, &entry, flags);
     if (code != DB_BUFFER_SMALL) {

@@ -79,6 +79,8 @@ class Cursor {
  public:
   enum Reads { KeysAndValues, KeysOnly };
   Cursor(Table& table, DbTxn* transaction, Reads reads = KeysAndValues);
+  // Of each value as much as `most_bytes` from the beginning.
+  Cursor(Table& table, DbTxn* transaction, std::size_t most_bytes);
   ~Cursor();
   Cursor(const Cursor&) = delete;
   Cursor& operator=(const Cursor&) = delete;
@@ -102,7 +104,7 @@ class Cursor {
   bool Move(u_int32_t flags, std::string_view sought = {});
 
   Table& table_;
-  const Reads reads_;
+  const u_int32_t most_bytes_;
   const bool has_transaction_;
   Dbc* handle_ = nullptr;
   ReadBuffer key_;

@@ -46,6 +46,7 @@ struct Path {
 enum PathTrait : std::uint8_t {
   kHasParents = 1,     // some element there has child elements
   kHasLongValues = 2,  // some value there is too long for the index
+  kHasSplitText = 4,   // some value there is not that of one text node alone
 };
 
 // Names and paths by their id and ids by what they stand for. It only grows:

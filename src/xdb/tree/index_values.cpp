@@ -1,6 +1,7 @@
 #include "xdb/tree/index_values.h"
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "xdb/tree/stored_tree.h"
@@ -34,20 +35,27 @@ class ValueCollector {
                  std::size_t) {}
   void Text(std::uint32_t, const TextToken& text, bool) { Add(text.text); }
   void CData(std::uint32_t, const TextToken& text, bool) { Add(text.text); }
-  void Comment(std::uint32_t, const TextToken&) {}
+  void Comment(std::uint32_t, const TextToken&) { EndText(); }
   void Instruction(std::uint32_t, std::string_view, std::string_view,
-                   std::size_t) {}
+                   std::size_t) {
+    EndText();
+  }
   void End(const NamedToken& named, std::uint32_t) {
-    if (levels_.back().has_elements)
+    const Level& level = levels_.back();
+    if (level.has_elements) {
       values_.trait(named.path_id, kHasParents);
-    else
+    } else {
+      if (level.text_nodes > 1) values_.trait(named.path_id, kHasSplitText);
       Give(named, text_);
+    }
     levels_.pop_back();
   }
 
  private:
   struct Level {
     bool has_elements = false;
+    bool is_in_text = false;
+    std::uint32_t text_nodes = 0;
   };
 
   void ToParent() {
@@ -56,8 +64,14 @@ class ValueCollector {
   // Only an element without elements needs its text, and there is at most one
   // that is open and may still be such.
   void Add(std::string_view text) {
-    if (!levels_.back().has_elements && text_.size() <= kMostIndexedBytes)
+    Level& level = levels_.back();
+    if (!std::exchange(level.is_in_text, true)) ++level.text_nodes;
+    if (!level.has_elements && text_.size() <= kMostIndexedBytes)
       text_.append(text.substr(0, kMostIndexedBytes + 1));
+  }
+  // Outside of the document element too.
+  void EndText() {
+    if (!levels_.empty()) levels_.back().is_in_text = false;
   }
   void Give(const NamedToken& named, std::string_view value) {
     if (value.size() > kMostIndexedBytes)

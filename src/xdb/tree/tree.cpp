@@ -180,11 +180,19 @@ std::string Tree::StringValue(NodeId node) const {
   return text;
 }
 
+std::span<const NodeId> Tree::ElementsNamed(NameId name) const {
+  std::call_once(has_lists_,
+                 [this] { lists_ = std::make_unique<NameLists>(nodes_); });
+  return lists_->Find(static_cast<std::uint32_t>(NodeKind::Element) | name
+                                                                          << 4);
+}
+
 std::size_t Tree::MemoryBytes() const {
   std::size_t bytes = sizeof(Tree) + bytes_.size() +
                       nodes_.capacity() * sizeof(Node) +
                       prefixes_.capacity() * sizeof(prefixes_.front());
   for (const std::string& text : joined_) bytes += sizeof(text) + text.size();
+  if (node_count() >= kNodesForLists) bytes += node_count() * sizeof(NodeId);
   return bytes;
 }
 

@@ -3,12 +3,15 @@
 
 #include <cstdint>
 #include <memory>
+#include <mutex>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "xdb/tree/dictionary.h"
+#include "xdb/tree/name_lists.h"
 #include "xdb/tree/stored_tree.h"
 
 namespace kiv::xdb {
@@ -85,7 +88,11 @@ class Tree {
   // The value, or all text in an element or the document.
   std::string StringValue(NodeId node) const;
 
-  // Bytes of memory, roughly.
+  // Of a tree of so many nodes; the lists are made when first asked for.
+  static constexpr std::uint32_t kNodesForLists = 4096;
+  std::span<const NodeId> ElementsNamed(NameId name) const;
+
+  // Bytes of memory, roughly, the lists included.
   std::size_t MemoryBytes() const;
 
  private:
@@ -104,6 +111,8 @@ class Tree {
   std::vector<std::string> joined_;
   // Ascending by node.
   std::vector<std::pair<NodeId, std::string_view>> prefixes_;
+  mutable std::once_flag has_lists_;
+  mutable std::unique_ptr<const NameLists> lists_;
 };
 
 }  // namespace kiv::xdb

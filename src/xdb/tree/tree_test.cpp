@@ -133,7 +133,7 @@ INSTANTIATE_TEST_SUITE_P(
                      "/a/@b=1;/a/c=2;/a/d=;/a/e/@f=3;/a/e=4;", "/a=1;"},
         IndexedValue{"TextInPieces",
                      "<a><b>x<!--c-->y<?i?>z</b><b><![CDATA[u]]>v</b></a>",
-                     "/a/b=xyz;/a/b=uv;", "/a=1;"},
+                     "/a/b=xyz;/a/b=uv;", "/a/b=4;/a=1;"},
         IndexedValue{"OneThatHasChildren", "<a><b>x</b><b>y<c/>z</b></a>",
                      "/a/b=x;/a/b/c=;", "/a/b=1;/a=1;"},
         IndexedValue{"Longest",

@@ -22,9 +22,15 @@ namespace {
 
 PlanPtr Compiler::operator()(const ast::FunctionCall& expr) {
   const QName name = Resolve(expr.name, default_function_namespace_);
-  if (name.uri == kSchemaNamespace) return ConstructorCall(expr, name);
-  if (name.uri == kFunctionNamespace) return LibraryCall(expr, name);
-  return UserCall(expr, name);
+  PlanPtr plan = name.uri == kSchemaNamespace     ? ConstructorCall(expr, name)
+                 : name.uri == kFunctionNamespace ? LibraryCall(expr, name)
+                                                  : UserCall(expr, name);
+  // Of an argument.
+  provenance_.reset();
+  if (const auto* made = dynamic_cast<const CollectionPlan*>(plan.get()))
+    provenance_ =
+        Provenance{const_cast<CollectionPlan*>(made), {}, false, loops_, true};
+  return plan;
 }
 
 PlanPtr Compiler::ConstructorCall(const ast::FunctionCall& expr,
@@ -75,6 +81,11 @@ PlanPtr Compiler::LibraryCall(const ast::FunctionCall& expr,
   // What never returns must not pass for an empty sequence.
   if (function->engine == EngineFunction::Error)
     result = {ItemType::OfKind(ItemKind::Item), Occurrence::ZeroOrMore};
+  if (function->engine == EngineFunction::Collection) {
+    return std::make_unique<CollectionPlan>(
+        arguments.empty() ? nullptr : std::move(arguments.front()),
+        slot_count_);
+  }
   if (function->engine != EngineFunction::None)
     return CallOfEngine(*function, std::move(arguments), std::move(result));
   return CallOfScalar(*function, std::move(arguments), std::move(result));

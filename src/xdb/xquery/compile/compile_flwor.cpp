@@ -9,6 +9,8 @@ Occurrence Compiler::AddFor(const ast::Binding& binding, Drafts& drafts) {
   draft.loops = loops_;
   draft.operand =
       Observe(draft.needs, [&] { return Compile(binding.operand); });
+  std::optional<Provenance> provenance =
+      std::exchange(provenance_, std::nullopt);
   PlanPtr& operand = draft.operand;
   const Occurrence count = operand->properties.type.occurrence;
   if (binding.type) {
@@ -28,6 +30,10 @@ Occurrence Compiler::AddFor(const ast::Binding& binding, Drafts& drafts) {
   one.is_ordered = one.is_disjoint = one.IsNodes();
   ++loops_;
   draft.variable = Declare(binding.variable, one);
+  if (provenance && !binding.at && !binding.type) {
+    provenance->is_direct = false;
+    locals_.back().provenance = std::move(provenance);
+  }
   if (binding.at) {
     Properties position;
     position.type = {ItemType::OfAtomic(Type::Integer), Occurrence::One};
@@ -48,6 +54,9 @@ Occurrence Compiler::AddLet(const ast::Binding& binding, Drafts& drafts) {
                           "XPTY0004", "$" + binding.variable.local);
   }
   draft.variable = Declare(binding.variable, draft.operand->properties);
+  if (!binding.type)
+    locals_.back().collection = NamedCollection(*binding.operand);
+  draft.is_name = locals_.back().collection != nullptr;
   drafts.push_back(std::move(draft));
   return Occurrence::One;
 }
@@ -75,8 +84,8 @@ Clauses Compiler::Finish(Drafts drafts) {
       clauses.push_back(std::make_unique<ForClause>(std::move(draft.operand),
                                                     draft.variable, draft.at));
     } else {
-      clauses.push_back(std::make_unique<LetClause>(std::move(draft.operand),
-                                                    draft.variable));
+      clauses.push_back(std::make_unique<LetClause>(
+          std::move(draft.operand), draft.variable, draft.is_name));
     }
     for (PlanPtr& condition : draft.conditions)
       clauses.push_back(std::make_unique<WhereClause>(std::move(condition)));
@@ -106,11 +115,13 @@ std::unique_ptr<const Clause> Compiler::OrderBy(const ast::Flwor& expr,
 
 PlanPtr Compiler::operator()(const ast::Flwor& expr) {
   const Scope scope(*this);
+  const OwnLocals own(*this);
   const std::size_t outer_loops = loops_;
   Drafts drafts;
   Occurrence tuples = AddClauses(expr.bindings, drafts);
   if (expr.where) {
     AddCondition(*expr.where, drafts);
+    RequireCondition(*expr.where);
     tuples = ProductOf(tuples, Occurrence::Optional);
   }
   std::unique_ptr<const Clause> order_by;
@@ -126,14 +137,17 @@ PlanPtr Compiler::operator()(const ast::Flwor& expr) {
 // What must hold for some tuple is a condition of the tuples.
 PlanPtr Compiler::operator()(const ast::Quantified& expr) {
   const Scope scope(*this);
+  const OwnLocals own(*this);
   const std::size_t outer_loops = loops_;
   Drafts drafts;
   AddClauses(expr.bindings, drafts);
   PlanPtr condition;
-  if (expr.is_every)
+  if (expr.is_every) {
     condition = Compile(expr.satisfies);
-  else
+  } else {
     AddCondition(*expr.satisfies, drafts);
+    RequireCondition(*expr.satisfies);
+  }
   loops_ = outer_loops;
   return std::make_unique<QuantifiedPlan>(
       expr.is_every, Finish(std::move(drafts)), std::move(condition));
@@ -164,15 +178,21 @@ PlanPtr Compiler::operator()(const ast::Typeswitch& expr) {
 
 PlanPtr Compiler::operator()(const ast::VariableReference& expr) {
   const QName name = Resolve(expr.name, "");
-  for (auto local = locals_.rbegin(); local != locals_.rend(); ++local) {
-    if (!(local->name == name)) continue;
+  if (const LocalVariable* local = FindLocal(expr.name)) {
+    if (local->collection != nullptr) return Collection(*local->collection);
     needs_->AddSlot(local->slot);
-    return std::make_unique<VariablePlan>(local->slot, local->known);
+    const auto place = static_cast<std::size_t>(local - locals_.data());
+    if (place >= first_own_local_) provenance_ = local->provenance;
+    return std::make_unique<VariablePlan>(local->slot, local->known,
+                                          ToText(local->name));
   }
   for (auto global = visible_globals_.rbegin();
        global != visible_globals_.rend(); ++global) {
     if (!((*global)->name == name)) continue;
     if (references_ != nullptr) references_->variables.push_back(*global);
+    const auto named = named_collections_.find(*global);
+    if (named != named_collections_.end() && named->second != nullptr)
+      return Collection(*named->second);
     return std::make_unique<GlobalPlan>(**global);
   }
   throw Error("XPST0008", "there is no variable $" + name.local, expr.position);

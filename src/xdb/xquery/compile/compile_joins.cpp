@@ -18,22 +18,6 @@ Comparison ComparisonOf(ast::Relation relation) {
   return static_cast<Comparison>(static_cast<int>(relation));
 }
 
-// "b op a" for "a op b".
-Comparison Turned(Comparison comparison) {
-  switch (comparison) {
-    case Comparison::Lt:
-      return Comparison::Gt;
-    case Comparison::Le:
-      return Comparison::Ge;
-    case Comparison::Gt:
-      return Comparison::Lt;
-    case Comparison::Ge:
-      return Comparison::Le;
-    default:
-      return comparison;
-  }
-}
-
 // What takes longer than looking whether it was evaluated already.
 bool IsWorthKeeping(ExprKind kind) {
   switch (kind) {

@@ -37,6 +37,13 @@ bool MakesNode(ast::ExprKind kind) {
          kind == ExprKind::DirectInstruction || kind == ExprKind::ComputedNode;
 }
 
+// Its visit leaves behind where the nodes come from, or that it is not known.
+bool KnowsProvenance(ast::ExprKind kind) {
+  using ast::ExprKind;
+  return kind == ExprKind::Path || kind == ExprKind::Filter ||
+         kind == ExprKind::FunctionCall || kind == ExprKind::VariableReference;
+}
+
 const SequenceType kAnything{ItemType::OfKind(ItemKind::Item),
                              Occurrence::ZeroOrMore};
 
@@ -60,10 +67,13 @@ PlanPtr Compiler::Compile(const ast::Expr& expr) {
   try {
     Needs needs;
     const std::size_t first_memo = memos_.size();
-    PlanPtr plan = Observe(needs, [&] {
+    provenance_.reset();
+    PlanPtr plan = Observe(needs, [&]() -> PlanPtr {
+      if (&expr == substitute_.expr) return Substituted();
       needs_->is_tied = MakesNode(expr.kind);
       return ast::Visit(expr, *this);
     });
+    if (!KnowsProvenance(expr.kind)) provenance_.reset();
     plan = MayKeep(expr, std::move(plan), needs, first_memo);
     // The plan is this call's own until it is handed out.
     auto& made = const_cast<Plan&>(*plan);
@@ -279,6 +289,8 @@ void Compiler::CompileVariable(const ast::VariableDeclaration& declaration) {
     references_ = &variable_references_[&variable];
     PlanPtr plan = Compile(declaration.value);
     references_ = nullptr;
+    if (!declaration.type)
+      named_collections_[&variable] = NamedCollection(*declaration.value);
     if (declaration.type) {
       plan = Check(std::move(plan), variable.type, "XPTY0004",
                    "the value of $" + name.local);

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "xdb/xquery/compile/compiler.h"
 #include "xdb/xquery/run/paths.h"
 
@@ -17,8 +19,8 @@ bool Compiler::Predicate::IsPositional() const {
 
 // Compiles what is evaluated with a focus of its own, and notes what it asks of
 // that.
-template <typename MakePlan>
-PlanPtr Compiler::WithFocus(FocusUse& use, MakePlan make_plan) {
+PlanPtr Compiler::WithFocus(FocusUse& use,
+                            const std::function<PlanPtr()>& make_plan) {
   FocusUse* const outer = std::exchange(focus_use_, &use);
   const std::size_t outer_loops = std::exchange(focus_loops_, ++loops_);
   const auto restore = [&] {
@@ -88,8 +90,10 @@ PlanPtr Compiler::MakeStep(Axis axis, const ast::AxisStep& step,
   PlanPtr plan =
       place(std::make_unique<AxisPlan>(axis, ResolveTest(step.test, axis)));
   for (Predicate& predicate : predicates) {
-    plan = place(std::make_unique<FilterPlan>(
-        std::move(plan), std::move(predicate.plan), predicate.use.last));
+    const bool is_positional = predicate.IsPositional();
+    plan = place(
+        std::make_unique<FilterPlan>(std::move(plan), std::move(predicate.plan),
+                                     predicate.use.last, is_positional));
   }
   if (!IsReverse(axis) || plan->properties.is_ordered) return plan;
   return place(std::make_unique<ReversePlan>(std::move(plan)));
@@ -122,6 +126,7 @@ PlanPtr Compiler::Join(PlanPtr left, const ast::Expr& right, bool is_last) {
 // "//a" walks down once, unless a predicate counts the children of each parent.
 PlanPtr Compiler::operator()(const ast::Path& expr) {
   PlanPtr plan = Compile(expr.steps.front());
+  std::optional<Provenance> from = std::exchange(provenance_, std::nullopt);
   for (std::size_t i = 1; i < expr.steps.size(); ++i) {
     const auto* any = ast::As<ast::AxisStep>(expr.steps[i]);
     const bool is_any = any != nullptr && any->axis == Axis::DescendantOrSelf &&
@@ -146,14 +151,30 @@ PlanPtr Compiler::operator()(const ast::Path& expr) {
     plan = std::move(path);
     ++i;
   }
+  for (std::size_t i = 1; i < expr.steps.size(); ++i) {
+    Follow(from, *expr.steps[i]);
+    if (const auto* step = ast::As<ast::AxisStep>(expr.steps[i]))
+      RequirePredicates(from, step->predicates);
+  }
+  provenance_ = std::move(from);
   return plan;
 }
 
 PlanPtr Compiler::operator()(const ast::Filter& expr) {
   PlanPtr plan = Compile(expr.base);
-  for (Predicate& predicate : CompilePredicates(expr.predicates)) {
-    auto filter = std::make_unique<FilterPlan>(
-        std::move(plan), std::move(predicate.plan), predicate.use.last);
+  std::optional<Provenance> from = std::exchange(provenance_, std::nullopt);
+  std::vector<Predicate> predicates = CompilePredicates(expr.predicates);
+  // What a position counts must all be there.
+  if (std::any_of(predicates.begin(), predicates.end(),
+                  [](const Predicate& one) { return one.IsPositional(); }))
+    from.reset();
+  RequirePredicates(from, expr.predicates);
+  provenance_ = std::move(from);
+  for (Predicate& predicate : predicates) {
+    const bool is_positional = predicate.IsPositional();
+    auto filter =
+        std::make_unique<FilterPlan>(std::move(plan), std::move(predicate.plan),
+                                     predicate.use.last, is_positional);
     filter->position = expr.position;
     plan = std::move(filter);
   }

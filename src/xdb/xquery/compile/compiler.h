@@ -11,7 +11,9 @@
 
 #include "xdb/xquery/compile/needs.h"
 #include "xdb/xquery/compile/query.h"
+#include "xdb/xquery/functions/function_table.h"
 #include "xdb/xquery/run/axes.h"
+#include "xdb/xquery/run/collection.h"
 #include "xdb/xquery/run/constructors.h"
 #include "xdb/xquery/run/flwor.h"
 #include "xdb/xquery/run/joins.h"
@@ -68,10 +70,23 @@ class Compiler {
   PlanPtr operator()(const ast::ComputedNode& expr);
 
  private:
+  // Nodes that lie on one way below the documents of a collection.
+  struct Provenance {
+    CollectionPlan* collection = nullptr;  // a part of the plan being made
+    PathPattern way;
+    // Another "//" before the next step.
+    bool is_any_depth = false;
+    // Loops around the collection.
+    std::size_t loops = 0;
+    // By an expression that begins with the collection, not with a variable.
+    bool is_direct = true;
+  };
   struct LocalVariable {
     QName name;
     std::size_t slot;
     Properties known;
+    std::optional<Provenance> provenance;           // of its items, one by one
+    const ast::FunctionCall* collection = nullptr;  // what it is a name for
   };
   // What is known of a slot, for as long as its function is compiled.
   struct SlotFacts {
@@ -86,6 +101,7 @@ class Compiler {
     Bound variable;
     std::optional<Bound> at;
     bool is_for = true;
+    bool is_name = false;   // of a collection
     std::size_t loops = 0;  // around its operand
     std::optional<JoinSides> join;
     std::size_t table_slot = 0;
@@ -134,6 +150,22 @@ class Compiler {
     const std::size_t size_;
   };
 
+  // The variables declared from now on are those of a FLWOR.
+  class OwnLocals {
+   public:
+    explicit OwnLocals(Compiler& compiler)
+        : compiler_(compiler),
+          outer_(std::exchange(compiler.first_own_local_,
+                               compiler.locals_.size())) {}
+    ~OwnLocals() { compiler_.first_own_local_ = outer_; }
+    OwnLocals(const OwnLocals&) = delete;
+    OwnLocals& operator=(const OwnLocals&) = delete;
+
+   private:
+    Compiler& compiler_;
+    const std::size_t outer_;
+  };
+
   // compile_module.cpp
   void CompileSettings(const ast::Prolog& prolog);
   void DeclareNamespaces(const ast::Prolog& prolog);
@@ -169,8 +201,7 @@ class Compiler {
   PlanPtr MakeStep(ast::Axis axis, const ast::AxisStep& step,
                    std::vector<Predicate> predicates);
   PlanPtr Join(PlanPtr left, const ast::Expr& right, bool is_last);
-  template <typename MakePlan>
-  PlanPtr WithFocus(FocusUse& use, MakePlan make_plan);
+  PlanPtr WithFocus(FocusUse& use, const std::function<PlanPtr()>& make_plan);
 
   // compile_flwor.cpp
   using Drafts = std::vector<DraftClause>;
@@ -194,6 +225,50 @@ class Compiler {
   ComparedSides SidesOf(const ast::GeneralComparison& expr);
   ComparedSides SidesOf(const ast::ValueComparison& expr);
   PlanPtr Compared(ComparedSides sides);
+
+  // compile_index.cpp
+  // Where the paths that a condition may be about begin: at the context item
+  // that has the provenance, or, without one, at variables.
+  struct LeafRoots {
+    const Provenance* focus = nullptr;
+    // Of the focus, or of the variables that were met.
+    CollectionPlan* collection = nullptr;
+    // What is compared with may be another value each time that the collection
+    // is opened.
+    bool may_vary = true;
+  };
+  struct Leaf {
+    PathPattern way;
+    bool is_text = false;
+  };
+  const ast::FunctionCall* NamedCollection(const ast::Expr& expr) const;
+  PlanPtr Collection(const ast::FunctionCall& expr);
+  PlanPtr Substituted();
+  void Follow(std::optional<Provenance>& from, const ast::Expr& step);
+  void RequirePredicates(const std::optional<Provenance>& from,
+                         const std::vector<ast::ExprPtr>& predicates);
+  void RequireCondition(const ast::Expr& condition);
+  std::optional<IndexCondition> IndexConditionOf(const ast::Expr& expr,
+                                                 LeafRoots& roots);
+  std::optional<IndexCondition> ConditionsOf(
+      const std::vector<ast::ExprPtr>& operands, bool must_all,
+      LeafRoots& roots);
+  std::optional<IndexCondition> ConditionOfPath(const ast::Expr& expr,
+                                                LeafRoots& roots);
+  std::optional<IndexCondition> ConditionOfValue(const ast::Expr& expr,
+                                                 LeafRoots& roots);
+  std::optional<Provenance> StartOf(const ast::Expr& expr, LeafRoots& roots);
+  std::optional<Leaf> LeafOf(const ast::Expr& expr, LeafRoots& roots);
+  const ast::Expr* FindLeaf(const ast::Expr& expr, LeafRoots& roots);
+  const ast::Expr* FindLeafInCall(const ast::FunctionCall& expr,
+                                  LeafRoots& roots);
+  const Function* LibraryFunction(const ast::FunctionCall& expr) const;
+  bool TestsTruth(const ast::Expr& expr) const;
+  bool IsKnownBefore(const Needs& needs, std::size_t value_slot,
+                     const LeafRoots& roots) const;
+  void AddComparison(const ast::Expr& expr, const ast::Expr& leaf,
+                     IndexCondition& condition, Needs& needs);
+  const LocalVariable* FindLocal(const ast::LexicalName& name) const;
 
   // compile_operators.cpp
   PlanPtr Operand(const ast::ExprPtr& expr, const char* what);
@@ -251,6 +326,18 @@ class Compiler {
   std::vector<Memo> memos_;
   std::size_t name_count_ = 0;
   FocusUse* focus_use_ = nullptr;
+
+  // Of the expression that was compiled last.
+  std::optional<Provenance> provenance_;
+  // Variables before this one are not of the FLWOR that is being compiled.
+  std::size_t first_own_local_ = 0;
+  std::map<const GlobalVariable*, const ast::FunctionCall*> named_collections_;
+  // An expression in whose place a variable is compiled.
+  struct Substitute {
+    const ast::Expr* expr = nullptr;
+    std::size_t slot = 0;
+  };
+  Substitute substitute_;
 };
 
 }  // namespace kiv::xdb::xq

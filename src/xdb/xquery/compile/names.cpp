@@ -182,9 +182,19 @@ Bound Compiler::NewSlot() {
   return {slot_count_++, slots_.back().forgets};
 }
 
+// The innermost one; null when no variable of the frame has that name.
+const Compiler::LocalVariable* Compiler::FindLocal(
+    const ast::LexicalName& name) const {
+  const QName resolved = Resolve(name, "");
+  for (auto local = locals_.rbegin(); local != locals_.rend(); ++local)
+    if (local->name == resolved) return &*local;
+  return nullptr;
+}
+
 Bound Compiler::Declare(const ast::LexicalName& name, const Properties& known) {
   Bound variable = NewSlot();
-  locals_.push_back({Resolve(name, ""), variable.slot, known});
+  variable.name = Shown(name);
+  locals_.push_back({Resolve(name, ""), variable.slot, known, {}, nullptr});
   return variable;
 }
 

@@ -12,6 +12,26 @@ std::shared_ptr<const CompiledQuery> Compile(std::string_view query,
   return compiled;
 }
 
+std::string Explain(const CompiledQuery& query,
+                    const Surroundings& surroundings) {
+  Execution run(surroundings, query.variables.size());
+  const Execution::Entry entry(run.memory());
+  run.SetBaseUri(query.base_uri);
+  std::string text;
+  for (const GlobalVariable& variable : query.variables) {
+    const std::string head = "variable $" + ToText(variable.name);
+    text += variable.plan
+                ? ToText(PlanNote{head, {variable.plan->Explain(run)}})
+                : head + " external\n";
+  }
+  for (const UserFunction& function : query.functions) {
+    const std::string head = "function " + ToText(function.name) + "#" +
+                             std::to_string(function.parameters.size());
+    text += ToText(PlanNote{head, {function.body->Explain(run)}});
+  }
+  return text + ToText(query.body->Explain(run));
+}
+
 RunningQuery::RunningQuery(std::shared_ptr<const CompiledQuery> query,
                            const Surroundings& surroundings,
                            const Item& context,

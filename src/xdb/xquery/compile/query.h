@@ -41,6 +41,11 @@ struct CompiledQuery {
 std::shared_ptr<const CompiledQuery> Compile(std::string_view query,
                                              const StaticSettings& settings);
 
+// What the query does, a line each: what is kept, joined, looked up in an index
+// and how many it finds there.
+std::string Explain(const CompiledQuery& query,
+                    const Surroundings& surroundings);
+
 struct BoundVariable {
   QName name;
   Sequence value;

@@ -53,6 +53,24 @@ const QueryCase kPaths[] = {
      "let $d := <r><a><a><b n='1'/></a><b n='2'/></a></r> "
      "return string-join($d//a/b/@n, ',')",
      "1,2"},
+    {"NamesInALargeTree",
+     "let $d := <r><c>{for $i in 1 to 3000 return <a n='{$i}'><b/></a>}</c>"
+     "<b/></r> return (count($d//b), count($d/c//b), count($d/c/a[2]//b), "
+     "count($d//none), ($d/c//a)[last()]/string(@n), "
+     "count($d//b[../@n > 2990]), count($d/c/descendant::c))",
+     "3001 3000 1 0 3000 10 0"},
+    {"NestedBelowNested",
+     "let $d := <r><a><a><b n='1'/></a><b n='2'/></a><a><b n='3'/></a></r> "
+     "return string-join($d//a//b/@n, ',')",
+     "1,2,3"},
+    {"NestedBelowNestedByPosition",
+     "let $d := <r><a><a><b n='1'/><b n='2'/></a><b n='3'/></a></r> "
+     "return string-join($d//a/descendant::b[2]/@n, ',')",
+     "2"},
+    {"NestedBelowNestedOrSelf",
+     "let $d := <r><a><a><b n='1'/></a><b n='2'/></a></r> "
+     "return count($d//a/descendant-or-self::*[.//@n])",
+     "4"},
     {"NoNodeTwice", "let $d := <r><a><b/></a></r> return count($d//*/..)", "2"},
     {"ReverseAxisCountsBackwards",
      "let $d := <r><a/><b/><c/></r> "
@@ -191,6 +209,107 @@ TEST(Execution, BindsExternalVariables) {
   EXPECT_EQ(Answer(query, {}, {{{"", "", "x"}, {Item::OfText("a")}}}),
             "XPTY0004");
 }
+
+// Constants, tables, what is kept, patterns and names are all shared, or are of
+// one execution.
+TEST(CompiledQuery, IsExecutedByThreadsAtTheSameTime) {
+  constexpr char kQuery[] =
+      "declare variable $n external; "
+      "declare variable $words := ('a long text that lies outside of its item',"
+      " 'x-1', 'y-2'); "
+      "declare function local:sum($i) { if ($i = 0) then 0 else $i + "
+      "local:sum($i - 1) }; "
+      "let $d := <r>{for $i in 1 to 50 return <i n='{$i}' m='{51 - $i}'/>}</r> "
+      "return (local:sum(20), 12345678901234567890 * $n, "
+      "  for $a in $d/i, $b in $d/i where $a/@n = $b/@m and $a/@n < 4 "
+      "  order by number($b/@n) return string($b/@n), "
+      "  $words[matches(., '^[xy]-\\d$')], replace($words[1], 'o(.)', '$1o'), "
+      "  distinct-values($d/i/@n)[. = $d/i[@m < 3]/@n], "
+      "  xs:date('2026-01-31') + xs:dayTimeDuration('P1D'), "
+      "  $d//i[@n = count($d/i) - 1]/@m/string())";
+  StaticSettings settings;
+  const auto query = Compile(kQuery, settings);
+  const auto run = [&query](int n) {
+    std::string text;
+    RunningQuery running(query, {}, Item(),
+                         {{QName{"", "", "n"}, {Item::OfInteger(n)}}});
+    Serializer serializer(text);
+    for (Item item; running.Next(item);) serializer.Write(item);
+    return text;
+  };
+  const std::string expected[] = {run(0), run(1), run(2)};
+  EXPECT_NE(expected[2].find("210 24691357802469135780 48 49 50 x-1 y-2 "),
+            std::string::npos)
+      << expected[2];
+  std::vector<std::thread> threads;
+  std::atomic<int> wrong = 0;
+  for (int thread = 0; thread < 4; ++thread) {
+    threads.emplace_back([&, thread] {
+      for (int i = 0; i < 20; ++i)
+        if (run((thread + i) % 3) != expected[(thread + i) % 3]) ++wrong;
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(wrong, 0);
+}
+
+class Plans : public testing::TestWithParam<QueryCase> {};
+
+TEST_P(Plans, AreTold) {
+  EXPECT_EQ(Explain(*Compile(GetParam().query, {}), {}), GetParam().answer);
+}
+
+const QueryCase kPlans[] = {
+    {"Path", "/a//b[@c = 'x'][2]/text()",
+     "root()/a/descendant::b[@c = \"x\"][2]/text()\n"},
+    {"Axes", "(., ..)/ancestor::a/following-sibling::*/@b",
+     "sort(sort(sort((., parent::node())/ancestor::a)/following-sibling::*)/"
+     "@b)\n"},
+    {"Operators",
+     "declare variable $v external; "
+     "-($v + 2) * 3 to 10, $v is <a/> or not('a' lt $v)",
+     "variable $v external\n"
+     "(-($v + 2) * 3 to 10, ($v is element a {} or not(\"a\" lt $v)))\n"},
+    {"Flwor",
+     "for $a at $i in 1 to 3 let $b := $a where $i > 1 "
+     "order by $b descending, $a return concat($a, $b)",
+     "flwor\n"
+     "  for $a at $i in 1 to 3\n"
+     "  let $b := $a\n"
+     "  where $i > 1\n"
+     "  order by $b descending, $a\n"
+     "  return concat($a, $b)\n"},
+    {"Kept", "for $a in 1 to 3 return count(collection('c')/x) + $a",
+     "flwor\n"
+     "  for $a in 1 to 3\n"
+     "  return once(count(collection(\"c\")/x)) + $a\n"},
+    {"Constructor", "<a b='{1}'>x{text {'y'}, <c/>}</a>",
+     "element a {attribute b {1}, (text {\"y\"}, element c {})}\n"},
+    {"LongPartsStandBelow",
+     "if (collection('a-collection-with-a-name-that-is-long')/order) "
+     "then 'a text that is long enough to fill its line' else ()",
+     "if\n"
+     "  collection(\"a-collection-with-a-name-that-is-long\")/order\n"
+     "  then \"a text that is long enough to fill its l...\"\n"
+     "  else ()\n"},
+    {"Types",
+     "typeswitch (.) case xs:integer return 1 default return . instance of "
+     "node()",
+     "typeswitch\n"
+     "  .\n"
+     "  case xs:integer 1\n"
+     "  default . instance of node()\n"},
+    {"Prolog",
+     "declare variable $v external; declare variable $w := 1; "
+     "declare function local:f($a) { $a + $w }; local:f($v)",
+     "variable $v external\n"
+     "variable $w\n"
+     "  1\n"
+     "function local:f#1\n"
+     "  $a + $w\n"
+     "local:f($v)\n"},
+};
+INSTANTIATE_TEST_SUITE_P(All, Plans, testing::ValuesIn(kPlans), NameOf);
 
 }  // namespace
 }  // namespace kiv::xdb::xq

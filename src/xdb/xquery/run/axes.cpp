@@ -9,6 +9,8 @@ namespace kiv::xdb::xq {
 namespace {
 
 constexpr NodeId kNodesBetweenTicks = 4096;
+// Fewer nodes are looked at one by one.
+constexpr NodeId kNodesForList = 256;
 
 }  // namespace
 
@@ -35,6 +37,11 @@ AxisCursor::AxisCursor(Execution& run, Axis axis, const NodeMatch& match,
                       axis == Axis::Attribute;
   }
   const NodeId node = origin.node();
+  if (is_named_below_ && axis == Axis::Descendant && !never_ &&
+      tree_[node].size >= kNodesForList &&
+      tree_.node_count() >= Tree::kNodesForLists) {
+    TakeList(word_ >> 4);
+  }
   const bool is_attribute = tree_.kind(node) == NodeKind::Attribute;
   at_ = node;
   switch (axis) {
@@ -76,8 +83,24 @@ AxisCursor::AxisCursor(Execution& run, Axis axis, const NodeMatch& match,
   }
 }
 
+void AxisCursor::TakeList(NameId name) {
+  has_list_ = true;
+  const std::span<const NodeId> all = tree_.ElementsNamed(name);
+  const NodeId node = origin_.node();
+  const auto begin = std::upper_bound(all.begin(), all.end(), node);
+  const auto end = std::lower_bound(begin, all.end(), tree_.End(node));
+  list_ = {begin, end};
+}
+
 // Of one name downwards: nothing but the words is looked at.
 bool AxisCursor::NextNamed(Item& item) {
+  if (has_list_) {
+    if (list_.empty()) return false;
+    run_.Tick();
+    item = Item::OfNode(origin_.held_tree(), list_.front());
+    list_ = list_.subspan(1);
+    return true;
+  }
   const Node* const nodes = tree_.nodes();
   const bool is_flat = axis_ == Axis::Child;
   while (at_ < end_) {

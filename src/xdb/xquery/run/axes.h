@@ -2,6 +2,7 @@
 #define XDB_XQUERY_RUN_AXES_H_
 
 #include <memory>
+#include <span>
 
 #include "xdb/tree/tree.h"
 #include "xdb/xquery/run/plan.h"
@@ -30,6 +31,7 @@ class AxisCursor {
 
  private:
   bool NextNamed(Item& item);
+  void TakeList(NameId name);
   bool Step(NodeId& node);
   bool StepForward(NodeId& node);
   bool StepSibling(NodeId& node);
@@ -51,6 +53,9 @@ class AxisCursor {
   std::uint32_t word_ = 0;  // of the nodes wanted, Kind::Name
   // Kind::Name on an axis to children, attributes or all that is below.
   bool is_named_below_ = false;
+  // Where there is a list of these nodes: the rest of it.
+  bool has_list_ = false;
+  std::span<const NodeId> list_;
   NodeId at_ = 0;
   NodeId end_ = 0;
   bool is_done_ = false;

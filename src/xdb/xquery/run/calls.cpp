@@ -9,8 +9,12 @@ namespace {
 
 class ScalarCallPlan final : public SinglePlan {
  public:
-  ScalarCallPlan(ScalarFunction function, Plans arguments)
-      : function_(function), arguments_(std::move(arguments)) {}
+  ScalarCallPlan(std::string_view name, ScalarFunction function,
+                 Plans arguments)
+      : name_(name), function_(function), arguments_(std::move(arguments)) {}
+  PlanNote Explain(Execution& run) const override {
+    return NoteOfCall(name_, NotesOf(arguments_, run));
+  }
 
  protected:
   Item Compute(const Frame& frame) const override {
@@ -28,14 +32,18 @@ class ScalarCallPlan final : public SinglePlan {
   }
 
  private:
+  const std::string_view name_;
   const ScalarFunction function_;
   const Plans arguments_;
 };
 
 class ListCallPlan final : public Plan {
  public:
-  ListCallPlan(ListFunction function, Plans arguments)
-      : function_(function), arguments_(std::move(arguments)) {}
+  ListCallPlan(std::string_view name, ListFunction function, Plans arguments)
+      : name_(name), function_(function), arguments_(std::move(arguments)) {}
+  PlanNote Explain(Execution& run) const override {
+    return NoteOfCall(name_, NotesOf(arguments_, run));
+  }
 
   IteratorPtr Open(const Frame& frame) const override {
     Sequence values;
@@ -50,14 +58,19 @@ class ListCallPlan final : public Plan {
   }
 
  private:
+  const std::string_view name_;
   const ListFunction function_;
   const Plans arguments_;
 };
 
 class EngineSinglePlan final : public SinglePlan {
  public:
-  EngineSinglePlan(SingleFunction function, Plans arguments)
-      : function_(function), arguments_(std::move(arguments)) {}
+  EngineSinglePlan(std::string_view name, SingleFunction function,
+                   Plans arguments)
+      : name_(name), function_(function), arguments_(std::move(arguments)) {}
+  PlanNote Explain(Execution& run) const override {
+    return NoteOfCall(name_, NotesOf(arguments_, run));
+  }
 
  protected:
   Item Compute(const Frame& frame) const override {
@@ -65,14 +78,19 @@ class EngineSinglePlan final : public SinglePlan {
   }
 
  private:
+  const std::string_view name_;
   const SingleFunction function_;
   const Plans arguments_;
 };
 
 class EngineStreamPlan final : public Plan {
  public:
-  EngineStreamPlan(StreamFunction function, Plans arguments)
-      : function_(function), arguments_(std::move(arguments)) {}
+  EngineStreamPlan(std::string_view name, StreamFunction function,
+                   Plans arguments)
+      : name_(name), function_(function), arguments_(std::move(arguments)) {}
+  PlanNote Explain(Execution& run) const override {
+    return NoteOfCall(name_, NotesOf(arguments_, run));
+  }
 
   IteratorPtr Open(const Frame& frame) const override {
     try {
@@ -84,6 +102,7 @@ class EngineStreamPlan final : public Plan {
   }
 
  private:
+  const std::string_view name_;
   const StreamFunction function_;
   const Plans arguments_;
 };
@@ -99,13 +118,13 @@ PlanPtr WithType(std::unique_ptr<P> plan, SequenceType type) {
 PlanPtr CallOfScalar(const Function& function, Plans arguments,
                      SequenceType result) {
   if (function.list != nullptr) {
-    return WithType(
-        std::make_unique<ListCallPlan>(function.list, std::move(arguments)),
-        std::move(result));
+    return WithType(std::make_unique<ListCallPlan>(function.name, function.list,
+                                                   std::move(arguments)),
+                    std::move(result));
   }
-  return WithType(
-      std::make_unique<ScalarCallPlan>(function.scalar, std::move(arguments)),
-      std::move(result));
+  return WithType(std::make_unique<ScalarCallPlan>(
+                      function.name, function.scalar, std::move(arguments)),
+                  std::move(result));
 }
 
 PlanPtr CallOfEngine(const Function& function, Plans arguments,
@@ -116,13 +135,13 @@ PlanPtr CallOfEngine(const Function& function, Plans arguments,
   if (found.single == nullptr && found.stream == nullptr)
     found = AggregateFunction(function.engine);
   if (found.single != nullptr) {
-    return WithType(
-        std::make_unique<EngineSinglePlan>(found.single, std::move(arguments)),
-        std::move(result));
+    return WithType(std::make_unique<EngineSinglePlan>(
+                        function.name, found.single, std::move(arguments)),
+                    std::move(result));
   }
-  return WithType(
-      std::make_unique<EngineStreamPlan>(found.stream, std::move(arguments)),
-      std::move(result));
+  return WithType(std::make_unique<EngineStreamPlan>(
+                      function.name, found.stream, std::move(arguments)),
+                  std::move(result));
 }
 
 }  // namespace kiv::xdb::xq

@@ -1,6 +1,8 @@
 #ifndef XDB_XQUERY_RUN_CALLS_H_
 #define XDB_XQUERY_RUN_CALLS_H_
 
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "xdb/xquery/functions/function_table.h"
@@ -24,6 +26,10 @@ struct EngineImplementation {
   SingleFunction single = nullptr;
   StreamFunction stream = nullptr;
 };
+
+// An argument of doc() or collection(); `code` for what is no URI.
+std::string AbsoluteUri(const Frame& frame, std::string_view uri,
+                        std::string_view code);
 
 // By the groups of the table.
 EngineImplementation NodeFunction(EngineFunction function);

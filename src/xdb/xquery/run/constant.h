@@ -18,6 +18,7 @@ class ConstantPlan final : public SinglePlan {
   }
 
   const Item& item() const { return item_; }
+  PlanNote Explain(Execution& run) const override;
 
  protected:
   Item Compute(const Frame&) const override { return item_.Borrowed(); }

@@ -56,6 +56,7 @@ class ElementPlan final : public ConstructorPlan {
               std::vector<std::pair<std::string, std::string>> namespaces,
               std::vector<ContentPart> content, ConstructionContextPtr context);
   void Write(const Frame& frame, NodeWriter& out) const override;
+  PlanNote Explain(Execution& run) const override;
 
  private:
   const ConstructedName name_;
@@ -68,6 +69,7 @@ class DocumentPlan final : public ConstructorPlan {
   DocumentPlan(PlanPtr content, ConstructionContextPtr context);
   void Write(const Frame& frame, NodeWriter& out) const override;
   bool IsPart() const override { return false; }
+  PlanNote Explain(Execution& run) const override;
 
  private:
   std::vector<ContentPart> content_;
@@ -80,6 +82,7 @@ class LeafPlan final : public ConstructorPlan {
   LeafPlan(ItemKind kind, ConstructedName name, std::vector<ContentPart> value,
            ConstructionContextPtr context);
   void Write(const Frame& frame, NodeWriter& out) const override;
+  PlanNote Explain(Execution& run) const override;
 
  protected:
   Item Compute(const Frame& frame) const override;

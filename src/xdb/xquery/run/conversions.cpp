@@ -43,6 +43,9 @@ class AtomizePlan final : public Plan {
     const Item item = base_->One(frame);
     return item.IsNone() ? item : Atomized(item);
   }
+  PlanNote Explain(Execution& run) const override {
+    return base_->Explain(run);
+  }
 
  private:
   const PlanPtr base_;
@@ -162,6 +165,9 @@ class ConvertPlan final : public Plan {
     Item more;
     iterator->Next(more);
     return item;
+  }
+  PlanNote Explain(Execution& run) const override {
+    return base_->Explain(run);
   }
 
  private:

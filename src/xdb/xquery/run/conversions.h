@@ -30,6 +30,7 @@ class InstancePlan final : public BooleanPlan {
  public:
   InstancePlan(PlanPtr operand, SequenceType type)
       : operand_(std::move(operand)), type_(std::move(type)) {}
+  PlanNote Explain(Execution& run) const override;
 
  protected:
   bool Decide(const Frame& frame) const override;
@@ -43,6 +44,7 @@ class InstancePlan final : public BooleanPlan {
 class CastPlan final : public SinglePlan {
  public:
   CastPlan(PlanPtr operand, Type type, bool is_optional);
+  PlanNote Explain(Execution& run) const override;
 
  protected:
   Item Compute(const Frame& frame) const override;
@@ -57,6 +59,7 @@ class CastablePlan final : public BooleanPlan {
  public:
   CastablePlan(PlanPtr operand, Type type, bool is_optional)
       : operand_(std::move(operand)), type_(type), is_optional_(is_optional) {}
+  PlanNote Explain(Execution& run) const override;
 
  protected:
   bool Decide(const Frame& frame) const override;
@@ -78,6 +81,7 @@ class TypeswitchPlan final : public Plan {
   // The last case is the default.
   TypeswitchPlan(PlanPtr operand, std::vector<Case> cases);
   IteratorPtr Open(const Frame& frame) const override;
+  PlanNote Explain(Execution& run) const override;
 
  private:
   const PlanPtr operand_;

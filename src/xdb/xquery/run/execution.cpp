@@ -10,6 +10,8 @@ namespace kiv::xdb::xq {
 namespace {
 
 constexpr std::int64_t kNanosecondsPerTick = 100;
+// Of a collection so much is kept for the next one who asks.
+constexpr std::size_t kMostKeptBytes = std::size_t{32} << 20;
 // What a name takes in a dictionary, about.
 constexpr std::int64_t kNameBytes = 256;
 constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
@@ -93,12 +95,21 @@ void Execution::EnterCall(Position position) {
   ++call_depth_;
 }
 
+std::uint64_t Execution::OrderOf(
+    const std::shared_ptr<const TreeOrigin>& origin) {
+  if (!origin || origin->collection.empty()) return next_order_++;
+  const auto known = collection_orders_.find(origin->collection);
+  if (known != collection_orders_.end()) return known->second;
+  collection_orders_.emplace(origin->collection, next_order_);
+  return next_order_++;
+}
+
 const HeldTree* Execution::Hold(
     const std::shared_ptr<const Tree>& tree,
     const std::shared_ptr<const TreeOrigin>& origin) {
   const auto [found, is_new] = trees_.try_emplace(tree.get());
   if (is_new) {
-    auto* held = Counted::Make<HeldTree>(0, tree, next_order_++, origin);
+    auto* held = Counted::Make<HeldTree>(0, tree, OrderOf(origin), origin);
     found->second = Item::OfNode(held, 0);
     held->Drop();
   }
@@ -133,6 +144,26 @@ Item Execution::RootOf(const SourceDocument& document) {
   if (origin && origin->document_uri == uri)
     documents_.emplace(origin->document_uri, root);
   return root;
+}
+
+void Execution::LetGoOfDocuments() {
+  if (documents_.size() < most_documents_) return;
+  // Those of the two tables.
+  constexpr std::uint32_t kOwnReferences = 2;
+  for (auto entry = documents_.begin(); entry != documents_.end();) {
+    const HeldTree* const held = entry->second.held_tree();
+    const bool is_unused = held->references() == kOwnReferences &&
+                           !held->origin()->collection.empty();
+    if (is_unused) {
+      trees_.erase(&held->tree());
+      entry = documents_.erase(entry);
+    } else {
+      ++entry;
+    }
+  }
+  // Another dictionary may lie where one was.
+  names_.clear();
+  most_documents_ = 2 * documents_.size() + 1024;
 }
 
 Item Execution::Adopt(const Item& item) {
@@ -179,46 +210,89 @@ bool Execution::HasDocument(const std::string& uri) {
   }
 }
 
+// All that is kept, then the rest: of a large collection by a stream of its
+// own.
 class Execution::CollectionIterator final : public Iterator {
  public:
-  CollectionIterator(Execution& run, KnownCollection& collection)
-      : run_(run), collection_(collection) {}
+  CollectionIterator(Execution& run, std::string uri,
+                     KnownCollection& collection)
+      : run_(run), uri_(std::move(uri)), collection_(collection) {}
 
   bool Next(Item& item) override {
     run_.Tick();
+    if (own_) return NextOwn(item);
     Sequence& roots = collection_.roots;
-    if (next_ == roots.size()) {
-      SourceDocument document;
-      if (!collection_.rest || !collection_.rest->Next(document)) {
-        collection_.rest.reset();
-        return false;
+    if (next_ == roots.size() && !collection_.is_whole) {
+      if (collection_.is_ordered && collection_.root_bytes >= kMostKeptBytes) {
+        TakeRest();
+        return NextOwn(item);
       }
-      roots.push_back(run_.RootOf(document));
+      AddRoot();
     }
+    if (next_ == roots.size()) return false;
     item = roots[next_++];
     return true;
   }
 
  private:
+  void AddRoot() {
+    SourceDocument document;
+    if (!collection_.rest->Next(document)) {
+      collection_.is_whole = true;
+      collection_.rest.reset();
+      return;
+    }
+    collection_.root_bytes += document.tree->MemoryBytes();
+    collection_.roots.push_back(run_.RootOf(document));
+  }
+
+  void TakeRest() {
+    own_ = std::move(collection_.rest);
+    if (own_) return;
+    own_ = run_.OpenCollection(uri_);
+    own_->StartBehind(collection_.roots.back().held_tree()->origin()->name);
+  }
+
+  bool NextOwn(Item& item) {
+    SourceDocument document;
+    if (!own_->Next(document)) return false;
+    run_.LetGoOfDocuments();
+    item = run_.RootOf(document);
+    return true;
+  }
+
   Execution& run_;
+  const std::string uri_;
   KnownCollection& collection_;
   std::size_t next_ = 0;
+  std::unique_ptr<DocumentStream> own_;
 };
 
+std::unique_ptr<DocumentStream> Execution::OpenCollection(
+    const std::string& uri) {
+  std::unique_ptr<DocumentStream> found;
+  if (surroundings_.documents != nullptr)
+    found = surroundings_.documents->OpenCollection(uri);
+  if (found) return found;
+  throw Error("FODC0002", uri.empty() ? "there is no default collection"
+                                      : "there is no collection " + uri);
+}
+
+Execution::KnownCollection& Execution::FindCollection(const std::string& uri) {
+  const auto known = collections_.find(uri);
+  if (known != collections_.end()) return known->second;
+  KnownCollection collection;
+  collection.rest = OpenCollection(uri);
+  collection.is_ordered = collection.rest->IsOrdered();
+  return collections_.emplace(uri, std::move(collection)).first->second;
+}
+
 IteratorPtr Execution::Collection(const std::string& uri) {
-  auto known = collections_.find(uri);
-  if (known == collections_.end()) {
-    std::unique_ptr<DocumentStream> found;
-    if (surroundings_.documents != nullptr)
-      found = surroundings_.documents->OpenCollection(uri);
-    if (!found) {
-      throw Error("FODC0002", uri.empty() ? "there is no default collection"
-                                          : "there is no collection " + uri);
-    }
-    known =
-        collections_.emplace(uri, KnownCollection{{}, std::move(found)}).first;
-  }
-  return std::make_unique<CollectionIterator>(*this, known->second);
+  return std::make_unique<CollectionIterator>(*this, uri, FindCollection(uri));
+}
+
+bool Execution::IsOrderedCollection(const std::string& uri) {
+  return FindCollection(uri).is_ordered;
 }
 
 }  // namespace kiv::xdb::xq

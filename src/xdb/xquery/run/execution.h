@@ -17,6 +17,7 @@
 #include "xdb/tree/tree.h"
 #include "xdb/xquery/functions/call_context.h"
 #include "xdb/xquery/functions/pattern.h"
+#include "xdb/xquery/run/document_source.h"
 #include "xdb/xquery/run/plan.h"
 
 namespace kiv::xdb::xq {
@@ -32,32 +33,6 @@ struct Limits {
 // By which other threads end executions: those that began before the count
 // grew.
 using CancelCount = std::atomic<std::uint32_t>;
-
-// A document from outside, and where it comes from.
-struct SourceDocument {
-  std::shared_ptr<const Tree> tree;
-  std::shared_ptr<const TreeOrigin> origin;
-};
-
-// The documents of a collection, one by one.
-class DocumentStream {
- public:
-  virtual ~DocumentStream() = default;
-  virtual bool Next(SourceDocument& document) = 0;
-};
-
-// Where doc() and collection() find documents. Called on the thread of the
-// execution; what it throws ends the query.
-class DocumentSource {
- public:
-  virtual ~DocumentSource() = default;
-  // No tree: there is none of that URI (FODC0002).
-  virtual SourceDocument FindDocument(const std::string& uri) = 0;
-  // Null: there is no such collection (FODC0002). An empty URI is the default
-  // one.
-  virtual std::unique_ptr<DocumentStream> OpenCollection(
-      const std::string& uri) = 0;
-};
 
 // What the one who executes a query gives it.
 struct Surroundings {
@@ -99,6 +74,9 @@ class Execution {
                        const std::shared_ptr<const TreeOrigin>& origin);
   // Documents of one URI are one.
   Item RootOf(const SourceDocument& document);
+  // Documents of ordered collections, which can be read again, go when they are
+  // many and no item is left of them.
+  void LetGoOfDocuments();
   // A tree that nobody else has.
   Item HoldNew(std::shared_ptr<const Tree> tree,
                std::shared_ptr<const TreeOrigin> origin);
@@ -129,6 +107,8 @@ class Execution {
   bool HasDocument(const std::string& uri);
   // The roots one after the other; the same for each who asks.
   IteratorPtr Collection(const std::string& uri);
+  // Whether that is in document order.
+  bool IsOrderedCollection(const std::string& uri);
   ValueMemory& memory() { return memory_; }
 
   struct Global {
@@ -146,10 +126,17 @@ class Execution {
 
   class CollectionIterator;
   struct KnownCollection {
-    Sequence roots;  // as far as they were asked for
+    Sequence roots;  // as far as they were asked for and are kept
+    std::size_t root_bytes = 0;
+    // Behind those; null when they are all, or when an iterator has taken it.
     std::unique_ptr<DocumentStream> rest;
+    bool is_ordered = false;
+    bool is_whole = false;
   };
 
+  std::unique_ptr<DocumentStream> OpenCollection(const std::string& uri);
+  KnownCollection& FindCollection(const std::string& uri);
+  std::uint64_t OrderOf(const std::shared_ptr<const TreeOrigin>& origin);
   // Null: for no reason.
   const char* WhyToEnd() const;
   void CheckTime();
@@ -164,10 +151,13 @@ class Execution {
   std::uint32_t charged_names_ = 0;
   std::unordered_map<const Tree*, Item> trees_;
   std::uint64_t next_order_ = 0;
+  // Of the trees of a collection, which have one.
+  std::map<std::string, std::uint64_t, std::less<>> collection_orders_;
   std::vector<KnownName> names_;
   // By their own URI, and by others that they were asked for by.
   std::unordered_map<std::string_view, Item> documents_;
   std::map<std::string, Item> other_uris_;
+  std::size_t most_documents_ = 1024;
   std::map<std::string, KnownCollection> collections_;
   int zone_ = 0;
   Focus focus_;

@@ -187,6 +187,7 @@ TupleStreamPtr ForClause::Open(const Frame& frame,
 
 TupleStreamPtr LetClause::Open(const Frame& frame,
                                TupleStreamPtr before) const {
+  if (is_name_) return before;
   return std::make_unique<LetStream>(frame, std::move(before), *operand_,
                                      variable_);
 }

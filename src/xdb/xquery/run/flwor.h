@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "xdb/xquery/run/plan.h"
@@ -33,6 +34,7 @@ class Clause {
 
   virtual TupleStreamPtr Open(const Frame& frame,
                               TupleStreamPtr before) const = 0;
+  virtual PlanNote Explain(Execution& run) const = 0;
 };
 
 using Clauses = std::vector<std::unique_ptr<const Clause>>;
@@ -45,6 +47,7 @@ using Forgets = std::shared_ptr<std::vector<std::size_t>>;
 struct Bound {
   std::size_t slot = 0;
   Forgets forgets;
+  std::string name = {};  // for people
 
   void Set(const Frame& frame, Value value) const {
     frame.slots[slot] = std::move(value);
@@ -59,6 +62,7 @@ class ForClause final : public Clause {
         item_(std::move(item)),
         at_(std::move(at)) {}
   TupleStreamPtr Open(const Frame& frame, TupleStreamPtr before) const override;
+  PlanNote Explain(Execution& run) const override;
 
  private:
   const PlanPtr operand_;
@@ -68,19 +72,26 @@ class ForClause final : public Clause {
 
 class LetClause final : public Clause {
  public:
-  LetClause(PlanPtr operand, Bound variable)
-      : operand_(std::move(operand)), variable_(std::move(variable)) {}
+  // `is_name`: nobody asks for the value, as each reference to the variable is
+  // the operand itself.
+  LetClause(PlanPtr operand, Bound variable, bool is_name)
+      : operand_(std::move(operand)),
+        variable_(std::move(variable)),
+        is_name_(is_name) {}
   TupleStreamPtr Open(const Frame& frame, TupleStreamPtr before) const override;
+  PlanNote Explain(Execution& run) const override;
 
  private:
   const PlanPtr operand_;
   const Bound variable_;
+  const bool is_name_;
 };
 
 class WhereClause final : public Clause {
  public:
   explicit WhereClause(PlanPtr condition) : condition_(std::move(condition)) {}
   TupleStreamPtr Open(const Frame& frame, TupleStreamPtr before) const override;
+  PlanNote Explain(Execution& run) const override;
 
  private:
   const PlanPtr condition_;
@@ -102,6 +113,7 @@ class OrderByClause final : public Clause {
 
   const std::vector<Key>& keys() const { return keys_; }
   const std::vector<Bound>& slots() const { return slots_; }
+  PlanNote Explain(Execution& run) const override;
 
  private:
   const std::vector<Key> keys_;
@@ -112,6 +124,7 @@ class FlworPlan final : public Plan {
  public:
   FlworPlan(Clauses clauses, PlanPtr result, Occurrence tuples);
   IteratorPtr Open(const Frame& frame) const override;
+  PlanNote Explain(Execution& run) const override;
 
  private:
   const Clauses clauses_;
@@ -125,6 +138,7 @@ class QuantifiedPlan final : public BooleanPlan {
       : is_every_(is_every),
         clauses_(std::move(clauses)),
         condition_(std::move(condition)) {}
+  PlanNote Explain(Execution& run) const override;
 
  protected:
   bool Decide(const Frame& frame) const override;

@@ -26,6 +26,7 @@ class MemoPlan final : public Plan {
   // Evaluates each time, as something around it is kept instead; before the
   // plan is shared.
   void Disable() { is_enabled_ = false; }
+  PlanNote Explain(Execution& run) const override;
 
  private:
   const Value& Get(const Frame& frame) const;
@@ -58,6 +59,7 @@ class JoinClause final : public Clause {
         sides_(std::move(sides)),
         table_slot_(table_slot) {}
   TupleStreamPtr Open(const Frame& frame, TupleStreamPtr before) const override;
+  PlanNote Explain(Execution& run) const override;
 
  private:
   friend class JoinStream;
@@ -75,6 +77,7 @@ class MemberPlan final : public BooleanPlan {
  public:
   MemberPlan(JoinSides sides, std::size_t table_slot)
       : sides_(std::move(sides)), table_slot_(table_slot) {}
+  PlanNote Explain(Execution& run) const override;
 
  protected:
   bool Decide(const Frame& frame) const override;

@@ -226,14 +226,6 @@ IteratorPtr IdRef(const Frame& frame, const Plans& arguments) {
   return IterateItems(std::move(found));
 }
 
-std::string AbsoluteUri(const Frame& frame, std::string_view uri,
-                        std::string_view code) {
-  if (!IsUri(uri)) throw Error(code, "\"" + std::string(uri) + "\" is no URI");
-  const auto base = frame.run->call_context().base_uri;
-  if (!base) return std::string(uri);
-  return ResolveReference(uri, *base).value_or(std::string(uri));
-}
-
 Item Doc(const Frame& frame, const Plans& arguments) {
   const Item uri = arguments[0]->One(frame);
   if (uri.IsNone()) return uri;
@@ -247,13 +239,15 @@ Item DocAvailable(const Frame& frame, const Plans& arguments) {
       frame.run->HasDocument(AbsoluteUri(frame, uri.AsText(), "FODC0005")));
 }
 
-IteratorPtr Collection(const Frame& frame, const Plans& arguments) {
-  const Item uri = arguments.empty() ? Item() : arguments[0]->One(frame);
-  if (uri.IsNone()) return frame.run->Collection("");
-  return frame.run->Collection(AbsoluteUri(frame, uri.AsText(), "FODC0004"));
-}
-
 }  // namespace
+
+std::string AbsoluteUri(const Frame& frame, std::string_view uri,
+                        std::string_view code) {
+  if (!IsUri(uri)) throw Error(code, "\"" + std::string(uri) + "\" is no URI");
+  const auto base = frame.run->call_context().base_uri;
+  if (!base) return std::string(uri);
+  return ResolveReference(uri, *base).value_or(std::string(uri));
+}
 
 EngineImplementation NodeFunction(EngineFunction function) {
   using F = EngineFunction;
@@ -294,8 +288,6 @@ EngineImplementation NodeFunction(EngineFunction function) {
       return {Doc, nullptr};
     case F::DocAvailable:
       return {DocAvailable, nullptr};
-    case F::Collection:
-      return {nullptr, Collection};
     default:
       return {};
   }

@@ -1,6 +1,7 @@
 #ifndef XDB_XQUERY_RUN_NODES_H_
 #define XDB_XQUERY_RUN_NODES_H_
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -29,10 +30,19 @@ Item RootOfNode(const Item& node);
 Namespaces NamespacesOf(const Tree& tree, NodeId element);
 std::optional<std::string> BaseUriOf(const Item& node);
 
+// Of two trees.
+inline int CompareTrees(const HeldTree& left, const HeldTree& right) {
+  if (left.order() != right.order())
+    return left.order() < right.order() ? -1 : 1;
+  const int order = left.origin()->name.compare(right.origin()->name);
+  // Two states of a document.
+  return order != 0 ? order : std::less<>()(&left, &right) ? -1 : 1;
+}
+
 // Below 0, 0, above 0: in document order.
 inline int CompareOrder(const Item& left, const Item& right) {
   if (left.held_tree() != right.held_tree())
-    return left.held_tree()->order() < right.held_tree()->order() ? -1 : 1;
+    return CompareTrees(*left.held_tree(), *right.held_tree());
   return left.node() < right.node() ? -1 : left.node() > right.node() ? 1 : 0;
 }
 inline bool IsSameNode(const Item& left, const Item& right) {

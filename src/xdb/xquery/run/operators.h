@@ -15,6 +15,7 @@ class SequencePlan final : public Plan {
  public:
   explicit SequencePlan(std::vector<PlanPtr> parts);
   IteratorPtr Open(const Frame& frame) const override;
+  PlanNote Explain(Execution& run) const override;
 
  private:
   const std::vector<PlanPtr> parts_;
@@ -24,6 +25,7 @@ class RangePlan final : public Plan {
  public:
   RangePlan(PlanPtr first, PlanPtr last);
   IteratorPtr Open(const Frame& frame) const override;
+  PlanNote Explain(Execution& run) const override;
 
  private:
   const PlanPtr first_;
@@ -35,6 +37,7 @@ class LogicPlan final : public BooleanPlan {
  public:
   LogicPlan(std::vector<PlanPtr> operands, bool is_or)
       : operands_(std::move(operands)), is_or_(is_or) {}
+  PlanNote Explain(Execution& run) const override;
 
  protected:
   bool Decide(const Frame& frame) const override;
@@ -48,6 +51,7 @@ class LogicPlan final : public BooleanPlan {
 class ArithmeticPlan final : public SinglePlan {
  public:
   ArithmeticPlan(Operator op, PlanPtr left, PlanPtr right);
+  PlanNote Explain(Execution& run) const override;
 
  protected:
   Item Compute(const Frame& frame) const override;
@@ -61,6 +65,7 @@ class ArithmeticPlan final : public SinglePlan {
 class SignPlan final : public SinglePlan {
  public:
   SignPlan(bool is_negative, PlanPtr operand);
+  PlanNote Explain(Execution& run) const override;
 
  protected:
   Item Compute(const Frame& frame) const override;
@@ -75,6 +80,7 @@ class ValueComparisonPlan final : public SinglePlan {
  public:
   ValueComparisonPlan(Comparison comparison, PlanPtr left, PlanPtr right);
   bool Test(const Frame& frame) const override;
+  PlanNote Explain(Execution& run) const override;
 
  protected:
   Item Compute(const Frame& frame) const override;
@@ -92,6 +98,7 @@ class GeneralComparisonPlan final : public BooleanPlan {
       : comparison_(comparison),
         left_(std::move(left)),
         right_(std::move(right)) {}
+  PlanNote Explain(Execution& run) const override;
 
  protected:
   bool Decide(const Frame& frame) const override;
@@ -105,6 +112,7 @@ class GeneralComparisonPlan final : public BooleanPlan {
 class NodeComparisonPlan final : public SinglePlan {
  public:
   NodeComparisonPlan(ast::NodeRelation relation, PlanPtr left, PlanPtr right);
+  PlanNote Explain(Execution& run) const override;
 
  protected:
   Item Compute(const Frame& frame) const override;
@@ -120,6 +128,7 @@ class SetPlan final : public Plan {
  public:
   SetPlan(bool is_except, PlanPtr left, PlanPtr right);
   IteratorPtr Open(const Frame& frame) const override;
+  PlanNote Explain(Execution& run) const override;
 
  private:
   const bool is_except_;
@@ -133,6 +142,7 @@ class IfPlan final : public Plan {
   IteratorPtr Open(const Frame& frame) const override;
   Item One(const Frame& frame) const override;
   bool Test(const Frame& frame) const override;
+  PlanNote Explain(Execution& run) const override;
 
  private:
   const Plan& Chosen(const Frame& frame) const {

@@ -54,11 +54,12 @@ class FilterIterator final : public Iterator {
 class PathIterator final : public Iterator {
  public:
   PathIterator(const Frame& frame, IteratorPtr left, const Plan& left_plan,
-               const Plan& right, std::int64_t size)
+               const Plan& right, std::int64_t size, bool skips_inner)
       : inner_{frame.run, frame.slots, &focus_},
         left_(std::move(left)),
         left_plan_(left_plan),
-        right_(right) {
+        right_(right),
+        skips_inner_(skips_inner) {
     focus_.position = 0;
     focus_.size = size;
   }
@@ -74,16 +75,29 @@ class PathIterator final : public Iterator {
                     left_plan_.position);
       }
       ++focus_.position;
+      if (skips_inner_ && IsInner(focus_.item)) continue;
       current_ = right_.Open(inner_);
     }
   }
 
  private:
+  // Whether it lies in the last one that does not.
+  bool IsInner(const Item& item) {
+    if (!outer_.IsNone() && item.held_tree() == outer_.held_tree() &&
+        item.node() < outer_.tree().End(outer_.node())) {
+      return true;
+    }
+    outer_ = item;
+    return false;
+  }
+
   Focus focus_;
   const Frame inner_;
   const IteratorPtr left_;
   const Plan& left_plan_;
   const Plan& right_;
+  const bool skips_inner_;
+  Item outer_;
   IteratorPtr current_;
 };
 
@@ -150,10 +164,12 @@ IteratorPtr AxisPlan::Open(const Frame& frame) const {
   return std::make_unique<AxisIterator>(*frame.run, axis_, match_, item);
 }
 
-FilterPlan::FilterPlan(PlanPtr base, PlanPtr predicate, bool uses_last)
+FilterPlan::FilterPlan(PlanPtr base, PlanPtr predicate, bool uses_last,
+                       bool is_positional)
     : base_(std::move(base)),
       predicate_(std::move(predicate)),
-      uses_last_(uses_last) {
+      uses_last_(uses_last),
+      is_positional_(is_positional) {
   properties = base_->properties;
   const Occurrence whole = properties.type.occurrence;
   if (whole == Occurrence::One)
@@ -226,8 +242,11 @@ void PathPlan::Infer() {
     return;
   }
   const Plan* base = right_.get();
-  while (const auto* filter = dynamic_cast<const FilterPlan*>(base))
+  bool is_positional = false;
+  while (const auto* filter = dynamic_cast<const FilterPlan*>(base)) {
+    is_positional |= filter->is_positional();
     base = &filter->base();
+  }
   const auto* axis = dynamic_cast<const AxisPlan*>(base);
   if (axis == nullptr || !left.is_ordered) return;
   switch (axis->axis()) {
@@ -245,7 +264,8 @@ void PathPlan::Infer() {
       return;
     case Axis::Descendant:
     case Axis::DescendantOrSelf:
-      must_sort_ = !left.is_disjoint;
+      skips_inner_ = !left.is_disjoint && !is_positional;
+      must_sort_ = !left.is_disjoint && is_positional;
       return;
     default:
       return;
@@ -261,7 +281,7 @@ IteratorPtr PathPlan::Open(const Frame& frame) const {
     left = IterateItems(std::move(items));
   }
   auto iterator = std::make_unique<PathIterator>(frame, std::move(left), *left_,
-                                                 *right_, size);
+                                                 *right_, size, skips_inner_);
   if (!must_sort_) return iterator;
   Sequence items = Drain(*iterator);
   const auto nodes = static_cast<std::size_t>(std::count_if(

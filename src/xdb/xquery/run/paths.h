@@ -8,6 +8,9 @@ namespace kiv::xdb::xq {
 
 // ".", XPDY0002 where it is undefined.
 class ContextItemPlan final : public SinglePlan {
+ public:
+  PlanNote Explain(Execution& run) const override;
+
  protected:
   Item Compute(const Frame& frame) const override;
 };
@@ -16,6 +19,7 @@ class ContextItemPlan final : public SinglePlan {
 class RootPlan final : public SinglePlan {
  public:
   RootPlan();
+  PlanNote Explain(Execution& run) const override;
 
  protected:
   Item Compute(const Frame& frame) const override;
@@ -28,6 +32,7 @@ class AxisPlan final : public Plan {
   IteratorPtr Open(const Frame& frame) const override;
 
   ast::Axis axis() const { return axis_; }
+  PlanNote Explain(Execution& run) const override;
 
  private:
   const ast::Axis axis_;
@@ -37,15 +42,20 @@ class AxisPlan final : public Plan {
 // base[predicate].
 class FilterPlan final : public Plan {
  public:
-  FilterPlan(PlanPtr base, PlanPtr predicate, bool uses_last);
+  // `is_positional`: whether it keeps an item may depend on the others.
+  FilterPlan(PlanPtr base, PlanPtr predicate, bool uses_last,
+             bool is_positional);
   IteratorPtr Open(const Frame& frame) const override;
 
   const Plan& base() const { return *base_; }
+  bool is_positional() const { return is_positional_; }
+  PlanNote Explain(Execution& run) const override;
 
  private:
   const PlanPtr base_;
   const PlanPtr predicate_;
   const bool uses_last_;
+  const bool is_positional_;
   // The only position that the predicate keeps, 0 when it is no such one.
   std::int64_t position_wanted_ = 0;
 };
@@ -55,6 +65,7 @@ class ReversePlan final : public Plan {
  public:
   explicit ReversePlan(PlanPtr base);
   IteratorPtr Open(const Frame& frame) const override;
+  PlanNote Explain(Execution& run) const override;
 
  private:
   const PlanPtr base_;
@@ -67,6 +78,7 @@ class PathPlan final : public Plan {
   // `is_last`: no step follows.
   PathPlan(PlanPtr left, PlanPtr right, bool uses_last, bool is_last);
   IteratorPtr Open(const Frame& frame) const override;
+  PlanNote Explain(Execution& run) const override;
 
  private:
   void Infer();
@@ -76,6 +88,8 @@ class PathPlan final : public Plan {
   const bool uses_last_;
   const bool is_last_;
   bool must_sort_ = true;
+  // What is below a node has all that is below the nodes inside it.
+  bool skips_inner_ = false;
 };
 
 // Nodes in document order, none twice, of what a plan gives: XPTY0004 for
@@ -84,6 +98,7 @@ class SortedNodesPlan final : public Plan {
  public:
   explicit SortedNodesPlan(PlanPtr base);
   IteratorPtr Open(const Frame& frame) const override;
+  PlanNote Explain(Execution& run) const override;
 
  private:
   const PlanPtr base_;

@@ -5,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+#include "xdb/xquery/run/plan_note.h"
 #include "xdb/xquery/run/value.h"
 #include "xdb/xquery/values/error.h"
 #include "xdb/xquery/values/sequence_type.h"
@@ -83,6 +84,9 @@ class Plan {
   // The effective boolean value.
   virtual bool Test(const Frame& frame) const;
 
+  // What it does; `run` may be asked for what the documents hold.
+  virtual PlanNote Explain(Execution& run) const = 0;
+
   Properties properties;
   Position position;
 };
@@ -113,6 +117,9 @@ class BooleanPlan : public SinglePlan {
     return Item::OfBoolean(Decide(frame));
   }
 };
+
+std::vector<PlanNote> NotesOf(const std::vector<PlanPtr>& plans,
+                              Execution& run);
 
 // ------------------------------------------------------------------- iterators
 

@@ -79,12 +79,16 @@ NodeId Serializer::StartElement(const Tree& tree, NodeId element, bool is_top) {
   for (NodeId i = element + 1; i != content; ++i) {
     if (tree.kind(i) != NodeKind::Attribute) continue;
     out_ += ' ';
-    WriteName(tree, i);
-    out_ += "=\"";
-    WriteText(tree.value(i), true);
-    out_ += '"';
+    WriteAttribute(tree, i);
   }
   return content;
+}
+
+void Serializer::WriteAttribute(const Tree& tree, NodeId attribute) {
+  WriteName(tree, attribute);
+  out_ += "=\"";
+  WriteText(tree.value(attribute), true);
+  out_ += '"';
 }
 
 void Serializer::EndElement(const Tree& tree, NodeId element) {

@@ -21,6 +21,8 @@ class Serializer {
   void Write(const Item& item);
   // A node, as Write does.
   void WriteNode(const Tree& tree, NodeId node);
+  // name="value", as it stands in an element.
+  void WriteAttribute(const Tree& tree, NodeId attribute);
 
  private:
   void WriteElement(const Tree& tree, NodeId element);

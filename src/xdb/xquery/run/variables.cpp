@@ -38,8 +38,9 @@ class CallIterator final : public Iterator {
 
 }  // namespace
 
-VariablePlan::VariablePlan(std::size_t slot, const Properties& known)
-    : slot_(slot) {
+VariablePlan::VariablePlan(std::size_t slot, const Properties& known,
+                           std::string name)
+    : slot_(slot), name_(std::move(name)) {
   properties = known;
 }
 

@@ -10,12 +10,14 @@ namespace kiv::xdb::xq {
 
 class VariablePlan final : public Plan {
  public:
-  VariablePlan(std::size_t slot, const Properties& known);
+  VariablePlan(std::size_t slot, const Properties& known, std::string name);
   IteratorPtr Open(const Frame& frame) const override;
   Item One(const Frame& frame) const override;
+  PlanNote Explain(Execution& run) const override;
 
  private:
   const std::size_t slot_;
+  const std::string name_;
 };
 
 // A variable of the prolog: its value is found when it is first asked for.
@@ -33,6 +35,7 @@ class GlobalPlan final : public Plan {
   explicit GlobalPlan(const GlobalVariable& variable);
   IteratorPtr Open(const Frame& frame) const override;
   Item One(const Frame& frame) const override;
+  PlanNote Explain(Execution& run) const override;
 
  private:
   const Value& Get(const Frame& frame) const;
@@ -55,6 +58,7 @@ class UserCallPlan final : public Plan {
   UserCallPlan(const UserFunction& function, std::vector<PlanPtr> arguments);
   IteratorPtr Open(const Frame& frame) const override;
   Item One(const Frame& frame) const override;
+  PlanNote Explain(Execution& run) const override;
 
  private:
   std::vector<Value> SlotsOf(const Frame& frame) const;

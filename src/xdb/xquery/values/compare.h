@@ -9,6 +9,22 @@ namespace kiv::xdb::xq {
 
 enum class Comparison { Eq, Ne, Lt, Le, Gt, Ge };
 
+// "b op a" for "a op b".
+constexpr Comparison Turned(Comparison comparison) {
+  switch (comparison) {
+    case Comparison::Lt:
+      return Comparison::Gt;
+    case Comparison::Le:
+      return Comparison::Ge;
+    case Comparison::Gt:
+      return Comparison::Lt;
+    case Comparison::Ge:
+      return Comparison::Le;
+    default:
+      return comparison;
+  }
+}
+
 // "eq" and so on, for messages.
 const char* SymbolOf(Comparison comparison);
 

@@ -79,6 +79,8 @@ class Counted {
     if (--references_ == 0) Destroy();
   }
 
+  std::uint32_t references() const noexcept { return references_; }
+
   // With one reference, the caller's, and `extra_bytes` of room behind it.
   template <typename T, typename... Arguments>
   static T* Make(std::size_t extra_bytes, Arguments&&... arguments) {

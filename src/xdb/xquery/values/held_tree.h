@@ -22,6 +22,10 @@ struct TreeOrigin {
 
   std::string document_uri;
   std::string base_uri;
+  // Documents of one collection stand in the order of their names, whichever
+  // was met first. Empty: a tree stands where it was met.
+  std::string collection;
+  std::string name;
   // Attributes that are IDs by a declaration, and those that refer to them;
   // ascending.
   std::vector<std::uint32_t> ids;

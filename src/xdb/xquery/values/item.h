@@ -27,6 +27,11 @@ struct QName {
   }
 };
 
+// As it is written.
+inline std::string ToText(const QName& name) {
+  return name.prefix.empty() ? name.local : name.prefix + ":" + name.local;
+}
+
 // A node or an atomic value: an item of a sequence, in 16 bytes.
 //
 // Numbers that fit 64 bits, truth values, dates to the microsecond and

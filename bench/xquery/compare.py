@@ -1,0 +1,197 @@
+#!/usr/bin/env python3
+"""Sets our times of queries beside those of BaseX, in one run.
+
+compare.py [--data FOLDER] [--timer PROGRAM] [--runs N] [--report FILE]
+
+The 20 auction queries over one document of 11 MB, and a point look-up, a count,
+an order by and a join over 20,000 small documents. Both sides take the fewest
+milliseconds of N runs behind runs that warm them, from the text of the query to
+the text of the answer. The answers to the auction queries are compared with
+those that are known. Exits 1 when a target is missed.
+"""
+import argparse
+import gzip
+import json
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+COLLECTION = "declare variable $coll external;"
+# Of the warming runs of BaseX, for its compiler: by what one of them takes.
+WARM_MS, MOST_WARM_RUNS = 3000, 200
+
+
+def run(command):
+    done = subprocess.run([str(part) for part in command], check=False,
+                          capture_output=True, text=True)
+    if done.returncode != 0:
+        sys.exit(f"{command[0]}: {done.stdout[-2000:]}{done.stderr[-2000:]}")
+    return done.stdout
+
+
+def write_queries(data, folder):
+    """The queries with the names that both databases know the documents by."""
+    folder.mkdir()
+    for file in sorted((data / "auction/q").glob("*.xq")):
+        text = file.read_text().replace('doc("auction.xml")',
+                                        'doc("auction/auction.xml")')
+        (folder / file.name).write_text(text)
+    for file in sorted((data / "orders").glob("*.xq")):
+        text = file.read_text().replace(
+            COLLECTION, 'declare variable $coll := collection("orders");')
+        (folder / file.name).write_text(text)
+    return sorted(folder.glob("*.xq"))
+
+
+class Ours:
+    def __init__(self, timer, work):
+        self.timer, self.home = timer, work / "home"
+
+    def load(self, container, source):
+        run([self.timer, self.home, "load", container, source])
+
+    def times(self, queries, runs, output):
+        """Milliseconds by query, of the plan alone too, and megabytes."""
+        said = run([self.timer, self.home, "run", "--runs", runs, "--output",
+                    output, *queries])
+        rows = [line.split("\t") for line in said.splitlines()]
+        figures = {row[0]: float(row[1]) for row in rows}
+        megabytes = figures.pop("resident")
+        plans = {row[0]: float(row[2]) for row in rows if len(row) > 2}
+        return figures, plans, megabytes
+
+    def prepare(self, query):
+        return float(run([self.timer, self.home, "prepare", query]).split()[1])
+
+
+class BaseX:
+    def __init__(self, work):
+        self.home = work / "basex"
+        self.home.mkdir()
+
+    def command(self, commands):
+        command = ["java", f"-Dorg.basex.path={self.home}",
+                   f"-Dorg.basex.DBPATH={self.home / 'data'}", "-cp",
+                   "/usr/share/java/basex.jar", "org.basex.BaseX", "-V"]
+        for one in ["SET INTPARSE true", *commands]:
+            command += ["-c", one]
+        return command
+
+    def load(self, container, source):
+        run(self.command([f"CREATE DB {container} {source}"]))
+
+    def times(self, queries, runs):
+        """Milliseconds by query, and megabytes."""
+        figures, most = {}, 0
+        first = self.once([command for query in queries
+                           for command in [f"RUN {query}"] * 2])[0]
+        for i, query in enumerate(queries):
+            warm = max(1, min(MOST_WARM_RUNS,
+                              int(WARM_MS / max(first[2 * i + 1], 0.1))))
+            times, megabytes = self.once([f"RUN {query}"] * (warm + runs))
+            figures[query.name] = min(times[warm:])
+            most = max(most, megabytes)
+        return figures, most
+
+    def once(self, commands):
+        # On the disk: what it prints may be long.
+        with tempfile.TemporaryFile(dir=self.home) as said:
+            process = subprocess.Popen(self.command(commands), stdout=said,
+                                       stderr=subprocess.STDOUT)
+            _, status, usage = os.wait4(process.pid, 0)
+            said.seek(0)
+            text = said.read().decode(errors="replace")
+        times = [float(one) for one in
+                 re.findall(r"^Total Time: ([0-9.]+) ms", text, re.MULTILINE)]
+        if status != 0 or len(times) != len(commands):
+            sys.exit(f"BaseX: {text[-2000:]}")
+        return times, usage.ru_maxrss / 1024
+
+
+def wrong_answers(data, output):
+    return [file.name[:3] for file in sorted((data / "auction/answers").iterdir())
+            if gzip.open(file).read() !=
+            (output / file.name[:3]).read_bytes()]
+
+
+def targets(ours, basex, plans, prepare_ns, our_mb, basex_mb):
+    """What, figure, limit, unit."""
+    auction = [name for name in ours if name.startswith("q")]
+    sums = [sum(side[name] for name in auction) for side in (ours, basex)]
+    slowest = max(auction, key=lambda name: ours[name] / basex[name])
+    point, count, order, join = sorted(n for n in ours if n.startswith("o"))
+    return [
+        ("auction, sum of 20", sums[0], sums[1] / 5, "ms"),
+        (f"auction, worst ratio ({slowest})", ours[slowest],
+         1.5 * basex[slowest], "ms"),
+        ("orders, point", ours[point], 0.2, "ms"),
+        ("orders, count", ours[count], basex[count], "ms"),
+        ("orders, order by", ours[order], basex[order], "ms"),
+        ("orders, join", ours[join], basex[join] / 2, "ms"),
+        ("prepare of a cached query", prepare_ns, 1000, "ns"),
+        ("most memory", our_mb, basex_mb / 4, "MB"),
+    ]
+
+
+def main():
+    parser = argparse.ArgumentParser(
+        description=__doc__, formatter_class=argparse.RawTextHelpFormatter)
+    parser.add_argument("--data", type=pathlib.Path, default=pathlib.Path(
+        os.environ.get("KIV_DATA", ROOT.parent / "shared/data")))
+    parser.add_argument("--timer", type=pathlib.Path,
+                        default=ROOT / "build/release/bin/query_timer")
+    parser.add_argument("--runs", type=int, default=3)
+    parser.add_argument("--report", type=pathlib.Path)
+    options = parser.parse_args()
+    if not (options.data / "auction").is_dir():
+        print(f"skipped: there is no {options.data / 'auction'}")
+        return 0
+    # Not in /tmp, which may be memory.
+    with tempfile.TemporaryDirectory(dir=pathlib.Path.cwd(),
+                                     prefix="kiv_xquery_") as folder:
+        return measure(options, pathlib.Path(folder))
+
+
+def measure(options, work):
+    queries = write_queries(options.data, work / "queries")
+    document = work / "auction.xml"
+    document.write_bytes(
+        gzip.open(options.data / "auction/auction.xml.gz").read())
+    run([sys.executable, options.data / "orders/gen_orders.py", work / "orders"])
+    ours, basex = Ours(options.timer, work), BaseX(work)
+    for side in (ours, basex):
+        side.load("auction", document)
+        side.load("orders", work / "orders")
+    output = work / "answers"
+    output.mkdir()
+    our_ms, plans, our_mb = ours.times(queries, options.runs, output)
+    basex_ms, basex_mb = basex.times(queries, options.runs)
+    prepare_ns = ours.prepare(queries[0])
+
+    print(f"{'query':16}{'ours, ms':>10}{'its plan':>10}{'BaseX, ms':>11}")
+    for name, figure in our_ms.items():
+        print(f"{name:16}{figure:10.3f}{plans[name]:10.3f}"
+              f"{basex_ms[name]:11.2f}")
+    is_missed = False
+    results = targets(our_ms, basex_ms, plans, prepare_ns, our_mb, basex_mb)
+    print(f"\n{'':36}{'ours':>10}{'at most':>10}")
+    for what, figure, limit, unit in results:
+        is_missed |= figure > limit
+        print(f"{what:36}{figure:10.3f}{limit:10.3f} {unit}"
+              f"{'  MISSED' if figure > limit else ''}")
+    wrong = wrong_answers(options.data, output)
+    print("auction, answers:", f"wrong: {' '.join(wrong)}" if wrong else
+          "all 20 as they must be, byte for byte")
+    if options.report:
+        options.report.write_text(json.dumps(
+            {"ours_ms": our_ms, "basex_ms": basex_ms, "targets": results},
+            indent=1))
+    return 1 if is_missed or wrong else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

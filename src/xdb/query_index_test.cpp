@@ -1,0 +1,386 @@
+// Queries answered with the index of a container and without it.
+#include <algorithm>
+#include <forward_list>
+#include <sstream>
+#include <utility>
+
+#include "xdb/container/container_testing.h"
+#include "xdb/query_documents.h"
+#include "xdb/session.h"
+#include "xdb/xquery/compile/query.h"
+#include "xdb/xquery/run/serializer.h"
+
+namespace kiv::xdb {
+namespace {
+
+// Documents with their index or without, and how many a query reads.
+class CountingSource final : public xq::DocumentSource {
+ public:
+  CountingSource(std::shared_ptr<Session> session, TransactionChoice choice,
+                 bool has_index)
+      : documents_(std::move(session), std::move(choice)),
+        has_index_(has_index) {}
+
+  int read() const { return read_; }
+  std::shared_ptr<Transaction> Hold() { return documents_.HoldTransaction(); }
+
+  xq::SourceDocument FindDocument(const std::string& uri) override {
+    return documents_.FindDocument(uri);
+  }
+  std::unique_ptr<xq::DocumentStream> OpenCollection(
+      const std::string& uri) override {
+    return std::make_unique<Stream>(*this, documents_.OpenCollection(uri));
+  }
+  const xq::CollectionIndex* IndexOf(const std::string& uri) override {
+    const xq::CollectionIndex* const found = documents_.IndexOf(uri);
+    if (!has_index_ || found == nullptr) return nullptr;
+    // Each stays while the query runs: a condition may ask for another.
+    return &indexes_.emplace_front(*this, *found);
+  }
+
+ private:
+  class Stream final : public xq::DocumentStream {
+   public:
+    Stream(CountingSource& source, std::unique_ptr<xq::DocumentStream> stream)
+        : source_(source), stream_(std::move(stream)) {}
+    bool IsOrdered() const override { return stream_->IsOrdered(); }
+    void StartBehind(const std::string& name) override {
+      stream_->StartBehind(name);
+    }
+    bool Next(xq::SourceDocument& document) override {
+      const bool is_there = stream_->Next(document);
+      source_.read_ += is_there;
+      return is_there;
+    }
+
+   private:
+    CountingSource& source_;
+    const std::unique_ptr<xq::DocumentStream> stream_;
+  };
+  class Index final : public xq::CollectionIndex {
+   public:
+    Index(CountingSource& source, const xq::CollectionIndex& index)
+        : source_(source), index_(index) {}
+    const Dictionary& dictionary() const override {
+      return index_.dictionary();
+    }
+    std::uint8_t Traits(PathId path) const override {
+      return index_.Traits(path);
+    }
+    void EachLeaf(PathId path, const xq::IndexBounds& bounds,
+                  const std::function<bool(const xq::IndexedLeaf&)>& each)
+        const override {
+      index_.EachLeaf(path, bounds, each);
+    }
+    std::uint64_t Estimate(PathId path,
+                           const xq::IndexBounds& bounds) const override {
+      return index_.Estimate(path, bounds);
+    }
+    std::unique_ptr<xq::DocumentStream> Documents(
+        std::vector<std::uint64_t> numbers) const override {
+      return std::make_unique<Stream>(source_,
+                                      index_.Documents(std::move(numbers)));
+    }
+
+   private:
+    CountingSource& source_;
+    const xq::CollectionIndex& index_;
+  };
+
+  ContainerDocuments documents_;
+  const bool has_index_;
+  int read_ = 0;
+  std::forward_list<Index> indexes_;
+};
+
+struct Answered {
+  std::string text;  // or the code of the error
+  int read = 0;
+};
+
+class IndexedQueryTest : public ContainerTest {
+ protected:
+  IndexedQueryTest() { session_->AddContainer(container_); }
+
+  void Put(const std::string& name, const std::string& content,
+           Transaction* transaction = nullptr) {
+    container_->Put(name, content, transaction);
+  }
+
+  Answered Answer(const std::string& query, bool has_index,
+                  TransactionChoice choice = {}) {
+    CountingSource source(session_, std::move(choice), has_index);
+    const auto transaction = source.Hold();
+    Answered answered;
+    try {
+      xq::Surroundings surroundings;
+      surroundings.documents = &source;
+      xq::RunningQuery running(xq::Compile(query, {}), surroundings, xq::Item(),
+                               {});
+      xq::Serializer serializer(answered.text);
+      for (xq::Item item; running.Next(item);) {
+        const bool is_attribute =
+            item.IsNode() &&
+            item.tree().kind(item.node()) == NodeKind::Attribute;
+        if (is_attribute)
+          answered.text += "@" + item.tree().StringValue(item.node());
+        else
+          serializer.Write(item);
+      }
+    } catch (const xq::Error& error) {
+      answered.text = error.code();
+    }
+    answered.read = source.read();
+    return answered;
+  }
+
+  // Also compares with the answer that comes without the index.
+  Answered Both(const std::string& query) {
+    const Answered plain = Answer(query, false);
+    Answered indexed = Answer(query, true);
+    EXPECT_EQ(indexed.text, plain.text) << query;
+    return indexed;
+  }
+
+  const std::shared_ptr<Session> session_ =
+      std::make_shared<Session>(environment_, false, false);
+};
+
+const std::string kTwenty = "abcdefghijklmnopqrst";
+const std::string kLong(70, 'z');
+
+struct IndexCase {
+  const char* name;
+  const char* query;  // C: the collection
+  int read;           // documents, of ten
+};
+
+std::string NameOf(const testing::TestParamInfo<IndexCase>& tested) {
+  return tested.param.name;
+}
+
+// Ten documents, hard on an index.
+class AwkwardDocuments : public IndexedQueryTest {
+ protected:
+  AwkwardDocuments() {
+    // Stored in another order than that of the names.
+    Put("j", "<r id='1' n='3'><v>x</v><s>one</s></r>");
+    Put("a", "<r id='1' n='10'><v>x</v><p><q>deep</q></p></r>");
+    Put("b", "<r id='2' n='9'><v/><v>y</v><w>2004-02-30</w></r>");
+    Put("c", "<r id='NaN' n='1e1'><v>x y</v><s>" + kTwenty + "</s></r>");
+    Put("d", "<r n='abc'><l>" + kLong + "</l><l>short</l></r>");
+    Put("e",
+        "<r id=' 1 '><t>a<!--c-->b</t><t>ab</t><s>" + kTwenty + "u</s></r>");
+    Put("f", "<r><k>x</k></r>");
+    Put("g", "<r><k><u>x</u></k></r>");
+    Put("h", "<p:r xmlns:p='u' id='1'/>");
+    Put("i", "<r id='\xE8\xAE\xA2'><o><r id='1'/></o></r>");
+  }
+
+  static std::string QueryOf(std::string query) {
+    for (std::size_t i = 0; (i = query.find('C', i)) != std::string::npos;)
+      query.replace(i, 1, "collection('orders')");
+    return query;
+  }
+};
+
+class IndexedQueries : public AwkwardDocuments,
+                       public testing::WithParamInterface<IndexCase> {};
+
+TEST_P(IndexedQueries, AnswerAsWithoutTheIndex) {
+  const Answered indexed = Both(QueryOf(GetParam().query));
+  EXPECT_EQ(indexed.read, GetParam().read) << indexed.text;
+}
+
+const IndexCase kComparisons[] = {
+    {"Equal", "C/r[@id='1']", 2},
+    {"EqualTurned", "C/r['1' = @id]/v", 2},
+    {"OneOfSeveral", "C/r[@id=('1','2','3')]", 3},
+    {"OneOfNone", "C/r[@id=()]", 0},
+    {"ValueComparison", "C/r[@id eq '2']", 1},
+    {"ValueComparisonWithSeveral", "C/r[@id eq ('1','2')]", 10},
+    {"ValueComparisonWithNumber", "C/r[@id eq 1]", 10},
+    {"Unequal", "C/r[@id != '1']/@id", 4},
+    {"Number", "C/r[@id = 1]", 3},
+    {"NumberThatSomeAreNot", "C/r[@n = 10]", 4},
+    {"NumberOfText", "C/r[number(@n) > 9]", 2},
+    {"NotANumber", "C/r[@id = number('none')]", 0},
+    {"TextsBelow", "C/r[@n < '5']/@n", 3},
+    {"TextsFrom", "C/r[@n >= '3'][@n <= '9']/@n", 2},
+    {"Arithmetic", "C/r[@id = '2'][@n + 1 = 10]", 1},
+    {"NumbersOfAttribute", "C/r[xs:double(@id) + 1 = 2]/@id", 4},
+    {"DateThatIsNone", "C/r[w = xs:date('2004-03-01')]", 1},
+    {"PartOfText", "C/r[contains(@id, 'a')]", 1},
+    {"PartThatAllHave", "C/r[contains(@id, '')]/@id", 10},
+    {"Pattern", "C/r[matches(s, '^o')]", 1},
+    {"OtherThanAscii", "C/r[@id = '\xE8\xAE\xA2']", 1},
+    {"LongAsItIsCompared", "C/r[s = 'abcdefghijklmnopqrst']", 1},
+    {"LongerThanTheEntry", "C/r[s = 'abcdefghijklmnopqrstu']", 1},
+    {"TextsAroundLong", "C/r[s > 'abcdefghijklmnopqrst']/s", 2},
+};
+INSTANTIATE_TEST_SUITE_P(Comparisons, IndexedQueries,
+                         testing::ValuesIn(kComparisons), NameOf);
+
+const IndexCase kWays[] = {
+    {"Child", "C/r[v = 'x']", 2},
+    {"TextOfChild", "C/r[v/text() = 'x']", 2},
+    {"EmptyElement", "C/r[v = '']", 1},
+    {"TextInPieces", "C/r[t/text() = 'ab']/t", 10},
+    {"ElementOfPieces", "C/r[t = 'ab']", 1},
+    {"LongValueElsewhere", "C/r[l = 'short']", 1},
+    {"LongValue",
+     "C/r[l = 'zzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzz"
+     "zzzzzzzz']",
+     10},
+    {"RangeWithLongValues", "C/r[l > 'a']/l", 10},
+    {"SomeWithChildren", "C/r[k = 'x']", 10},
+    {"Deep", "C/r[p/q = 'deep']", 1},
+    {"DeepInSteps", "C/r/p[q = 'deep']", 1},
+    {"AnyDepth", "C//r[@id = '1']/@id", 3},
+    {"AttributeAtAnyDepth", "C//@id[. = '1']", 4},
+    {"AnyDepthInside", "C/r[.//@id = '1']/v", 3},
+    {"AnyName", "C/*[@id = '1']", 3},
+    {"AnyNamespace", "C/*:r[@id = '1']", 3},
+    {"Namespace", "declare namespace p = 'u'; C/p:r[@id = '1']", 1},
+    {"NamespaceAll", "declare namespace p = 'u'; C/p:*[@id = '1']", 1},
+    {"Exists", "C/r[s]", 3},
+    {"ExistsByFunction", "C/r[exists(w)]", 1},
+    {"ExistsWithPredicate", "C/r[p[q = 'deep']]", 1},
+    {"NoSuchPath", "C/r[none = 'x']", 0},
+    {"Both", "C/r[@id = '1' and v = 'x' and @n = '3']", 1},
+    {"Either", "C/r[@id = '2' or p/q = 'deep']", 2},
+    {"EitherThatIsNotKnown", "C/r[@id = '2' or not(@id)]", 10},
+    {"Negation", "C/r[not(@id = '1')]/@id", 10},
+    {"Absence", "C/r[empty(@id)]", 10},
+};
+INSTANTIATE_TEST_SUITE_P(Ways, IndexedQueries, testing::ValuesIn(kWays),
+                         NameOf);
+
+const IndexCase kPlaces[] = {
+    {"Document", "C[r/@id = '1']/r/@n", 2},
+    {"FirstOfAll", "(C/r)[@id = '1'][1]", 1},
+    {"OneAmongAll", "(C/r)[8][@id = '1']", 10},
+    {"FirstInDocument", "C/r[1][@id = '1']/@n", 2},
+    {"Positions", "C/r[@id = '1']/position()", 2},
+    {"BehindPositions", "C[position() ge 2]/r[@id = '1']/@n", 10},
+    {"Count", "count(C/r[@id = '1'])", 2},
+    {"ForWhere", "for $r in C/r where $r/@id = '1' return $r/@n", 2},
+    {"ForWhereBoth",
+     "for $r in C/r, $v in $r/v where $v = 'x' and $r/@n = '3' return $r", 1},
+    {"ForAt", "for $r at $i in C/r where $r/@id = '1' return $i", 10},
+    {"OrderBy",
+     "for $r in C/r where $r/@id = '1' order by number($r/@n) return $r/@n", 2},
+    {"Some", "some $r in C/r satisfies $r/@id = '2'", 1},
+    {"Every", "every $r in C/r satisfies $r/@id = '1'", 2},
+    {"ResultOfLoop", "for $r in C/r return count($r[@id = '1'])", 10},
+    {"LetOfLoop", "for $r in C/r let $x := $r/v[. = 'x'] return count($x)", 10},
+    {"ConditionOfLoop", "for $r in C/r return if ($r/@id = '1') then 1 else 0",
+     10},
+    {"InnerLoop",
+     "for $r in C/r return count(for $v in $r/v where $v = 'x' return 1)", 10},
+    {"LetAll", "let $all := C/r where $all/@id = '1' return count($all)", 10},
+    {"NamedByLet", "let $c := C return $c/r[@id = '2']/v", 1},
+    {"NamedInProlog",
+     "declare variable $c := C; for $r in $c/r where $r/@id = '1' return $r",
+     2},
+    {"Variable", "let $x := '2' return C/r[@id = $x]", 1},
+    {"VariableOfLoop", "for $x in ('1', '2') return C/r[@id = $x]/@n", 3},
+    {"VariableOfFunction",
+     "declare function local:f($x) {for $r in C/r where $r/@id = $x return "
+     "$r/@n}; local:f('2'), local:f('1')",
+     3},
+    {"WhereInLoop",
+     "for $x in ('1', '2') return for $r in C/r where $r/@id = $x return $r/@n",
+     10},
+    {"ConstantWhereInLoop",
+     "for $x in ('1', '2') return for $r in C/r where $r/@id = '1' return "
+     "concat($x, $r/@n)",
+     2},
+    {"Join",
+     "for $a in C/r[@n = '3'], $b in C/r where $a/@id = $b/@id return $b/@n",
+     11},
+    {"OwnVariable", "C/r[some $x in @id satisfies $x = '1']/@n", 10},
+    {"OtherFocus", "C/r[@n = C/r[@id = '2']/@n]", 2},
+};
+INSTANTIATE_TEST_SUITE_P(Places, IndexedQueries, testing::ValuesIn(kPlaces),
+                         NameOf);
+
+const IndexCase kOrders[] = {
+    {"Union", "(C/r[@id = '2'] | C/r[@id = '1'])/@n", 3},
+    {"Before", "C/r[@id = '2'] << C/r[@n = '3']", 2},
+    {"SameNode", "C/r[@id = '2'] is C/r[v = 'y']", 2},
+    {"WithTheWhole", "C/r[@id = '2']/@n, count(C/r[@id = '2'] intersect C/r)",
+     12},
+};
+INSTANTIATE_TEST_SUITE_P(Orders, IndexedQueries, testing::ValuesIn(kOrders),
+                         NameOf);
+
+class IndexedPlans : public AwkwardDocuments {
+ protected:
+  // What the index is asked for, a line each.
+  std::string Plan(const std::string& query) {
+    ContainerDocuments documents(session_, {});
+    xq::Surroundings surroundings;
+    surroundings.documents = &documents;
+    std::istringstream lines(
+        xq::Explain(*xq::Compile(QueryOf(query), {}), surroundings));
+    std::string found;
+    for (std::string line; std::getline(lines, line);) {
+      const std::size_t begin = line.find("index ");
+      if (begin != std::string::npos) found += line.substr(begin) + "\n";
+    }
+    return found;
+  }
+};
+
+TEST_F(IndexedPlans, SayWhatTheIndexIsAskedFor) {
+  EXPECT_EQ(Plan("C/r[number(@n) > 5][@id = '1'][k = 'x']"),
+            "index r/@id = \"1\": 2 rows\n"
+            "index r/k = \"x\": it has not all of these\n"
+            "index r/@n where number($value) > 5: 5 rows\n");
+  EXPECT_EQ(Plan("C//r[p/q = ('deep', 'x')]"),
+            "index //r/p/q = (\"deep\", \"x\"): 1 row\n");
+  EXPECT_EQ(Plan("for $x in C return C/r[@id = $x/r/@id]"),
+            "index r/@id = $x/r/@id\n");
+  EXPECT_EQ(Plan("C/r[not(@id = '1')][count(v) = 1]"), "");
+}
+
+TEST_F(IndexedQueryTest, SeeWhatTheirTransactionHasChanged) {
+  Put("a", "<r id='1'/>");
+  Put("b", "<r id='1'/>");
+  const auto transaction = environment_->Begin();
+  TransactionChoice choice;
+  choice.is_set = true;
+  choice.transaction = transaction;
+  choice.environment = environment_;
+  container_->Delete("a", transaction.get());
+  Put("c", "<r id='1'><new>x</new></r>", transaction.get());
+  const char query[] = "collection('orders')/r[@id = '1']/document-uri(/)";
+  EXPECT_EQ(Answer(query, true, choice).text, "orders.xdb/b orders.xdb/c");
+  EXPECT_EQ(
+      Answer("collection('orders')/r[new = 'x']/@id/string()", true, choice)
+          .text,
+      "1");
+  transaction->Abort();
+  EXPECT_EQ(Answer(query, true).text, "orders.xdb/a orders.xdb/b");
+}
+
+// Of many documents those wanted are looked up, or picked out of all.
+TEST_F(IndexedQueryTest, FindAnyShareOfManyDocuments) {
+  const auto transaction = environment_->Begin();
+  for (int i = 0; i < 2000; ++i) {
+    const std::string n = std::to_string(i);
+    Put("d" + n,
+        "<r n='" + n + "' half='" + std::to_string(i % 2) + "' rare='" +
+            std::to_string(i % 400) + "'/>",
+        transaction.get());
+  }
+  transaction->Commit();
+  const std::string all = "collection('orders')/r";
+  EXPECT_EQ(Both(all + "[@half = '1']/@n/string()").read, 1000);
+  EXPECT_EQ(Both(all + "[@rare = '7']/@n/string()").read, 5);
+  EXPECT_EQ(Both(all + "[@half = 1][@rare > 390]/@n/string()").read, 20);
+}
+
+}  // namespace
+}  // namespace kiv::xdb
