@@ -4,6 +4,7 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
@@ -41,7 +42,7 @@ class PostgresServer {
         "initdb", {"--pgdata=" + Data(), "--encoding=UTF8", "--locale=C",
                    "--username=" + std::string(kUser), "--auth=scram-sha-256",
                    "--pwfile=" + (folder_ / "password").string(), "--no-sync"});
-    if (maker->WaitForEnd() != 0)
+    if (maker->WaitForEnd(kStartLimit) != 0)
       throw std::runtime_error("no cluster: " + maker->Errors());
     Start();
   }
@@ -59,9 +60,11 @@ class PostgresServer {
                          std::to_string(kPort), "-c", "listen_addresses=", "-c",
                          "fsync=off", "-c", "max_connections=20"});
     const std::filesystem::path ready = folder_ / "data" / "postmaster.pid";
-    if (!Eventually([&] {
-          return ReadTestFile(ready).find("ready") != std::string::npos;
-        }))
+    if (!Eventually(
+            [&] {
+              return ReadTestFile(ready).find("ready") != std::string::npos;
+            },
+            kStartLimit))
       throw std::runtime_error("the server does not start: " +
                                server_->Errors());
   }
@@ -78,6 +81,8 @@ class PostgresServer {
   static int Port() { return kPort; }
 
  private:
+  // A second or two, unless the machine has other things to do.
+  static constexpr std::chrono::minutes kStartLimit{2};
   // Part of the socket's name; nobody listens on it.
   static constexpr int kPort = 5432;
 

@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -92,11 +93,12 @@ class RunningProgram {
 
   // The exit code; the negative signal that ended it; -1000, and an end by
   // force, when it does not end.
-  int WaitForEnd() {
-    if (!Eventually([this] {
-          Output();  // a full terminal would hold it up
-          return !IsRunning();
-        })) {
+  int WaitForEnd(std::chrono::milliseconds limit = std::chrono::seconds(20)) {
+    const auto has_ended = [this] {
+      Output();  // a full terminal would hold it up
+      return !IsRunning();
+    };
+    if (!Eventually(has_ended, limit)) {
       Kill();
       return -1000;
     }

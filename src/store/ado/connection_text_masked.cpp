@@ -20,6 +20,13 @@ bool IsOfPassword(std::string_view key) {
   return lower.find("password") != std::string::npos || lower.ends_with("pwd");
 }
 
+// Whether a key in the text may be a password's.
+bool NamesPassword(std::string text) {
+  LowerAscii(text);
+  return FindText(text, "password") != std::string::npos ||
+         FindText(text, "pwd") != std::string::npos;
+}
+
 bool HasPairs(std::string_view text) {
   return FindAscii(text, '=') != std::string_view::npos;
 }
@@ -74,11 +81,11 @@ std::string MaskedValue(std::string_view value, std::size_t end_of_delimited,
   const bool is_closed =
       rest.find_first_not_of(" \t\r\n") == std::string_view::npos;
   // Where the mark means nothing, what is behind it may be the end of a
-  // password that began in front of it.
+  // password that began in front of it, or the whole of one.
   return value[0] + Doubled(masked, mark) + mark +
-         (is_closed         ? std::string(rest)
-          : masked == inner ? MaskedAt(rest, depth)
-                            : std::string(kMask));
+         (is_closed              ? std::string(rest)
+          : NamesPassword(inner) ? std::string(kMask)
+                                 : MaskedAt(rest, depth));
 }
 
 std::string MaskedAt(std::string_view text, int depth) {

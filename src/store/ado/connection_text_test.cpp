@@ -126,6 +126,8 @@ INSTANTIATE_TEST_SUITE_P(
         MaskCase{"DoubledEquals", "PWD==Secret;x=1", "PWD=***;x=1"},
         MaskCase{"AcrossAMarkThatMeansNothing", "x='a;PWD=Secret'Secret2;y=1",
                  "x='a;PWD=***'***;y=1"},
+        MaskCase{"BehindAMarkThatMeansNothing", "x=\"a;PWD=\"Secret;y=1",
+                 "x=\"a;PWD=\"***;y=1"},
         MaskCase{"EmptyStays", "Password=;x=1", "Password=;x=1"},
         MaskCase{"NoPairs", "just words", "just words"},
         MaskCase{"Twice", "PWD=Secret;pwd=Secret2", "PWD=***;pwd=***"}),
