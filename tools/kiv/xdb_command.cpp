@@ -204,12 +204,12 @@ void AddQueryOptions(CLI::App* command, XdbOptions& options) {
       ->add_option("-v,--variable", options.variables,
                    "NAME=TEXT, or NAME:=QUERY for another value than a text: "
                    "$NAME in the query; again for more")
-      ->expected(1)
+      ->allow_extra_args(false)
       ->take_all();
   command
       ->add_option("-n,--namespace", options.namespaces,
                    "PREFIX=URI; again for more")
-      ->expected(1)
+      ->allow_extra_args(false)
       ->take_all();
   command
       ->add_option("-o,--output", options.format,

@@ -38,8 +38,8 @@ std::string LibraryReason() {
   // folder, which our caller names, and a code, too.
   std::size_t begin = 0;
   for (const std::string_view mark :
-       {"exception: ", "exception : - ", "\xE5\xBC\x82\xE5\xB8\xB8: ",
-        " - return "}) {
+       {"exception: ", "exception : - ",
+        "\xE5\xBC\x82\xE5\xB8\xB8: ", " - return "}) {
     const std::size_t found = text.find(mark);
     if (found != std::string::npos)
       begin = std::max(begin, found + mark.size());
