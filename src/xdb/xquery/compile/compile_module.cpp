@@ -64,6 +64,7 @@ Compiler::Compiler(const StaticSettings& settings, CompiledQuery& query)
 
 PlanPtr Compiler::Compile(const ast::Expr& expr) {
   RequireStack(expr.position);
+  copied_count_ += is_copying_;
   try {
     Needs needs;
     const std::size_t first_memo = memos_.size();

@@ -142,6 +142,7 @@ LeafPlan::LeafPlan(ItemKind kind, ConstructedName name,
 // `is_there`: whether the content is more than an empty sequence.
 std::string LeafPlan::Join(const Frame& frame, bool& is_there) const {
   std::string text;
+  MemoryCharge charge;
   is_there = false;
   for (const ContentPart& part : value_) {
     if (!part.plan) {
@@ -154,6 +155,7 @@ std::string LeafPlan::Join(const Frame& frame, bool& is_there) const {
     for (bool is_first = true; items->Next(item); is_first = false) {
       if (!is_first) text += ' ';
       AppendTextOf(item, text);
+      charge.GrowTo(text.capacity());
       is_there = true;
     }
   }

@@ -199,7 +199,7 @@ IteratorPtr Id(const Frame& frame, const Plans& arguments) {
     if (wanted.contains(value) && met.emplace(value).second)
       found.push_back(Item::OfNode(node.held_tree(), tree[i].parent));
   }
-  SortNodes(found);
+  SortNodes(*frame.run, found);
   return IterateItems(std::move(found));
 }
 

@@ -12,6 +12,8 @@
 // What the data model says of nodes.
 namespace kiv::xdb::xq {
 
+class Execution;
+
 // Prefix to URI; the empty prefix is the default namespace.
 using Namespaces = std::map<std::string, std::string, std::less<>>;
 
@@ -49,9 +51,9 @@ inline bool IsSameNode(const Item& left, const Item& right) {
   return left.held_tree() == right.held_tree() && left.node() == right.node();
 }
 // In document order, none twice.
-void SortNodes(Sequence& nodes);
+void SortNodes(Execution& run, Sequence& nodes);
 
-bool IsDeepEqual(const Item& left, const Item& right, int zone);
+bool IsDeepEqual(Execution& run, const Item& left, const Item& right);
 
 }  // namespace kiv::xdb::xq
 
