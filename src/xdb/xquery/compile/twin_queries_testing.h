@@ -207,7 +207,7 @@ class TwinQueries {
   }
   std::string Value(const std::string& from) {
     const std::string path = Path(from);
-    switch (choices_.Below(8)) {
+    switch (choices_.Below(10)) {
       case 0:
         return "number(" + path + ")";
       case 1:
@@ -216,6 +216,10 @@ class TwinQueries {
         return "string(" + path + ")";
       case 3:
         return "(" + path + ", " + Path(from) + ")";
+      case 4:
+        return "concat((" + path + ")[1], '')";
+      case 5:
+        return "string-length((" + path + ")[1])";
       default:
         return path;
     }
@@ -229,6 +233,8 @@ class TwinQueries {
         "1.0",
         "1e0",
         "()",
+        "collection('c')//@y",
+        "collection('c')/r[@x = '1']/a",
         "number('none')",
         "'abcde'",
         "xs:float(0.1)",

@@ -1,13 +1,10 @@
 #include "xdb/xquery/run/constructors.h"
 
+#include "xdb/xquery/run/nodes.h"
 #include "xdb/xquery/values/cast.h"
 
 namespace kiv::xdb::xq {
 namespace {
-
-constexpr std::string_view kXmlNamespace =
-    "http://www.w3.org/XML/1998/namespace";
-constexpr std::string_view kXmlnsNamespace = "http://www.w3.org/2000/xmlns/";
 
 // Adjacent values are one text with spaces between them, nodes are copied.
 void WriteItems(const Plan& plan, const Frame& frame, NodeWriter& out,

@@ -21,7 +21,7 @@ namespace kiv::xdb::xq {
 
 // With an index of its collection that knows of each value no more than how it
 // begins, and gives a leaf too many rather than one too few.
-class ListedDocuments final : public DocumentSource {
+class ListedDocuments : public DocumentSource {
  public:
   // The XML platform has been started. Throws XmlRefusal.
   void Add(const std::string& name, std::string_view xml) {

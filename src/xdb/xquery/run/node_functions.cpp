@@ -10,9 +10,6 @@
 namespace kiv::xdb::xq {
 namespace {
 
-constexpr std::string_view kXmlNamespace =
-    "http://www.w3.org/XML/1998/namespace";
-
 Item NodeName(const Frame& frame, const Plans& arguments) {
   const Item node = arguments[0]->One(frame);
   if (node.IsNone()) return node;

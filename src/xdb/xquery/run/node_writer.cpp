@@ -5,9 +5,6 @@
 namespace kiv::xdb::xq {
 namespace {
 
-constexpr std::string_view kXmlNamespace =
-    "http://www.w3.org/XML/1998/namespace";
-
 bool IsUsed(const Tree& tree, NodeId element, std::string_view prefix) {
   if (tree.prefix(element) == prefix) return true;
   for (NodeId i = element + 1; i != tree.FirstChild(element); ++i) {

@@ -11,9 +11,6 @@
 namespace kiv::xdb::xq {
 namespace {
 
-constexpr std::string_view kXmlNamespace =
-    "http://www.w3.org/XML/1998/namespace";
-
 // The only text in an element, with nothing beside it.
 bool IsLeaf(const Tree& tree, NodeId element) {
   const NodeId child = tree.FirstChild(element);

@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "xdb/tree/tree.h"
 #include "xdb/xquery/values/item.h"
@@ -13,6 +14,11 @@
 namespace kiv::xdb::xq {
 
 class Execution;
+
+inline constexpr std::string_view kXmlNamespace =
+    "http://www.w3.org/XML/1998/namespace";
+inline constexpr std::string_view kXmlnsNamespace =
+    "http://www.w3.org/2000/xmlns/";
 
 // Prefix to URI; the empty prefix is the default namespace.
 using Namespaces = std::map<std::string, std::string, std::less<>>;

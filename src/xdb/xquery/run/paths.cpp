@@ -103,7 +103,9 @@ class PathIterator final : public Iterator {
 
 const Item& ContextOf(const Frame& frame) {
   if (frame.focus == nullptr)
-    throw Error("XPDY0002", "the context item is undefined");
+    throw Error("XPDY0002",
+                "the context item is undefined: a path begins with "
+                "collection(), doc() or a variable");
   return frame.focus->item;
 }
 
@@ -154,7 +156,9 @@ AxisPlan::AxisPlan(Axis axis, NodeMatch match)
 
 IteratorPtr AxisPlan::Open(const Frame& frame) const {
   if (frame.focus == nullptr) {
-    throw Error("XPDY0002", "the context item of a step is undefined",
+    throw Error("XPDY0002",
+                "the context item of a step is undefined: a path begins with "
+                "collection(), doc() or a variable",
                 position);
   }
   const Item& item = frame.focus->item;
