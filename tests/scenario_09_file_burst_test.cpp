@@ -17,23 +17,11 @@ namespace kiv {
 namespace {
 
 using testing::Eventually;
-using testing::FileQueueFolder;
+using testing::FileQueueTest;
 namespace fs = std::filesystem;
 using Names = std::vector<std::string>;
 
-class Scenario09FileBurst : public ::testing::Test {
- protected:
-  static void SetUpTestSuite() { GlobalInit(); }
-  static void TearDownTestSuite() { GlobalUninit(); }
-
-  void Start(const std::string& attributes = "process='true'") {
-    folder_.Write(attributes);
-    ASSERT_TRUE(queue_.Start()) << folder_.service.log.Text();
-  }
-
-  FileQueueFolder folder_;
-  msgq::FileQueue queue_;
-};
+class Scenario09FileBurst : public FileQueueTest {};
 
 // Every message is the number of its file, counted where it is received.
 class Tally {

@@ -20,25 +20,13 @@ namespace kiv {
 namespace {
 
 using testing::Eventually;
-using testing::FileQueueFolder;
+using testing::FileQueueTest;
 namespace fs = std::filesystem;
 using Names = std::vector<std::string>;
 
 constexpr auto kWritersPause = std::chrono::seconds(2);
 
-class Scenario10SlowWriter : public ::testing::Test {
- protected:
-  static void SetUpTestSuite() { GlobalInit(); }
-  static void TearDownTestSuite() { GlobalUninit(); }
-
-  void Start(const std::string& attributes = "process='true'") {
-    folder_.Write(attributes);
-    ASSERT_TRUE(queue_.Start()) << folder_.service.log.Text();
-  }
-
-  FileQueueFolder folder_;
-  msgq::FileQueue queue_;
-};
+class Scenario10SlowWriter : public FileQueueTest {};
 
 // One file is new, the other there before the start, and both are half written.
 TEST_F(Scenario10SlowWriter, HandsOverTheWholeFile) {

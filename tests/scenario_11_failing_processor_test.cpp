@@ -32,25 +32,19 @@ namespace kiv {
 namespace {
 
 using testing::Eventually;
-using testing::FileQueueFolder;
+using testing::FileQueueTest;
 using testing::RunningProgram;
 namespace fs = std::filesystem;
 using Names = std::vector<std::string>;
 
-class Scenario11FailingProcessor : public ::testing::Test {
+class Scenario11FailingProcessor : public FileQueueTest {
  protected:
-  static void SetUpTestSuite() { GlobalInit(); }
-  static void TearDownTestSuite() { GlobalUninit(); }
-
   bool WaitFor(const std::string& name) {
     return Eventually([&] { return folder_.Has(name); });
   }
   bool HasReason(const std::string& name, const std::string& text) {
     return folder_.WaitForText(".failed/" + name + ".reason", text + "\n");
   }
-
-  FileQueueFolder folder_;
-  msgq::FileQueue queue_;
 };
 
 // Whoever may write into the watched folder may write there, too.

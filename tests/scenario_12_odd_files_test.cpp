@@ -19,19 +19,12 @@ namespace kiv {
 namespace {
 
 using testing::Eventually;
-using testing::FileQueueFolder;
+using testing::FileQueueTest;
 namespace fs = std::filesystem;
 using Names = std::vector<std::string>;
 
-class Scenario12OddFiles : public ::testing::Test {
+class Scenario12OddFiles : public FileQueueTest {
  protected:
-  static void SetUpTestSuite() { GlobalInit(); }
-  static void TearDownTestSuite() { GlobalUninit(); }
-
-  void Start() {
-    folder_.Write();
-    ASSERT_TRUE(queue_.Start()) << folder_.service.log.Text();
-  }
   // Everything before it has been looked at by then.
   void WaitForLast() {
     folder_.Put("last", "last");
@@ -47,9 +40,6 @@ class Scenario12OddFiles : public ::testing::Test {
                                      "it is " +
                                      kind) == 1;
   }
-
-  FileQueueFolder folder_;
-  msgq::FileQueue queue_;
 };
 
 TEST_F(Scenario12OddFiles, ThatAreNoFilesAreNeitherFollowedNorWaitedFor) {

@@ -20,22 +20,16 @@ namespace kiv {
 namespace {
 
 using testing::Eventually;
-using testing::FileQueueFolder;
+using testing::FileQueueTest;
 namespace fs = std::filesystem;
 using Names = std::vector<std::string>;
 
-class Scenario13UnwatchableFolder : public ::testing::Test {
+class Scenario13UnwatchableFolder : public FileQueueTest {
  protected:
-  static void SetUpTestSuite() { GlobalInit(); }
-  static void TearDownTestSuite() { GlobalUninit(); }
-
   mq::QueueState State() { return queue_.Directories().at(0).status.state; }
   bool WaitForState(mq::QueueState state) {
     return Eventually([&] { return State() == state; });
   }
-
-  FileQueueFolder folder_;
-  msgq::FileQueue queue_;
 };
 
 TEST_F(Scenario13UnwatchableFolder, IsPolledWhereTheSystemGivesNoWatches) {
@@ -98,7 +92,7 @@ TEST_F(Scenario13UnwatchableFolder, IsWatchedAgainWhereverItIsLost) {
   fs::create_directories(up / "in");
   folder_.WriteAll("<directory name='in' process='true'><path>" +
                    (up / "in").string() + "</path>" +
-                   FileQueueFolder::kProcessor + "</directory>");
+                   testing::FileQueueFolder::kProcessor + "</directory>");
   ASSERT_TRUE(queue_.Start());
   int round = 0;
   for (const fs::path& moved : {up, up.parent_path()}) {

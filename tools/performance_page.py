@@ -3,8 +3,8 @@
 
 usage: performance_page.py RUN_FOLDER PAGE
 
-RUN_FOLDER has report.json and growth.json of one run, and pictures that single
-benchmarks drew. The page is Markdown; its pictures go into a folder of its name
+RUN_FOLDER has report.json and growth.json of one run, xquery.json where queries
+were measured, and pictures that single benchmarks drew. The page is Markdown; its pictures go into a folder of its name
 beside it. Every figure comes from the run.
 """
 import json
@@ -41,6 +41,9 @@ def row(result):
 def main():
     run, target = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2])
     results = json.loads((run / "report.json").read_text())
+    queries = run / "xquery.json"
+    if queries.exists():
+        results += json.loads(queries.read_text())
     growths = [growth for growth in json.loads((run / "growth.json").read_text())
                if growth["points"]]
     pictures = target.with_suffix("")

@@ -89,16 +89,18 @@ inline const char16_t* EncodeOne(const char16_t* in, const char16_t* end,
   return in;
 }
 
-}  // namespace
-
-std::size_t Cp936ToUtf16(std::string_view text, char16_t* out) {
+// ASCII goes a block at a time: `copy` moves its leading ASCII and says how
+// much that is. `encode` writes one unit and returns how far it came.
+template <class Out, class Copy, class Encode>
+std::size_t DecodeAll(std::string_view text, Out* out, Copy copy,
+                      Encode encode) {
   const char* in = text.data();
   const char* const end = in + text.size();
-  char16_t* const start = out;
-  const auto put = [&out](char16_t unit) { *out++ = unit; };
+  Out* const start = out;
+  const auto put = [&](char16_t unit) { out += encode(unit, out); };
   // The room is never smaller than what is left to read, so a whole block fits.
   while (end - in >= static_cast<std::ptrdiff_t>(ascii_block::kBytes)) {
-    const std::size_t ascii = ascii_block::Widen(in, out);
+    const std::size_t ascii = copy(in, out);
     if (ascii == ascii_block::kBytes) {
       in += ascii_block::kBytes;
       out += ascii_block::kBytes;
@@ -113,25 +115,25 @@ std::size_t Cp936ToUtf16(std::string_view text, char16_t* out) {
   return static_cast<std::size_t>(out - start);
 }
 
+}  // namespace
+
+std::size_t Cp936ToUtf16(std::string_view text, char16_t* out) {
+  return DecodeAll(
+      text, out,
+      [](const char* in, char16_t* room) {
+        return ascii_block::Widen(in, room);
+      },
+      [](char16_t unit, char16_t* room) {
+        *room = unit;
+        return 1;
+      });
+}
+
 std::size_t Cp936ToUtf8(std::string_view text, char* out) {
-  const char* in = text.data();
-  const char* const end = in + text.size();
-  char* const start = out;
-  const auto put = [&out](char16_t unit) { out += utf8::EncodeOne(unit, out); };
-  while (end - in >= static_cast<std::ptrdiff_t>(ascii_block::kBytes)) {
-    const std::size_t ascii = ascii_block::Copy(in, out);
-    if (ascii == ascii_block::kBytes) {
-      in += ascii_block::kBytes;
-      out += ascii_block::kBytes;
-      continue;
-    }
-    in += ascii;
-    out += ascii;
-    do in = DecodeOne(in, end, put);
-    while (in != end && !IsAscii(*in));
-  }
-  while (in != end) in = DecodeOne(in, end, put);
-  return static_cast<std::size_t>(out - start);
+  return DecodeAll(
+      text, out,
+      [](const char* in, char* room) { return ascii_block::Copy(in, room); },
+      [](char16_t unit, char* room) { return utf8::EncodeOne(unit, room); });
 }
 
 std::size_t Utf16ToCp936(std::u16string_view text, char* out) {

@@ -1,11 +1,14 @@
 #ifndef TESTING_FILE_QUEUE_FOLDER_H_
 #define TESTING_FILE_QUEUE_FOLDER_H_
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "kiv/startup.h"
 #include "mq/file_queue.h"
 #include "testing/service_folder.h"
 #include "testing/test_processor.h"
@@ -73,6 +76,21 @@ class FileQueueFolder {
 
   const ServiceFolder service;
   TestProcessor processor{"../lib/p.so"};
+};
+
+// A file queue over that folder.
+class FileQueueTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { GlobalInit(); }
+  static void TearDownTestSuite() { GlobalUninit(); }
+
+  void Start(const std::string& attributes = "process='true'") {
+    folder_.Write(attributes);
+    ASSERT_TRUE(queue_.Start()) << folder_.service.log.Text();
+  }
+
+  FileQueueFolder folder_;
+  msgq::FileQueue queue_;
 };
 
 }  // namespace kiv::testing
