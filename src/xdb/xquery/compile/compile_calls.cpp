@@ -97,7 +97,8 @@ PlanPtr Compiler::UserCall(const ast::FunctionCall& expr, const QName& name) {
         function.parameters.size() != expr.arguments.size()) {
       continue;
     }
-    if (references_ != nullptr) references_->functions.push_back(&function);
+    if (references_ != nullptr)
+      references_->others.push_back(&function_references_[&function]);
     // It may make nodes, or never return.
     needs_->is_tied = true;
     std::vector<PlanPtr> arguments;

@@ -197,7 +197,8 @@ PlanPtr Compiler::operator()(const ast::VariableReference& expr) {
   for (auto global = visible_globals_.rbegin();
        global != visible_globals_.rend(); ++global) {
     if (!((*global)->name == name)) continue;
-    if (references_ != nullptr) references_->variables.push_back(*global);
+    if (references_ != nullptr)
+      references_->others.push_back(&variable_references_[*global]);
     const auto named = named_collections_.find(*global);
     if (named != named_collections_.end() && named->second != nullptr)
       return Collection(*named->second);

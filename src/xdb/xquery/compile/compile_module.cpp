@@ -245,28 +245,21 @@ void Compiler::CompileFunction(const ast::FunctionDeclaration& declaration,
 }
 
 // A variable may not depend on itself, not through functions either.
-void Compiler::CheckCycles() const {
-  for (const auto& [variable, own] : variable_references_) {
-    std::set<const UserFunction*> met_functions;
-    std::set<const GlobalVariable*> met_variables;
+void Compiler::CheckCycles() {
+  std::size_t walk = 0;
+  for (auto& [variable, own] : variable_references_) {
+    ++walk;
     std::vector<const References*> open = {&own};
     while (!open.empty()) {
       const References* next = open.back();
       open.pop_back();
-      for (const UserFunction* function : next->functions) {
-        if (met_functions.insert(function).second)
-          open.push_back(&function_references_.at(function));
-      }
-      for (const GlobalVariable* other : next->variables) {
-        if (other == variable) {
+      for (References* other : next->others) {
+        if (other == &own) {
           throw Error("XQST0054",
                       "$" + variable->name.local + " depends on itself",
                       variable->position);
         }
-        const auto found = variable_references_.find(other);
-        if (found != variable_references_.end() &&
-            met_variables.insert(other).second)
-          open.push_back(&found->second);
+        if (std::exchange(other->walk, walk) != walk) open.push_back(other);
       }
     }
   }

@@ -177,7 +177,7 @@ class Compiler {
   void CompileDeclarations(const ast::Prolog& prolog);
   void CompileFunction(const ast::FunctionDeclaration& declaration,
                        UserFunction& function);
-  void CheckCycles() const;
+  void CheckCycles();
   void CompileVariable(const ast::VariableDeclaration& declaration);
   ConstructionContextPtr Construction();
 
@@ -306,13 +306,15 @@ class Compiler {
 
   std::vector<LocalVariable> locals_;
   std::vector<const GlobalVariable*> visible_globals_;
-  // What the function or variable that is being compiled refers to.
+  // What a function or a variable refers to.
   struct References {
-    std::vector<const GlobalVariable*> variables;
-    std::vector<const UserFunction*> functions;
+    std::vector<References*> others;
+    // The walk that met it last.
+    std::size_t walk = 0;
   };
   std::map<const UserFunction*, References> function_references_;
   std::map<const GlobalVariable*, References> variable_references_;
+  // Of what is being compiled; null: the query's body.
   References* references_ = nullptr;
   std::size_t slot_count_ = 0;
   std::vector<SlotFacts> slots_;
