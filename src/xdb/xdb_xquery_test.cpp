@@ -86,7 +86,7 @@ TEST_F(XDbXQueryTest, FindsDocumentsByContainerAndName) {
             "1: there is no document orders/4");
   EXPECT_EQ(Answer("collection('offers')"),
             "XDbQueryExpression::Execute exception: FODC0002 at line 1, column "
-            "1: there is no collection offers");
+            "1: there is no collection offers, or it is not open");
 }
 
 TEST_F(XDbXQueryTest, FindsContainersInFoldersAndWithChineseNames) {
@@ -234,7 +234,7 @@ TEST_F(XDbXQueryTest, OpensContainersWhereItMay) {
   container_ = std::make_unique<XDbContainer>();
   EXPECT_EQ(Answer("collection('orders')"),
             "XDbQueryExpression::Execute exception: FODC0002 at line 1, column "
-            "1: there is no collection orders");
+            "1: there is no collection orders, or it is not open");
   Open(XDbManager::AUTO_OPEN);
   EXPECT_EQ(Answer("count(collection('orders'))"), "3");
   EXPECT_EQ(Answer("doc-available('offers/1')"), "false");

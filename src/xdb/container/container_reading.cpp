@@ -355,10 +355,11 @@ void DocumentScan::Fill() {
 void DocumentScan::FillFromNames() {
   const std::size_t end = std::min(next_name_ + kScanDocuments, names_->size());
   for (; next_name_ != end; ++next_name_) {
-    const auto& [name, id] = (*names_)[next_name_];
-    core_->Read(transaction_, name, [&](Scope& scope) {
-      auto document = ReadDocument(*core_, scope, name);
-      if (document && document->id == id) read_.push_back(*std::move(document));
+    const auto& wanted = (*names_)[next_name_];
+    core_->Read(transaction_, wanted.first, [&](Scope& scope) {
+      auto document = ReadDocument(*core_, scope, wanted.first);
+      if (document && document->id == wanted.second)
+        read_.push_back(*std::move(document));
     });
   }
   has_ended_ = end == names_->size();

@@ -3,14 +3,11 @@
 #include "xdb/xquery/compile/compiler.h"
 #include "xdb/xquery/run/constant.h"
 #include "xdb/xquery/run/conversions.h"
+#include "xdb/xquery/run/nodes.h"
 #include "xdb/xquery/values/lexical.h"
 
 namespace kiv::xdb::xq {
 namespace {
-
-constexpr std::string_view kXmlNamespace =
-    "http://www.w3.org/XML/1998/namespace";
-constexpr std::string_view kXmlnsNamespace = "http://www.w3.org/2000/xmlns/";
 
 void CheckDeclaration(const ast::NamespaceAttribute& one) {
   const bool is_xml = one.prefix == "xml";

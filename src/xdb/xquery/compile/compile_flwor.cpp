@@ -1,5 +1,6 @@
 #include "xdb/xquery/compile/compiler.h"
 #include "xdb/xquery/run/conversions.h"
+#include "xdb/xquery/run/operators.h"
 
 namespace kiv::xdb::xq {
 
@@ -87,8 +88,15 @@ Clauses Compiler::Finish(Drafts drafts) {
       clauses.push_back(std::make_unique<LetClause>(
           std::move(draft.operand), draft.variable, draft.is_name));
     }
-    for (PlanPtr& condition : draft.conditions)
-      clauses.push_back(std::make_unique<WhereClause>(std::move(condition)));
+    // One clause of all: they lie in each other, and may not lie too deep.
+    std::vector<PlanPtr>& conditions = draft.conditions;
+    if (conditions.size() > 1) {
+      PlanPtr all = std::make_unique<LogicPlan>(std::move(conditions), false);
+      clauses.push_back(std::make_unique<WhereClause>(std::move(all)));
+    } else if (!conditions.empty()) {
+      clauses.push_back(
+          std::make_unique<WhereClause>(std::move(conditions.front())));
+    }
   }
   return clauses;
 }

@@ -16,6 +16,10 @@ using ast::Axis;
 using ast::ExprKind;
 using ast::TestKind;
 
+// A condition may hold other collections, whose conditions are copies in it:
+// without a limit there would be three times as many for each that lies deeper.
+constexpr std::size_t kMostCopied = 20'000;
+
 bool IsPathLike(ExprKind kind) {
   return kind == ExprKind::Path || kind == ExprKind::AxisStep ||
          kind == ExprKind::ContextItem || kind == ExprKind::VariableReference;
@@ -184,6 +188,7 @@ std::optional<IndexCondition> Compiler::ConditionOfPath(const ast::Expr& expr,
 // A test of what some leaf has as its value.
 std::optional<IndexCondition> Compiler::ConditionOfValue(const ast::Expr& expr,
                                                          LeafRoots& roots) {
+  if (copied_count_ > kMostCopied) return std::nullopt;
   const ast::Expr* const leaf_expr = FindLeaf(expr, roots);
   if (leaf_expr == nullptr) return std::nullopt;
   std::optional<Leaf> leaf = LeafOf(*leaf_expr, roots);
@@ -194,6 +199,7 @@ std::optional<IndexCondition> Compiler::ConditionOfValue(const ast::Expr& expr,
   Needs needs;
   const Substitute outer = std::exchange(
       substitute_, Substitute{leaf_expr, condition.value_slot.slot});
+  const bool was_copying = std::exchange(is_copying_, true);
   const Scope scope(*this);
   const std::size_t outer_loops = loops_;
   bool is_made = true;
@@ -206,6 +212,7 @@ std::optional<IndexCondition> Compiler::ConditionOfValue(const ast::Expr& expr,
     is_made = false;
   }
   substitute_ = outer;
+  is_copying_ = was_copying;
   if (!is_made) return std::nullopt;
   if (!IsKnownBefore(needs, condition.value_slot.slot, roots))
     return std::nullopt;

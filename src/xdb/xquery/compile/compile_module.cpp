@@ -5,15 +5,13 @@
 #include "xdb/xquery/functions/function_table.h"
 #include "xdb/xquery/functions/uri.h"
 #include "xdb/xquery/run/conversions.h"
+#include "xdb/xquery/run/nodes.h"
 #include "xdb/xquery/values/lexical.h"
 #include "xdb/xquery/values/stack_guard.h"
 
 namespace kiv::xdb::xq {
 namespace {
 
-constexpr std::string_view kXmlNamespace =
-    "http://www.w3.org/XML/1998/namespace";
-constexpr std::string_view kXmlnsNamespace = "http://www.w3.org/2000/xmlns/";
 constexpr std::string_view kInstanceNamespace =
     "http://www.w3.org/2001/XMLSchema-instance";
 constexpr std::string_view kLocalNamespace =
@@ -64,6 +62,7 @@ Compiler::Compiler(const StaticSettings& settings, CompiledQuery& query)
 
 PlanPtr Compiler::Compile(const ast::Expr& expr) {
   RequireStack(expr.position);
+  copied_count_ += is_copying_;
   try {
     Needs needs;
     const std::size_t first_memo = memos_.size();

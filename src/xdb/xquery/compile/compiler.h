@@ -341,6 +341,9 @@ class Compiler {
     std::size_t slot = 0;
   };
   Substitute substitute_;
+  // Expressions that were compiled once more for conditions of an index.
+  std::size_t copied_count_ = 0;
+  bool is_copying_ = false;
 };
 
 }  // namespace kiv::xdb::xq

@@ -71,6 +71,10 @@ const QueryCase kPaths[] = {
      "let $d := <r><a><a><b n='1'/></a><b n='2'/></a></r> "
      "return count($d//a/descendant-or-self::*[.//@n])",
      "4"},
+    {"AttributesBesideTheirElements",
+     "let $a := <a x='1'><b/></a> "
+     "return ($a | $a/@x)/descendant-or-self::node()/name()",
+     "a x b"},
     {"NoNodeTwice", "let $d := <r><a><b/></a></r> return count($d//*/..)", "2"},
     {"ReverseAxisCountsBackwards",
      "let $d := <r><a/><b/><c/></r> "
@@ -177,6 +181,40 @@ TEST(Execution, EndsWhenItTakesTooMuchMemory) {
                    surroundings),
             "XPDY0130");
   EXPECT_EQ(Answer("count(reverse(1 to 1000))", surroundings), "1000");
+  // Each would take gigabytes, or never end.
+  for (const char* query :
+       {"count(for $x in 1 to 9999999999, $y in 1 to 9999999999 "
+        "where $x = $y return 1)",
+        "comment {for $i in 1 to 9999999999 return 'aaaaaaaa'}",
+        "count(document {for $i in 1 to 9999999999 return comment {'x'}})",
+        "<a>{for $i in 1 to 9999 return attribute {concat('a', $i)} "
+        "{string-join(for $j in 1 to 999 return 'x', '')}}</a>",
+        "count(string-to-codepoints(string-join(for $i in 1 to 99999 return "
+        "'a', '')))"}) {
+    EXPECT_EQ(Answer(query, surroundings), "XPDY0130") << query;
+  }
+  // Nothing of these stays.
+  for (const char* query :
+       {"count(index-of(for $i in 1 to 1000000 return 1, 1))",
+        "count(for $a in 1, $b in 1 to 1000 where (1 to 1000) >= $b return 1)",
+        "count(distinct-values(for $i in 1 to 1000000 return $i mod 7))"}) {
+    EXPECT_NE(Answer(query, surroundings), "XPDY0130") << query;
+  }
+}
+
+// Tuples pass through what tests them on the stack.
+TEST(Execution, TestsManyConditions) {
+  std::string query = "for $a in 1 where $a = 1";
+  for (int i = 0; i < 100'000; ++i) query += " and $a = 1";
+  EXPECT_EQ(Answer(query + " return $a"), "1");
+}
+
+// What an index is asked for is compiled once more, but not over and over.
+TEST(CompiledQuery, IsMadeOfConditionsInEachOther) {
+  std::string query = "'1'";
+  for (int i = 0; i < 60; ++i)
+    query = "collection('c')/r[@n = " + query + "]/@n";
+  EXPECT_EQ(Answer(query), "FODC0002");
 }
 
 TEST(Execution, EndsWhenCancelled) {

@@ -63,7 +63,10 @@ void AppendCodepoint(const Item& number, std::string& text) {
 Sequence StringToCodepoints(const CallContext&, Arguments arguments) {
   Sequence numbers;
   const std::string_view text = TextAt(arguments, 0);
-  numbers.reserve(CountCharacters(text));
+  const std::size_t count = CountCharacters(text);
+  MemoryCharge charge;
+  charge.Add(count * sizeof(Item));
+  numbers.reserve(count);
   ForEachCharacter(text, [&](char32_t character) {
     numbers.push_back(Item::OfInteger(character));
   });

@@ -1,5 +1,3 @@
-#include <cmath>
-
 #include "xdb/xquery/functions/implementations.h"
 #include "xdb/xquery/run/calls.h"
 #include "xdb/xquery/run/execution.h"
@@ -65,11 +63,6 @@ Item Sum(const Frame& frame, const Plans& arguments) {
   const Item total = Total(frame, *arguments[0], "sum", count);
   if (!total.IsNone()) return total;
   return arguments.size() > 1 ? arguments[1]->One(frame) : Item::OfInteger(0);
-}
-
-bool IsNan(const Item& item) {
-  return (item.type() == Type::Double && std::isnan(item.AsDouble())) ||
-         (item.type() == Type::Float && std::isnan(item.AsFloat()));
 }
 
 // The greatest or the least; values of which any two can be compared. Numbers

@@ -99,7 +99,7 @@ IteratorPtr CollectionPlan::Open(const Frame& frame) const {
     if (IteratorPtr chosen = OpenChosen(frame, uri)) return chosen;
     if (frame.run->IsOrderedCollection(uri)) return frame.run->Collection(uri);
     Sequence roots = Drain(*frame.run->Collection(uri));
-    SortNodes(roots);
+    SortNodes(*frame.run, roots);
     return IterateItems(std::move(roots));
   } catch (Error& error) {
     error.PlaceAt(position);

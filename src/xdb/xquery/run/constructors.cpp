@@ -1,13 +1,10 @@
 #include "xdb/xquery/run/constructors.h"
 
+#include "xdb/xquery/run/nodes.h"
 #include "xdb/xquery/values/cast.h"
 
 namespace kiv::xdb::xq {
 namespace {
-
-constexpr std::string_view kXmlNamespace =
-    "http://www.w3.org/XML/1998/namespace";
-constexpr std::string_view kXmlnsNamespace = "http://www.w3.org/2000/xmlns/";
 
 // Adjacent values are one text with spaces between them, nodes are copied.
 void WriteItems(const Plan& plan, const Frame& frame, NodeWriter& out,
@@ -142,6 +139,7 @@ LeafPlan::LeafPlan(ItemKind kind, ConstructedName name,
 // `is_there`: whether the content is more than an empty sequence.
 std::string LeafPlan::Join(const Frame& frame, bool& is_there) const {
   std::string text;
+  MemoryCharge charge;
   is_there = false;
   for (const ContentPart& part : value_) {
     if (!part.plan) {
@@ -154,6 +152,7 @@ std::string LeafPlan::Join(const Frame& frame, bool& is_there) const {
     for (bool is_first = true; items->Next(item); is_first = false) {
       if (!is_first) text += ' ';
       AppendTextOf(item, text);
+      charge.GrowTo(text.capacity());
       is_there = true;
     }
   }

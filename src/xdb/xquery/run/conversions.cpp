@@ -81,8 +81,9 @@ class Conversion {
                      (count > 1 && (occurrence == Occurrence::One ||
                                     occurrence == Occurrence::Optional));
     if (!is_wrong) return;
-    throw Error(code_, what_ + " must be " + ToText(type_) +
-                           (is_end ? " and is empty" : " and is more"));
+    throw Error(code_,
+                what_ + " must be " + ToText(type_) +
+                    (is_end ? " and is empty" : " and is several items"));
   }
 
  private:

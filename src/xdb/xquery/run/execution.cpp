@@ -275,7 +275,8 @@ std::unique_ptr<DocumentStream> Execution::OpenCollection(
     found = surroundings_.documents->OpenCollection(uri);
   if (found) return found;
   throw Error("FODC0002", uri.empty() ? "there is no default collection"
-                                      : "there is no collection " + uri);
+                                      : "there is no collection " + uri +
+                                            ", or it is not open");
 }
 
 Execution::KnownCollection& Execution::FindCollection(const std::string& uri) {

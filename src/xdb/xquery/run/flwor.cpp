@@ -127,6 +127,7 @@ class OrderByStream final : public TupleStream {
   }
 
   bool IsBefore(std::size_t left, std::size_t right) const {
+    frame_.run->Tick();
     const std::size_t count = clause_.keys().size();
     for (std::size_t i = 0; i < count; ++i) {
       const OrderByClause::Key& key = clause_.keys()[i];

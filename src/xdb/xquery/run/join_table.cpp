@@ -4,6 +4,7 @@
 #include <cmath>
 #include <functional>
 
+#include "xdb/xquery/run/execution.h"
 #include "xdb/xquery/values/arithmetic.h"
 #include "xdb/xquery/values/cast.h"
 #include "xdb/xquery/values/error.h"
@@ -22,11 +23,15 @@ double NumberOf(const Item& value) {
 
 }  // namespace
 
+JoinTable::JoinTable(JoinComparison comparison, Execution& run)
+    : comparison_(comparison), run_(run), zone_(run.zone()) {}
+
 void JoinTable::AddItem(Item item) {
   constexpr std::size_t kMostItems = std::size_t{1} << 31;
   if (items_.size() == kMostItems)
     throw Error("XPDY0130", "a join has too many items");
   items_.push_back(std::move(item));
+  ChargeMemory();
 }
 
 void JoinTable::AddKey(Item key) {
@@ -42,12 +47,18 @@ void JoinTable::AddKey(Item key) {
   has_float_ |= type == Type::Float;
   keys_.push_back(
       {std::move(key), static_cast<std::uint32_t>(items_.size() - 1)});
+  ChargeMemory();
 }
 
-void JoinTable::Close() {
-  // With what the indices will take.
-  Charge(items_.capacity() * sizeof(Item) +
-         keys_.capacity() * (sizeof(Key) + 3 * sizeof(std::uint64_t)));
+// With what the indices will take.
+void JoinTable::ChargeMemory() {
+  ChargeUpTo(items_.capacity() * sizeof(Item) +
+             keys_.capacity() * (sizeof(Key) + 3 * sizeof(std::uint64_t)));
+}
+
+bool JoinTable::Holds(const Item& probe, const Key& key) const {
+  run_.Tick();
+  return comparison_.Holds(probe, key.value, zone_);
 }
 
 bool JoinTable::AreUntypedNumbers() const {
@@ -135,7 +146,7 @@ void JoinTable::Visit(const Item& probe, Found found) const {
     if (is_answered) return;
   }
   for (const Key& key : keys_)
-    if (comparison_.Holds(probe, key.value, zone_) && found(key)) return;
+    if (Holds(probe, key) && found(key)) return;
 }
 
 template <typename Found>
@@ -144,8 +155,7 @@ bool JoinTable::VisitEqual(const Item& probe, Way way, Found found) const {
   const std::size_t hash = HashOf(probe, way);
   for (std::uint32_t i = index.first[hash & (index.first.size() - 1)];
        i != kNoKey; i = index.next[i]) {
-    if (index.hashes[i] == hash &&
-        comparison_.Holds(probe, keys_[i].value, zone_) && found(keys_[i]))
+    if (index.hashes[i] == hash && Holds(probe, keys_[i]) && found(keys_[i]))
       return true;
   }
   return true;
@@ -181,7 +191,7 @@ bool JoinTable::VisitSide(const std::vector<SortedKey<Place>>& sorted,
                              comparison_.comparison == Comparison::Le;
   for (auto at = begin; at != end; ++at) {
     const Key& key = keys_[at->key];
-    if (comparison_.Holds(probe, key.value, zone_) && found(key)) return true;
+    if (Holds(probe, key) && found(key)) return true;
   }
   const auto first = wants_greater ? end : sorted.begin();
   const auto last = wants_greater ? sorted.end() : begin;

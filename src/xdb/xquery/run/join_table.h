@@ -10,6 +10,8 @@
 
 namespace kiv::xdb::xq {
 
+class Execution;
+
 // What the comparison of a join is: the pairs of a general one, or one pair of
 // a value comparison.
 struct JoinComparison {
@@ -29,16 +31,15 @@ struct JoinComparison {
 // only with an error, is compared one by one, as it would be without a table.
 class JoinTable final : public Kept {
  public:
-  JoinTable(JoinComparison comparison, int zone)
-      : comparison_(comparison), zone_(zone) {}
+  // Of that execution.
+  JoinTable(JoinComparison comparison, Execution& run);
 
   void AddItem(Item item);
   // Of the item that was added last.
   void AddKey(Item key);
-  // Behind the last item.
-  void Close();
 
   bool IsEmpty() const { return keys_.empty(); }
+  std::size_t item_count() const { return items_.size(); }
   const Item& item(std::uint32_t ordinal) const { return items_[ordinal]; }
 
   // Adds the ordinals of the items with a key for which "probe comparison key"
@@ -86,7 +87,11 @@ class JoinTable final : public Kept {
   const SortedTexts& Texts() const;
   const SortedNumbers& Numbers() const;
 
+  void ChargeMemory();
+  bool Holds(const Item& probe, const Key& key) const;
+
   const JoinComparison comparison_;
+  Execution& run_;
   const int zone_;
   Sequence items_;
   std::vector<Key> keys_;

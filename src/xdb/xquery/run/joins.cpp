@@ -12,7 +12,6 @@ struct KeptSequence final : Kept {
 
 const JoinTable& KeepTable(const Frame& frame, std::size_t slot,
                            std::shared_ptr<JoinTable> table) {
-  table->Close();
   const JoinTable& kept = *table;
   frame.slots[slot] = Value(std::shared_ptr<const Kept>(std::move(table)));
   return kept;
@@ -89,6 +88,8 @@ class JoinStream final : public TupleStream {
       if (count == 0) table_ = &join_.Table(frame_);
       if (table_->IsEmpty()) return;
       table_->Find(probe, found_);
+      // Many probes may find the same items.
+      if (found_.size() > 2 * table_->item_count()) table_->Arrange(found_);
     }
     if (!found_.empty()) table_->Arrange(found_);
   }
@@ -108,8 +109,7 @@ TupleStreamPtr JoinClause::Open(const Frame& frame,
 
 const JoinTable& JoinClause::Table(const Frame& frame) const {
   if (const JoinTable* known = KnownTable(frame, table_slot_)) return *known;
-  auto table =
-      std::make_shared<JoinTable>(sides_.comparison, frame.run->zone());
+  auto table = std::make_shared<JoinTable>(sides_.comparison, *frame.run);
   const IteratorPtr items = operand_->Open(frame);
   std::int64_t place = 0;
   for (Item item; items->Next(item);) {
@@ -137,8 +137,7 @@ bool MemberPlan::Decide(const Frame& frame) const {
 
 const JoinTable& MemberPlan::Table(const Frame& frame) const {
   if (const JoinTable* known = KnownTable(frame, table_slot_)) return *known;
-  auto table =
-      std::make_shared<JoinTable>(sides_.comparison, frame.run->zone());
+  auto table = std::make_shared<JoinTable>(sides_.comparison, *frame.run);
   table->AddItem({});
   const IteratorPtr keys = sides_.key->Open(frame);
   for (Item key; keys->Next(key);) {

@@ -10,9 +10,6 @@
 namespace kiv::xdb::xq {
 namespace {
 
-constexpr std::string_view kXmlNamespace =
-    "http://www.w3.org/XML/1998/namespace";
-
 Item NodeName(const Frame& frame, const Plans& arguments) {
   const Item node = arguments[0]->One(frame);
   if (node.IsNone()) return node;
@@ -199,7 +196,7 @@ IteratorPtr Id(const Frame& frame, const Plans& arguments) {
     if (wanted.contains(value) && met.emplace(value).second)
       found.push_back(Item::OfNode(node.held_tree(), tree[i].parent));
   }
-  SortNodes(found);
+  SortNodes(*frame.run, found);
   return IterateItems(std::move(found));
 }
 

@@ -5,9 +5,6 @@
 namespace kiv::xdb::xq {
 namespace {
 
-constexpr std::string_view kXmlNamespace =
-    "http://www.w3.org/XML/1998/namespace";
-
 bool IsUsed(const Tree& tree, NodeId element, std::string_view prefix) {
   if (tree.prefix(element) == prefix) return true;
   for (NodeId i = element + 1; i != tree.FirstChild(element); ++i) {
@@ -44,6 +41,11 @@ void NodeWriter::Declare(const std::string& prefix, const std::string& uri) {
   scope_.emplace_back(prefix, uri);
 }
 
+void NodeWriter::Count() {
+  run_.Tick();
+  charge_.GrowTo(assembler_.MemoryBytes() + attribute_bytes_);
+}
+
 void NodeWriter::StartDocument() {
   assembler_.StartDocument();
   levels_.push_back({scope_.size(), true});
@@ -51,8 +53,7 @@ void NodeWriter::StartDocument() {
 
 void NodeWriter::StartElement(const QName& name) {
   Flush();
-  run_.Tick();
-  charge_.GrowTo(assembler_.MemoryBytes());
+  Count();
   levels_.push_back({scope_.size(), false});
   pending_ = name;
 }
@@ -78,6 +79,8 @@ void NodeWriter::Attribute(const QName& name, std::string_view value) {
     }
   }
   attributes_.push_back({name, std::string(value)});
+  attribute_bytes_ += sizeof(PendingAttribute) + value.size();
+  Count();
 }
 
 // The prefix under which the URI of an attribute's name is in scope.
@@ -148,24 +151,27 @@ void NodeWriter::Flush() {
                          attribute.name.local, attribute.value);
   }
   attributes_.clear();
+  attribute_bytes_ = 0;
 }
 
 void NodeWriter::Text(std::string_view text) {
   if (text.empty()) return;
   Flush();
   assembler_.Text(text);
-  charge_.GrowTo(assembler_.MemoryBytes());
+  Count();
 }
 
 void NodeWriter::Comment(std::string_view text) {
   Flush();
   assembler_.Comment(text);
+  Count();
 }
 
 void NodeWriter::Instruction(std::string_view target,
                              std::string_view content) {
   Flush();
   assembler_.Instruction(target, content);
+  Count();
 }
 
 void NodeWriter::End() {

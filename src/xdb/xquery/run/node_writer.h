@@ -63,6 +63,8 @@ class NodeWriter {
   void TakeOutOfScope(const QName& name);
   // Writes out the element that waits for its attributes.
   void Flush();
+  // Whatever is made passes here.
+  void Count();
   void CopyElement(const Tree& tree, NodeId node, const CopyModes& modes,
                    bool is_top);
   void CopyNamespaces(const Tree& tree, NodeId node, const CopyModes& modes,
@@ -83,6 +85,7 @@ class NodeWriter {
   std::vector<std::string> own_;
   bool inherits_ = true;
   std::vector<PendingAttribute> attributes_;
+  std::size_t attribute_bytes_ = 0;
 };
 
 }  // namespace kiv::xdb::xq

@@ -3,15 +3,13 @@
 #include <algorithm>
 
 #include "xdb/xquery/functions/uri.h"
+#include "xdb/xquery/run/execution.h"
 #include "xdb/xquery/values/cast.h"
 #include "xdb/xquery/values/compare.h"
 #include "xdb/xquery/values/stack_guard.h"
 
 namespace kiv::xdb::xq {
 namespace {
-
-constexpr std::string_view kXmlNamespace =
-    "http://www.w3.org/XML/1998/namespace";
 
 // The only text in an element, with nothing beside it.
 bool IsLeaf(const Tree& tree, NodeId element) {
@@ -35,35 +33,6 @@ std::optional<std::string> XmlBase(const Tree& tree, NodeId element) {
   return std::nullopt;
 }
 
-bool HaveEqualAttributes(const Tree& left, NodeId left_node, const Tree& right,
-                         NodeId right_node) {
-  const auto count = [](const Tree& tree, NodeId node) {
-    const NodeId end = tree.FirstChild(node);
-    std::size_t attributes = 0;
-    for (NodeId i = node + 1; i != end; ++i)
-      attributes += tree.kind(i) == NodeKind::Attribute;
-    return attributes;
-  };
-  if (count(left, left_node) != count(right, right_node)) return false;
-  const NodeId left_end = left.FirstChild(left_node);
-  const NodeId right_end = right.FirstChild(right_node);
-  for (NodeId i = left_node + 1; i != left_end; ++i) {
-    if (left.kind(i) != NodeKind::Attribute) continue;
-    bool is_found = false;
-    for (NodeId j = right_node + 1; j != right_end && !is_found; ++j) {
-      is_found = right.kind(j) == NodeKind::Attribute &&
-                 left.name(i).local == right.name(j).local &&
-                 left.name(i).uri == right.name(j).uri &&
-                 left.value(i) == right.value(j);
-    }
-    if (!is_found) return false;
-  }
-  return true;
-}
-
-bool AreEqualNodes(const Tree& left, NodeId left_node, const Tree& right,
-                   NodeId right_node);
-
 // Comments and instructions do not count.
 NodeId SkipUncounted(const Tree& tree, NodeId node, NodeId end) {
   while (node != end && (tree.kind(node) == NodeKind::Comment ||
@@ -72,43 +41,82 @@ NodeId SkipUncounted(const Tree& tree, NodeId node, NodeId end) {
   return node;
 }
 
-bool HaveEqualChildren(const Tree& left, NodeId left_node, const Tree& right,
-                       NodeId right_node) {
-  const NodeId left_end = left.End(left_node);
-  const NodeId right_end = right.End(right_node);
-  NodeId i = SkipUncounted(left, left.FirstChild(left_node), left_end);
-  NodeId j = SkipUncounted(right, right.FirstChild(right_node), right_end);
-  while (i != left_end && j != right_end) {
-    if (!AreEqualNodes(left, i, right, j)) return false;
-    i = SkipUncounted(left, left.End(i), left_end);
-    j = SkipUncounted(right, right.End(j), right_end);
-  }
-  return i == left_end && j == right_end;
-}
+// Whether nodes of two trees are deep-equal.
+class NodeComparison {
+ public:
+  NodeComparison(Execution& run, const Tree& left, const Tree& right)
+      : run_(run), left_(left), right_(right) {}
 
-bool AreEqualNodes(const Tree& left, NodeId left_node, const Tree& right,
-                   NodeId right_node) {
-  RequireStack();
-  const NodeKind kind = left.kind(left_node);
-  if (kind != right.kind(right_node)) return false;
-  switch (kind) {
-    case NodeKind::Document:
-      return HaveEqualChildren(left, left_node, right, right_node);
-    case NodeKind::Element:
-    case NodeKind::Attribute:
-      if (left.name(left_node).local != right.name(right_node).local ||
-          left.name(left_node).uri != right.name(right_node).uri) {
-        return false;
-      }
-      if (kind == NodeKind::Attribute)
-        return left.value(left_node) == right.value(right_node);
-      return HaveEqualAttributes(left, left_node, right, right_node) &&
-             HaveEqualChildren(left, left_node, right, right_node);
-    default:
-      return left.target(left_node) == right.target(right_node) &&
-             left.value(left_node) == right.value(right_node);
+  bool AreEqual(NodeId left, NodeId right) {
+    RequireStack();
+    run_.Tick();
+    const NodeKind kind = left_.kind(left);
+    if (kind != right_.kind(right)) return false;
+    switch (kind) {
+      case NodeKind::Document:
+        return HaveEqualChildren(left, right);
+      case NodeKind::Element:
+        return HaveEqualNames(left, right) &&
+               HaveEqualAttributes(left, right) &&
+               HaveEqualChildren(left, right);
+      case NodeKind::Attribute:
+        return HaveEqualNames(left, right) &&
+               left_.value(left) == right_.value(right);
+      default:
+        return left_.target(left) == right_.target(right) &&
+               left_.value(left) == right_.value(right);
+    }
   }
-}
+
+ private:
+  bool HaveEqualNames(NodeId left, NodeId right) const {
+    return left_.name(left).local == right_.name(right).local &&
+           left_.name(left).uri == right_.name(right).uri;
+  }
+
+  static std::size_t CountAttributes(const Tree& tree, NodeId element) {
+    const NodeId end = tree.FirstChild(element);
+    std::size_t count = 0;
+    for (NodeId i = element + 1; i != end; ++i)
+      count += tree.kind(i) == NodeKind::Attribute;
+    return count;
+  }
+
+  bool HaveEqualAttributes(NodeId left, NodeId right) {
+    if (CountAttributes(left_, left) != CountAttributes(right_, right))
+      return false;
+    const NodeId left_end = left_.FirstChild(left);
+    const NodeId right_end = right_.FirstChild(right);
+    for (NodeId i = left + 1; i != left_end; ++i) {
+      if (left_.kind(i) != NodeKind::Attribute) continue;
+      bool is_found = false;
+      for (NodeId j = right + 1; j != right_end && !is_found; ++j) {
+        run_.Tick();
+        is_found = right_.kind(j) == NodeKind::Attribute &&
+                   HaveEqualNames(i, j) && left_.value(i) == right_.value(j);
+      }
+      if (!is_found) return false;
+    }
+    return true;
+  }
+
+  bool HaveEqualChildren(NodeId left, NodeId right) {
+    const NodeId left_end = left_.End(left);
+    const NodeId right_end = right_.End(right);
+    NodeId i = SkipUncounted(left_, left_.FirstChild(left), left_end);
+    NodeId j = SkipUncounted(right_, right_.FirstChild(right), right_end);
+    while (i != left_end && j != right_end) {
+      if (!AreEqual(i, j)) return false;
+      i = SkipUncounted(left_, left_.End(i), left_end);
+      j = SkipUncounted(right_, right_.End(j), right_end);
+    }
+    return i == left_end && j == right_end;
+  }
+
+  Execution& run_;
+  const Tree& left_;
+  const Tree& right_;
+};
 
 }  // namespace
 
@@ -201,8 +209,9 @@ std::optional<std::string> BaseUriOf(const Item& node) {
   return base;
 }
 
-void SortNodes(Sequence& nodes) {
-  const auto is_before = [](const Item& left, const Item& right) {
+void SortNodes(Execution& run, Sequence& nodes) {
+  const auto is_before = [&run](const Item& left, const Item& right) {
+    run.Tick();
     return CompareOrder(left, right) < 0;
   };
   if (!std::is_sorted(nodes.begin(), nodes.end(), is_before))
@@ -210,10 +219,11 @@ void SortNodes(Sequence& nodes) {
   nodes.erase(std::unique(nodes.begin(), nodes.end(), IsSameNode), nodes.end());
 }
 
-bool IsDeepEqual(const Item& left, const Item& right, int zone) {
+bool IsDeepEqual(Execution& run, const Item& left, const Item& right) {
   if (left.IsNode() != right.IsNode()) return false;
-  if (!left.IsNode()) return IsSameKey(left, right, zone);
-  return AreEqualNodes(left.tree(), left.node(), right.tree(), right.node());
+  if (!left.IsNode()) return IsSameKey(left, right, run.zone());
+  return NodeComparison(run, left.tree(), right.tree())
+      .AreEqual(left.node(), right.node());
 }
 
 }  // namespace kiv::xdb::xq

@@ -5,12 +5,20 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "xdb/tree/tree.h"
 #include "xdb/xquery/values/item.h"
 
 // What the data model says of nodes.
 namespace kiv::xdb::xq {
+
+class Execution;
+
+inline constexpr std::string_view kXmlNamespace =
+    "http://www.w3.org/XML/1998/namespace";
+inline constexpr std::string_view kXmlnsNamespace =
+    "http://www.w3.org/2000/xmlns/";
 
 // Prefix to URI; the empty prefix is the default namespace.
 using Namespaces = std::map<std::string, std::string, std::less<>>;
@@ -49,9 +57,9 @@ inline bool IsSameNode(const Item& left, const Item& right) {
   return left.held_tree() == right.held_tree() && left.node() == right.node();
 }
 // In document order, none twice.
-void SortNodes(Sequence& nodes);
+void SortNodes(Execution& run, Sequence& nodes);
 
-bool IsDeepEqual(const Item& left, const Item& right, int zone);
+bool IsDeepEqual(Execution& run, const Item& left, const Item& right);
 
 }  // namespace kiv::xdb::xq
 

@@ -197,8 +197,10 @@ bool GeneralComparisonPlan::Decide(const Frame& frame) const {
     const Item left = left_->One(frame);
     if (left.IsNone()) return false;
     const IteratorPtr rights = right_->Open(frame);
-    for (Item right; rights->Next(right);)
+    for (Item right; rights->Next(right);) {
+      frame.run->Tick();
       if (CompareGeneral(comparison_, left, right, zone)) return true;
+    }
     return false;
   }
   const Value right = ValueOf(*right_, frame);

@@ -103,7 +103,9 @@ class PathIterator final : public Iterator {
 
 const Item& ContextOf(const Frame& frame) {
   if (frame.focus == nullptr)
-    throw Error("XPDY0002", "the context item is undefined");
+    throw Error("XPDY0002",
+                "the context item is undefined: a path begins with "
+                "collection(), doc() or a variable");
   return frame.focus->item;
 }
 
@@ -154,7 +156,9 @@ AxisPlan::AxisPlan(Axis axis, NodeMatch match)
 
 IteratorPtr AxisPlan::Open(const Frame& frame) const {
   if (frame.focus == nullptr) {
-    throw Error("XPDY0002", "the context item of a step is undefined",
+    throw Error("XPDY0002",
+                "the context item of a step is undefined: a path begins with "
+                "collection(), doc() or a variable",
                 position);
   }
   const Item& item = frame.focus->item;
@@ -263,10 +267,17 @@ void PathPlan::Infer() {
       properties.is_disjoint = left.is_disjoint;
       return;
     case Axis::Descendant:
-    case Axis::DescendantOrSelf:
-      skips_inner_ = !left.is_disjoint && !is_positional;
-      must_sort_ = !left.is_disjoint && is_positional;
+    case Axis::DescendantOrSelf: {
+      // An attribute is itself, and not among what its element gives.
+      const ItemKind kind = left.type.item.kind;
+      const bool may_be_attribute =
+          axis->axis() == Axis::DescendantOrSelf &&
+          (kind == ItemKind::Attribute || kind == ItemKind::Node ||
+           kind == ItemKind::Item);
+      skips_inner_ = !left.is_disjoint && !is_positional && !may_be_attribute;
+      must_sort_ = !left.is_disjoint && !skips_inner_;
       return;
+    }
     default:
       return;
   }
@@ -290,7 +301,7 @@ IteratorPtr PathPlan::Open(const Frame& frame) const {
     throw Error(is_last_ ? "XPTY0018" : "XPTY0019",
                 "a path gives nodes and values that are none", position);
   }
-  if (nodes != 0) SortNodes(items);
+  if (nodes != 0) SortNodes(*frame.run, items);
   return IterateItems(std::move(items));
 }
 
@@ -309,7 +320,7 @@ IteratorPtr SortedNodesPlan::Open(const Frame& frame) const {
                   position);
     }
   }
-  SortNodes(items);
+  SortNodes(*frame.run, items);
   return IterateItems(std::move(items));
 }
 

@@ -41,20 +41,37 @@ Item Exists(const Frame& frame, const Plans& arguments) {
   return Item::OfBoolean(HasItem(frame, arguments));
 }
 
+class IndexOfIterator final : public Iterator {
+ public:
+  IndexOfIterator(Execution& run, IteratorPtr items, Item wanted)
+      : run_(run), items_(std::move(items)), wanted_(std::move(wanted)) {}
+
+  bool Next(Item& item) override {
+    while (items_->Next(item)) {
+      run_.Tick();
+      ++place_;
+      if (HasComparison(Comparison::Eq, item.type(), wanted_.type()) &&
+          CompareValues(Comparison::Eq, item, wanted_, run_.zone())) {
+        item = Item::OfInteger(place_);
+        return true;
+      }
+    }
+    item = {};
+    return false;
+  }
+
+ private:
+  Execution& run_;
+  const IteratorPtr items_;
+  const Item wanted_;
+  std::int64_t place_ = 0;
+};
+
 IteratorPtr IndexOf(const Frame& frame, const Plans& arguments) {
   CheckCollation(frame, arguments, 2);
-  const Item wanted = arguments[1]->One(frame);
-  const IteratorPtr items = arguments[0]->Open(frame);
-  Sequence places;
-  Item item;
-  const int zone = frame.run->zone();
-  for (std::int64_t place = 1; items->Next(item); ++place) {
-    if (HasComparison(Comparison::Eq, item.type(), wanted.type()) &&
-        CompareValues(Comparison::Eq, item, wanted, zone)) {
-      places.push_back(Item::OfInteger(place));
-    }
-  }
-  return IterateItems(std::move(places));
+  Item wanted = arguments[1]->One(frame);
+  return std::make_unique<IndexOfIterator>(
+      *frame.run, arguments[0]->Open(frame), std::move(wanted));
 }
 
 class DistinctIterator final : public Iterator {
@@ -143,7 +160,10 @@ class SubsequenceIterator final : public Iterator {
 };
 
 // As fn:round does: halves go up.
-double RoundDouble(double value) { return std::floor(value + 0.5); }
+double RoundDouble(double value) {
+  const double below = std::floor(value);
+  return value - below < 0.5 ? below : below + 1;
+}
 
 IteratorPtr Subsequence(const Frame& frame, const Plans& arguments) {
   const double first = RoundDouble(arguments[1]->One(frame).AsDouble());
@@ -191,8 +211,7 @@ Item DeepEqual(const Frame& frame, const Plans& arguments) {
     const bool has_right = rights->Next(right);
     if (has_left != has_right) return Item::OfBoolean(false);
     if (!has_left) return Item::OfBoolean(true);
-    if (!IsDeepEqual(left, right, frame.run->zone()))
-      return Item::OfBoolean(false);
+    if (!IsDeepEqual(*frame.run, left, right)) return Item::OfBoolean(false);
   }
 }
 

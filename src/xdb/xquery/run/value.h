@@ -24,6 +24,14 @@ class Kept {
     bytes_ += static_cast<std::int64_t>(bytes);
     ValueMemory::OfThisThread().used_bytes += static_cast<std::int64_t>(bytes);
   }
+  // What it is by now in all, while it is made; cheap where that is the same as
+  // before. Throws Error where it is too much.
+  void ChargeUpTo(std::size_t bytes) {
+    const std::int64_t more = static_cast<std::int64_t>(bytes) - bytes_;
+    if (more <= 0) return;
+    ValueMemory::OfThisThread().Require(more);
+    Charge(static_cast<std::size_t>(more));
+  }
 
  private:
   std::int64_t bytes_ = 0;

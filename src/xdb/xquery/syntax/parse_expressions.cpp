@@ -50,6 +50,7 @@ ExprPtr QueryParser::ParseExprSingle() {
 // ----------------------------------------------------------------------- FLWOR
 
 ExprPtr QueryParser::ParseFlwor() {
+  const Chain chain(*this);
   auto flwor = Make<ast::Flwor>(Current().position);
   const auto is_clause = [this] {
     return (IsWord("for") || IsWord("let")) &&
@@ -92,6 +93,7 @@ void QueryParser::ParseBindings(Clause clause, std::vector<ast::Binding>& out) {
       TakeWord("in");
     }
     binding.operand = ParseExprSingle();
+    Sink();
   } while (TakeIf(TokenKind::Comma));
 }
 
@@ -112,6 +114,7 @@ std::vector<ast::OrderSpec> QueryParser::ParseOrderSpecs() {
 }
 
 ExprPtr QueryParser::ParseQuantified() {
+  const Chain chain(*this);
   auto quantified = Make<ast::Quantified>(Current().position);
   quantified->is_every = TakeChoice("every", "some");
   ParseBindings(Clause::Quantified, quantified->bindings);
@@ -271,17 +274,16 @@ const OperatorInfo* QueryParser::CurrentOperator() {
 // Operands joined by operators of that level and closer ones.
 ExprPtr QueryParser::ParseOperators(int lowest) {
   const Level level(*this);
-  const std::size_t outside = std::exchange(deepest_, depth_);
+  const Chain chain(*this);
   ExprPtr left = ParseUnary();
   int highest = kTightest;
   for (;;) {
     const OperatorInfo* const op = CurrentOperator();
     if (op == nullptr || op->level < lowest || op->level > highest) break;
-    CheckDepth(deepest_ + 1);  // the left operand sinks
+    Sink();
     left = ParseOperation(std::move(left), *op);
     highest = op->is_chain ? op->level : op->level - 1;
   }
-  deepest_ = std::max(deepest_, outside);
   return left;
 }
 

@@ -45,6 +45,7 @@ ExprPtr QueryParser::ParseSteps(ExprPtr first) {
       path->steps.push_back(AnyDepth(separator.position));
     }
     path->steps.push_back(ParseStep());
+    Sink();
   }
   return path;
 }
@@ -184,6 +185,7 @@ std::vector<ExprPtr> QueryParser::ParsePredicates() {
   while (TakeIf(TokenKind::LeftBracket)) {
     predicates.push_back(ParseExpr());
     Take(TokenKind::RightBracket, "\"]\"");
+    Sink();
   }
   return predicates;
 }

@@ -1,10 +1,12 @@
 #ifndef XDB_XQUERY_SYNTAX_QUERY_PARSER_H_
 #define XDB_XQUERY_SYNTAX_QUERY_PARSER_H_
 
+#include <algorithm>
 #include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "xdb/xquery/syntax/ast.h"
@@ -163,6 +165,23 @@ class QueryParser {
    private:
     QueryParser& parser_;
   };
+  // What is made of parts each of which lies in the next one: a - b - c, the
+  // steps of a path, its predicates, the clauses of a FLWOR.
+  class Chain {
+   public:
+    explicit Chain(QueryParser& parser)
+        : parser_(parser),
+          outside_(std::exchange(parser.deepest_, parser.depth_)) {}
+    ~Chain() { parser_.deepest_ = std::max(parser_.deepest_, outside_); }
+    Chain(const Chain&) = delete;
+    Chain& operator=(const Chain&) = delete;
+
+   private:
+    QueryParser& parser_;
+    const std::size_t outside_;
+  };
+  // All that was parsed of the chain at hand comes to lie in one more.
+  void Sink() { CheckDepth(deepest_ + 1); }
   void CheckDepth(std::size_t depth);
 
   Lexer lexer_;

@@ -128,11 +128,6 @@ Order OrderOf(const Item& left, const Item& right, int zone) {
                               NameOf(right.type()));
 }
 
-bool IsNan(const Item& item) {
-  return (item.type() == Type::Double && std::isnan(item.AsDouble())) ||
-         (item.type() == Type::Float && std::isnan(item.AsFloat()));
-}
-
 // ------------------------------------------------------------------------ keys
 
 std::size_t Mix(std::uint64_t bits) {
@@ -159,6 +154,11 @@ std::size_t HashOfNumber(const Item& value, bool with_floats) {
 }
 
 }  // namespace
+
+bool IsNan(const Item& item) {
+  return (item.type() == Type::Double && std::isnan(item.AsDouble())) ||
+         (item.type() == Type::Float && std::isnan(item.AsFloat()));
+}
 
 const char* SymbolOf(Comparison comparison) {
   constexpr const char* kSymbols[] = {"eq", "ne", "lt", "le", "gt", "ge"};

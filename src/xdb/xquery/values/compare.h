@@ -45,6 +45,9 @@ bool CompareValues(Comparison comparison, const Item& left, const Item& right,
 bool CompareGeneral(Comparison comparison, const Item& left, const Item& right,
                     int zone);
 
+// The xs:double or xs:float that is not a number.
+bool IsNan(const Item& item);
+
 // Whether two atomic values are one for fn:distinct-values, grouping and
 // fn:index-of (which leaves NaN out): eq, with untyped as string, NaN the same
 // as itself, and values that have no eq different.
