@@ -193,6 +193,15 @@ TEST(Execution, EndsWhenItTakesTooMuchMemory) {
         "'a', '')))"}) {
     EXPECT_EQ(Answer(query, surroundings), "XPDY0130") << query;
   }
+  // Each call holds a loop of all variables.
+  surroundings.limits.memory_bytes = 256 << 10;
+  std::string loops = "some $a in 1";
+  for (int i = 0; i < 50; ++i) loops += ", $a in 1";
+  EXPECT_EQ(Answer("declare function local:f($n) {" + loops +
+                       " satisfies $n = 0 or local:f($n - 1)}; local:f(200)",
+                   surroundings),
+            "XPDY0130");
+  surroundings.limits.memory_bytes = 1 << 20;
   // Nothing of these stays.
   for (const char* query :
        {"count(index-of(for $i in 1 to 1000000 return 1, 1))",

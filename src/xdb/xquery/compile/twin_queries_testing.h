@@ -108,9 +108,9 @@ class TwinQueries {
     const bool has_order = choices.OneIn(3);
     switch (shape_) {
       case 0: {
-        const std::string head = Source("");
+        const std::string head = "(" + Source("") + ")" + Position() + "[";
         const Twin condition = Condition("");
-        Both(head + "[", condition, "]" + Position());
+        Both(head, condition, "]" + Position());
         break;
       }
       case 1: {

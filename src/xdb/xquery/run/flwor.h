@@ -12,7 +12,7 @@ namespace kiv::xdb::xq {
 
 // The tuples of a FLWOR expression: each Next fills the slots of the variables
 // with another one.
-class TupleStream {
+class TupleStream : public CountedByNew {
  public:
   TupleStream() = default;
   virtual ~TupleStream() = default;

@@ -31,7 +31,7 @@ struct Frame {
 };
 
 // Gives the items of a sequence one at a time, evaluating no more than it must.
-class Iterator {
+class Iterator : public CountedByNew {
  public:
   Iterator() = default;
   virtual ~Iterator() = default;

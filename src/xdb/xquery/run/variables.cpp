@@ -10,7 +10,9 @@ constexpr std::size_t kLazyCallDepth = 32;
 // A call counts for as long as its frame lives.
 class Call {
  public:
-  Call(Execution& run, Position position) : run_(run) {
+  Call(Execution& run, const std::vector<Value>& slots, Position position)
+      : run_(run) {
+    charge_.Add(slots.size() * sizeof(Value));
     run.EnterCall(position);
   }
   ~Call() { run_.LeaveCall(); }
@@ -19,20 +21,21 @@ class Call {
 
  private:
   Execution& run_;
+  MemoryCharge charge_;
 };
 
 class CallIterator final : public Iterator {
  public:
   CallIterator(Execution& run, std::vector<Value> slots, const Plan& body,
                Position position)
-      : call_(run, position),
-        slots_(std::move(slots)),
+      : slots_(std::move(slots)),
+        call_(run, slots_, position),
         body_(body.Open({&run, slots_.data(), nullptr})) {}
   bool Next(Item& item) override { return body_->Next(item); }
 
  private:
-  const Call call_;
   std::vector<Value> slots_;
+  const Call call_;
   const IteratorPtr body_;
 };
 
@@ -102,7 +105,7 @@ std::vector<Value> UserCallPlan::SlotsOf(const Frame& frame) const {
 IteratorPtr UserCallPlan::Open(const Frame& frame) const {
   if (frame.run->call_depth() >= kLazyCallDepth) {
     std::vector<Value> slots = SlotsOf(frame);
-    const Call call(*frame.run, position);
+    const Call call(*frame.run, slots, position);
     return IterateItems(
         ItemsOf(*function_.body, {frame.run, slots.data(), nullptr}));
   }
@@ -112,7 +115,7 @@ IteratorPtr UserCallPlan::Open(const Frame& frame) const {
 
 Item UserCallPlan::One(const Frame& frame) const {
   std::vector<Value> slots = SlotsOf(frame);
-  const Call call(*frame.run, position);
+  const Call call(*frame.run, slots, position);
   return function_.body->One({frame.run, slots.data(), nullptr});
 }
 

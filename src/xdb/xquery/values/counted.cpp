@@ -24,7 +24,7 @@ ValueMemoryScope::ValueMemoryScope(ValueMemory& memory) noexcept
 
 ValueMemoryScope::~ValueMemoryScope() { memory_at_hand = before_; }
 
-void* Counted::Allocate(std::size_t size) {
+void* CountedByNew::operator new(std::size_t size) {
   ValueMemory& memory = ValueMemory::OfThisThread();
   const auto taken = static_cast<std::int64_t>(size);
   memory.Require(taken);
@@ -33,7 +33,7 @@ void* Counted::Allocate(std::size_t size) {
   return room;
 }
 
-void Counted::Free(void* room, std::size_t size) noexcept {
+void CountedByNew::operator delete(void* room, std::size_t size) noexcept {
   ValueMemory::OfThisThread().used_bytes -= static_cast<std::int64_t>(size);
   ::operator delete(room);
 }
@@ -48,7 +48,7 @@ void Counted::Destroy() const noexcept {
   // The start of the whole object: Counted is the first base of all.
   void* room = const_cast<void*>(dynamic_cast<const void*>(this));
   this->~Counted();
-  Free(room, size);
+  CountedByNew::operator delete(room, size);
 }
 
 }  // namespace kiv::xdb::xq

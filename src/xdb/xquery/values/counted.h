@@ -66,6 +66,13 @@ class MemoryCharge {
   Bytes bytes_ = 0;
 };
 
+// A base of classes whose objects, made by new, count as values do: those that
+// a query holds many of while its functions call each other.
+struct CountedByNew {
+  static void* operator new(std::size_t size);
+  static void operator delete(void* room, std::size_t size) noexcept;
+};
+
 // The part of a value that lies outside its item and belongs to all the items
 // that show it. The count is not atomic: one execution runs on one thread, and
 // what executions share is never counted (Item::Borrowed).
@@ -85,12 +92,12 @@ class Counted {
   template <typename T, typename... Arguments>
   static T* Make(std::size_t extra_bytes, Arguments&&... arguments) {
     const std::size_t size = sizeof(T) + extra_bytes;
-    void* room = Allocate(size);
+    void* room = CountedByNew::operator new(size);
     T* made;
     try {
       made = new (room) T(std::forward<Arguments>(arguments)...);
     } catch (...) {
-      Free(room, size);
+      CountedByNew::operator delete(room, size);
       throw;
     }
     made->size_bytes_ += size;
@@ -105,8 +112,6 @@ class Counted {
   void Charge(std::size_t size) noexcept;
 
  private:
-  static void* Allocate(std::size_t size);
-  static void Free(void* room, std::size_t size) noexcept;
   void Destroy() const noexcept;
 
   mutable std::uint32_t references_ = 1;
