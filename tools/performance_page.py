@@ -4,7 +4,7 @@
 usage: performance_page.py RUN_FOLDER PAGE
 
 RUN_FOLDER has report.json and growth.json of one run, xquery.json where queries
-were measured, and pictures that single benchmarks drew. The page is Markdown; its pictures go into a folder of its name
+were measured, and pictures that benchmarks drew. The page is Markdown; its pictures go into a folder of its name
 beside it. Every figure comes from the run.
 """
 import json

@@ -85,6 +85,9 @@ def main():
     parser.add_argument("--output", type=pathlib.Path,
                         default=compare.ROOT / "docs/xquery-growth.svg")
     options = parser.parse_args()
+    if not (options.data / "orders").is_dir():
+        print(f"skipped: there is no {options.data / 'orders'}")
+        return
     options.output.write_text(plot(measure(options.data, options.timer)))
 
 

@@ -179,6 +179,27 @@ TEST_F(FileSystemTest, InitialPathStaysTheFirst) {
   EXPECT_EQ(FileSystem::system_complete(Native("/x")).string(), "/x");
 }
 
+TEST_F(FileSystemTest, NamesNoFolderThatItsTextsCannotHold) {
+  for (const char* const name :
+       {"\xF0\x9F\x98\x80", "a\xFFz", "back\\slash"}) {  // the first: 😀
+    SCOPED_TRACE(name);
+    const fs::path folder = folder_.path() / name;
+    fs::create_directory(folder);
+    fs::current_path(folder);
+    EXPECT_EQ(WhatIsThrown([] { FileSystem::current_path(); }),
+              "FileSystem::current_path");
+    EXPECT_EQ(WhatIsThrown([] { FileSystem::system_complete(Native("x")); }),
+              "FileSystem::system_complete");
+    EXPECT_EQ(FileSystem::system_complete(Native("/x")).string(), "/x");
+  }
+  // In the local encoding its second byte is that of a "\".
+  const char name[] = "\xE8\xAA\xA0";  // 誠
+  fs::current_path(folder_.path());
+  fs::create_directory(name);
+  fs::current_path(name);
+  EXPECT_EQ(FileSystem::current_path().leaf(), "\xD5\x5C");
+}
+
 TEST(FileSystem, CompletesAgainstABase) {
   const auto complete = [](const char* path, const char* base) {
     return FileSystem::complete(Native(path), Native(base)).string();

@@ -43,9 +43,11 @@ unsigned long RemoveTree(const std::string& path);
 bool MoveFileA(const std::string& from, const std::string& to);
 // Refuses an existing target. Keeps mode and modification time.
 bool CopyFileA(const std::string& from, const std::string& to);
+// False for a folder whose name the local encoding cannot hold.
 bool GetCurrentDirectoryA(std::string& out);
 bool SetCurrentDirectoryA(const std::string& path);
-// Against the current directory; folds "." and "..", touches no file.
+// Against the current directory, which it must be able to name for a path that
+// is not absolute; folds "." and "..", touches no file.
 bool GetFullPathNameA(const std::string& path, std::string& out);
 
 // FindFirstFile and FindNextFile: the names in one folder, without "." and

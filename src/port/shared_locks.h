@@ -18,7 +18,13 @@ void AbandonWaitsWhen(const std::atomic<bool>* is_abandoned);
 // `is_enough`, which is asked several times a second, says so.
 class ImpatientWaits {
  public:
-  explicit ImpatientWaits(std::function<bool()> is_enough);
+  // What a try for a lock is that somebody else has: over at once, or a short
+  // wait that may fail as the others do. Berkeley DB tries again and again in
+  // place of waiting while it clears up after the dead.
+  enum class Tries { EndAtOnce, AreWaits };
+
+  explicit ImpatientWaits(std::function<bool()> is_enough,
+                          Tries tries = Tries::EndAtOnce);
   ~ImpatientWaits();
   ImpatientWaits(const ImpatientWaits&) = delete;
   ImpatientWaits& operator=(const ImpatientWaits&) = delete;

@@ -48,6 +48,8 @@ std::string Folded(std::string_view absolute) {
   return folded.empty() ? "/" : folded;
 }
 
+// Fails for one that our texts cannot hold: what they hold of it leads
+// elsewhere.
 bool WorkingDirectory(std::string& out) {
   struct Freed {
     void operator()(char* text) const { std::free(text); }
@@ -56,6 +58,7 @@ bool WorkingDirectory(std::string& out) {
   if (!text) return Fail();
   // The kernel marks a folder that no path leads to with "(unreachable)".
   if (text.get()[0] != '/') return Fail(ENOENT);
+  if (SystemPath(LocalPath(text.get())) != text.get()) return Fail(EILSEQ);
   out = text.get();
   return true;
 }

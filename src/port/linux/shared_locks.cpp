@@ -1,6 +1,7 @@
 #include "port/shared_locks.h"
 
 #include <linux/futex.h>
+#include <poll.h>
 #include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -13,14 +14,19 @@
 #include <new>
 #include <utility>
 
+#include "port/linux/descriptor.h"
+
 namespace kiv::port {
 namespace {
 
 // How long somebody is waited for before it is asked whether to go on.
 constexpr long kSliceNs = 50'000'000;
+// After so many it is asked whether he is there at all.
+constexpr int kSlicesOfTrust = 20;
 
 thread_local const std::atomic<bool>* is_abandoned = nullptr;
 thread_local const std::function<bool()>* is_enough = nullptr;
+thread_local bool are_tries_waits = false;
 
 timespec In(clockid_t clock, long nanoseconds) {
   constexpr long kSecondNs = 1'000'000'000;
@@ -58,14 +64,49 @@ int WriteLockUntil(pthread_rwlock_t* lock, const timespec* until) {
 }
 #endif
 
+// Whom the system's locks name as the one who has them for himself, 0 for
+// nobody: the thread's number.
+pid_t HolderOf(const pthread_mutex_t* mutex) {
+  return __atomic_load_n(&mutex->__data.__owner, __ATOMIC_RELAXED);
+}
+pid_t HolderOf(const pthread_rwlock_t* lock) {
+  return __atomic_load_n(&lock->__data.__cur_writer, __ATOMIC_RELAXED);
+}
+
+// A process that nobody has waited for yet is gone as well. One of another
+// container may look so, and then ends more than it needs to.
+bool IsGone(pid_t thread) {
+  if (thread == 0) return false;
+  const Descriptor process(
+      static_cast<int>(::syscall(SYS_pidfd_open, thread, 0)));
+  if (process.get() < 0) return errno == ESRCH;
+  pollfd end = {process.get(), POLLIN, 0};
+  return ::poll(&end, 1, 0) > 0;
+}
+
 template <class Lock>
-int LockPatiently(Lock* lock, int (*try_until)(Lock*, const timespec*)) {
-  for (;;) {
+using TryUntil = int (*)(Lock*, const timespec*);
+
+template <class Lock>
+int LockPatiently(Lock* lock, TryUntil<Lock> try_until) {
+  for (int slices = 1;; ++slices) {
     const timespec until = In(kClock, kSliceNs);
     const int result = try_until(lock, &until);
     if (result != ETIMEDOUT) return result;
     if (IsToGiveUpWaiting()) return EOWNERDEAD;
+    if (slices % kSlicesOfTrust == 0 && IsGone(HolderOf(lock)))
+      return EOWNERDEAD;
   }
+}
+
+// After a try that found it with somebody else.
+template <class Lock>
+int TryForASlice(Lock* lock, TryUntil<Lock> try_until) {
+  if (!are_tries_waits) return EBUSY;
+  const timespec until = In(kClock, kSliceNs);
+  const int result = try_until(lock, &until);
+  if (result != ETIMEDOUT) return result;
+  return IsToGiveUpWaiting() ? EOWNERDEAD : EBUSY;
 }
 
 // In place of the system's condition variables, which count their waiters: one
@@ -112,11 +153,15 @@ bool IsToGiveUpWaiting() {
          (is_enough != nullptr && (*is_enough)());
 }
 
-ImpatientWaits::ImpatientWaits(std::function<bool()> is_enough_now)
+ImpatientWaits::ImpatientWaits(std::function<bool()> is_enough_now, Tries tries)
     : is_enough_(std::move(is_enough_now)) {
   is_enough = &is_enough_;
+  are_tries_waits = tries == Tries::AreWaits;
 }
-ImpatientWaits::~ImpatientWaits() { is_enough = nullptr; }
+ImpatientWaits::~ImpatientWaits() {
+  is_enough = nullptr;
+  are_tries_waits = false;
+}
 
 }  // namespace kiv::port
 
@@ -129,8 +174,11 @@ FILE* kiv_shared_stdout = stdout;
 FILE* kiv_shared_stderr = stderr;
 
 int kiv_shared_mutex_lock(pthread_mutex_t* mutex);
+int kiv_shared_mutex_trylock(pthread_mutex_t* mutex);
 int kiv_shared_rwlock_rdlock(pthread_rwlock_t* lock);
 int kiv_shared_rwlock_wrlock(pthread_rwlock_t* lock);
+int kiv_shared_rwlock_trywrlock(pthread_rwlock_t* lock);
+int kiv_shared_rwlock_unlock(pthread_rwlock_t* lock);
 int kiv_shared_cond_init(pthread_cond_t* condition, const pthread_condattr_t*);
 int kiv_shared_cond_destroy(pthread_cond_t*);
 int kiv_shared_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex);
@@ -145,6 +193,11 @@ int kiv_shared_mutex_lock(pthread_mutex_t* mutex) {
   return LockPatiently(mutex, LockUntil);
 }
 
+int kiv_shared_mutex_trylock(pthread_mutex_t* mutex) {
+  const int result = ::pthread_mutex_trylock(mutex);
+  return result == EBUSY ? TryForASlice(mutex, LockUntil) : result;
+}
+
 int kiv_shared_rwlock_rdlock(pthread_rwlock_t* lock) {
   const int result = ::pthread_rwlock_tryrdlock(lock);
   if (result != EBUSY) return result;
@@ -155,6 +208,22 @@ int kiv_shared_rwlock_wrlock(pthread_rwlock_t* lock) {
   const int result = ::pthread_rwlock_trywrlock(lock);
   if (result != EBUSY) return result;
   return LockPatiently(lock, WriteLockUntil);
+}
+
+int kiv_shared_rwlock_trywrlock(pthread_rwlock_t* lock) {
+  const int result = ::pthread_rwlock_trywrlock(lock);
+  return result == EBUSY ? TryForASlice(lock, WriteLockUntil) : result;
+}
+
+// Whoever clears up gives back what the dead held. The system would take that
+// of a dead writer for one more reader's, and the lock would be lost for all.
+int kiv_shared_rwlock_unlock(pthread_rwlock_t* lock) {
+  static thread_local pid_t self = 0;
+  const pid_t writer = HolderOf(lock);
+  // A fork changes it.
+  if (writer != 0 && writer != self) self = ::gettid();
+  if (writer != 0 && writer != self) return EOWNERDEAD;
+  return ::pthread_rwlock_unlock(lock);
 }
 
 int kiv_shared_cond_init(pthread_cond_t* condition, const pthread_condattr_t*) {

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
@@ -9,8 +12,11 @@
 
 extern "C" {
 int kiv_shared_mutex_lock(pthread_mutex_t* mutex);
+int kiv_shared_mutex_trylock(pthread_mutex_t* mutex);
 int kiv_shared_rwlock_rdlock(pthread_rwlock_t* lock);
 int kiv_shared_rwlock_wrlock(pthread_rwlock_t* lock);
+int kiv_shared_rwlock_trywrlock(pthread_rwlock_t* lock);
+int kiv_shared_rwlock_unlock(pthread_rwlock_t* lock);
 int kiv_shared_cond_init(pthread_cond_t* condition, const pthread_condattr_t*);
 int kiv_shared_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex);
 int kiv_shared_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
@@ -53,6 +59,69 @@ TEST_F(SharedLocks, AreNotWaitedForLongerThanIsEnough) {
   const ImpatientWaits three_times([&asked] { return ++asked == 3; });
   EXPECT_EQ(kiv_shared_mutex_lock(&mutex_), EOWNERDEAD);
   EXPECT_EQ(asked, 3);
+}
+
+TEST_F(SharedLocks, EndTriesThatAreMadeInPlaceOfWaits) {
+  Elsewhere([this] {
+    kiv_shared_mutex_lock(&mutex_);
+    kiv_shared_rwlock_wrlock(&lock_);
+  });
+  bool is_enough = true;
+  {
+    const ImpatientWaits at_once([] { return true; });
+    EXPECT_EQ(kiv_shared_mutex_trylock(&mutex_), EBUSY);
+    EXPECT_EQ(kiv_shared_rwlock_trywrlock(&lock_), EBUSY);
+  }
+  const ImpatientWaits clearing_up([&] { return is_enough; },
+                                   ImpatientWaits::Tries::AreWaits);
+  EXPECT_EQ(kiv_shared_mutex_trylock(&mutex_), EOWNERDEAD);
+  EXPECT_EQ(kiv_shared_rwlock_trywrlock(&lock_), EOWNERDEAD);
+  is_enough = false;
+  EXPECT_EQ(kiv_shared_mutex_trylock(&mutex_), EBUSY);
+  EXPECT_EQ(kiv_shared_rwlock_trywrlock(&lock_), EBUSY);
+}
+
+// Nobody says that it is enough: whoever died was thought to hold nothing.
+TEST_F(SharedLocks, OfAProcessThatEndedAreNotWaitedFor) {
+  struct Locks {
+    pthread_mutex_t mutex;
+    pthread_rwlock_t lock;
+  };
+  auto* const locks =
+      static_cast<Locks*>(::mmap(nullptr, sizeof(Locks), PROT_READ | PROT_WRITE,
+                                 MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+  ASSERT_NE(locks, MAP_FAILED);
+  pthread_mutexattr_t of_mutex;
+  pthread_mutexattr_init(&of_mutex);
+  pthread_mutexattr_setpshared(&of_mutex, PTHREAD_PROCESS_SHARED);
+  pthread_mutex_init(&locks->mutex, &of_mutex);
+  pthread_rwlockattr_t of_lock;
+  pthread_rwlockattr_init(&of_lock);
+  pthread_rwlockattr_setpshared(&of_lock, PTHREAD_PROCESS_SHARED);
+  pthread_rwlock_init(&locks->lock, &of_lock);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    kiv_shared_mutex_lock(&locks->mutex);
+    kiv_shared_rwlock_wrlock(&locks->lock);
+    ::_exit(0);
+  }
+  // Over, though nobody has taken note of it yet.
+  siginfo_t end;
+  ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(child), &end, WEXITED | WNOWAIT),
+            0);
+  EXPECT_EQ(kiv_shared_mutex_lock(&locks->mutex), EOWNERDEAD);
+  EXPECT_EQ(kiv_shared_rwlock_rdlock(&locks->lock), EOWNERDEAD);
+  EXPECT_EQ(::waitpid(child, nullptr, 0), child);
+  EXPECT_EQ(kiv_shared_rwlock_wrlock(&locks->lock), EOWNERDEAD);
+  ::munmap(locks, sizeof(Locks));
+}
+
+TEST_F(SharedLocks, OfAWriterAreGivenBackByHimAlone) {
+  ASSERT_EQ(kiv_shared_rwlock_wrlock(&lock_), 0);
+  Elsewhere(
+      [this] { EXPECT_EQ(kiv_shared_rwlock_unlock(&lock_), EOWNERDEAD); });
+  EXPECT_EQ(kiv_shared_rwlock_unlock(&lock_), 0);
+  EXPECT_EQ(kiv_shared_rwlock_trywrlock(&lock_), 0);
 }
 
 TEST_F(SharedLocks, AreHadWhenTheyComeFree) {

@@ -112,11 +112,12 @@ void ParameterArray::Reserve(std::size_t rows, std::size_t size) {
   sizes_.assign(rows, SQL_NULL_DATA);
 }
 
-void ParameterArray::Bind(OdbcStatement& statement, SQLUSMALLINT number) {
+void ParameterArray::Bind(OdbcStatement& statement, SQLUSMALLINT number,
+                          std::size_t first_row) {
   statement.Check(SQLBindParameter(
       statement.handle(), number, SQL_PARAM_INPUT, shape_.c_type,
-      shape_.odbc_type, shape_.column_size, shape_.digits, values_.data(),
-      static_cast<SQLLEN>(shape_.stride), sizes_.data()));
+      shape_.odbc_type, shape_.column_size, shape_.digits, At(first_row),
+      static_cast<SQLLEN>(shape_.stride), &sizes_[first_row]));
 }
 
 void ParameterArray::Put(std::size_t row, const void* data) {

@@ -26,8 +26,9 @@ class ParameterArray {
   // Room for `rows` values, of texts and binary values that are not longer than
   // `size` bytes. Not to be called while bound.
   void Reserve(std::size_t rows, std::size_t size);
-  // Binds it, until the next Reserve.
-  void Bind(OdbcStatement& statement, SQLUSMALLINT number);
+  // Binds it from `first_row` on, until the next Reserve.
+  void Bind(OdbcStatement& statement, SQLUSMALLINT number,
+            std::size_t first_row = 0);
 
   // `data` is what dm_o_data gives, at any address; null is NULL. Throws
   // kDataOverflow for a text with a NUL in it.

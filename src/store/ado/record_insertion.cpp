@@ -1,7 +1,7 @@
 #include <sqlext.h>
 
 #include <algorithm>
-#include <optional>
+#include <memory>
 #include <utility>
 
 #include "dm/layout.h"
@@ -16,6 +16,9 @@ namespace {
 
 // Rows that go to the driver in one call.
 constexpr std::size_t kMaxBlock = 500;
+// As many parameters as every SQLite takes, and as many rows as help.
+constexpr std::size_t kMaxParameters = 999;
+constexpr std::size_t kMaxStatementRows = 50;
 constexpr std::size_t kMaxBlockBytes = 4 * 1024 * 1024;
 
 // A field of the records, which lies at one place in all of them.
@@ -74,14 +77,15 @@ std::vector<Source> SourcesOf(const std::vector<AnyObject>& records) {
   return sources;
 }
 
-// Columns are spelt as the table has them: some databases mind the case.
+// Up to the rows. Columns are spelt as the table has them: some databases mind
+// the case.
 std::string InsertStatement(const std::shared_ptr<Connection>& connection,
                             const std::string& table,
                             const std::vector<Source>& sources) {
   const auto target = Catalog(connection).GetTable(table);
   if (target == nullptr) Raise(kNoTable, "there is no table '" + table + "'");
   const OdbcConnection& odbc = connection->Odbc();
-  std::string columns, values;
+  std::string columns;
   for (const Source& source : sources) {
     const auto column = target->FindColumn(source.name);
     if (column == nullptr)
@@ -89,27 +93,32 @@ std::string InsertStatement(const std::shared_ptr<Connection>& connection,
             "the table '" + table + "' has no column '" + source.name + "'");
     columns += (columns.empty() ? "" : ", ") +
                odbc.Quoted(NameForDatabase(column->Name()));
-    values += values.empty() ? "?" : ", ?";
   }
   return "INSERT INTO " + odbc.Quoted(NameForDatabase(target->Name())) + " (" +
-         columns + ") VALUES (" + values + ")";
+         columns + ") VALUES ";
 }
 
+// Rows go in blocks: as the parameter sets of one execution where the driver
+// takes those, else one by one. SQLite's driver would parse the statement anew
+// for each set; there the statement has the block's rows itself.
 class Insertion {
  public:
-  Insertion(Connection& connection, const std::string& statement,
+  Insertion(Connection& connection, std::string statement,
             std::vector<Source> sources)
       : odbc_(connection.Odbc()),
-        statement_(odbc_),
-        sources_(std::move(sources)) {
+        text_(std::move(statement)),
+        sources_(std::move(sources)),
+        is_sqlite_(odbc_.dialect() == Dialect::Sqlite) {
     for (const Source& source : sources_)
       arrays_.emplace_back(source.type, odbc_);
-    statement_.Prepare(statement);
-    // SQLite's driver gives every binary value the length that the first had
-    // when it was bound.
-    binds_each_ = odbc_.dialect() == Dialect::Sqlite &&
-                  std::any_of(sources_.begin(), sources_.end(), IsBytes);
-    has_arrays_ = !binds_each_ && TakesArrays();
+    if (is_sqlite_) {
+      most_ = std::clamp<std::size_t>(kMaxParameters / sources_.size(), 1,
+                                      kMaxStatementRows);
+      return;
+    }
+    Prepare(1);
+    has_sets_ = TakesSets();
+    most_ = has_sets_ ? kMaxBlock : 1;
   }
 
   void Insert(const std::vector<AnyObject>& records) {
@@ -131,13 +140,10 @@ class Insertion {
   }
 
  private:
-  static bool IsBytes(const Source& source) { return source.type == DM_BINARY; }
-
   // How many records from `first` go in one call. Makes room for them.
   std::size_t BlockAt(std::size_t first,
                       const std::vector<AnyObject>& records) {
-    const std::size_t most =
-        std::min(records.size() - first, has_arrays_ ? kMaxBlock : 1);
+    const std::size_t most = std::min(records.size() - first, most_);
     std::vector<std::size_t> sizes(sources_.size());
     std::size_t count = 0;
     while (count < most) {
@@ -158,61 +164,83 @@ class Insertion {
   }
 
   void MakeRoom(std::size_t count, const std::vector<std::size_t>& sizes) {
-    if (count <= rows_ && std::equal(sizes.begin(), sizes.end(), sizes_.begin(),
-                                     sizes_.end(), std::less_equal<>())) {
+    const bool has_rows = is_sqlite_ ? count == rows_ : count <= rows_;
+    if (has_rows && std::equal(sizes.begin(), sizes.end(), sizes_.begin(),
+                               sizes_.end(), std::less_equal<>()))
       return;
-    }
+    if (is_sqlite_ && !has_rows) Prepare(count);
     rows_ = count;
     sizes_ = sizes;
     // Some room to grow, so that not every block binds anew.
     for (std::size_t& size : sizes_) size += size / 4;
     for (std::size_t i = 0; i < arrays_.size(); ++i) {
       arrays_[i].Reserve(rows_, sizes_[i]);
-      arrays_[i].Bind(statement_, static_cast<SQLUSMALLINT>(i + 1));
+      Bind(i);
     }
     states_.assign(rows_, SQL_PARAM_SUCCESS);
-    set_size_ = 0;
+    set_count_ = 0;
+  }
+
+  // The statement anew, with so many rows in it.
+  void Prepare(std::size_t rows) {
+    std::string row = "(?";
+    for (std::size_t i = 1; i < sources_.size(); ++i) row += ", ?";
+    row += ')';
+    std::string text = text_ + row;
+    for (std::size_t i = 1; i < rows; ++i) text += ", " + row;
+    statement_ = std::make_unique<OdbcStatement>(odbc_);
+    statement_->Prepare(text);
+  }
+
+  void Bind(std::size_t source) {
+    const std::size_t count = is_sqlite_ ? rows_ : 1;
+    for (std::size_t row = 0; row < count; ++row)
+      arrays_[source].Bind(
+          *statement_,
+          static_cast<SQLUSMALLINT>(row * sources_.size() + source + 1), row);
   }
 
   // Whether the driver executes a statement for many rows in one call.
-  bool TakesArrays() const {
+  bool TakesSets() const {
     SQLULEN size = 0;
     const SQLRETURN result =
-        SQLSetStmtAttr(statement_.handle(), SQL_ATTR_PARAMSET_SIZE,
+        SQLSetStmtAttr(statement_->handle(), SQL_ATTR_PARAMSET_SIZE,
                        reinterpret_cast<void*>(kMaxBlock), 0);
     return SQL_SUCCEEDED(result) &&
-           SQL_SUCCEEDED(SQLGetStmtAttr(statement_.handle(),
+           SQL_SUCCEEDED(SQLGetStmtAttr(statement_->handle(),
                                         SQL_ATTR_PARAMSET_SIZE, &size,
                                         sizeof size, nullptr)) &&
            size == kMaxBlock;
   }
 
   void Execute(std::size_t count) {
-    if (has_arrays_ && set_size_ != count) {
-      set_size_ = count;
-      statement_.SetAttribute(SQL_ATTR_PARAMSET_SIZE, count);
-      statement_.SetAttribute(SQL_ATTR_PARAM_STATUS_PTR, states_.data());
+    if (has_sets_ && set_count_ != count) {
+      set_count_ = count;
+      statement_->SetAttribute(SQL_ATTR_PARAMSET_SIZE, count);
+      statement_->SetAttribute(SQL_ATTR_PARAM_STATUS_PTR, states_.data());
     }
-    for (std::size_t i = 0; binds_each_ && i < sources_.size(); ++i)
-      if (IsBytes(sources_[i]))
-        arrays_[i].Bind(statement_, static_cast<SQLUSMALLINT>(i + 1));
-    statement_.ExecutePrepared();
-    // Of several rows, a driver reports those that failed beside its success.
-    for (std::size_t row = 0; has_arrays_ && row < count; ++row)
+    // SQLite's driver gives a binary value the length that it had when bound.
+    for (std::size_t i = 0; is_sqlite_ && i < sources_.size(); ++i)
+      if (sources_[i].type == DM_BINARY) Bind(i);
+    statement_->ExecutePrepared();
+    // Of several sets, a driver reports those that failed beside its success.
+    for (std::size_t row = 0; has_sets_ && row < count; ++row)
       if (states_[row] == SQL_PARAM_ERROR)
-        odbc_.RaiseFrom(SQL_HANDLE_STMT, statement_.handle());
+        odbc_.RaiseFrom(SQL_HANDLE_STMT, statement_->handle());
   }
 
   OdbcConnection& odbc_;
-  OdbcStatement statement_;
+  const std::string text_;  // up to the rows
+  std::unique_ptr<OdbcStatement> statement_;
   std::vector<Source> sources_;
-  std::vector<ParameterArray> arrays_;
+  std::vector<ParameterArray> arrays_;  // of a source each
   std::vector<std::size_t> sizes_;
   std::vector<SQLUSMALLINT> states_;
-  std::size_t rows_ = 0;
-  std::size_t set_size_ = 0;
-  bool has_arrays_ = false;
-  bool binds_each_ = false;
+  std::size_t most_ = 1;  // rows of a block
+  std::size_t rows_ = 0;  // that there is room for
+  std::size_t set_count_ = 0;
+  const bool is_sqlite_;
+  bool has_sets_ = false;
 };
 
 // All or nothing of what happens between its making and Keep.

@@ -548,6 +548,40 @@ TEST_P(SqliteRows, AQueryThatChangesSomethingIsRefusedBeforeItDoes) {
   EXPECT_EQ(First("PRAGMA user_version").lVal, 0);
 }
 
+// Together they are more values than a statement takes.
+TEST_P(SqliteRows, ABatchForManyColumnsArrivesWhole) {
+  constexpr int kRecords = 7;
+  for (const int count : {150, 1200}) {
+    SCOPED_TRACE(count);
+    const AnyObject type = AnyObject::Take(dm_o_struct_metadata_new());
+    const std::string table = "t" + std::to_string(count);
+    std::string columns;
+    for (int i = 0; i < count; ++i) {
+      const std::string name = "c" + std::to_string(i);
+      dm_o_struct_metadata_append(type.get(), name.c_str(),
+                                  dm_o_int32_metadata());
+      columns += (i == 0 ? "" : ", ") + name + " integer";
+    }
+    ExecuteStatement(*connection_,
+                     "CREATE TABLE " + table + "(" + columns + ")", {});
+    std::vector<AnyObject> records;
+    for (int row = 0; row < kRecords; ++row) {
+      records.push_back(
+          AnyObject::Take(dm_o_instance_from_metadata(type.get())));
+      for (int i = 0; i < count; ++i)
+        ASSERT_TRUE(dm::Object(dm_o_struct_field_at(records.back().get(), i))
+                        .Write(row * count + i));
+    }
+    InsertRecords(connection_, table, records);
+    Recordset rows;
+    rows.OpenTable(connection_, table);
+    int value = 0;
+    for (; !rows.IsEof(); rows.MoveNext())
+      for (int i = 0; i < count; ++i) ASSERT_EQ(rows.Value(i).lVal, value++);
+    EXPECT_EQ(value, kRecords * count);
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(Database, SqliteRows, ::testing::Values(kDatabases[0]),
                          [](const auto& database) {
                            return database.param.name;

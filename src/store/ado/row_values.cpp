@@ -379,10 +379,10 @@ VARIANT VariantOf(Form form, DataType type,
       break;
   }
   if (out.vt != VT_EMPTY) return out;
-  SetText(form == Form::Timestamp
-              ? OddTimestamp(Load<SQL_TIMESTAMP_STRUCT>(*bytes))
-              : std::string(*bytes),
-          out);
+  if (form == Form::Timestamp)
+    SetText(OddTimestamp(Load<SQL_TIMESTAMP_STRUCT>(*bytes)), out);
+  else
+    SetText(*bytes, out);
   return out;
 }
 

@@ -84,14 +84,30 @@ TEST_F(ContainerFile, IsRefusedWhenItIsNone) {
   EXPECT_EQ(Thrown([] { OpenAlone(); }).failure(), Failure::BadFormat);
 }
 
-TEST_F(ContainerFile, IsRefusedPolitelyWhenItIsNewer) {
+TEST_F(ContainerFile, IsRefusedPolitelyWhenItIsNewerOrOlder) {
   OpenAlone()->Put("a", "<a/>", nullptr);
-  Tamper(kFile, "meta", "format", [](const std::string&) { return "\2"; });
-  const auto error = Thrown([] { OpenAlone(); });
-  EXPECT_EQ(error.failure(), Failure::NewerFormat);
-  EXPECT_THAT(error.what(), HasSubstr("'alone.xdb' is a container of format 2; "
-                                      "this version of the library reads up "
-                                      "to format 1"));
+  const auto refused_as = [](const char* format) {
+    Tamper(kFile, "meta", "format",
+           [format](const std::string&) { return format; });
+    return Thrown([] { OpenAlone(); });
+  };
+  const auto newer = refused_as("\3");
+  EXPECT_EQ(newer.failure(), Failure::NewerFormat);
+  EXPECT_THAT(newer.what(), HasSubstr("'alone.xdb' is a container of format 3; "
+                                      "this version of the library reads "
+                                      "format 2"));
+  const auto older = refused_as("\1");
+  EXPECT_EQ(older.failure(), Failure::BadFormat);
+  EXPECT_THAT(older.what(),
+              HasSubstr("'alone.xdb' is a container of the old format 1; this "
+                        "version of the library reads format 2: salvage"));
+  // As it says.
+  std::string saved;
+  SalvageContainerFile(
+      kFile, [&](const std::string& name, const std::string& content) {
+        saved += name + "=" + content;
+      });
+  EXPECT_EQ(saved, "a=<a/>");
 }
 
 TEST_F(ContainerFile, ShowsADamagedDocumentAndSavesTheOthers) {

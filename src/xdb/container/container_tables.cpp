@@ -123,9 +123,18 @@ void ContainerTables::CheckFormat(DbTxn* transaction, bool may_create) {
         Failure::NewerFormat,
         "'" + Shown(file_name_) + "' is a container of format " +
             std::to_string(format_version_) +
-            "; this version of the library reads up to format " +
+            "; this version of the library reads format " +
             std::to_string(kFormatVersion) +
             ": open it with the version that wrote it, or a later one");
+  // Its documents are sound, but its index lacks what queries rely on.
+  if (format_version_ < kFormatVersion)
+    throw StoreError(
+        Failure::BadFormat,
+        "'" + Shown(file_name_) + "' is a container of the old format " +
+            std::to_string(format_version_) +
+            "; this version of the library reads format " +
+            std::to_string(kFormatVersion) +
+            ": salvage its documents and load them into a new container");
   meta.Get(transaction, kTagKey, value);
   tag_ = value.view();
 }

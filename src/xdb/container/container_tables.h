@@ -11,7 +11,7 @@
 namespace kiv::xdb {
 
 // What lies in a container file is of this version; docs/xdb-format.md.
-inline constexpr std::uint32_t kFormatVersion = 1;
+inline constexpr std::uint32_t kFormatVersion = 2;
 
 // The tables of one container file, and the numbers that it gives out.
 class ContainerTables {

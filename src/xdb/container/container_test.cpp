@@ -294,7 +294,7 @@ TEST_F(ContainerTest, CountsWhatIsInIt) {
   EXPECT_EQ(statistics.index_entry_count, 4U);
   EXPECT_EQ(statistics.name_count, 3U);
   EXPECT_EQ(statistics.path_count, 3U);
-  EXPECT_EQ(statistics.format_version, 1U);
+  EXPECT_EQ(statistics.format_version, 2U);
   EXPECT_GT(statistics.document_bytes, 10U);
   EXPECT_GT(statistics.file_bytes, 8192U);
 }

@@ -100,9 +100,6 @@ void IgnoreMessage(const DbEnv*, const char*) {}
 
 // A thread lives as long as its process: none ends inside Berkeley DB alone.
 int IsAlive(DbEnv* environment, pid_t process, db_threadid_t, u_int32_t) {
-  // Whoever clears up after a dead one tries again and again to get what a
-  // living one has, who may be waiting for the dead one.
-  if (port::IsToGiveUpWaiting()) return 0;
   try {
     return LivesOf(environment).IsAlive(process) ? 1 : 0;
   } catch (const std::exception&) {

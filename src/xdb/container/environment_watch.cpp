@@ -119,9 +119,11 @@ void EnvironmentWatch::SeeToDead() {
     }
   if (deaths.empty()) return;
   const auto start = std::chrono::steady_clock::now();
-  const port::ImpatientWaits so_long([start] {
-    return std::chrono::steady_clock::now() - start > kLongestCare;
-  });
+  const port::ImpatientWaits so_long(
+      [start] {
+        return std::chrono::steady_clock::now() - start > kLongestCare;
+      },
+      port::ImpatientWaits::Tries::AreWaits);
   const int code = handle_->failchk(0);
   if (code != 0) {
     DeclareDead(
