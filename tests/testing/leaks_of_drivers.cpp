@@ -1,4 +1,6 @@
 // What the drivers of databases lose is not ours to find: PostgreSQL's keeps
 // the answer to a statement that cannot be described.
-extern "C" const char* __lsan_default_suppressions();
-extern "C" const char* __lsan_default_suppressions() { return "leak:psqlodbc"; }
+extern "C" __attribute__((visibility("default"))) const char*
+__lsan_default_suppressions();
+
+const char* __lsan_default_suppressions() { return "leak:psqlodbc"; }
