@@ -1,6 +1,6 @@
 # kiv_berkeley_db: a copy of Berkeley DB for this library alone, whose waits
 # for other processes can be given up (docs/decisions/0015).
-# Its calls for locks go to src/port/linux/shared_locks.cpp instead of the
+# Its calls for locks and sleep go to src/port/linux/shared_locks.cpp instead of the
 # system's, and its two standard streams, which its code addresses as a program
 # does, to variables beside them; so it can be part of a shared library.
 set(kiv_berkeley_db_calls
@@ -9,7 +9,7 @@ set(kiv_berkeley_db_calls
   pthread_rwlock_unlock
   pthread_cond_init pthread_cond_destroy pthread_cond_wait
   pthread_cond_timedwait pthread_cond_signal pthread_cond_broadcast
-  stdout stderr)
+  select stdout stderr)
 
 # One function is called by way of src/xdb/container/berkeley_db_lock.cpp, which
 # says why; lock.o defines it.

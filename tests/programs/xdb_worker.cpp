@@ -166,7 +166,7 @@ class Worker {
   }
 
   void Change() {
-    constexpr int kBetweenCheckpoints = 40;
+    constexpr int kBetweenCheckpoints = 12;
     if (random_() % kBetweenCheckpoints == 0) environment_->Checkpoint();
     XdbDocuments after = documents_;
     std::vector<XdbChange> changes;

@@ -3,6 +3,7 @@
 #include <linux/futex.h>
 #include <poll.h>
 #include <pthread.h>
+#include <sys/select.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -27,6 +28,8 @@ constexpr int kSlicesOfTrust = 20;
 thread_local const std::atomic<bool>* is_abandoned = nullptr;
 thread_local const std::function<bool()>* is_enough = nullptr;
 thread_local bool are_tries_waits = false;
+// It has slept since it last asked for a lock.
+thread_local bool has_slept = false;
 
 timespec In(clockid_t clock, long nanoseconds) {
   constexpr long kSecondNs = 1'000'000'000;
@@ -86,6 +89,12 @@ bool IsGone(pid_t thread) {
 
 template <class Lock>
 using TryUntil = int (*)(Lock*, const timespec*);
+
+// Some waits are loops that sleep and look again, behind a lock, whether
+// somebody has finished. The lock ends them when he never will.
+bool HasSleptEnough() {
+  return has_slept && std::exchange(has_slept, false) && IsToGiveUpWaiting();
+}
 
 template <class Lock>
 int LockPatiently(Lock* lock, TryUntil<Lock> try_until) {
@@ -185,9 +194,12 @@ int kiv_shared_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex);
 int kiv_shared_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
                               const timespec* until);
 int kiv_shared_cond_signal(pthread_cond_t* condition);
+int kiv_shared_select(int count, fd_set* to_read, fd_set* to_write,
+                      fd_set* exceptional, timeval* time);
 int kiv_shared_cond_broadcast(pthread_cond_t* condition);
 
 int kiv_shared_mutex_lock(pthread_mutex_t* mutex) {
+  if (HasSleptEnough()) return EOWNERDEAD;
   const int result = ::pthread_mutex_trylock(mutex);
   if (result != EBUSY) return result;
   return LockPatiently(mutex, LockUntil);
@@ -199,12 +211,14 @@ int kiv_shared_mutex_trylock(pthread_mutex_t* mutex) {
 }
 
 int kiv_shared_rwlock_rdlock(pthread_rwlock_t* lock) {
+  if (HasSleptEnough()) return EOWNERDEAD;
   const int result = ::pthread_rwlock_tryrdlock(lock);
   if (result != EBUSY) return result;
   return LockPatiently(lock, ReadLockUntil);
 }
 
 int kiv_shared_rwlock_wrlock(pthread_rwlock_t* lock) {
+  if (HasSleptEnough()) return EOWNERDEAD;
   const int result = ::pthread_rwlock_trywrlock(lock);
   if (result != EBUSY) return result;
   return LockPatiently(lock, WriteLockUntil);
@@ -263,6 +277,13 @@ int kiv_shared_cond_signal(pthread_cond_t* condition) {
 int kiv_shared_cond_broadcast(pthread_cond_t* condition) {
   Of(condition).Signal(INT_MAX);
   return 0;
+}
+
+// Berkeley DB sleeps by it.
+int kiv_shared_select(int count, fd_set* to_read, fd_set* to_write,
+                      fd_set* exceptional, timeval* time) {
+  has_slept = true;
+  return ::select(count, to_read, to_write, exceptional, time);
 }
 
 }  // extern "C"

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/mman.h>
+#include <sys/select.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -22,6 +23,8 @@ int kiv_shared_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex);
 int kiv_shared_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
                               const timespec* until);
 int kiv_shared_cond_signal(pthread_cond_t* condition);
+int kiv_shared_select(int count, fd_set* to_read, fd_set* to_write,
+                      fd_set* exceptional, timeval* time);
 }
 
 namespace kiv::port {
@@ -79,6 +82,24 @@ TEST_F(SharedLocks, EndTriesThatAreMadeInPlaceOfWaits) {
   is_enough = false;
   EXPECT_EQ(kiv_shared_mutex_trylock(&mutex_), EBUSY);
   EXPECT_EQ(kiv_shared_rwlock_trywrlock(&lock_), EBUSY);
+}
+
+// Free ones too.
+TEST_F(SharedLocks, EndALoopThatSleepsUntilSomebodyHasFinished) {
+  std::atomic<bool> is_abandoned = false;
+  AbandonWaitsWhen(&is_abandoned);
+  const auto looked_after_sleep = [](auto lock, auto* object) {
+    timeval moment = {0, 1};
+    EXPECT_EQ(kiv_shared_select(0, nullptr, nullptr, nullptr, &moment), 0);
+    return lock(object);
+  };
+  EXPECT_EQ(looked_after_sleep(kiv_shared_rwlock_rdlock, &lock_), 0);
+  kiv_shared_rwlock_unlock(&lock_);
+  is_abandoned = true;
+  EXPECT_EQ(looked_after_sleep(kiv_shared_rwlock_rdlock, &lock_), EOWNERDEAD);
+  EXPECT_EQ(looked_after_sleep(kiv_shared_rwlock_wrlock, &lock_), EOWNERDEAD);
+  EXPECT_EQ(looked_after_sleep(kiv_shared_mutex_lock, &mutex_), EOWNERDEAD);
+  EXPECT_EQ(kiv_shared_mutex_lock(&mutex_), 0) << "not in such a loop";
 }
 
 // Nobody says that it is enough: whoever died was thought to hold nothing.

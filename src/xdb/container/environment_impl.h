@@ -88,7 +88,8 @@ class Environment::Impl {
   bool TryOpen(const EnvironmentSwitches& switches, const std::string& password,
                TimePoint deadline);
   bool OpenBehindGate(const EnvironmentSwitches& switches,
-                      const std::string& password, bool may_wait);
+                      const std::string& password, bool is_first,
+                      bool may_wait);
   void OpenFirst(LifeTable::Facts facts, u_int32_t flags,
                  const std::string& password);
   void OpenHandle(u_int32_t flags, const std::string& password);

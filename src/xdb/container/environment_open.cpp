@@ -105,12 +105,14 @@ bool Environment::Impl::TryOpen(const EnvironmentSwitches& switches,
                          "too long; wait for it or end it",
                      EBUSY);
   const GateHold gate(*lives);
-  // Somebody may die while we join him.
-  const port::ImpatientWaits so_long([this, deadline] {
-    return steady_clock::now() > deadline || lives->HasDead();
+  // Somebody may die while we join him; nobody is in the way of the first.
+  const bool is_first = !lives->DoOthersLive();
+  const port::ImpatientWaits so_long([this, deadline, is_first] {
+    return !is_first && (steady_clock::now() > deadline || lives->HasDead());
   });
   try {
-    return OpenBehindGate(switches, password, steady_clock::now() < deadline);
+    return OpenBehindGate(switches, password, is_first,
+                          steady_clock::now() < deadline);
   } catch (...) {
     GiveUp();
     throw;
@@ -119,8 +121,7 @@ bool Environment::Impl::TryOpen(const EnvironmentSwitches& switches,
 
 bool Environment::Impl::OpenBehindGate(const EnvironmentSwitches& switches,
                                        const std::string& password,
-                                       bool may_wait) {
-  const bool is_first = !lives->DoOthersLive();
+                                       bool is_first, bool may_wait) {
   // Others are seeing to it: they clear up after the dead, or close.
   if (!is_first && may_wait &&
       (lives->HasDead() || ReadRegionHead(path_).is_dead))
