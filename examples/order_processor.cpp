@@ -53,15 +53,16 @@ bool MakeDocument(const Order& order, kiv::XDbDocument& out) {
 // The database, opened by the first order. What fails is in the log.
 class Orders {
  public:
-  bool Store(const std::string& file, const Order& order) {
+  bool Store(const kiv::msgq::FileQueueFile& file, const Order& order) {
     if (!IsOpen()) return false;
     kiv::XDbDocument document;
     kiv::XDbContainer& container = table_->GetContainer();
-    // Behind a host that was killed over it, the order may be there already.
-    if (container.GetDocument(file, document)) {
+    // Behind a host that was killed over it, the order may be there already;
+    // to look for every one would fill the log with what is not found.
+    if (file.attempt > 1 && container.GetDocument(file.name, document)) {
       return MakeDocument(order, document) && container.update(document);
     }
-    std::string name = file;
+    std::string name = file.name;
     std::string content;
     return connection_->GetManager().CreateDocument(document) &&
            MakeDocument(order, document) && document.getContent(content) &&
@@ -97,5 +98,5 @@ extern "C" __attribute__((visibility("default"))) bool TakeOrder(
   static Orders orders;
   const auto& file = *static_cast<const kiv::msgq::FileQueueFile*>(context);
   Order order;
-  return Read(bytes, bytes + length, order) && orders.Store(file.name, order);
+  return Read(bytes, bytes + length, order) && orders.Store(file, order);
 }
