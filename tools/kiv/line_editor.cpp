@@ -32,8 +32,9 @@ class LineEditor::Impl {
     el_set(editor_, EL_BIND, "^R", "em-inc-search-prev", nullptr);
     // While a line is typed Ctrl+C is a key like others.
     el_set(editor_, EL_SETTY, "-d", "-isig", nullptr);
-    el_set(editor_, EL_ADDFN, "kiv-abandon", "Gives the line up",
-           &Impl::Abandon);
+    // Of narrow texts the library makes copies that it never frees.
+    el_wset(editor_, EL_ADDFN, L"kiv-abandon", L"Gives the line up",
+            &Impl::Abandon);
     el_set(editor_, EL_BIND, "^C", "kiv-abandon", nullptr);
     // The keys of a person's own.
     el_source(editor_, nullptr);
@@ -81,7 +82,7 @@ class LineEditor::Impl {
     el_get(editor, EL_CLIENTDATA, &self);
     return static_cast<Impl*>(self)->prompt_.data();
   }
-  static unsigned char Abandon(EditLine* editor, int) {
+  static unsigned char Abandon(EditLine* editor, wint_t) {
     void* self = nullptr;
     el_get(editor, EL_CLIENTDATA, &self);
     static_cast<Impl*>(self)->is_abandoned_ = true;

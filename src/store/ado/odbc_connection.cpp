@@ -148,6 +148,33 @@ void OdbcConnection::Begin() {
   else
     SetAutocommit(false);
   is_in_transaction_ = true;
+  MarkTransaction();
+}
+
+// PostgreSQL's driver thinks no more of a transaction whose connection the
+// server has ended, and calls it a success when it then has nothing to commit.
+// A setting that lives as long as the transaction tells whether it is there.
+void OdbcConnection::MarkTransaction() {
+  if (dialect() != Dialect::PostgreSql) return;
+  try {
+    Execute("SELECT set_config('kiv.transaction', 'begun', true)");
+  } catch (const _com_error&) {
+    is_in_transaction_ = false;
+    SQLEndTran(SQL_HANDLE_DBC, connection_, SQL_ROLLBACK);
+    SQLSetConnectAttr(connection_, SQL_ATTR_AUTOCOMMIT,
+                      reinterpret_cast<void*>(SQL_AUTOCOMMIT_ON),
+                      SQL_IS_UINTEGER);
+    throw;
+  }
+}
+
+void OdbcConnection::RequireMark() {
+  if (dialect() != Dialect::PostgreSql) return;
+  OdbcStatement statement(*this);
+  statement.Execute("SELECT current_setting('kiv.transaction', true)");
+  std::string mark;
+  if (!statement.Fetch() || !statement.GetText(1, mark) || mark != "begun")
+    Raise(kFailed, "the database has ended the transaction before");
 }
 
 // Other databases begin with the first statement: a server that is known to be
@@ -176,6 +203,10 @@ void OdbcConnection::EndTransaction(SQLSMALLINT how) {
     EndSqliteTransaction(how);
     is_in_transaction_ = false;
     return;
+  }
+  if (how == SQL_COMMIT) {
+    RequireAlive();
+    RequireMark();
   }
   Check(SQLEndTran(SQL_HANDLE_DBC, connection_, how), SQL_HANDLE_DBC,
         connection_);

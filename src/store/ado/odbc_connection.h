@@ -60,6 +60,8 @@ class OdbcConnection : public SqlLanguage,
   void Connect(const Target& target, const std::string& odbc_text);
   void Disconnect();
   std::string InfoText(SQLUSMALLINT what) const;
+  void MarkTransaction();
+  void RequireMark();
   void RequireAlive() const;
   void SetAutocommit(bool is_on);
   void EndTransaction(SQLSMALLINT how);
