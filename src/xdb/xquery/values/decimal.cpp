@@ -64,6 +64,13 @@ void RefuseDigits(std::size_t count) {
                               std::to_string(Decimal::kMaxDigits) + " digits");
 }
 
+Decimal Held(WideDecimal value) {
+  const auto* big = Counted::Make<BigDecimal>(0, std::move(value));
+  Decimal result(big);
+  big->Drop();
+  return result;
+}
+
 // The canonical form: no zeros at the end of the fraction, small where it fits.
 Decimal Narrow(WideDecimal value) {
   RoundTo(value, Decimal::kMaxFraction);
@@ -85,10 +92,7 @@ Decimal Narrow(WideDecimal value) {
     }
   }
   RefuseDigits(value.magnitude.DigitCount());
-  const auto* big = Counted::Make<BigDecimal>(0, std::move(value));
-  Decimal result(big);
-  big->Drop();
-  return result;
+  return Held(std::move(value));
 }
 
 void AlignScales(WideDecimal& left, WideDecimal& right) {
@@ -167,6 +171,8 @@ Decimal::Decimal(std::int64_t coefficient, int scale) noexcept
 }
 
 Decimal::Decimal(const BigDecimal* big) noexcept : big_(big) { big_->Keep(); }
+
+Decimal Decimal::CopyOf(const BigDecimal& big) { return Held(big.value()); }
 
 Decimal::Decimal(const Decimal& other) noexcept
     : coefficient_(other.coefficient_), scale_(other.scale_), big_(other.big_) {

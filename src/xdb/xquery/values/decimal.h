@@ -53,6 +53,8 @@ class Decimal {
   static Decimal FromInt128(Int128 coefficient, int scale = 0);
   // The number that `big`, from another decimal, holds; counts it.
   explicit Decimal(const BigDecimal* big) noexcept;
+  // One of its own, for a number that several threads read, who may not count.
+  static Decimal CopyOf(const BigDecimal& big);
 
   bool IsSmall() const { return big_ == nullptr; }
   std::int64_t coefficient() const { return coefficient_; }  // small only

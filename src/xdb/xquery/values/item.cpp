@@ -58,8 +58,10 @@ Item Item::OfDecimal(const Decimal& value, Type type) {
 }
 
 Decimal Item::AsDecimal() const {
-  if (IsOutside())
-    return Decimal(static_cast<const BigDecimal*>(payload_.outside));
+  if (IsOutside()) {
+    const auto* big = static_cast<const BigDecimal*>(payload_.outside);
+    return IsCounted() ? Decimal(big) : Decimal::CopyOf(*big);
+  }
   return Decimal::Canonical(payload_.integer, static_cast<int>(extra_));
 }
 
