@@ -357,7 +357,7 @@ class Growing {
 // How much more a put costs among the last of a million documents than at a
 // hundredth to a tenth of it: a second container grows beside the last steps of
 // the first, so that a slow spell of the machine falls on both. All steps of
-// the first are plotted; docs/xdb-put-growth.svg is such a plot.
+// the first are plotted; the page of the benchmarks has the plot.
 double PutGrowth() {
   constexpr std::size_t kMost = 1'000'000;
   constexpr std::size_t kStep = 10'000;

@@ -83,11 +83,12 @@ def main():
     parser.add_argument("--timer", type=pathlib.Path,
                         default=compare.ROOT / "build/release/bin/query_timer")
     parser.add_argument("--output", type=pathlib.Path,
-                        default=compare.ROOT / "docs/xquery-growth.svg")
+                        default=compare.ROOT / "build/bench/xquery-growth.svg")
     options = parser.parse_args()
     if not (options.data / "orders").is_dir():
         print(f"skipped: there is no {options.data / 'orders'}")
         return
+    options.output.parent.mkdir(parents=True, exist_ok=True)
     options.output.write_text(plot(measure(options.data, options.timer)))
 
 
