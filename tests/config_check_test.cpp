@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "kiv/startup.h"
+#include "kiv/strings.h"
 #include "port/serial_port.h"
 #include "testing/pseudo_terminal.h"
 #include "testing/service_folder.h"
@@ -55,11 +56,15 @@ bool Has(const std::vector<ConfigFinding>& findings, Severity severity,
   return false;
 }
 
-TEST_F(ConfigCheck, FindsNothingAgainstAQueueThatWorks) {
+TEST_F(ConfigCheck, FindsNothingAgainstAQueueThatWorksUnlessItsPortIsInUse) {
   const auto findings = CheckQueue(Good());
   ASSERT_EQ(findings.size(), 1u);
   EXPECT_EQ(findings[0].severity, Severity::Good);
   EXPECT_EQ(findings[0].queue, line_.Device());
+  std::string reason;
+  const auto held = port::SerialPort::Open(line_.Device(), reason);
+  ASSERT_NE(held, nullptr) << reason;
+  EXPECT_TRUE(Has(CheckQueue(Good()), Severity::Fault, "in use"));
 }
 
 TEST_F(ConfigCheck, NamesTheLineOfEveryQueue) {
@@ -78,10 +83,10 @@ TEST_F(ConfigCheck, NamesTheLineOfEveryQueue) {
 
 struct FaultCase {
   const char* name;
-  const char* attributes;
-  const char* inside;
-  Severity severity;
-  const char* part;  // of the finding's text
+  const char* attributes;  // GOOD stands for those of a queue that works
+  const char* part;        // of the finding's text
+  const char* inside = "";
+  Severity severity = Severity::Fault;
 };
 
 class ConfigCheckFinds : public ConfigCheck,
@@ -90,65 +95,59 @@ class ConfigCheckFinds : public ConfigCheck,
 TEST_P(ConfigCheckFinds, TheFault) {
   const FaultCase& fault = GetParam();
   std::string attributes = fault.attributes;
-  const std::string good = "GOOD";
-  const std::size_t at = attributes.find(good);
-  if (at != std::string::npos) attributes.replace(at, good.size(), Good());
+  string_replace(attributes, "GOOD", Good().c_str());
   const auto findings = CheckQueue(attributes, fault.inside);
   EXPECT_TRUE(Has(findings, fault.severity, fault.part));
   EXPECT_EQ(Has(findings, Severity::Good, ""),
             fault.severity == Severity::Warning);
 }
 
+#define COM1 "type='com' name='COM1' "
+#define MSMQ "type='msmq' name='a' "
 INSTANTIATE_TEST_SUITE_P(
     Queue, ConfigCheckFinds,
     ::testing::Values(
-        FaultCase{"NoType", "name='a'", "", Severity::Fault, "no \"type\""},
-        FaultCase{"UpperCaseType", "type='COM' name='a'", "", Severity::Fault,
+        FaultCase{"NoType", "name='a'", "no \"type\""},
+        FaultCase{"UpperCaseType", "type='COM' name='a'",
                   "unknown type \"COM\""},
         FaultCase{"EmptyName",
                   "type='com' name='' processor='dll://../lib/worker:Record'",
-                  "", Severity::Fault, "no \"name\""},
-        FaultCase{"TextForTimes", "GOOD", "<duration> 08:00-18:30 </duration>",
-                  Severity::Fault, "holds \"08:00-18:30\""},
-        FaultCase{"NoReader", "type='msmq' name='a' processor='x'", "",
-                  Severity::Fault, "no \"reader\""},
-        FaultCase{"UnknownReader", "type='msmq' name='a' reader='Serial'", "",
-                  Severity::Fault, "unknown reader \"Serial\""},
-        FaultCase{"NeverRead", "type='msmq' name='a' reader='serial'", "",
-                  Severity::Fault, "never read"},
-        FaultCase{"OnlyBadRanges", "type='msmq' name='a' reader='serial'",
-                  "<duration><r from='25:00:00' to='26:00:00'/></duration>",
-                  Severity::Fault, "holds no time range"},
-        FaultCase{"NoProcessor", "type='com' name='COM1'", "", Severity::Fault,
-                  "no \"processor\""},
-        FaultCase{"ForeignProtocol",
-                  "type='com' name='COM1' processor='DLL://x:y'", "",
-                  Severity::Fault, "is not understood"},
-        FaultCase{"NoFunction", "type='com' name='COM1' processor='dll://x'",
-                  "", Severity::Fault, "names no function"},
-        FaultCase{"NoLibrary", "type='com' name='COM1' processor='dll://x:y'",
-                  "", Severity::Fault, "is not there"},
+                  "no \"name\""},
+        FaultCase{"TextForTimes", "GOOD", "holds \"08:00-18:30\"",
+                  "<duration> 08:00-18:30 </duration>"},
+        FaultCase{"NoReader", MSMQ "processor='x'", "no \"reader\""},
+        FaultCase{"UnknownReader", MSMQ "reader='Serial'",
+                  "unknown reader \"Serial\""},
+        FaultCase{"NeverRead", MSMQ "reader='serial'", "has no \"duration\""},
+        FaultCase{"OnlyBadRanges", MSMQ "reader='serial'",
+                  "holds no time range",
+                  "<duration><r from='25:00:00' to='26:00:00'/></duration>"},
+        FaultCase{"NoProcessor", COM1, "no \"processor\""},
+        FaultCase{"ForeignProtocol", COM1 "processor='DLL://x:y'",
+                  "is not understood"},
+        FaultCase{"NoFunction", COM1 "processor='dll://x'",
+                  "names no function"},
+        FaultCase{"NoLibrary", COM1 "processor='dll://x:y'", "is not there"},
         FaultCase{"NoSuchFunction",
-                  "type='com' name='COM1' "
-                  "processor='dll://../lib/worker:Missing'",
-                  "", Severity::Fault, "no function \"Missing\""},
-        FaultCase{"NoPort", "type='com' name='COMx' processor='dll://x:y'", "",
-                  Severity::Fault, "is no port"},
+                  COM1 "processor='dll://../lib/worker:Missing'",
+                  "no function \"Missing\""},
+        FaultCase{"NoPort", "type='com' name='COMx' processor='dll://x:y'",
+                  "is no port"},
         FaultCase{"PortMissing",
-                  "type='com' name='/nowhere/tty' processor='dll://x:y'", "",
-                  Severity::Fault, "/nowhere/tty"},
-        FaultCase{"CutTime", "GOOD",
+                  "type='com' name='/nowhere/tty' processor='dll://x:y'",
+                  "/nowhere/tty"},
+        FaultCase{"CutTime", "GOOD", "read as \"18:30:0\"",
                   "<duration><r from='8:00:00' to='18:30:00'/></duration>",
-                  Severity::Warning, "read as \"18:30:0\""},
-        FaultCase{"BackwardTime", "GOOD",
+                  Severity::Warning},
+        FaultCase{"BackwardTime", "GOOD", "backwards",
                   "<duration><r from='22:00:00' to='06:00:00'/></duration>",
-                  Severity::Warning, "backwards"},
-        FaultCase{"WrongCase", "GOOD baudrate='9600'", "", Severity::Warning,
-                  "write \"BaudRate\""},
-        FaultCase{"WrongCaseInside", "GOOD Baudrate='9600'", "",
-                  Severity::Warning, "write \"BaudRate\""},
-        FaultCase{"RefusedSetting", "GOOD DataLength='9'", "",
-                  Severity::Warning, "DataLength 9"}),
+                  Severity::Warning},
+        FaultCase{"WrongCase", "GOOD baudrate='9600'", "write \"BaudRate\"", "",
+                  Severity::Warning},
+        FaultCase{"WrongCaseInside", "GOOD Baudrate='9600'",
+                  "write \"BaudRate\"", "", Severity::Warning},
+        FaultCase{"RefusedSetting", "GOOD DataLength='9'", "DataLength 9", "",
+                  Severity::Warning}),
     [](const auto& row) { return row.param.name; });
 
 // Links and variables are names of a port as good as its node.
@@ -173,13 +172,6 @@ TEST_F(ConfigCheck, FindsTwoQueuesOnOnePortUnderWhateverNames) {
       taken.push_back(std::to_string(finding.line) + " " + finding.queue);
   EXPECT_EQ(taken, (std::vector<std::string>{"3 COM77", "5 " + gate.string()}));
   EXPECT_EQ(findings.size(), 6u);
-}
-
-TEST_F(ConfigCheck, FindsAPortInUse) {
-  std::string reason;
-  const auto held = port::SerialPort::Open(line_.Device(), reason);
-  ASSERT_NE(held, nullptr) << reason;
-  EXPECT_TRUE(Has(CheckQueue(Good()), Severity::Fault, "in use"));
 }
 
 TEST_F(ConfigCheck, SaysWhatIsWrongWithTheFile) {

@@ -88,73 +88,57 @@ TEST_P(FileQueueCheckFinds, TheFault) {
 }
 
 #define PROCESSOR "<processor>dll://../lib/p:Record</processor>"
-#define IN "<path>../in</path>"
+#define DIRECTORY(attributes, inside) \
+  "<directory " attributes ">" inside "</directory>"
+#define WATCHING(attributes, path) \
+  DIRECTORY(attributes, "<path>" path "</path>" PROCESSOR)
+#define A_IN WATCHING("name='a' process='true'", "../in")
 INSTANTIATE_TEST_SUITE_P(
     Directory, FileQueueCheckFinds,
     ::testing::Values(
-        DirectoryCase{"OnlyObserves",
-                      "<directory name='a'>" IN PROCESSOR "</directory>",
+        DirectoryCase{"OnlyObserves", WATCHING("name='a'", "../in"),
                       "2 W a:", "write process=\"true\""},
-        DirectoryCase{"NoName", "<directory>" IN PROCESSOR "</directory>",
+        DirectoryCase{"NoName", WATCHING("", "../in"),
                       "2 F #1:", "has no \"name\""},
-        DirectoryCase{"NoPath", "<directory name='a'>" PROCESSOR "</directory>",
+        DirectoryCase{"NoPath", DIRECTORY("name='a'", PROCESSOR),
                       "2 F a:", "has no \"path\""},
-        DirectoryCase{"PathIsAFile",
-                      "<directory name='a'><path>../file</path>" PROCESSOR
-                      "</directory>",
+        DirectoryCase{"PathIsAFile", WATCHING("name='a'", "../file"),
                       "2 F a:", "is a file"},
-        DirectoryCase{"PathIsNotThere",
-                      "<directory name='a'><path>../none</path>" PROCESSOR
-                      "</directory>",
+        DirectoryCase{"PathIsNotThere", WATCHING("name='a'", "../none"),
                       "2 W a:", "it is made when the queue starts"},
-        DirectoryCase{"NoProcessor", "<directory name='a'>" IN "</directory>",
+        DirectoryCase{"NoProcessor",
+                      DIRECTORY("name='a'", "<path>../in</path>"),
                       "2 F a:", "has no \"processor\""},
         DirectoryCase{"MissingLibrary",
-                      "<directory name='a'>" IN
-                      "<processor>dll://../lib/none:F</processor></directory>",
+                      DIRECTORY("name='a'",
+                                "<path>../in</path><processor>"
+                                "dll://../lib/none:F</processor>"),
                       "2 F a:", "is not there"},
         DirectoryCase{"MissingFunction",
-                      "<directory name='a'>" IN
-                      "<processor>dll://../lib/p:None</processor></directory>",
+                      DIRECTORY("name='a'",
+                                "<path>../in</path><processor>"
+                                "dll://../lib/p:None</processor>"),
                       "2 F a:", "no function \"None\""},
-        DirectoryCase{"WrongCase",
-                      "<directory name='a' Process='true'>" IN PROCESSOR
-                      "</directory>",
+        DirectoryCase{"WrongCase", WATCHING("name='a' Process='true'", "../in"),
                       "2 W a:", "write \"process\""},
-        DirectoryCase{"NoTruth",
-                      "<directory name='a' process='yes'>" IN PROCESSOR
-                      "</directory>",
+        DirectoryCase{"NoTruth", WATCHING("name='a' process='yes'", "../in"),
                       "2 W a:", "counts as false"},
-        DirectoryCase{"NoNumber",
-                      "<directory name='a' settle='1s'>" IN PROCESSOR
-                      "</directory>",
+        DirectoryCase{"NoNumber", WATCHING("name='a' settle='1s'", "../in"),
                       "2 W a:", "no whole number"},
-        DirectoryCase{"SameName",
-                      "<directory name='a'>" IN PROCESSOR "</directory>\n"
-                      "<directory name='a'><path>../lib</path>" PROCESSOR
-                      "</directory>",
+        DirectoryCase{"SameName", A_IN "\n" WATCHING("name='a'", "../lib"),
                       "3 W a:", "has the name of the directory of line 2"},
         DirectoryCase{
             "SameFolder",
-            "<directory name='a' process='true'>" IN PROCESSOR "</directory>\n"
-            "<directory name='b' process='true'><path>../same</path>" PROCESSOR
-            "</directory>",
+            A_IN "\n" WATCHING("name='b' process='true'", "../same"),
             "3 F b:", "is the same folder as that of directory \"a\""},
-        DirectoryCase{"Inside",
-                      "<directory name='a' process='true'>" IN PROCESSOR
-                      "</directory>\n"
-                      "<directory name='b'><path>../in/sub</path>" PROCESSOR
-                      "</directory>",
+        DirectoryCase{"Inside", A_IN "\n" WATCHING("name='b'", "../in/sub"),
                       "3 W b:", "lies inside directory \"a\" of line 2"},
-        DirectoryCase{"Around",
-                      "<directory name='a' process='true'><path>../in/sub"
-                      "</path>" PROCESSOR "</directory>\n"
-                      "<directory name='b' process='true'>" IN PROCESSOR
-                      "</directory>",
-                      "3 F b:", "holds directory \"a\" of line 2"},
-        DirectoryCase{"OneForAll",
-                      "<directory name='a' process='true'>" IN PROCESSOR
-                      "</directory><directory/>",
+        DirectoryCase{
+            "Around",
+            WATCHING("name='a' process='true'", "../in/sub") "\n" WATCHING(
+                "name='b' process='true'", "../in"),
+            "3 F b:", "holds directory \"a\" of line 2"},
+        DirectoryCase{"OneForAll", A_IN "<directory/>",
                       "0 W :", "disables all directories"}),
     [](const auto& row) { return row.param.name; });
 

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -97,7 +99,7 @@ class KivProgram : public RunningProgram {
 
 struct UseCase {
   const char* name;
-  Words arguments;
+  const char* arguments;  // with one blank between
   int exit_code;
   const char* output;  // a part of it; null: nothing is put out
   const char* error;
@@ -108,7 +110,8 @@ class KivUse : public Kiv, public ::testing::WithParamInterface<UseCase> {};
 TEST_P(KivUse, EndsWithItsCodeAndSaysWhy) {
   const UseCase& use = GetParam();
   WriteLog("good", "20200131", "old\r\n");
-  KivProgram kiv(use.arguments);
+  std::istringstream words(use.arguments);
+  KivProgram kiv(Words(std::istream_iterator<std::string>(words), {}));
   EXPECT_EQ(kiv.WaitForEnd(), use.exit_code);
   const auto check = [](const std::string& text, const char* part) {
     if (part == nullptr)
@@ -123,89 +126,46 @@ TEST_P(KivUse, EndsWithItsCodeAndSaysWhy) {
 INSTANTIATE_TEST_SUITE_P(
     Command, KivUse,
     ::testing::Values(
-        UseCase{"Help", {"--help"}, 0, "Exit codes: 0 done", nullptr},
-        UseCase{"HostHelp", {"host", "--help"}, 0, "SIGTERM", nullptr},
-        UseCase{"CheckHelp", {"check-config", "--help"}, 0, "why", nullptr},
-        UseCase{"LogHelp", {"log", "--help"}, 0, "--follow", nullptr},
-        UseCase{"Nothing", {}, 2, nullptr, "subcommand"},
-        UseCase{"OtherCommand", {"listen"}, 2, nullptr, "subcommand"},
-        UseCase{"OtherOption", {"host", "--loud"}, 2, nullptr, "--loud"},
-        UseCase{"TwoFolders", {"check-config", "a", "b"}, 2, nullptr, "b"},
-        UseCase{
-            "HostNowhere", {"host", "no"}, 1, nullptr, "no is not a folder"},
-        UseCase{"HostNoService", {"host", "lib"}, 1, nullptr, "kiv host: lib"},
-        UseCase{"HostNoFile", {"host", "empty"}, 1, nullptr, "no queue"},
-        UseCase{"HostBrokenFile", {"host", "unread"}, 1, nullptr, "queue.xml"},
-        UseCase{"HostBadQueue", {"host", "faulty"}, 1, nullptr, "queue gate"},
-        UseCase{"HostBadDirectory",
-                {"host", "blind"},
-                1,
-                nullptr,
+        UseCase{"Help", "--help", 0, "Exit codes: 0 done", nullptr},
+        UseCase{"HostHelp", "host --help", 0, "SIGTERM", nullptr},
+        UseCase{"CheckHelp", "check-config --help", 0, "why", nullptr},
+        UseCase{"LogHelp", "log --help", 0, "--follow", nullptr},
+        UseCase{"Nothing", "", 2, nullptr, "subcommand"},
+        UseCase{"OtherCommand", "listen", 2, nullptr, "subcommand"},
+        UseCase{"OtherOption", "host --loud", 2, nullptr, "--loud"},
+        UseCase{"TwoFolders", "check-config a b", 2, nullptr, "b"},
+        UseCase{"HostNowhere", "host no", 1, nullptr, "no is not a folder"},
+        UseCase{"HostNoService", "host lib", 1, nullptr, "kiv host: lib"},
+        UseCase{"HostNoFile", "host empty", 1, nullptr, "no queue"},
+        UseCase{"HostBrokenFile", "host unread", 1, nullptr, "queue.xml"},
+        UseCase{"HostBadQueue", "host faulty", 1, nullptr, "queue gate"},
+        UseCase{"HostBadDirectory", "host blind", 1, nullptr,
                 "fileq.xml are not watched"},
-        UseCase{"CheckDirectory",
-                {"check-config", "watching"},
-                0,
+        UseCase{"CheckDirectory", "check-config watching", 0,
                 "watching/conf/fileq.xml:2: good: directory inbox: files",
                 nullptr},
-        UseCase{"CheckBadDirectory",
-                {"check-config", "blind"},
-                1,
-                "fileq.xml:1: fault: directory #1: has no",
-                nullptr},
-        UseCase{"CheckNowhere", {"check-config", "no"}, 1, nullptr, "no is"},
-        UseCase{
-            "CheckNoFile", {"check-config", "empty"}, 1, "not there", nullptr},
-        UseCase{"CheckBrokenFile",
-                {"check-config", "unread"},
-                1,
-                "queue.xml:1: fault:",
-                nullptr},
-        UseCase{"CheckFault",
-                {"check-config", "faulty/bin"},
-                1,
-                "faulty/conf/queue.xml:2: fault: queue gate: ",
-                nullptr},
-        UseCase{"CheckWarning",
-                {"check-config", "odd"},
-                0,
-                "odd/conf/queue.xml:2: warning: queue /dev",
-                nullptr},
-        UseCase{"CheckGood",
-                {"check-config", "good"},
-                0,
-                "good/conf/queue.xml:2: good: queue /dev",
-                nullptr},
-        UseCase{"LogOfNoToday", {"log", "good"}, 1, nullptr, "is not there"},
-        UseCase{"LogOfADay",
-                {"log", "good", "--date", "20200131"},
-                0,
-                "old\n",
-                nullptr},
-        UseCase{"LogOfBin",
-                {"log", "good/bin", "-d", "20200131"},
-                0,
-                "old\n",
-                nullptr},
-        UseCase{"LogOfNoDay",
-                {"log", "good", "--date", "20200132"},
-                1,
-                nullptr,
+        UseCase{"CheckBadDirectory", "check-config blind", 1,
+                "fileq.xml:1: fault: directory #1: has no", nullptr},
+        UseCase{"CheckNowhere", "check-config no", 1, nullptr, "no is"},
+        UseCase{"CheckNoFile", "check-config empty", 1, "not there", nullptr},
+        UseCase{"CheckBrokenFile", "check-config unread", 1,
+                "queue.xml:1: fault:", nullptr},
+        UseCase{"CheckFault", "check-config faulty/bin", 1,
+                "faulty/conf/queue.xml:2: fault: queue gate: ", nullptr},
+        UseCase{"CheckWarning", "check-config odd", 0,
+                "odd/conf/queue.xml:2: warning: queue /dev", nullptr},
+        UseCase{"CheckGood", "check-config good", 0,
+                "good/conf/queue.xml:2: good: queue /dev", nullptr},
+        UseCase{"LogOfNoToday", "log good", 1, nullptr, "is not there"},
+        UseCase{"LogOfADay", "log good --date 20200131", 0, "old\n", nullptr},
+        UseCase{"LogOfBin", "log good/bin -d 20200131", 0, "old\n", nullptr},
+        UseCase{"LogOfNoDay", "log good --date 20200132", 1, nullptr,
                 "is not there"},
-        UseCase{"LogDateIsNone",
-                {"log", "good", "--date", "2020-1-3"},
-                2,
-                nullptr,
+        UseCase{"LogDateIsNone", "log good --date 2020-1-3", 2, nullptr,
                 "YYYYMMDD"},
-        UseCase{"LogLinesAreNone",
-                {"log", "good", "--lines", "0"},
-                2,
-                nullptr,
-                "--lines"},
-        UseCase{"LogFollowsNoOldDay",
-                {"log", "good", "--date", "20200131", "--follow"},
-                2,
-                nullptr,
-                "leave out --date"}),
+        UseCase{"LogLinesAreNone", "log good --lines 0", 2, nullptr, "--lines"},
+        UseCase{"LogFollowsNoOldDay", "log good --date 20200131 --follow", 2,
+                nullptr, "leave out --date"}),
     [](const auto& row) { return row.param.name; });
 
 TEST_F(Kiv, ShowsTodaysLogAsUtf8) {

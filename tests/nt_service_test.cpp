@@ -28,13 +28,10 @@ bool Has(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
 }
 
-// The file of the day in a folder.
-std::string LogIn(const fs::path& folder) {
-  std::string text;
-  std::error_code missing;
-  for (const auto& file : fs::directory_iterator(folder, missing))
-    text += ReadTestFile(file.path());
-  return text;
+// That it ends with the code and says that.
+void ExpectEnd(RunningProgram program, int exit_code, const std::string& part) {
+  EXPECT_EQ(program.WaitForEnd(), exit_code);
+  EXPECT_TRUE(Has(program.Errors(), part)) << program.Errors();
 }
 
 // The socket that a service manager listens on.
@@ -80,7 +77,12 @@ class Service : public ::testing::Test {
     return ReadTestFile(fs::path(bin_) / "journal");
   }
   std::string ServiceLog() const {
-    return LogIn(fs::path(bin_) / "LogFiles/VornService");
+    std::string text;
+    std::error_code missing;
+    for (const auto& file : fs::directory_iterator(
+             fs::path(bin_) / "LogFiles/VornService", missing))
+      text += ReadTestFile(file.path());
+    return text;
   }
   bool WaitForStart() const {
     return Eventually([this] { return Has(ServiceLog(), "' runs\r\n"); });
@@ -153,18 +155,16 @@ TEST_F(Service, TellsNothingWhenItIsRunByHandOrIsForSomebodyElse) {
 }
 
 TEST_F(Service, ThatDoesNotStartOrEndSaysSo) {
+  ExpectEnd(Run({"-instal"}), 2, "'-instal' is unknown; use -install");
+  EXPECT_EQ(Journal(), "");
   WriteTestFile(fs::path(bin_) / "refuses");
   NotifySocket manager;
-  RunningProgram refused = Run({}, {manager.Variable()});
-  EXPECT_EQ(refused.WaitForEnd(), 1);
-  EXPECT_TRUE(Has(refused.Errors(), "could not start")) << refused.Errors();
+  ExpectEnd(Run({}, {manager.Variable()}), 1, "could not start");
   EXPECT_EQ(manager.Heard(), "");
   fs::remove(fs::path(bin_) / "refuses");
   WriteTestFile(fs::path(bin_) / "lingers");
   WriteTestFile(fs::path(bin_) / "ends");
-  RunningProgram lingers = Run({"-noservice"});
-  EXPECT_EQ(lingers.WaitForEnd(), 1);
-  EXPECT_TRUE(Has(lingers.Errors(), "did not end in time"));
+  ExpectEnd(Run({"-noservice"}), 1, "did not end in time");
   EXPECT_TRUE(Has(ServiceLog(), "has ended with a failure\r\n"));
 }
 
@@ -177,14 +177,6 @@ TEST_F(Service, ShowsItsLogWhenItIsDebugged) {
   EXPECT_EQ(service.WaitForEnd(), 0);
   EXPECT_TRUE(Has(service.Errors(), "kiv-test service: has ended\n"))
       << service.Errors();
-}
-
-TEST_F(Service, KnowsItsSwitchesAndNoOthers) {
-  RunningProgram service = Run({"-instal"});
-  EXPECT_EQ(service.WaitForEnd(), 2);
-  EXPECT_TRUE(Has(service.Errors(), "'-instal' is unknown; use -install"))
-      << service.Errors();
-  EXPECT_EQ(Journal(), "");
 }
 
 // With a systemctl that only writes down what it is asked, and fails when it is
@@ -224,53 +216,41 @@ TEST_F(ServiceSetup, GoesThroughSystemctl) {
   EXPECT_EQ(Asked(), "--user daemon-reload\n--user enable " + unit + "\n");
   EXPECT_TRUE(Has(install.Output(), "installed as " + unit_.string()));
   const std::string text = ReadTestFile(unit_);
-  EXPECT_TRUE(
-      Has(text, "\nExecStart=\"" KIV_TEST_SERVICE "\" \"" + bin_ + "\"\n"))
-      << text;
-  EXPECT_TRUE(Has(text, "\nWorkingDirectory=" + bin_ + "\n")) << text;
-  EXPECT_TRUE(Has(text, "\nDescription=A service of the tests\n")) << text;
-
-  EXPECT_EQ(Setup({"-start"}).WaitForEnd(), 0);
-  EXPECT_EQ(Asked(), "--user start " + unit + "\n");
-  EXPECT_EQ(Setup({"-stop"}).WaitForEnd(), 0);
-  EXPECT_EQ(Asked(), "--user stop " + unit + "\n");
-  EXPECT_EQ(Setup({"-uninstall"}).WaitForEnd(), 0);
-  EXPECT_EQ(Asked(),
-            "--user disable --now " + unit + "\n--user daemon-reload\n");
+  for (const std::string& line :
+       {"ExecStart=\"" KIV_TEST_SERVICE "\" \"" + bin_ + "\"",
+        "WorkingDirectory=" + bin_,
+        std::string("Description=A service of the tests")})
+    EXPECT_TRUE(Has(text, "\n" + line + "\n")) << line << " in " << text;
+  const std::pair<const char*, std::string> actions[] = {
+      {"-start", "--user start " + unit + "\n"},
+      {"-stop", "--user stop " + unit + "\n"},
+      {"-uninstall",
+       "--user disable --now " + unit + "\n--user daemon-reload\n"}};
+  for (const auto& [action, asked] : actions) {
+    EXPECT_EQ(Setup({action}).WaitForEnd(), 0) << action;
+    EXPECT_EQ(Asked(), asked);
+  }
   EXPECT_FALSE(fs::exists(unit_));
   // None of it is the service's own life.
   EXPECT_EQ(ServiceLog(), "");
 }
 
 TEST_F(ServiceSetup, LeavesNothingHalfDone) {
-  RunningProgram install = Setup({"-install"}, "enable");
-  EXPECT_EQ(install.WaitForEnd(), 1);
+  ExpectEnd(Setup({"-install"}, "enable"), 1, "could not be installed");
   EXPECT_FALSE(fs::exists(unit_));
-  EXPECT_TRUE(Has(install.Errors(), "could not be installed"));
-
   ASSERT_EQ(Setup({"-install"}).WaitForEnd(), 0);
-  RunningProgram start = Setup({"-start"}, "start");
-  EXPECT_EQ(start.WaitForEnd(), 1);
-  EXPECT_TRUE(Has(start.Errors(), "did not start")) << start.Errors();
-  RunningProgram uninstall = Setup({"-uninstall"}, "disable");
-  EXPECT_EQ(uninstall.WaitForEnd(), 1);
+  ExpectEnd(Setup({"-start"}, "start"), 1, "did not start");
+  ExpectEnd(Setup({"-uninstall"}, "disable"), 1, "");
   EXPECT_TRUE(fs::exists(unit_));
 }
 
 TEST_F(ServiceSetup, RefusesWhatIsNotItsOwn) {
-  for (const char* action : {"-uninstall", "-start", "-stop"}) {
-    RunningProgram service = Setup({action});
-    EXPECT_EQ(service.WaitForEnd(), 1) << action;
-    EXPECT_TRUE(Has(service.Errors(), "not installed")) << service.Errors();
-  }
+  for (const char* action : {"-uninstall", "-start", "-stop"})
+    ExpectEnd(Setup({action}), 1, "not installed");
   fs::create_directories(unit_.parent_path());
   WriteTestFile(unit_, "[Unit]\n");
-  for (const char* action : {"-install", "-uninstall"}) {
-    RunningProgram service = Setup({action});
-    EXPECT_EQ(service.WaitForEnd(), 1) << action;
-    EXPECT_TRUE(Has(service.Errors(), "not written by -install"))
-        << service.Errors();
-  }
+  for (const char* action : {"-install", "-uninstall"})
+    ExpectEnd(Setup({action}), 1, "not written by -install");
   EXPECT_EQ(ReadTestFile(unit_), "[Unit]\n");
   EXPECT_EQ(Asked(), "");
 }
@@ -279,16 +259,14 @@ TEST_F(Service, LivesUnderAServiceManager) {
   std::string reason;
   const auto manager = UserServiceManager::Start(reason);
   if (manager == nullptr) GTEST_SKIP() << "no service manager: " << reason;
-  const auto run = [&](const Words& words) {
-    Words all{KIV_TEST_SERVICE, bin_};
-    all.insert(all.end(), words.begin(), words.end());
-    RunningProgram service = manager->Run(all);
-    const int exit_code = service.WaitForEnd();
-    EXPECT_EQ(exit_code, 0) << words.back() << ": " << service.Errors();
+  const auto run = [&](const std::string& action) {
+    RunningProgram service =
+        manager->Run({KIV_TEST_SERVICE, bin_, "-user", action});
+    EXPECT_EQ(service.WaitForEnd(), 0) << action << ": " << service.Errors();
   };
-  run({"-user", "-install"});
+  run("-install");
   EXPECT_EQ(manager->Ask({"is-enabled", kUnit}), "enabled");
-  run({"-user", "-start"});
+  run("-start");
   // Type=notify: started means that it said so.
   EXPECT_EQ(Journal(), "start\n");
   EXPECT_EQ(manager->Ask({"is-active", kUnit}), "active");
@@ -299,18 +277,18 @@ TEST_F(Service, LivesUnderAServiceManager) {
   EXPECT_EQ(manager->Ask({"show", "--property=WatchdogUSec", kUnit}),
             "WatchdogUSec=30s");
   EXPECT_TRUE(Has(ServiceLog(), ", for the service manager\r\n"));
-  run({"-user", "-stop"});
+  run("-stop");
   EXPECT_EQ(Journal(), "start\nstop\n");
   EXPECT_EQ(manager->Ask({"show", "--property=Result", kUnit}),
             "Result=success");
 
   // One that was killed is started again.
-  run({"-user", "-start"});
+  run("-start");
   manager->Ask({"kill", "--signal=KILL", kUnit});
   EXPECT_TRUE(Eventually(
       [this] { return Journal() == "start\nstop\nstart\nstart\n"; }));
 
-  run({"-user", "-uninstall"});
+  run("-uninstall");
   EXPECT_NE(manager->Ask({"is-active", kUnit}), "active");
   EXPECT_NE(manager->Ask({"is-enabled", kUnit}), "enabled");
 }

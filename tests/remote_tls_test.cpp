@@ -1,12 +1,13 @@
 // Remote services over TLS, by Ice's own properties.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <stdexcept>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "port/environment.h"
+#include "testing/certificate.h"
 #include "testing/remote_fixture.h"
 
 namespace kiv::testing {
@@ -14,21 +15,17 @@ namespace {
 
 constexpr char kPlugin[] = "Ice.Plugin.IceSSL=IceSSL:createIceSSL";
 
-// Signed by itself.
-struct Certificate {
-  explicit Certificate(const std::string& name) {
-    const std::string command =
-        "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 "
-        "-nodes -days 2 -subj /CN=localhost -addext "
-        "subjectAltName=IP:127.0.0.1,DNS:localhost -keyout " +
-        name + ".key -out " + name + ".pem 2>" + name + ".err";
-    if (std::system(command.c_str()) != 0)
-      throw std::runtime_error(ReadTestFile(name + ".err"));
-  }
-};
-
 class RemoteTls : public RemoteTest {
  protected:
+  RemoteTls() {
+    for (const char* const name : {"server", "stranger"})
+      MakeCertificate(std::filesystem::absolute(name), ",IP:127.0.0.1");
+    servant_.emplace("ssl -h 127.0.0.1 -p 0",
+                     std::vector<std::string>{kPlugin, "IceSSL.DefaultDir=.",
+                                              "IceSSL.CertFile=server.pem",
+                                              "IceSSL.KeyFile=server.key",
+                                              "IceSSL.VerifyPeer=0"});
+  }
   ~RemoteTls() override { port::SetEnvironmentUtf8("ICE_CONFIG", ""); }
 
   // What the next communicator takes its properties from.
@@ -40,65 +37,54 @@ class RemoteTls : public RemoteTest {
     return std::string(kPlugin) + "\nIceSSL.DefaultDir=.\nIceSSL.CAs=" + name +
            ".pem\n";
   }
-  static RemoteProxy* Proxy(const RemoteClient& client,
-                            const RemoteServant& servant) {
-    return rmt_get_proxy2(client.List(), servant.Address().c_str(), "ssl",
+  RemoteProxy* Proxy(const RemoteClient& client) const {
+    return rmt_get_proxy2(client.List(), servant_->Address().c_str(), "ssl",
                           "Svc", 0, 0, 5'000);
   }
 
-  const Certificate server_{"server"};
-  const Certificate stranger_{"stranger"};
-  const RemoteServant servant_{
-      "ssl -h 127.0.0.1 -p 0",
-      {kPlugin, "IceSSL.DefaultDir=.", "IceSSL.CertFile=server.pem",
-       "IceSSL.KeyFile=server.key", "IceSSL.VerifyPeer=0"}};
+  std::optional<RemoteServant> servant_;
 };
 
 TEST_F(RemoteTls, WorksWithATrustedCertificate) {
-  Configure(Trusting("server"));
+  const std::string port = std::to_string(servant_->Port());
+  const std::string settings =
+      Trusting("server") +
+      "IceSSL.CheckCertName=1\nSvc.Proxy=Svc:ssl -h 127.0.0.1 -p " + port +
+      "\n";
+  Configure(settings);
   const RemoteClient client;
-  RemoteProxy* const proxy = Proxy(client, servant_);
+  RemoteProxy* const proxy = Proxy(client);
   EXPECT_EQ(rmt_max_message_size(proxy), 1048576) << rmt_last_error();
   EXPECT_EQ(Command(proxy, "echo safe"), "safe");
-  EXPECT_EQ(rmt_get_proxy_port(proxy), servant_.Port());
-}
-
-TEST_F(RemoteTls, WorksForANamedServiceWithTheEndpointOfItsElement) {
-  Configure(Trusting("server"));
+  EXPECT_EQ(rmt_get_proxy_port(proxy), servant_->Port());
+  // A named service with the endpoint of its element.
   WriteTestFile("../conf/client.xml",
                 "<config><services><service name='a' ip='localhost' port='" +
-                    std::to_string(servant_.Port()) +
+                    port +
                     "' svc='Svc' endpoint='ssl' project_key='max'/></services>"
                     "</config>");
-  const RemoteClient client;
   RemoteProjectProxy result{};
   EXPECT_TRUE(rmt_get_named_proxy(client.List(), "a", &result))
       << rmt_last_error();
-}
-
-TEST_F(RemoteTls, WorksFromServerCfgThatHoldsThePropertiesToo) {
-  Configure(Trusting("server") +
-            "IceSSL.CheckCertName=1\nSvc.Proxy=Svc:ssl -h " + "127.0.0.1 -p " +
-            std::to_string(servant_.Port()) + "\n");
-  std::filesystem::copy_file("../conf/ice.cfg", "../conf/server.cfg");
-  const RemoteClient client;
-  RemoteProxy* const proxy = rmt_get_proxy(client.List(), "", 0, "Svc", 0, 0);
-  EXPECT_TRUE(rmt_ping(proxy)) << rmt_last_error();
-  EXPECT_STREQ(rmt_get_proxy_ip(proxy), "127.0.0.1");
-  EXPECT_EQ(rmt_get_proxy_port(proxy), servant_.Port());
+  // From server.cfg, which holds the properties, too.
+  WriteTestFile("../conf/server.cfg", settings);
+  RemoteProxy* const listed = rmt_get_proxy(client.List(), "", 0, "Svc", 0, 0);
+  EXPECT_TRUE(rmt_ping(listed)) << rmt_last_error();
+  EXPECT_STREQ(rmt_get_proxy_ip(listed), "127.0.0.1");
+  EXPECT_EQ(rmt_get_proxy_port(listed), servant_->Port());
 }
 
 TEST_F(RemoteTls, RefusesACertificateThatNobodyTrusts) {
   Configure(Trusting("stranger"));
   const RemoteClient client;
-  EXPECT_FALSE(rmt_ping(Proxy(client, servant_)));
+  EXPECT_FALSE(rmt_ping(Proxy(client)));
   EXPECT_EQ(rmt_last_error_code(), RMT_INSECURE) << rmt_last_error();
-  EXPECT_TRUE(log_.Has(servant_.Address() + ": TLS: ")) << log_.Text();
+  EXPECT_TRUE(log_.Has(servant_->Address() + ": TLS: ")) << log_.Text();
 }
 
 TEST_F(RemoteTls, WithoutThePluginSaysWhatIsMissing) {
   const RemoteClient client;
-  RemoteProxy* const proxy = Proxy(client, servant_);
+  RemoteProxy* const proxy = Proxy(client);
   EXPECT_FALSE(rmt_ping(proxy));
   EXPECT_TRUE(log_.Has("Ice.Plugin.IceSSL")) << log_.Text();
 }

@@ -49,11 +49,10 @@ class Scenario11FailingProcessor : public FileQueueTest {
 
 // Whoever may write into the watched folder may write there, too.
 TEST_F(Scenario11FailingProcessor, IsGivenWhatLiesUnderAnyNumber) {
-  folder_.Write();
   const std::string odd = ".processing/run-odd/2147483647";
   fs::create_directories(folder_.in() / odd);
   folder_.Put(odd + "/order", "1");
-  ASSERT_TRUE(queue_.Start());
+  Start();
   EXPECT_TRUE(HasReason("order",
                         "its processing was begun 1000 times, and each "
                         "time the host ended over it"));
@@ -63,9 +62,8 @@ TEST_F(Scenario11FailingProcessor, IsGivenWhatLiesUnderAnyNumber) {
 
 TEST_F(Scenario11FailingProcessor, ThatAnswersFalseFindsTheFileInFailed) {
   folder_.processor.answer = [](std::string_view, void*) { return false; };
-  folder_.Write();
   fs::create_directory(folder_.in() / "sub");
-  ASSERT_TRUE(queue_.Start());
+  Start();
   folder_.Put("sub/order", "1");
   ASSERT_TRUE(HasReason("sub/order", "the processor answered false"));
   // A second one of that name is no reason to lose the first.
@@ -90,8 +88,7 @@ TEST_F(Scenario11FailingProcessor, ThatThrowsFindsTheFileInFailed) {
 }
 
 TEST_F(Scenario11FailingProcessor, KeepsAProcessedFileWhenToldTo) {
-  folder_.Write("process='true' deleteAfterProcess='false'");
-  ASSERT_TRUE(queue_.Start());
+  Start("process='true' deleteAfterProcess='false'");
   folder_.Put("kept", "1");
   ASSERT_TRUE(WaitFor(".done/kept"));
   EXPECT_TRUE(queue_.Stop(20000));
@@ -103,9 +100,8 @@ TEST_F(Scenario11FailingProcessor, OutlivesTheRemovalOfItsFolders) {
   folder_.processor.answer = [](std::string_view message, void*) {
     return message != "fails";
   };
-  folder_.Write("process='true' deleteAfterProcess='false'");
   fs::create_directory(folder_.in() / "sub");
-  ASSERT_TRUE(queue_.Start());
+  Start("process='true' deleteAfterProcess='false'");
   folder_.Put("first", "1");
   ASSERT_TRUE(WaitFor(".done/first"));
   for (const char* name : {".processing", ".failed", ".done"})
@@ -125,8 +121,7 @@ TEST_F(Scenario11FailingProcessor, OnAFullDiskStillFindsTheFileInFailed) {
   if (::mount("tmpfs", place.c_str(), "tmpfs", 0, "size=64k") != 0)
     GTEST_SKIP() << "a full disk needs the right to mount one";
   folder_.processor.answer = [](std::string_view, void*) { return false; };
-  folder_.Write();
-  ASSERT_TRUE(queue_.Start());
+  Start();
   {
     std::ofstream filler(folder_.in() / ".filler");
     const std::string page(4096, 'x');

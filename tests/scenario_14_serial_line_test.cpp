@@ -1,9 +1,7 @@
 // What happens to a serial line: it is unplugged and comes back elsewhere, it
 // belongs to another program, it sends noise.
 #include <gtest/gtest.h>
-#include <sys/file.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 
 #include <atomic>
 #include <chrono>
@@ -12,9 +10,11 @@
 #include <string>
 #include <thread>
 
+#include "kiv/mq/com_queue_reader.h"
 #include "kiv/startup.h"
 #include "testing/eventually.h"
 #include "testing/pseudo_terminal.h"
+#include "testing/running_program.h"
 #include "testing/service_folder.h"
 #include "testing/test_processor.h"
 
@@ -25,6 +25,7 @@ using mq::QueueState;
 using mq::QueueStatus;
 using testing::Eventually;
 using testing::PseudoTerminal;
+using testing::RunningProgram;
 using testing::TestConfig;
 using Messages = std::vector<std::string>;
 using SteadyClock = std::chrono::steady_clock;
@@ -52,51 +53,15 @@ long ResidentKiB() {
   return resident * (::sysconf(_SC_PAGESIZE) / 1024);
 }
 
-// Another program that has the port: a process of its own that holds its lock
-// until it is told to go.
-class OtherProgram {
- public:
-  explicit OtherProgram(const std::string& device) {
-    int told[2];
-    int ready[2];
-    if (::pipe2(told, O_CLOEXEC) != 0 || ::pipe2(ready, O_CLOEXEC) != 0)
-      throw std::runtime_error("no pipe");
-    process_ = ::fork();
-    if (process_ == 0) {
-      ::close(told[1]);
-      const int port = ::open(device.c_str(), O_RDWR | O_NOCTTY);
-      const bool has = port >= 0 && ::flock(port, LOCK_EX | LOCK_NB) == 0;
-      char byte = has ? 'y' : 'n';
-      if (::write(ready[1], &byte, 1) == 1 && has) {
-        while (::read(told[0], &byte, 1) < 0) {
-        }
-      }
-      ::_exit(0);
-    }
-    ::close(told[0]);
-    ::close(ready[1]);
-    quit_ = told[1];
-    char byte = 'n';
-    has_port_ = ::read(ready[0], &byte, 1) == 1 && byte == 'y';
-    ::close(ready[0]);
-  }
-  ~OtherProgram() { Quit(); }
-  OtherProgram(const OtherProgram&) = delete;
-  OtherProgram& operator=(const OtherProgram&) = delete;
-
-  bool HasPort() const { return has_port_; }
-  void Quit() {
-    if (quit_ < 0) return;
-    ::close(quit_);
-    quit_ = -1;
-    ::waitpid(process_, nullptr, 0);
-  }
-
- private:
-  pid_t process_;
-  int quit_ = -1;
-  bool has_port_ = false;
-};
+// Another program that has the port, unless somebody has it already: then it
+// ends with 1.
+std::unique_ptr<RunningProgram> OtherProgram(const std::string& device) {
+  return std::make_unique<RunningProgram>(
+      "/usr/bin/flock",
+      std::vector<std::string>{"--no-fork", "--nonblock", device, "/bin/sh",
+                               "-c", "echo has it; exec sleep 60"},
+      RunningProgram::Surroundings{});
+}
 
 class Scenario14SerialLine : public ::testing::Test {
  protected:
@@ -175,14 +140,14 @@ TEST_F(Scenario14SerialLine, IsIdleWhileNothingComes) {
 }
 
 TEST_F(Scenario14SerialLine, OfAnotherProgramIsRefusedUntilThatLetsGo) {
-  OtherProgram other(line_->Device());
-  ASSERT_TRUE(other.HasPort());
+  auto other = OtherProgram(line_->Device());
+  ASSERT_TRUE(other->WaitForOutput("has it")) << other->Errors();
   Listen();
   ASSERT_TRUE(WaitForState(QueueState::Unplugged));
   EXPECT_NE(Status().last_error.find("in use by another program"),
             std::string::npos)
       << Status().last_error;
-  other.Quit();
+  other.reset();
   ASSERT_TRUE(WaitForState(QueueState::Reading));
   EXPECT_EQ(service_.log.Count("in use by another program"), 1);
 }
@@ -190,7 +155,7 @@ TEST_F(Scenario14SerialLine, OfAnotherProgramIsRefusedUntilThatLetsGo) {
 TEST_F(Scenario14SerialLine, OfOursIsRefusedToAnotherProgram) {
   Listen();
   ASSERT_TRUE(WaitForState(QueueState::Reading));
-  EXPECT_FALSE(OtherProgram(line_->Device()).HasPort());
+  EXPECT_EQ(OtherProgram(line_->Device())->WaitForEnd(), 1);
 }
 
 TEST_F(Scenario14SerialLine, OfNoiseNeedsNoMoreMemory) {
@@ -240,6 +205,13 @@ TEST_F(Scenario14SerialLine, IsStoppedOnlyByABlockThatBeginsWithTheWord) {
   EXPECT_EQ(processor_.Messages(),
             (Messages{"please exit", std::string(4096, 'x'),
                       "exit of a long line", " exit", "next"}));
+  const auto reader = std::dynamic_pointer_cast<mq::ComQueueReader>(
+      config_->Queues().at(0)->GetQueueReader());
+  EXPECT_TRUE(Eventually([&] { return reader->GetThread()->Result() == 0; }));
+  // Listening again reads again.
+  ASSERT_TRUE(config_->StartListen());
+  line_->Send("back\r");
+  EXPECT_TRUE(processor_.WaitForMessages(6));
 }
 
 TEST_F(Scenario14SerialLine, AtTheWrongRateGivesGarbageAndGoesOn) {

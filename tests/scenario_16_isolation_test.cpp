@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -40,8 +41,11 @@ class Scenario16Isolation : public ::testing::Test {
 
   static std::shared_ptr<Module> Make(int time_limit_seconds = 20,
                                       const char* function = "Obey") {
-    return module::CreateModule(std::string("dll://../lib/p:") + function,
-                                {true, time_limit_seconds}, "");
+    auto module =
+        module::CreateModule(std::string("dll://../lib/p:") + function,
+                             {true, time_limit_seconds}, "");
+    if (module == nullptr) throw std::runtime_error("no module");
+    return module;
   }
   static bool Process(Module& module, const std::string& text) {
     return module.process_mem(text.data(), static_cast<int>(text.size()),
@@ -67,7 +71,6 @@ class Scenario16Isolation : public ::testing::Test {
 
 TEST_F(Scenario16Isolation, CallsTheProcessorInOneProcessThatIsNotOurs) {
   const auto module = Make();
-  ASSERT_NE(module, nullptr);
   EXPECT_TRUE(Process(*module, "one"));
   EXPECT_TRUE(Process(*module, ""));
   EXPECT_TRUE(Process(*module, "two"));
@@ -88,7 +91,6 @@ TEST_F(Scenario16Isolation, CallsTheProcessorInOneProcessThatIsNotOurs) {
 
 TEST_F(Scenario16Isolation, GivesMessagesOfAnyLengthAsTheyAre) {
   const auto module = Make();
-  ASSERT_NE(module, nullptr);
   // 65,536 bytes are the most that go with the message itself. What is longer
   // goes through memory, which is used again unless it was very much.
   const std::pair<std::size_t, char> messages[] = {
@@ -103,7 +105,6 @@ TEST_F(Scenario16Isolation, GivesMessagesOfAnyLengthAsTheyAre) {
 
 TEST_F(Scenario16Isolation, FailsTheMessageOfACrashAndGoesOn) {
   const auto module = Make();
-  ASSERT_NE(module, nullptr);
   EXPECT_FALSE(Process(*module, "abort"));
   EXPECT_EQ(module::TakeProcessorFault(),
             "its process ended by signal 6 (Aborted)");
@@ -121,7 +122,6 @@ TEST_F(Scenario16Isolation, FailsTheMessageOfACrashAndGoesOn) {
 
 TEST_F(Scenario16Isolation, WaitsLongerAfterEveryCrashInARow) {
   const auto module = Make();
-  ASSERT_NE(module, nullptr);
   const auto begin = std::chrono::steady_clock::now();
   // Behind them pauses of 0.1, 0.2 and 0.4 seconds.
   for (int i = 0; i < 4; ++i) EXPECT_FALSE(Process(*module, "abort"));
@@ -131,7 +131,6 @@ TEST_F(Scenario16Isolation, WaitsLongerAfterEveryCrashInARow) {
 
 TEST_F(Scenario16Isolation, EndsAProcessorThatTakesTooLong) {
   const auto module = Make(1);
-  ASSERT_NE(module, nullptr);
   EXPECT_FALSE(Process(*module, "hang"));
   EXPECT_TRUE(service_.log.Has("more than the 1 seconds of its timeLimit"))
       << service_.log.Text();
@@ -141,7 +140,6 @@ TEST_F(Scenario16Isolation, EndsAProcessorThatTakesTooLong) {
 
 TEST_F(Scenario16Isolation, LosesNoMessageToAProcessThatEndedInBetween) {
   const auto module = Make();
-  ASSERT_NE(module, nullptr);
   EXPECT_TRUE(Process(*module, "one"));
   ASSERT_EQ(::kill(Journal().front().process, SIGKILL), 0);
   // Its link closes when it has ended; until then a message goes with it.
@@ -152,7 +150,6 @@ TEST_F(Scenario16Isolation, LosesNoMessageToAProcessThatEndedInBetween) {
 
 TEST_F(Scenario16Isolation, EndsItsProcessInOrderWithTheModule) {
   auto module = Make();
-  ASSERT_NE(module, nullptr);
   EXPECT_TRUE(Process(*module, "farewell"));
   const pid_t process = Journal().front().process;
   EXPECT_EQ(::kill(process, 0), 0);
@@ -163,13 +160,11 @@ TEST_F(Scenario16Isolation, EndsItsProcessInOrderWithTheModule) {
 
 TEST_F(Scenario16Isolation, SaysWhatItCannotLoadAndWhatItCannotStart) {
   const auto unknown = Make(20, "obey");
-  ASSERT_NE(unknown, nullptr);
   EXPECT_FALSE(Process(*unknown, "one"));
   EXPECT_TRUE(service_.log.Has("undefined symbol: obey"));
   EXPECT_FALSE(service_.log.Has("its process ended"));
   ::setenv("KIV_PROCESSOR_HOST", "/no/such/program", 1);
   const auto homeless = Make();
-  ASSERT_NE(homeless, nullptr);
   EXPECT_FALSE(Process(*homeless, "one"));
   EXPECT_TRUE(service_.log.Has("its process cannot be started: "));
 }

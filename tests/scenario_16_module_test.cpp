@@ -33,11 +33,16 @@ class Scenario16Module : public ::testing::Test {
   static void SetUpTestSuite() { GlobalInit(); }
   static void TearDownTestSuite() { GlobalUninit(); }
 
-  // A module that is made but does nothing.
-  void ExpectDead(const std::string& description) {
-    const auto made = Module::create(description.c_str());
+  // A module that is made but does nothing, and why.
+  void ExpectDead(const std::string& description, const std::string& reason) {
+    const auto made = Module::create(("dll://../lib/" + description).c_str());
     ASSERT_NE(made, nullptr) << service_.log.Text();
     EXPECT_FALSE(made->process_mem("x", 1, nullptr));
+    EXPECT_TRUE(service_.log.Has(kNotLoaded + reason)) << service_.log.Text();
+  }
+  static void WriteLibrary(const std::string& file, const std::string& bytes) {
+    WriteTestFile(file, bytes);
+    fs::permissions(file, fs::perms::owner_all);
   }
 
   const testing::ServiceFolder service_;
@@ -54,43 +59,30 @@ TEST_F(Scenario16Module, OfAMissingFileIsNotCreated) {
 TEST_F(Scenario16Module, OfAnotherMachineSaysSo) {
   std::string arm = ReadTestFile(KIV_TEST_PROCESSOR);
   arm.replace(18, 2, std::string("\xB7\0", 2));
-  WriteTestFile("../lib/arm.so", arm);
-  fs::permissions("../lib/arm.so", fs::perms::owner_all);
-  ExpectDead("dll://../lib/arm:Record");
-  EXPECT_TRUE(service_.log.Has(
-      std::string(kNotLoaded) +
-      "..\\LIB\\ARM.DLL': the library is built for another machine"))
-      << service_.log.Text();
+  WriteLibrary("../lib/arm.so", arm);
+  ExpectDead("arm:Record",
+             "..\\LIB\\ARM.DLL': the library is built for another machine");
 }
 
 TEST_F(Scenario16Module, BrokenOffIsRefusedAndNotMapped) {
-  WriteTestFile("../lib/half.so",
-                ReadTestFile(KIV_TEST_PROCESSOR).substr(0, 2000));
-  fs::permissions("../lib/half.so", fs::perms::owner_all);
-  ExpectDead("dll://../lib/half:Record");
-  EXPECT_TRUE(service_.log.Has(std::string(kNotLoaded) +
-                               "..\\LIB\\HALF.DLL': the file is broken off"))
-      << service_.log.Text();
+  WriteLibrary("../lib/half.so",
+               ReadTestFile(KIV_TEST_PROCESSOR).substr(0, 2000));
+  ExpectDead("half:Record", "..\\LIB\\HALF.DLL': the file is broken off");
 }
 
 TEST_F(Scenario16Module, WithoutTheFunctionSaysWhichOne) {
-  ExpectDead("dll://../lib/p:record");
   // 文件中的 and 函数, then the loader's words.
-  EXPECT_TRUE(
-      service_.log.Has(std::string(kNotLoaded) +
-                       "..\\LIB\\P.DLL' \xCE\xC4\xBC\xFE\xD6\xD0\xB5\xC4 "
-                       "'record'\xBA\xAF\xCA\xFD: "))
-      << service_.log.Text();
+  ExpectDead("p:record",
+             "..\\LIB\\P.DLL' \xCE\xC4\xBC\xFE\xD6\xD0\xB5\xC4 "
+             "'record'\xBA\xAF\xCA\xFD: ");
   EXPECT_TRUE(service_.log.Has("undefined symbol: record"));
 }
 
 TEST_F(Scenario16Module, InAFolderThatAnybodyMayWriteIsRefused) {
   ASSERT_EQ(::chmod("../lib", 01777), 0);
-  ExpectDead("dll://../lib/p:Record");
-  EXPECT_TRUE(service_.log.Has(
-      std::string(kNotLoaded) + "..\\LIB\\P.DLL': refused, since '" +
-      (service_.path() / "lib").string() + "' may be written by everybody"))
-      << service_.log.Text();
+  ExpectDead("p:Record", "..\\LIB\\P.DLL': refused, since '" +
+                             (service_.path() / "lib").string() +
+                             "' may be written by everybody");
   EXPECT_TRUE(service_.log.Has("KIV_MODULE_TRUST=any"));
   EXPECT_TRUE(processor_.Messages().empty());
 }

@@ -2,9 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
-#include <cmath>
 #include <cstdint>
-#include <limits>
 #include <string>
 #include <thread>
 #include <utility>
@@ -88,11 +86,6 @@ class StoreConformance : public ::testing::TestWithParam<Surroundings> {
   static dm::Object Field(const Any& record, std::size_t index) {
     return dm::Object(dm_o_struct_field_at(record.get(), index));
   }
-  static Any NewText(const std::string& text) {
-    auto object = Any::Take(dm_o_new(DM_SIGN_DEFAULT + DM_STRING, nullptr));
-    dm_o_string_assign(object.get(), text.c_str());
-    return object;
-  }
   long long Count(const std::string& table) {
     const auto reader = rows_->Query("select count(*) from " + table);
     if (!reader || !reader->Next()) return -1;
@@ -110,8 +103,17 @@ class StoreConformance : public ::testing::TestWithParam<Surroundings> {
   std::shared_ptr<Rows> rows_;
 };
 
-TEST_P(StoreConformance, StoreIsMadeOnceAndOpenedAgain) {
-  Make("t", TypeOf({{"id", dm_o_int32_metadata()}}));
+TEST_P(StoreConformance, StoreAndTableAreMadeOnceAndOpenedAgain) {
+  const StructPtr type = TypeOf({{"id", dm_o_int32_metadata()}});
+  Make("t", type);
+  const auto twice = store_->CreateTable("t");
+  ASSERT_NE(twice, nullptr);
+  EXPECT_TRUE(twice->CreateColumns(type));
+  EXPECT_FALSE(twice->CompleteCreate());
+  EXPECT_TRUE(log_.Has("AdoTable::CompleteCreate Failed: "));
+  // Not real before that.
+  EXPECT_TRUE(store_->CreateTable("never")->CreateColumns(type));
+  EXPECT_FALSE(store_->IsExistTable("never"));
   rows_.reset();
   store_.reset();
   const auto again = Factory().CreateConnection(text_);
@@ -126,43 +128,35 @@ TEST_P(StoreConformance, StoreIsMadeOnceAndOpenedAgain) {
 TEST_P(StoreConformance, ClosedStoreRefusesWithATextEach) {
   const auto closed = Factory().CreateConnection(text_);
   EXPECT_FALSE(closed->IsExistTable("t"));
-  EXPECT_TRUE(log_.Has("AdoConnection::IsExistTable Failed:"));
   EXPECT_EQ(closed->GetTable("t"), nullptr);
-  // ')失败。
-  EXPECT_TRUE(
-      log_.Has("AdoConnection::GetTable Failed: "
-               "o->GetTable('t')\xCA\xA7\xB0\xDC\xA1\xA3"));
   EXPECT_EQ(closed->BeginTransaction(), nullptr);
-  EXPECT_TRUE(log_.Has("AdoConnection::BeginTransaction Failed: "));
   EXPECT_EQ(Rows::On(closed), nullptr);
   const auto table = closed->CreateTable("t");
   ASSERT_NE(table, nullptr);
   EXPECT_FALSE(table->CompleteCreate());
-  EXPECT_TRUE(log_.Has("AdoTable::CompleteCreate Failed: "));
+  for (const char* const text : {"AdoConnection::IsExistTable Failed:",
+                                 // ')失败。
+                                 "AdoConnection::GetTable Failed: "
+                                 "o->GetTable('t')\xCA\xA7\xB0\xDC\xA1\xA3",
+                                 "AdoConnection::BeginTransaction Failed: ",
+                                 "AdoTable::CompleteCreate Failed: "})
+    EXPECT_TRUE(log_.Has(text)) << text;
 }
 
 TEST_P(StoreConformance, EmptyNamesAreRefused) {
   EXPECT_EQ(store_->GetTable(""), nullptr);
-  // 不能为空。
-  EXPECT_TRUE(
-      log_.Has("db: AdoConnection::GetTable Failed: name "
-               "\xB2\xBB\xC4\xDC\xCE\xAA\xBF\xD5\xA1\xA3"));
   EXPECT_EQ(store_->CreateTable(""), nullptr);
-  // 不能为空。
-  EXPECT_TRUE(
-      log_.Has("db: AdoConnection::CreateTable Failed: name "
-               "\xB2\xBB\xC4\xDC\xCE\xAA\xBF\xD5\xA1\xA3"));
   EXPECT_FALSE(store_->DeleteTable(""));
-  // 不能为空。
-  EXPECT_TRUE(
-      log_.Has("db: AdoConnection::DeleteTable Failed: name "
-               "\xB2\xBB\xC4\xDC\xCE\xAA\xBF\xD5\xA1\xA3"));
   const auto table = Make("t", TypeOf({{"id", dm_o_int32_metadata()}}));
   EXPECT_EQ(table->GetColumn(""), nullptr);
-  // 不能为空。
-  EXPECT_TRUE(
-      log_.Has("db: AdoTable::GetColumn Failed: name "
-               "\xB2\xBB\xC4\xDC\xCE\xAA\xBF\xD5\xA1\xA3"));
+  for (const std::string call :
+       {"AdoConnection::GetTable", "AdoConnection::CreateTable",
+        "AdoConnection::DeleteTable", "AdoTable::GetColumn"})
+    // 不能为空。
+    EXPECT_TRUE(log_.Has("db: " + call +
+                         " Failed: name "
+                         "\xB2\xBB\xC4\xDC\xCE\xAA\xBF\xD5\xA1\xA3"))
+        << call;
 }
 
 TEST_P(StoreConformance, NamesMayBeChinese) {
@@ -196,32 +190,6 @@ TEST_P(StoreConformance, NamesMayBeChinese) {
 
   EXPECT_TRUE(store_->DeleteTable(kOrders)) << log_.Text();
   EXPECT_FALSE(store_->IsExistTable(kOrders));
-}
-
-TEST_P(StoreConformance, NamesAreTakenAsTheyStand) {
-  const StructPtr type = TypeOf({{"id", dm_o_int32_metadata()}});
-  const std::vector<std::string> names{
-      "a_b", "a%b",   "x\"; drop table y;--", "two words", "it's",
-      "[q]", "Select"};
-  for (const std::string& name : names) Make(name, type);
-  // A pattern would find these.
-  for (const char* const missing : {"axb", "a", "a__", "%", "x\""})
-    EXPECT_FALSE(store_->IsExistTable(missing)) << missing;
-  for (const std::string& name : names) {
-    EXPECT_TRUE(store_->IsExistTable(name)) << name;
-    EXPECT_TRUE(rows_->Insert(name, {New(type)})) << name;
-  }
-  for (const std::string& name : names) {
-    const auto table = store_->GetTable(name);
-    ASSERT_NE(table, nullptr) << name;
-    EXPECT_EQ(table->GetName(), name);
-    const auto recordset = table->OpenRecordset();
-    ASSERT_NE(recordset, nullptr) << name;
-    EXPECT_FALSE(recordset->IsEOF());
-  }
-  EXPECT_TRUE(store_->DeleteTable("a_b"));
-  EXPECT_TRUE(store_->IsExistTable("a%b"));
-  EXPECT_FALSE(store_->DeleteTable("a_b"));
 }
 
 TEST_P(StoreConformance, ColumnsComeAndGo) {
@@ -272,119 +240,28 @@ TEST_P(StoreConformance, ColumnThatIsRealCanOnlyBeRenamed) {
   EXPECT_TRUE(store_->GetTable("t")->HasColumn(kPrice));
 }
 
-TEST_P(StoreConformance, TableIsMadeOnce) {
-  const StructPtr type = TypeOf({{"id", dm_o_int32_metadata()}});
-  Make("t", type);
-  const auto twice = store_->CreateTable("t");
-  ASSERT_NE(twice, nullptr);
-  EXPECT_TRUE(twice->CreateColumns(type));
-  EXPECT_FALSE(twice->CompleteCreate());
-  EXPECT_TRUE(log_.Has("AdoTable::CompleteCreate Failed: "));
-  // Not real before that.
-  const auto never = store_->CreateTable("never");
-  EXPECT_TRUE(never->CreateColumns(type));
-  EXPECT_FALSE(store_->IsExistTable("never"));
-}
-
-TEST_P(StoreConformance, ValuesComeBackAsTheyWentIn) {
-  const StructPtr type = TypeOf({{"flag", dm_o_bool_metadata()},
-                                 {"small", dm_o_byte_metadata()},
-                                 {"short", dm_o_int16_metadata()},
-                                 {"number", dm_o_int32_metadata()},
-                                 {"long", dm_o_int64_metadata()},
-                                 {"real", dm_o_float_metadata()},
-                                 {"double", dm_o_double_metadata()},
-                                 {"guid", dm_o_guid_metadata()},
-                                 {"time", dm_o_datetime_metadata()},
-                                 {"text", dm_o_ansi_string_metadata()}});
+TEST_P(StoreConformance, ColumnsHaveTheTypesOfTheirFields) {
+  void* const types[] = {dm_o_bool_metadata(),     dm_o_byte_metadata(),
+                         dm_o_int16_metadata(),    dm_o_int32_metadata(),
+                         dm_o_int64_metadata(),    dm_o_float_metadata(),
+                         dm_o_double_metadata(),   dm_o_guid_metadata(),
+                         dm_o_datetime_metadata(), dm_o_ansi_string_metadata()};
+  const StructPtr type = TypeOf({});
+  for (std::size_t i = 0; i < std::size(types); ++i)
+    ASSERT_TRUE(dm_o_struct_metadata_append(
+        type.get(), ("c" + std::to_string(i)).c_str(), types[i]));
   const auto table = Make("t", type);
-  for (std::size_t i = 0; i < 10; ++i) {
-    const auto column = table->GetColumn(static_cast<long>(i));
+  ASSERT_EQ(table->GetColumnCount(), 10);
+  for (long i = 0; i < 10; ++i) {
+    const auto column = table->GetColumn(i);
     // PostgreSQL has no type of one byte and takes two for it.
-    if (column->GetName() == "small" &&
+    if (types[i] == dm_o_byte_metadata() &&
         column->GetType().get() == dm_o_int16_metadata())
       continue;
     EXPECT_EQ(dm_o_type_info_from_metadata(column->GetType().get())->type_id,
-              dm_o_type_info_from_metadata(
-                  dm_o_struct_metadata_field_metadata(type.get(), i))
-                  ->type_id)
+              dm_o_type_info_from_metadata(types[i])->type_id)
         << column->GetName();
   }
-  std::vector<Any> records;
-  const auto add = [&](auto limits) {
-    const Any record = New(type);
-    const bool is_low = limits == 0;
-    const auto pick = [&](auto low, auto high) { return is_low ? low : high; };
-    EXPECT_TRUE(Field(record, 0).Write(!is_low));
-    EXPECT_TRUE(
-        Field(record, 1).Write(pick(std::uint8_t{0}, std::uint8_t{255})));
-    EXPECT_TRUE(
-        Field(record, 2).Write(pick(std::numeric_limits<std::int16_t>::min(),
-                                    std::numeric_limits<std::int16_t>::max())));
-    EXPECT_TRUE(
-        Field(record, 3).Write(pick(std::numeric_limits<std::int32_t>::min(),
-                                    std::numeric_limits<std::int32_t>::max())));
-    EXPECT_TRUE(
-        Field(record, 4).Write(pick(std::numeric_limits<std::int64_t>::min(),
-                                    std::numeric_limits<std::int64_t>::max())));
-    EXPECT_TRUE(
-        Field(record, 5).Write(pick(std::numeric_limits<float>::lowest(),
-                                    std::numeric_limits<float>::min())));
-    EXPECT_TRUE(Field(record, 6).Write(
-        pick(std::numeric_limits<double>::lowest(), 0.1)));
-    EXPECT_TRUE(Field(record, 8).Write(
-        is_low ? DateTime(1753, 1, 1, 0, 0, 0, 0)
-               : DateTime(9999, 12, 31, 23, 59, 59, 999)));
-    EXPECT_TRUE(
-        dm_o_string_assign(Field(record, 9).get(), is_low ? "" : kRare));
-    records.push_back(record);
-  };
-  add(0);
-  add(1);
-  ASSERT_TRUE(rows_->Insert("t", records)) << log_.Text();
-
-  const auto recordset = table->OpenRecordset();
-  ASSERT_NE(recordset, nullptr);
-  for (const Any& expected : records) {
-    ASSERT_FALSE(recordset->IsEOF());
-    const Any read = New(type);
-    ASSERT_TRUE(FillRecord(*recordset, read)) << log_.Text();
-    for (std::size_t i = 0; i < 9; ++i) {
-      const std::size_t size = dm_o_instance_data_size(
-          dm_o_struct_metadata_field_metadata(type.get(), i));
-      EXPECT_EQ(
-          std::string(static_cast<const char*>(Field(read, i).Data()), size),
-          std::string(static_cast<const char*>(Field(expected, i).Data()),
-                      size))
-          << dm_o_struct_metadata_field_name(type.get(), i);
-    }
-    EXPECT_STREQ(dm_o_string_text(Field(read, 9).get()),
-                 dm_o_string_text(Field(expected, 9).get()));
-    EXPECT_TRUE(recordset->MoveNext());
-  }
-  EXPECT_TRUE(recordset->IsEOF());
-}
-
-TEST_P(StoreConformance, ValueMayBeMissing) {
-  const StructPtr columns = TypeOf(
-      {{"id", dm_o_int32_metadata()}, {"name", dm_o_ansi_string_metadata()}});
-  const auto table = Make("t", columns);
-  const StructPtr type = TypeOf({{"id", dm_o_object_pointer_metadata()},
-                                 {"name", dm_o_object_pointer_metadata()}});
-  const Any record = New(type);
-  ASSERT_TRUE(
-      dm_o_object_pointer_set(Field(record, 1).get(), NewText("kiv").get()));
-  ASSERT_TRUE(rows_->Insert("t", {record})) << log_.Text();
-  const auto recordset = table->OpenRecordset();
-  const auto fields = recordset->GetFields();
-  EXPECT_EQ(fields->Item(0)->Value().vt, VT_NULL);
-  EXPECT_EQ(fields->Item("name")->Value().vt, VT_BSTR);
-  const Any read = New(type);
-  ASSERT_TRUE(FillRecord(*recordset, read));
-  EXPECT_EQ(dm_o_object_pointer_get(Field(read, 0).get()), nullptr);
-  EXPECT_STREQ(dm_o_string_text(dm_o_object_pointer_get(Field(read, 1).get())),
-               "kiv");
-  EXPECT_FALSE(FillRecord(*recordset, New(columns)));
 }
 
 TEST_P(StoreConformance, DatesThatLoseDigitsAreCounted) {
@@ -408,52 +285,34 @@ TEST_P(StoreConformance, DatesThatLoseDigitsAreCounted) {
   EXPECT_EQ(log_.Text().empty(), !is_cut);
 }
 
-TEST_P(StoreConformance, LongTextIsWhole) {
-  const auto table = store_->CreateTable("t");
-  ASSERT_TRUE(
-      table->CreateColumn("text", Any(dm_o_ansi_string_metadata()), 4000));
-  ASSERT_TRUE(table->CompleteCreate());
-  std::string text;
-  for (int i = 0; i < 600; ++i) text += i % 2 != 0 ? kOrders : "a";
-  const StructPtr type = TypeOf({{"text", dm_o_ansi_string_metadata()}});
-  const Any record = New(type);
-  dm_o_string_assign(Field(record, 0).get(), text.c_str());
-  ASSERT_TRUE(rows_->Insert("t", {record})) << log_.Text();
-  const auto recordset = table->OpenRecordset();
-  const Any read = New(type);
-  ASSERT_TRUE(FillRecord(*recordset, read));
-  EXPECT_EQ(dm_o_string_text(Field(read, 0).get()), text);
-  EXPECT_EQ(SysStringLen(recordset->GetFields()->Item(0)->Value().bstrVal),
-            900u);
-}
-
 TEST_P(StoreConformance, RecordsetEndsAndSaysSo) {
-  const auto table = Make("t", TypeOf({{"id", dm_o_int32_metadata()}}));
+  const StructPtr type = TypeOf({{"id", dm_o_int32_metadata()}});
+  const auto table = Make("t", type);
+  ASSERT_EQ(rows_->Execute("insert into t values (null)"), 1);
   const auto recordset = table->OpenRecordset();
   ASSERT_NE(recordset, nullptr);
-  EXPECT_TRUE(recordset->IsEOF());
-  EXPECT_FALSE(recordset->MoveNext());
   const auto fields = recordset->GetFields();
   ASSERT_NE(fields, nullptr);
   EXPECT_EQ(fields->Count(), 1);
+  EXPECT_EQ(fields->Item("id")->Value().vt, VT_NULL);
+  EXPECT_FALSE(FillRecord(*recordset, New(type))) << "no room for a null";
+  EXPECT_TRUE(recordset->MoveNext());
+  EXPECT_TRUE(recordset->IsEOF());
+  EXPECT_FALSE(recordset->MoveNext());
   EXPECT_EQ(fields->Item(0)->Name(), "id");
   EXPECT_EQ(fields->Item(0)->Value().vt, VT_EMPTY);
-  EXPECT_TRUE(log_.Has("AdoField::Value Exception: "));
   EXPECT_EQ(fields->Item(1), nullptr);
-  EXPECT_TRUE(log_.Has("AdoFields::Item( long ) Exception: "));
   EXPECT_EQ(fields->Item(-1), nullptr);
   EXPECT_EQ(fields->Item("none"), nullptr);
-}
-
-TEST_P(StoreConformance, RecordsetOfATableThatIsGoneIsEmpty) {
-  const auto table = Make("t", TypeOf({{"id", dm_o_int32_metadata()}}));
   ASSERT_TRUE(store_->DeleteTable("t"));
   EXPECT_EQ(table->OpenRecordset(), nullptr);
-  EXPECT_TRUE(log_.Has("AdoRecordset::LoadTable Failed:"));
-  // 失败。
-  EXPECT_TRUE(
-      log_.Has("db: AdoTable::OpenRecordset Failed: Kernal call LoadTable() "
-               "\xCA\xA7\xB0\xDC\xA1\xA3"));
+  for (const char* const text :
+       {"AdoField::Value Exception: ", "AdoFields::Item( long ) Exception: ",
+        "AdoRecordset::LoadTable Failed:",
+        // 失败。
+        "db: AdoTable::OpenRecordset Failed: Kernal call LoadTable() "
+        "\xCA\xA7\xB0\xDC\xA1\xA3"})
+    EXPECT_TRUE(log_.Has(text)) << text;
 }
 
 TEST_P(StoreConformance, TransactionIsAllOrNothing) {

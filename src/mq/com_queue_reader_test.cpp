@@ -81,28 +81,14 @@ TEST_F(SerialLine, IsCutIntoPackages) {
   EXPECT_EQ(processor_.Messages(), (Messages{"ab;", "c\rd", "ef;"}));
 }
 
-TEST_F(SerialLine, EndsItsReaderByTheStopWordAlone) {
-  Listen("reader='realtime' EvChar=';'");
-  line_.Send("go on;no exit;ExIt now;never read;");
-  ASSERT_TRUE(WaitForState(QueueState::StoppedByLine));
-  EXPECT_EQ(processor_.Messages(), (Messages{"go on", "no exit"}));
-  const auto reader =
-      std::dynamic_pointer_cast<ComQueueReader>(Queue().GetQueueReader());
-  EXPECT_TRUE(Eventually([&] { return reader->GetThread()->Result() == 0; }));
-
-  // Listening again reads again.
-  ASSERT_TRUE(config_->StartListen());
-  line_.Send("back;");
-  EXPECT_TRUE(processor_.WaitForMessages(3));
-}
-
 TEST_F(SerialLine, HasOneReaderHoweverOftenItIsStarted) {
-  Listen();
+  Listen("", "<duration><x from='00:00:00' to='23:59:59'/></duration>");
   ASSERT_TRUE(config_->StartListen());
   ASSERT_TRUE(config_->StartListen());
   ASSERT_TRUE(WaitForState(QueueState::Reading));
   line_.Send("once\r");
-  ASSERT_TRUE(processor_.WaitForMessages(1));
+  ASSERT_TRUE(processor_.WaitForMessages(1)) << "it is in its times";
+  EXPECT_EQ(Status().refused, 0u);
   EXPECT_FALSE(service_.log.Has("in use"));
 }
 
@@ -123,20 +109,9 @@ TEST_F(SerialLine, DropsWhatComesOutsideItsTimes) {
   EXPECT_EQ(service_.log.Count("is outside its times"), 1);
 }
 
-TEST_F(SerialLine, IsReadInItsTimes) {
-  Listen("", "<duration><x from='00:00:00' to='23:59:59'/></duration>");
-  line_.Send("in time\r");
-  EXPECT_TRUE(processor_.WaitForMessages(1));
-  EXPECT_EQ(Status().refused, 0u);
-}
-
 TEST_F(SerialLine, StopsWhileItWaitsForItsPort) {
-  const std::string device = line_.Device();
   line_.Unplug();
-  service_.WriteQueues("<q type='com' name='" + device +
-                       "' processor='dll://../lib/p:Record'/>");
-  config_ = std::make_unique<TestConfig>();
-  ASSERT_TRUE(config_->StartListen());
+  Listen();
   ASSERT_TRUE(WaitForState(QueueState::Unplugged));
   EXPECT_EQ(service_.log.Count("cannot be opened"), 1);
 }

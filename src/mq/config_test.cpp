@@ -33,14 +33,10 @@ class QueueFile : public ::testing::Test {
   const ServiceFolder service_;
 };
 
-TEST_F(QueueFile, LiesInConfBesideTheCurrentDirectory) {
-  const TestConfig config(false);
-  EXPECT_EQ(config.GetConfigPath().string(),
-            (service_.path() / "conf/queue.xml").string());
-}
-
 TEST_F(QueueFile, MayBeMissingOrAFolder) {
   TestConfig config;
+  EXPECT_EQ(config.GetConfigPath().string(),
+            (service_.path() / "conf/queue.xml").string());
   EXPECT_TRUE(config.IsLoaded());
   EXPECT_TRUE(config.StartListen());
   EXPECT_TRUE(
@@ -90,33 +86,25 @@ constexpr char kCreateFailed[] = "Config::Load Info: Config::CreateConfig";
 constexpr char kReaderFailed[] = "Config::Load Info: LoadReader";
 constexpr char kInitFailed[] = "Config::Load Failed: parser config file";
 
+#define PROCESSOR "processor='dll://p:F'"
 INSTANTIATE_TEST_SUITE_P(
     Element, BadQueueElement,
     ::testing::Values(
-        BadQueue{"TypeInUpperCase",
-                 "<q type='COM' name='COM1' "
-                 "processor='dll://p:F'/>",
+        BadQueue{"TypeInUpperCase", "<q type='COM' name='COM1' " PROCESSOR "/>",
                  kCreateFailed},
-        BadQueue{"NoType", "<q name='COM1' processor='dll://p:F'/>",
-                 kCreateFailed},
-        BadQueue{"NoReader",
-                 "<q type='msmq' name='a' "
-                 "processor='dll://p:F'/>",
+        BadQueue{"NoType", "<q name='COM1' " PROCESSOR "/>", kCreateFailed},
+        BadQueue{"NoReader", "<q type='msmq' name='a' " PROCESSOR "/>",
                  kReaderFailed},
         BadQueue{"OtherReader",
-                 "<q type='msmq' name='a' reader='Serial' "
-                 "processor='dll://p:F'/>",
+                 "<q type='msmq' name='a' reader='Serial' " PROCESSOR "/>",
                  kReaderFailed},
-        BadQueue{"NoName", "<q type='com' processor='dll://p:F'/>",
-                 kInitFailed},
-        BadQueue{"EmptyName",
-                 "<q type='com' name='' "
-                 "processor='dll://p:F'/>",
+        BadQueue{"NoName", "<q type='com' " PROCESSOR "/>", kInitFailed},
+        BadQueue{"EmptyName", "<q type='com' name='' " PROCESSOR "/>",
                  kInitFailed},
         BadQueue{"NoProcessor", "<q type='com' name='COM1'/>", kInitFailed},
         BadQueue{"TextForDurations",
-                 "<q type='com' name='COM1' "
-                 "processor='dll://p:F'><duration>8:00-9:00</duration></q>",
+                 "<q type='com' name='COM1' " PROCESSOR
+                 "><duration>8:00-9:00</duration></q>",
                  kInitFailed}),
     [](const auto& test) { return test.param.name; });
 
@@ -165,38 +153,26 @@ TEST_F(QueueFile, GivesASerialPortItsSettings) {
       "<f type='com' name='6' processor='p' Parity='m' EvChar='Cr'/>");
   const TestConfig config;
   ASSERT_EQ(config.Queues().size(), 6u);
-  const auto com = [&config](int i) {
-    return std::dynamic_pointer_cast<ComQueueConfig>(config.Queues()[i]);
-  };
-  EXPECT_EQ(com(0)->BaudRate(), 19200);
-  EXPECT_EQ(com(0)->DataLength(), 8);
-  EXPECT_EQ(com(0)->Parity(), 'N');
-  EXPECT_EQ(com(0)->StopBits(), 1);
-  EXPECT_EQ(com(0)->EvChar(), '\r');
-  EXPECT_EQ(com(0)->WaitMilliseconds(), 5000);
-  EXPECT_EQ(com(0)->PackageSize(), 0);
-  EXPECT_EQ(com(1)->BaudRate(), 9600);
-  EXPECT_EQ(com(1)->DataLength(), 7);
-  EXPECT_EQ(com(1)->Parity(), 'E');
-  EXPECT_EQ(com(1)->StopBits(), 2);
-  EXPECT_EQ(com(1)->EvChar(), ';');
-  EXPECT_EQ(com(1)->WaitMilliseconds(), 250);
-  EXPECT_EQ(com(1)->PackageSize(), 16);
-  EXPECT_EQ(com(2)->BaudRate(), 19200);
-  EXPECT_EQ(com(2)->Parity(), 'N');
-  EXPECT_EQ(com(2)->EvChar(), '\r');
-  EXPECT_EQ(com(3)->Parity(), 'O');
-  EXPECT_EQ(com(3)->EvChar(), '\n');
-  EXPECT_EQ(com(4)->Parity(), 'S');
-  EXPECT_EQ(com(4)->EvChar(), '\r');
-  EXPECT_EQ(com(5)->Parity(), 'M');
-  EXPECT_EQ(com(5)->EvChar(), 'C');
+  using Settings = std::vector<int>;
+  const Settings expected[] = {
+      {19200, 8, 'N', 1, '\r', 5000, 0}, {9600, 7, 'E', 2, ';', 250, 16},
+      {19200, 8, 'N', 1, '\r', 5000, 0}, {19200, 8, 'O', 1, '\n', 5000, 0},
+      {19200, 8, 'S', 1, '\r', 5000, 0}, {19200, 8, 'M', 1, 'C', 5000, 0}};
+  for (std::size_t i = 0; i < 6; ++i) {
+    const auto com =
+        std::dynamic_pointer_cast<ComQueueConfig>(config.Queues()[i]);
+    EXPECT_EQ((Settings{com->BaudRate(), com->DataLength(), com->Parity(),
+                        com->StopBits(), com->EvChar(), com->WaitMilliseconds(),
+                        com->PackageSize()}),
+              expected[i])
+        << i;
+  }
 }
 
 struct RangeCase {
   const char* name;
   const char* durations;
-  std::vector<std::string> times;  // "from-to" in seconds of the day
+  const char* times;  // "from-to" in seconds of the day, a blank behind each
 };
 
 class DailyTimes : public QueueFile,
@@ -207,72 +183,64 @@ TEST_P(DailyTimes, AreReadAsFarAsTheyParse) {
                        std::string(GetParam().durations) + "</q>");
   const TestConfig config;
   ASSERT_EQ(config.Queues().size(), 1u);
-  std::vector<std::string> times;
+  std::string times;
   for (const DateTimeDuration& time : config.Queues()[0]->GetDuration())
-    times.push_back(std::to_string(time.GetStart().Ticks() / 10'000'000) + "-" +
-                    std::to_string(time.GetStop().Ticks() / 10'000'000));
+    times += std::to_string(time.GetStart().Ticks() / 10'000'000) + "-" +
+             std::to_string(time.GetStop().Ticks() / 10'000'000) + " ";
   EXPECT_EQ(times, GetParam().times);
 }
 
+#define DURATION(ranges) "<duration>" ranges "</duration>"
+#define RANGE(from, to) "<x from='" from "' to='" to "'/>"
 INSTANTIATE_TEST_SUITE_P(
     Duration, DailyTimes,
     ::testing::Values(
-        RangeCase{"None", "", {}}, RangeCase{"Empty", "<duration/>", {}},
-        RangeCase{"Blank", "<duration> \n </duration>", {}},
+        RangeCase{"None", "", ""}, RangeCase{"Empty", "<duration/>", ""},
+        RangeCase{"Blank", DURATION(" \n "), ""},
         RangeCase{"Two",
-                  "<duration><x from='00:00:10' to='00:01:00'/><y "
-                  "from='01:00:00' to='02:00:00'/></duration>",
-                  {"10-60", "3600-7200"}},
+                  DURATION(RANGE("00:00:10", "00:01:00")
+                               RANGE("01:00:00", "02:00:00")),
+                  "10-60 3600-7200 "},
         RangeCase{"OnlyTheFirstElement",
-                  "<duration/><duration><x from='00:00:10' "
-                  "to='00:01:00'/></duration>",
-                  {}},
-        RangeCase{"Swapped",
-                  "<duration><x from='00:01:00' to='00:00:10'/></duration>",
-                  {"10-60"}},
+                  "<duration/>" DURATION(RANGE("00:00:10", "00:01:00")), ""},
+        RangeCase{"Swapped", DURATION(RANGE("00:01:00", "00:00:10")), "10-60 "},
         RangeCase{
             "BadOnesAreSkipped",
             "<duration><x from='24:00:00' to='00:00:10'/><x from='0:0:1'/>"
-            "<x to='0:0:1'/><x from='' to='0:0:1'/><x from='now' "
-            "to='0:0:9'/><x from='0:0:1' to='0:0:9'/></duration>",
-            {"1-9"}},
+            "<x to='0:0:1'/><x from='' to='0:0:1'/><x from='now' to='0:0:9'/>"
+            "<x from='0:0:1' to='0:0:9'/></duration>",
+            "1-9 "},
         // Seven characters of "01:00:30" say 01:00:3.
         RangeCase{"ToIsCutToTheLengthOfFrom",
-                  "<duration><x from='0:00:10' to='01:00:30'/></duration>",
-                  {"10-3603"}},
-        RangeCase{"ToMayBeShorter",
-                  "<duration><x from='00:00:10' to='0:1:0'/></duration>",
-                  {"10-60"}},
-        RangeCase{"WithoutSeconds",
-                  "<duration><x from='8:00' to='18:00'/></duration>",
-                  {}}),
+                  DURATION(RANGE("0:00:10", "01:00:30")), "10-3603 "},
+        RangeCase{"ToMayBeShorter", DURATION(RANGE("00:00:10", "0:1:0")),
+                  "10-60 "},
+        RangeCase{"WithoutSeconds", DURATION(RANGE("8:00", "18:00")), ""}),
     [](const auto& test) { return test.param.name; });
 
-TEST(QueueInfoObject, ExistsForTheTwoKinds) {
-  EXPECT_NE(Factory::CreateQueueInfoObject("msmq"), nullptr);
-  EXPECT_NE(Factory::CreateQueueInfoObject("com"), nullptr);
-  EXPECT_EQ(Factory::CreateQueueInfoObject("COM"), nullptr);
-  EXPECT_EQ(Factory::CreateQueueInfoObject(""), nullptr);
-  EXPECT_EQ(Factory::CreateQueueInfoObject(nullptr), nullptr);
-}
-
-TEST(QueueObjects, RefuseAnElementThatIsNone) {
+TEST(QueueObjects, AreMadeForTheTwoKindsAndForElements) {
+  for (const char* const kind : {"msmq", "com"})
+    EXPECT_NE(Factory::CreateQueueInfoObject(kind), nullptr) << kind;
+  for (const char* const kind : {"COM", "", static_cast<const char*>(nullptr)})
+    EXPECT_EQ(Factory::CreateQueueInfoObject(kind), nullptr);
   DomElement none;
   EXPECT_EQ(Factory::CreateConfig(none), nullptr);
   EXPECT_EQ(Factory::LoadReader(none, nullptr), nullptr);
 }
 
 TEST(PortName, GivesTheIndexOfItsNumber) {
-  EXPECT_EQ(ComQueueInfo::PortIndex(nullptr), -1);
-  EXPECT_EQ(ComQueueInfo::PortIndex(""), -1);
-  EXPECT_EQ(ComQueueInfo::PortIndex("gate"), -1);
-  EXPECT_EQ(ComQueueInfo::PortIndex("COM3"), 2);
-  EXPECT_EQ(ComQueueInfo::PortIndex("3"), 2);
-  EXPECT_EQ(ComQueueInfo::PortIndex("COM12"), 11);
-  EXPECT_EQ(ComQueueInfo::PortIndex("line 2 of 4"), 1);
-  EXPECT_EQ(ComQueueInfo::PortIndex("COM0"), -1);
-  EXPECT_EQ(ComQueueInfo::PortIndex("COM2147483648"), -1);
-  EXPECT_EQ(ComQueueInfo::PortIndex("COM99999999999999999999"), -1);
+  const std::pair<const char*, int> names[] = {{nullptr, -1},
+                                               {"", -1},
+                                               {"gate", -1},
+                                               {"COM3", 2},
+                                               {"3", 2},
+                                               {"COM12", 11},
+                                               {"line 2 of 4", 1},
+                                               {"COM0", -1},
+                                               {"COM2147483648", -1},
+                                               {"COM99999999999999999999", -1}};
+  for (const auto& [name, index] : names)
+    EXPECT_EQ(ComQueueInfo::PortIndex(name), index) << (name ? name : "null");
   ComQueueInfo info;
   EXPECT_NE(info.Open("/dev/ttyUSB0", 1, 0), nullptr);
   EXPECT_NE(info.Open("COM40", 1, 0), nullptr);

@@ -63,23 +63,40 @@ class FileQueueSettings : public ::testing::Test {
   FileQueue queue_;
 };
 
+// The texts are those of file_queue_messages.cpp, in bytes.
+#define FAILED " \xCA\xA7\xB0\xDC: "           // 失败
+#define NOT_FOUND "\xC3\xBB\xD5\xD2\xB5\xBD"   // 没找到
+#define END_FAILED "\xCA\xA7\xB0\xDC\xA1\xA3"  // 失败。
+#define MUST_BE                                                              \
+  "\xBD\xDA\xB5\xE3\xB5\xC4\xCE\xC4\xB1\xBE\xBD\xDA\xB5\xE3\xB1\xD8\xD0\xEB" \
+  "\xCA\xC7\xD2\xBB\xB8\xF6\xD3\xD0\xD0\xA7\xB5\xC4"  // 节点的文本节点必须是一个有效的
+#define A_PATH "\xC2\xB7\xBE\xB6"  // 路径
+constexpr char kNoSettings[] =
+    "GetSettings" FAILED
+    "\xD7\xB0\xD4\xD8\xC9\xE8\xD6\xC3\xD0\xC5\xCF\xA2" END_FAILED;
+constexpr char kNoDirectory[] = "LoadDirectories" FAILED
+                                "LoadDirectory \xB5\xDA 0 \xB8\xF6 directory "
+                                "\xD7\xD3\xBD\xDA\xB5\xE3" END_FAILED;
+constexpr char kNoDirectories[] =
+    "LoadSettings" FAILED
+    "'FILE' \xCE\xC4\xB5\xB5\xB5\xC4 directories "
+    "\xBD\xDA\xB5\xE3\xB5\xF7\xD3\xC3 LoadDirectories " END_FAILED;
+
 TEST_F(FileQueueSettings, MayBeMissing) {
   queue_.Main();
   EXPECT_EQ(queue_.DirPath("in"), "");
   EXPECT_FALSE(queue_.Start());
   // Loaded once, and told once.
   EXPECT_THAT(Errors(),
-              ElementsAre(InPlace("LoadSettings \xCA\xA7\xB0\xDC: \xB6\xD4 "
-                                  "'FILE' \xC3\xBB\xD5\xD2\xB5\xBD\xA1\xA3"),
-                          "GetSettings \xCA\xA7\xB0\xDC: "
-                          "\xD7\xB0\xD4\xD8\xC9\xE8\xD6\xC3\xD0\xC5\xCF\xA2\xCA"
-                          "\xA7\xB0\xDC\xA1\xA3"));
+              ElementsAre(InPlace("LoadSettings" FAILED
+                                  "\xB6\xD4 'FILE' " NOT_FOUND "\xA1\xA3"),
+                          kNoSettings));
 }
 
 struct BadSettings {
   const char* name;
-  const char* text;
-  std::vector<std::string> errors;
+  const char* text;                 // of the file, or of its directories
+  std::vector<std::string> errors;  // of the innermost level
 };
 
 class BadFileQueueSettings : public FileQueueSettings,
@@ -87,168 +104,70 @@ class BadFileQueueSettings : public FileQueueSettings,
 };
 
 TEST_P(BadFileQueueSettings, AreToldOfLevelByLevelAndWatchNothing) {
-  WriteTestFile("../conf/fileq.xml", GetParam().text);
+  std::vector<std::string> expected = GetParam().errors;
+  if (std::string(GetParam().text).starts_with("<directory")) {
+    folder_.WriteAll(GetParam().text);
+    expected.insert(expected.end(), {kNoDirectory, kNoDirectories});
+  } else {
+    WriteTestFile("../conf/fileq.xml", GetParam().text);
+  }
+  expected.push_back(kNoSettings);
   WriteTestFile("../file", "no folder");
   queue_.Main();
-  std::vector<std::string> expected;
-  for (const std::string& error : GetParam().errors)
-    expected.push_back(InPlace(error));
+  for (std::string& error : expected) error = InPlace(error);
   EXPECT_EQ(Errors(), expected) << folder_.service.log.Text();
   EXPECT_TRUE(queue_.Directories().empty());
 }
 
-// The texts are those of file_queue_messages.cpp, in bytes.
+#define PROCESSOR "<processor>dll://../lib/p:Record</processor></directory>"
 INSTANTIATE_TEST_SUITE_P(
     File, BadFileQueueSettings,
     ::testing::Values(
-        BadSettings{"NotParsed",
-                    "<s><directories>",
-                    {"LoadSettings \xCA\xA7\xB0\xDC: \xD7\xB0\xD4\xD8 'FILE' "
-                     "\xCA\xA7\xB0\xDC\xA1\xA3",
-                     "GetSettings \xCA\xA7\xB0\xDC: "
-                     "\xD7\xB0\xD4\xD8\xC9\xE8\xD6\xC3\xD0\xC5\xCF\xA2\xCA\xA7"
-                     "\xB0\xDC\xA1\xA3"}},
-        BadSettings{"NoDirectories",
-                    "<s/>",
-                    {"LoadSettings \xCA\xA7\xB0\xDC: 'FILE' "
-                     "\xCE\xC4\xB5\xB5\xD6\xD0\xC3\xBB\xD5\xD2\xB5\xBD "
-                     "directories \xBD\xE1\xB5\xE3\xA1\xA3",
-                     "GetSettings \xCA\xA7\xB0\xDC: "
-                     "\xD7\xB0\xD4\xD8\xC9\xE8\xD6\xC3\xD0\xC5\xCF\xA2\xCA\xA7"
-                     "\xB0\xDC\xA1\xA3"}},
         BadSettings{
-            "NoPath",
-            "<s><directories><directory "
-            "name='a'><processor>dll://../lib/p:Record</processor></"
-            "directory></directories></s>",
-            {"LoadDirectory \xCA\xA7\xB0\xDC: path "
-             "\xC3\xBB\xD5\xD2\xB5\xBD\xA1\xA3",
-             "LoadDirectories \xCA\xA7\xB0\xDC: LoadDirectory \xB5\xDA 0 "
-             "\xB8\xF6 directory "
-             "\xD7\xD3\xBD\xDA\xB5\xE3\xCA\xA7\xB0\xDC\xA1\xA3",
-             "LoadSettings \xCA\xA7\xB0\xDC: 'FILE' \xCE\xC4\xB5\xB5\xB5\xC4 "
-             "directories \xBD\xDA\xB5\xE3\xB5\xF7\xD3\xC3 LoadDirectories "
-             "\xCA\xA7\xB0\xDC\xA1\xA3",
-             "GetSettings \xCA\xA7\xB0\xDC: "
-             "\xD7\xB0\xD4\xD8\xC9\xE8\xD6\xC3\xD0\xC5\xCF\xA2\xCA\xA7\xB0\xDC"
-             "\xA1\xA3"}},
+            "NotParsed",
+            "<s><directories>",
+            {"LoadSettings" FAILED "\xD7\xB0\xD4\xD8 'FILE' " END_FAILED}},
         BadSettings{
-            "EmptyPath",
-            "<s><directories><directory "
-            "name='a'><path/></directory></directories></s>",
-            {"LoadDirectory \xCA\xA7\xB0\xDC: path "
-             "\xBD\xDA\xB5\xE3\xB5\xC4\xCE\xC4\xB1\xBE\xBD\xDA\xB5\xE3\xB1\xD8"
-             "\xD0\xEB\xCA\xC7\xD2\xBB\xB8\xF6\xD3\xD0\xD0\xA7\xB5\xC4\xC2\xB7"
-             "\xBE\xB6\xA1\xA3",
-             "LoadDirectories \xCA\xA7\xB0\xDC: LoadDirectory \xB5\xDA 0 "
-             "\xB8\xF6 directory "
-             "\xD7\xD3\xBD\xDA\xB5\xE3\xCA\xA7\xB0\xDC\xA1\xA3",
-             "LoadSettings \xCA\xA7\xB0\xDC: 'FILE' \xCE\xC4\xB5\xB5\xB5\xC4 "
-             "directories \xBD\xDA\xB5\xE3\xB5\xF7\xD3\xC3 LoadDirectories "
-             "\xCA\xA7\xB0\xDC\xA1\xA3",
-             "GetSettings \xCA\xA7\xB0\xDC: "
-             "\xD7\xB0\xD4\xD8\xC9\xE8\xD6\xC3\xD0\xC5\xCF\xA2\xCA\xA7\xB0\xDC"
-             "\xA1\xA3"}},
+            "NoDirectories",
+            "<s/>",
+            {"LoadSettings" FAILED "'FILE' \xCE\xC4\xB5\xB5\xD6\xD0" NOT_FOUND
+             " directories \xBD\xE1\xB5\xE3\xA1\xA3"}},
+        BadSettings{"NoPath",
+                    "<directory name='a'>" PROCESSOR,
+                    {"LoadDirectory" FAILED "path " NOT_FOUND "\xA1\xA3"}},
+        BadSettings{"EmptyPath",
+                    "<directory name='a'><path/></directory>",
+                    {"LoadDirectory" FAILED "path " MUST_BE A_PATH "\xA1\xA3"}},
         BadSettings{
             "PathAboveRoot",
-            "<s><directories><directory "
-            "name='a'><path>..x</path></directory></directories></s>",
-            {"LoadDirectory \xCA\xA7\xB0\xDC: path "
-             "\xBD\xDA\xB5\xE3\xB5\xC4\xCE\xC4\xB1\xBE\xBD\xDA\xB5\xE3\xB1\xD8"
-             "\xD0\xEB\xCA\xC7\xD2\xBB\xB8\xF6\xD3\xD0\xD0\xA7\xB5\xC4\xC2\xB7"
-             "\xBE\xB6\xA3\xAC\xBD\xAB\xC6\xE4\xD7\xAA\xB3\xC9\xBE\xF8\xB6\xD4"
-             "\xC2\xB7\xBE\xB6\xCA\xB1\xB3\xF6\xB4\xED\xA1\xA3..x",
-             "LoadDirectories \xCA\xA7\xB0\xDC: LoadDirectory \xB5\xDA 0 "
-             "\xB8\xF6 directory "
-             "\xD7\xD3\xBD\xDA\xB5\xE3\xCA\xA7\xB0\xDC\xA1\xA3",
-             "LoadSettings \xCA\xA7\xB0\xDC: 'FILE' \xCE\xC4\xB5\xB5\xB5\xC4 "
-             "directories \xBD\xDA\xB5\xE3\xB5\xF7\xD3\xC3 LoadDirectories "
-             "\xCA\xA7\xB0\xDC\xA1\xA3",
-             "GetSettings \xCA\xA7\xB0\xDC: "
-             "\xD7\xB0\xD4\xD8\xC9\xE8\xD6\xC3\xD0\xC5\xCF\xA2\xCA\xA7\xB0\xDC"
-             "\xA1\xA3"}},
-        BadSettings{
-            "PathIsAFile",
-            "<s><directories><directory "
-            "name='a'><path>../file</path></directory></directories></s>",
-            {"LoadDirectory \xCA\xA7\xB0\xDC: 'ROOT/file' "
-             "\xC4\xBF\xC2\xBC\xCE\xDE\xB7\xA8\xB4\xB4\xBD\xA8\xA1\xA3",
-             "LoadDirectories \xCA\xA7\xB0\xDC: LoadDirectory \xB5\xDA 0 "
-             "\xB8\xF6 directory "
-             "\xD7\xD3\xBD\xDA\xB5\xE3\xCA\xA7\xB0\xDC\xA1\xA3",
-             "LoadSettings \xCA\xA7\xB0\xDC: 'FILE' \xCE\xC4\xB5\xB5\xB5\xC4 "
-             "directories \xBD\xDA\xB5\xE3\xB5\xF7\xD3\xC3 LoadDirectories "
-             "\xCA\xA7\xB0\xDC\xA1\xA3",
-             "GetSettings \xCA\xA7\xB0\xDC: "
-             "\xD7\xB0\xD4\xD8\xC9\xE8\xD6\xC3\xD0\xC5\xCF\xA2\xCA\xA7\xB0\xDC"
-             "\xA1\xA3"}},
-        BadSettings{
-            "NoName",
-            "<s><directories><directory "
-            "><path>../in</path><processor>dll://../lib/p:Record</processor></"
-            "directory></directories></s>",
-            {"LoadDirectory \xCA\xA7\xB0\xDC: name "
-             "\xCA\xF4\xD0\xD4\xCE\xDE\xD0\xA7\xA1\xA3",
-             "LoadDirectories \xCA\xA7\xB0\xDC: LoadDirectory \xB5\xDA 0 "
-             "\xB8\xF6 directory "
-             "\xD7\xD3\xBD\xDA\xB5\xE3\xCA\xA7\xB0\xDC\xA1\xA3",
-             "LoadSettings \xCA\xA7\xB0\xDC: 'FILE' \xCE\xC4\xB5\xB5\xB5\xC4 "
-             "directories \xBD\xDA\xB5\xE3\xB5\xF7\xD3\xC3 LoadDirectories "
-             "\xCA\xA7\xB0\xDC\xA1\xA3",
-             "GetSettings \xCA\xA7\xB0\xDC: "
-             "\xD7\xB0\xD4\xD8\xC9\xE8\xD6\xC3\xD0\xC5\xCF\xA2\xCA\xA7\xB0\xDC"
-             "\xA1\xA3"}},
-        BadSettings{
-            "NoProcessor",
-            "<s><directories><directory "
-            "name='a'><path>../in</path></directory></directories></s>",
-            {"LoadDirectory \xCA\xA7\xB0\xDC: processor "
-             "\xC3\xBB\xD5\xD2\xB5\xBD\xA1\xA3",
-             "LoadDirectories \xCA\xA7\xB0\xDC: LoadDirectory \xB5\xDA 0 "
-             "\xB8\xF6 directory "
-             "\xD7\xD3\xBD\xDA\xB5\xE3\xCA\xA7\xB0\xDC\xA1\xA3",
-             "LoadSettings \xCA\xA7\xB0\xDC: 'FILE' \xCE\xC4\xB5\xB5\xB5\xC4 "
-             "directories \xBD\xDA\xB5\xE3\xB5\xF7\xD3\xC3 LoadDirectories "
-             "\xCA\xA7\xB0\xDC\xA1\xA3",
-             "GetSettings \xCA\xA7\xB0\xDC: "
-             "\xD7\xB0\xD4\xD8\xC9\xE8\xD6\xC3\xD0\xC5\xCF\xA2\xCA\xA7\xB0\xDC"
-             "\xA1\xA3"}},
-        BadSettings{
-            "EmptyProcessor",
-            "<s><directories><directory "
-            "name='a'><path>../in</path><processor/></directory></"
-            "directories></s>",
-            {"LoadDirectory \xCA\xA7\xB0\xDC: processor "
-             "\xBD\xDA\xB5\xE3\xB5\xC4\xCE\xC4\xB1\xBE\xBD\xDA\xB5\xE3\xB1\xD8"
-             "\xD0\xEB\xCA\xC7\xD2\xBB\xB8\xF6\xD3\xD0\xD0\xA7\xB5\xC4\xB4\xA6"
-             "\xC0\xED\xC6\xF7\xC3\xE8\xCA\xF6\xA1\xA3",
-             "LoadDirectories \xCA\xA7\xB0\xDC: LoadDirectory \xB5\xDA 0 "
-             "\xB8\xF6 directory "
-             "\xD7\xD3\xBD\xDA\xB5\xE3\xCA\xA7\xB0\xDC\xA1\xA3",
-             "LoadSettings \xCA\xA7\xB0\xDC: 'FILE' \xCE\xC4\xB5\xB5\xB5\xC4 "
-             "directories \xBD\xDA\xB5\xE3\xB5\xF7\xD3\xC3 LoadDirectories "
-             "\xCA\xA7\xB0\xDC\xA1\xA3",
-             "GetSettings \xCA\xA7\xB0\xDC: "
-             "\xD7\xB0\xD4\xD8\xC9\xE8\xD6\xC3\xD0\xC5\xCF\xA2\xCA\xA7\xB0\xDC"
-             "\xA1\xA3"}},
-        BadSettings{
-            "MissingLibrary",
-            "<s><directories><directory name='a'><path>../in</path><processor> "
-            "dll://../lib/none:F </processor></directory></directories></s>",
-            {"AddDir Failed: "
-             "\xCE\xDE\xD0\xA7\xB5\xC4\xB4\xA6\xC0\xED\xC6\xF7\xC3\xE8\xCA\xF6"
-             "\xA3\xBA'dll://../lib/none:F'",
-             "LoadDirectory \xCA\xA7\xB0\xDC: AddDir 'ROOT/in' "
-             "\xCA\xA7\xB0\xDC\xA1\xA3",
-             "LoadDirectories \xCA\xA7\xB0\xDC: LoadDirectory \xB5\xDA 0 "
-             "\xB8\xF6 directory "
-             "\xD7\xD3\xBD\xDA\xB5\xE3\xCA\xA7\xB0\xDC\xA1\xA3",
-             "LoadSettings \xCA\xA7\xB0\xDC: 'FILE' \xCE\xC4\xB5\xB5\xB5\xC4 "
-             "directories \xBD\xDA\xB5\xE3\xB5\xF7\xD3\xC3 LoadDirectories "
-             "\xCA\xA7\xB0\xDC\xA1\xA3",
-             "GetSettings \xCA\xA7\xB0\xDC: "
-             "\xD7\xB0\xD4\xD8\xC9\xE8\xD6\xC3\xD0\xC5\xCF\xA2\xCA\xA7\xB0\xDC"
-             "\xA1\xA3"}}),
+            "<directory name='a'><path>..x</path></directory>",
+            {"LoadDirectory" FAILED "path " MUST_BE A_PATH
+             "\xA3\xAC\xBD\xAB\xC6\xE4\xD7\xAA\xB3\xC9\xBE\xF8\xB6\xD4" A_PATH
+             "\xCA\xB1\xB3\xF6\xB4\xED\xA1\xA3..x"}},
+        BadSettings{"PathIsAFile",
+                    "<directory name='a'><path>../file</path></directory>",
+                    {"LoadDirectory" FAILED "'ROOT/file' "
+                     "\xC4\xBF\xC2\xBC\xCE\xDE\xB7\xA8\xB4\xB4\xBD\xA8\xA1"
+                     "\xA3"}},
+        BadSettings{"NoName",
+                    "<directory><path>../in</path>" PROCESSOR,
+                    {"LoadDirectory" FAILED "name "
+                     "\xCA\xF4\xD0\xD4\xCE\xDE\xD0\xA7\xA1\xA3"}},
+        BadSettings{"NoProcessor",
+                    "<directory name='a'><path>../in</path></directory>",
+                    {"LoadDirectory" FAILED "processor " NOT_FOUND "\xA1\xA3"}},
+        BadSettings{"EmptyProcessor",
+                    "<directory name='a'><path>../in</path><processor/>"
+                    "</directory>",
+                    {"LoadDirectory" FAILED "processor " MUST_BE
+                     "\xB4\xA6\xC0\xED\xC6\xF7\xC3\xE8\xCA\xF6\xA1\xA3"}},
+        BadSettings{"MissingLibrary",
+                    "<directory name='a'><path>../in</path><processor> "
+                    "dll://../lib/none:F </processor></directory>",
+                    {"AddDir Failed: "
+                     "\xCE\xDE\xD0\xA7\xB5\xC4\xB4\xA6\xC0\xED\xC6\xF7\xC3\xE8"
+                     "\xCA\xF6\xA3\xBA'dll://../lib/none:F'",
+                     "LoadDirectory" FAILED "AddDir 'ROOT/in' " END_FAILED}}),
     [](const auto& test) { return test.param.name; });
 
 TEST_F(FileQueueSettings, OfOneBadDirectoryDisableAll) {
@@ -264,8 +183,7 @@ TEST_F(FileQueueSettings, HoldSixtyFourDirectories) {
   folder_.WriteAll(directories);
   EXPECT_EQ(queue_.Directories().size(), 64u);
   folder_.WriteAll(directories + Directory("65th"));
-  FileQueue other;
-  EXPECT_TRUE(other.Directories().empty());
+  EXPECT_TRUE(FileQueue().Directories().empty());
   EXPECT_EQ(Errors().at(0),
             "AddDir Failed: "
             "\xB3\xAC\xB3\xF6\xD7\xEE\xB4\xF3\xD4\xCA\xD0\xED\xB5\xC4\xC4\xBF"
@@ -376,29 +294,14 @@ TEST_F(FileQueueWatch, DoesNotWaitForAProcessorForEver) {
   EXPECT_FALSE(folder_.Has("1"));
 }
 
-TEST_F(FileQueueWatch, OfAFolderThatMayNotBeWrittenSaysSoOnce) {
-  folder_.Write();
-  // A file in the place of one of ours.
-  folder_.Put(".processing", "in the way");
-  folder_.Put("file", "1");
-  ASSERT_TRUE(queue_.Start());
-  ASSERT_TRUE(testing::Eventually([&] {
-    return queue_.Directories().at(0).status.state == mq::QueueState::Failed;
-  }));
-  std::filesystem::remove(folder_.in() / ".processing");
-  ASSERT_TRUE(folder_.processor.WaitForMessages(1));
-  EXPECT_TRUE(queue_.Stop(20000));
-  EXPECT_EQ(Errors().size(), 1u);
-  EXPECT_THAT(Errors().at(0), HasSubstr("no file of directory 'in' can be "
-                                        "taken: its folders .processing"));
-}
-
 TEST_F(FileQueueWatch, ShowsAFolderAsFailedWhileOthersAreServed) {
   std::filesystem::create_directory("../other");
   std::string directories = Directory("in") + Directory("other", "../other");
   string_replace(directories, "<directory ", "<directory process='true' ");
   folder_.WriteAll(directories);
+  // A file in the place of one of our folders.
   folder_.Put(".processing", "in the way");
+  folder_.Put("file", "1");
   ASSERT_TRUE(queue_.Start());
   for (const std::size_t count : {1, 2, 3}) {
     WriteTestFile("../other/file", "1");
@@ -406,11 +309,16 @@ TEST_F(FileQueueWatch, ShowsAFolderAsFailedWhileOthersAreServed) {
     EXPECT_EQ(queue_.Directories().at(0).status.state, mq::QueueState::Failed);
   }
   EXPECT_EQ(queue_.Directories().at(1).status.state, mq::QueueState::Reading);
+  std::filesystem::remove(folder_.in() / ".processing");
+  ASSERT_TRUE(folder_.processor.WaitForMessages(4));
   EXPECT_TRUE(queue_.Stop(20000));
+  EXPECT_THAT(Errors(),
+              ElementsAre(HasSubstr("no file of directory 'in' can be taken: "
+                                    "its folders .processing")));
 }
 
 // A watch whose system fails at one call.
-class FailingWatch final : public port::DirectoryWatch {
+class FailingWatch : public port::DirectoryWatch {
  public:
   enum class Call { None, Open, Associate, Arm, Wait, Rearm };
   explicit FailingWatch(Call failing) : failing_(failing) {}
@@ -459,22 +367,16 @@ TEST_P(FailingFileQueue, EndsWithTheCallAndTheSystemsCode) {
 }
 
 // A watch that leaves room for no thread behind it.
-class GreedyWatch final : public port::DirectoryWatch {
+class GreedyWatch final : public FailingWatch {
  public:
-  GreedyWatch() { ::pthread_getattr_default_np(&before_); }
-  ~GreedyWatch() override { ::pthread_setattr_default_np(&before_); }
-  bool OpenDirectory(const std::string&, const port::WatchOptions&,
-                     std::size_t) override {
-    return true;
+  GreedyWatch() : FailingWatch(Call::None) {
+    ::pthread_getattr_default_np(&before_);
   }
-  bool Associate(std::size_t) override { return true; }
+  ~GreedyWatch() override { ::pthread_setattr_default_np(&before_); }
   bool Arm(std::size_t) override {
     pthread_attr_t huge = before_;
     ::pthread_attr_setstacksize(&huge, std::size_t{1} << 47);
     return ::pthread_setattr_default_np(&huge) == 0;
-  }
-  Outcome Wait(int, port::DirectoryChange&) override {
-    return Outcome::Stopped;
   }
   // Time for a start that is told too early that all is well.
   void Stop() override {

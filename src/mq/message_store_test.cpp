@@ -114,19 +114,11 @@ class Store : public ::testing::TestWithParam<Kind> {
   std::vector<QueueName> created_;
 };
 
-INSTANTIATE_TEST_SUITE_P(Place, Store,
-                         ::testing::Values(Kind::Files, Kind::Broker,
-                                           Kind::TlsBroker),
-                         [](const auto& kind) {
-                           switch (kind.param) {
-                             case Kind::Files:
-                               return "Files";
-                             case Kind::Broker:
-                               return "Broker";
-                             default:
-                               return "TlsBroker";
-                           }
-                         });
+constexpr const char* kKinds[] = {"Files", "Broker", "TlsBroker"};
+
+INSTANTIATE_TEST_SUITE_P(
+    Place, Store, ::testing::Values(Kind::Files, Kind::Broker, Kind::TlsBroker),
+    [](const auto& kind) { return kKinds[static_cast<int>(kind.param)]; });
 
 TEST_P(Store, KeepsEveryByteOfAMessage) {
   const auto store = Make();
@@ -149,37 +141,12 @@ TEST_P(Store, KeepsEveryByteOfAMessage) {
   }
 }
 
-TEST_P(Store, GivesMessagesInTheirOrder) {
-  const auto sender = Make();
-  const auto receiver = Open(Name("orders"));
-  for (int i = 0; i < 3; ++i) Send(*sender, std::to_string(i));
-  EXPECT_EQ(Receive(*receiver), "0");
-  Send(*sender, "3");
-  for (const char* const body : {"1", "2", "3"})
-    EXPECT_EQ(Receive(*receiver), body);
-  EXPECT_EQ(Receive(*receiver), std::nullopt);
-}
-
-TEST_P(Store, LeavesAPeekedMessageTheFirst) {
+TEST_P(Store, IsPeekedCountedAndPurged) {
   const auto store = Make();
   StoredMessage message;
-  std::string reason;
-  EXPECT_EQ(store->Peek(message, reason), Step::Empty);
-  Send(*store, "one");
-  Send(*store, "two");
-  for (int i = 0; i < 3; ++i) {
-    ASSERT_EQ(store->Peek(message, reason), Step::Message) << reason;
-    EXPECT_EQ(message.body, "one");
-  }
-  EXPECT_EQ(Depth(*store), 2u);
-  EXPECT_EQ(Receive(*store), "one");
-  EXPECT_EQ(Receive(*store), "two");
-}
-
-TEST_P(Store, TellsHowManyThereAreAndSinceWhen) {
-  const auto store = Make();
   StoreSummary summary;
   std::string reason;
+  EXPECT_EQ(store->Peek(message, reason), Step::Empty);
   ASSERT_TRUE(store->Summarize(summary, reason)) << reason;
   EXPECT_EQ(summary.messages, 0u);
   EXPECT_EQ(summary.oldest_ms, std::nullopt);
@@ -187,16 +154,22 @@ TEST_P(Store, TellsHowManyThereAreAndSinceWhen) {
   old.sent_ms = 1'600'000'000'007;
   ASSERT_TRUE(store->Send(old, reason));
   Send(*store, "new");
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_EQ(store->Peek(message, reason), Step::Message) << reason;
+    EXPECT_EQ(message.body, "old");
+  }
   ASSERT_TRUE(store->Summarize(summary, reason)) << reason;
   EXPECT_EQ(summary.messages, 2u);
   EXPECT_EQ(summary.oldest_ms, 1'600'000'000'007);
-}
-
-TEST_P(Store, PurgesWhatIsThere) {
-  const auto store = Make();
+  // In their order, for whoever has it open.
+  const auto receiver = Open(Name("orders"));
+  EXPECT_EQ(Receive(*receiver), "old");
+  Send(*store, "newest");
+  for (const char* const body : {"new", "newest"})
+    EXPECT_EQ(Receive(*receiver), body);
+  EXPECT_EQ(Receive(*receiver), std::nullopt);
   for (int i = 0; i < 5; ++i) Send(*store, "x");
   unsigned long long removed = 0;
-  std::string reason;
   ASSERT_TRUE(store->Purge(removed, reason)) << reason;
   EXPECT_EQ(removed, 5u);
   Send(*store, "later");
@@ -235,35 +208,28 @@ TEST_P(Store, ThatIsDeletedTakesNoMessageUntilItIsCreatedAgain) {
 // Every pair of them met somewhere: a folder, a file system without case, an
 // encoding's second byte.
 TEST_P(Store, OfEveryNameIsItsOwn) {
-  const std::string names[] = {"a/b",      "a\\b",
-                               "a%2Fb",    "..",
-                               "../a",     "a",
-                               "A",        ".a",
-                               "a ",       "%",
-                               "a.wal",    "a.queue",
-                               "a-wal",    "*",
+  const char* const names[] = {"a/b",
+                               "a\\b",
+                               "a%2Fb",
+                               "..",
+                               "../a",
+                               "a",
+                               "A",
+                               ".a",
+                               "a ",
+                               "%",
+                               "a.wal",
+                               "a.queue",
+                               "a-wal",
+                               "*",
                                "\x81\x5C",  // 乗, whose second byte is "\"
-                               "\x81\x2F", "\xB6\xA9\xB5\xA5"};
-  std::vector<std::string> good;
-  for (const std::string& text : names) {
-    QueueName name;
-    std::string reason;
-    if (QueueName::Read(text, name, reason)) good.push_back(text);
-  }
-  ASSERT_EQ(good.size(), std::size(names) - 1);  // 81 2F is no character
-  for (const std::string& text : good) Send(*Make(text), text);
-  for (const std::string& text : good) {
+                               "\xB6\xA9\xB5\xA5"};
+  for (const char* const text : names) Send(*Make(text), text);
+  for (const char* const text : names) {
     const auto store = Open(Name(text));
     EXPECT_EQ(Receive(*store), text);
     EXPECT_EQ(Receive(*store), std::nullopt);
   }
-}
-
-TEST_P(Store, HasThePathOfAPrivateQueueAsASecondName) {
-  Send(*Make("orders"), "x");
-  EXPECT_EQ(Receive(*Open(Name(".\\PRIVATE$\\orders"))), "x");
-  Send(*Open(Name("DIRECT=OS:.\\private$\\orders")), "y");
-  EXPECT_EQ(Receive(*Open(Name("orders"))), "y");
 }
 
 // An operator moved it away and back: it keeps its id.

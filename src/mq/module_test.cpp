@@ -47,54 +47,31 @@ TEST_F(ProcessorModule, StaysLoadedAsLongAsOneModuleLives) {
   EXPECT_TRUE(second->process_mem("x", 1, nullptr));
 }
 
-struct Description {
-  const char* name;
-  const char* text;
-  // In the local encoding; "": no message.
-  std::string message;
-};
-
-class BadDescription : public ProcessorModule,
-                       public ::testing::WithParamInterface<Description> {};
-
-TEST_P(BadDescription, GivesNoModule) {
-  EXPECT_EQ(Module::create(GetParam().text), nullptr);
-  if (GetParam().message.empty())
-    EXPECT_EQ(service_.log.Text(), "");
-  else
+TEST_F(ProcessorModule, IsNotMadeOfABadDescription) {
+  for (const char* const text :
+       {static_cast<const char*>(nullptr), "", "../lib/parse:Record", "dll://"})
+    EXPECT_EQ(Module::create(text), nullptr);
+  EXPECT_EQ(service_.log.Text(), "");
+  // 无效的格式。, 不允许为空。 and 文件没找到。
+  const std::pair<const char*, const char*> bad[] = {
+      {"DLL://../lib/parse:Record",
+       "'DLL://../lib/parse:Record' "
+       "\xCE\xDE\xD0\xA7\xB5\xC4\xB8\xF1\xCA\xBD\xA1\xA3"},
+      {"exe://../lib/parse:Record",
+       "'exe://../lib/parse:Record' "
+       "\xCE\xDE\xD0\xA7\xB5\xC4\xB8\xF1\xCA\xBD\xA1\xA3"},
+      {"dll://../lib/parse",
+       " func \xB2\xBB\xD4\xCA\xD0\xED\xCE\xAA\xBF\xD5\xA1\xA3"},
+      {"dll://../conf:Record",
+       " '../CONF.DLL' \xCE\xC4\xBC\xFE\xC3\xBB\xD5\xD2\xB5\xBD\xA1\xA3"}};
+  for (const auto& [text, message] : bad) {
+    EXPECT_EQ(Module::create(text), nullptr) << text;
     EXPECT_TRUE(service_.log.Has(
-        "[\xB4\xED\xCE\xF3] module: " + GetParam().message + "\r\n"))
+        std::string("[\xB4\xED\xCE\xF3] module: Module::create Failed, ") +
+        message + "\r\n"))
         << service_.log.Text();
+  }
 }
-
-// 无效的格式。
-constexpr char kBadFormat[] =
-    "\xCE\xDE\xD0\xA7\xB5\xC4\xB8\xF1\xCA\xBD\xA1\xA3";
-// 文件没找到。
-constexpr char kNotFound[] = "\xCE\xC4\xBC\xFE\xC3\xBB\xD5\xD2\xB5\xBD\xA1\xA3";
-
-INSTANTIATE_TEST_SUITE_P(
-    Text, BadDescription,
-    ::testing::Values(
-        Description{"Null", nullptr, ""}, Description{"Empty", "", ""},
-        Description{"NoProtocol", "../lib/parse:Record", ""},
-        Description{"NoLibrary", "dll://", ""},
-        Description{"ProtocolInUpperCase", "DLL://../lib/parse:Record",
-                    std::string("Module::create Failed, "
-                                "'DLL://../lib/parse:Record' ") +
-                        kBadFormat},
-        Description{"OtherProtocol", "exe://../lib/parse:Record",
-                    std::string("Module::create Failed, "
-                                "'exe://../lib/parse:Record' ") +
-                        kBadFormat},
-        // 不允许为空。
-        Description{"NoFunction", "dll://../lib/parse",
-                    "Module::create Failed,  func "
-                    "\xB2\xBB\xD4\xCA\xD0\xED\xCE\xAA\xBF\xD5\xA1\xA3"},
-        Description{
-            "AFolder", "dll://../conf:Record",
-            std::string("Module::create Failed,  '../CONF.DLL' ") + kNotFound}),
-    [](const auto& test) { return test.param.name; });
 
 }  // namespace
 }  // namespace kiv::module

@@ -213,17 +213,12 @@ TEST_F(PolledQueue, IsDrainedWithoutPauseByAnIntervalOfZero) {
   EXPECT_LT(mailbox_.receives, receives + 100);
 }
 
-TEST_F(PolledQueue, IsNeverReadWithoutTimes) {
+TEST_F(PolledQueue, IsReadInEveryOneOfItsTimesAndWithoutAnyNever) {
   mailbox_.messages = {"one"};
   Make("0", "");
   ASSERT_TRUE(queue_->StartListen());
   ASSERT_TRUE(WaitForState(QueueState::OutsideTimes));
   ASSERT_TRUE(queue_->Stop(20000));
-  EXPECT_EQ(mailbox_.receives, 0);
-}
-
-TEST_F(PolledQueue, IsReadInEveryOneOfItsTimes) {
-  mailbox_.messages = {"one"};
   Make("0",
        "<x from='08:00:00' to='09:00:00'/><x from='13:00:00' to='14:00:00'/>");
   ASSERT_TRUE(queue_->StartListen());
@@ -369,15 +364,6 @@ TEST_F(PolledQueue, MayBeLetGoOfWhileItsProcessorWorks) {
   may_leave = true;
   EXPECT_TRUE(Eventually([&] { return left_behind.expired(); }));
   EXPECT_TRUE(has_left);
-}
-
-TEST_F(PolledQueue, OfKindRealtimeIsLeftToTheHost) {
-  Make("1", kAllDay);
-  DomElement none;
-  RealTimeQueueReader reader(none, queue_.get());
-  EXPECT_TRUE(reader.Start());
-  EXPECT_TRUE(reader.Stop(0));
-  EXPECT_EQ(queue_->Status().state, QueueState::LeftToHost);
 }
 
 }  // namespace

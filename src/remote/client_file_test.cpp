@@ -105,44 +105,32 @@ TEST_F(ClientFile, KeepsWhatARecordDoesNotHave) {
   EXPECT_EQ(read.port, 0);
 }
 
-struct Width {
-  const char* name;
-  const char* attribute;
-  std::size_t room;
-};
-
-class ClientFileWidth : public ClientFile,
-                        public ::testing::WithParamInterface<Width> {};
-
-TEST_P(ClientFileWidth, IsRefusedOnceExceededAndTheRecordStays) {
-  const auto write = [](std::size_t size) {
-    std::string element = "<service name='a'";
-    for (const char* attribute : {"ip", "svc", "project_key", "access_code"})
-      if (std::strcmp(attribute, GetParam().attribute) != 0)
-        element += std::string(" ") + attribute + "='x'";
-    Write(element + " " + GetParam().attribute + "='" + std::string(size, 'y') +
-          "'/>");
-  };
-  RemoteServiceInfo record;
-  std::memset(&record, 0x5A, sizeof record);
-  const RemoteServiceInfo before = record;
-  write(GetParam().room);
-  EXPECT_FALSE(rmt_get_remote_server("a", &record));
-  EXPECT_EQ(std::memcmp(&record, &before, sizeof record), 0);
-  EXPECT_EQ(log_.Count(std::string("'a' has an attribute '") +
-                       GetParam().attribute + "' that is too long"),
-            1)
-      << log_.Text();
-  write(GetParam().room - 1);
-  EXPECT_TRUE(rmt_get_remote_server("a", &record));
+TEST_F(ClientFile, HasAWidthForEveryTextAndKeepsTheRecordBeyondIt) {
+  const std::pair<const char*, std::size_t> widths[] = {
+      {"ip", 128}, {"svc", 128}, {"project_key", 256}, {"access_code", 64}};
+  for (const auto& [wide, room] : widths) {
+    SCOPED_TRACE(wide);
+    const auto write = [&, wide = wide](std::size_t size) {
+      std::string element = "<service name='a'";
+      for (const auto& [attribute, unused] : widths)
+        element += std::string(" ") + attribute + "='" +
+                   std::string(attribute == wide ? size : 1, 'y') + "'";
+      Write(element + "/>");
+    };
+    RemoteServiceInfo record;
+    std::memset(&record, 0x5A, sizeof record);
+    const RemoteServiceInfo before = record;
+    write(room);
+    EXPECT_FALSE(rmt_get_remote_server("a", &record));
+    EXPECT_EQ(std::memcmp(&record, &before, sizeof record), 0);
+    EXPECT_EQ(log_.Count(std::string("'a' has an attribute '") + wide +
+                         "' that is too long"),
+              1)
+        << log_.Text();
+    write(room - 1);
+    EXPECT_TRUE(rmt_get_remote_server("a", &record));
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(Text, ClientFileWidth,
-                         ::testing::Values(Width{"Ip", "ip", 128},
-                                           Width{"Svc", "svc", 128},
-                                           Width{"Key", "project_key", 256},
-                                           Width{"Code", "access_code", 64}),
-                         [](const auto& tested) { return tested.param.name; });
 
 TEST_F(ClientFile, RefusesARecordThatIsNotThereOrNotGood) {
   Write(
@@ -214,7 +202,7 @@ TEST_F(ClientFile, StaysAsItIsOnAFullDisk) {
   ::umount("../conf");
 }
 
-TEST_F(ClientFile, IsNotChangedByARecordThatCannotBeWritten) {
+TEST_F(ClientFile, TakesNoTextThatWouldComeBackChanged) {
   Write("<service name='a' ip='i' svc='s'/>");
   const std::string before = Text();
   RemoteServiceInfo record = Record("x", 1);
@@ -224,20 +212,15 @@ TEST_F(ClientFile, IsNotChangedByARecordThatCannotBeWritten) {
   EXPECT_FALSE(rmt_set_remote_server("a", &record)) << "a control byte";
   EXPECT_EQ(rmt_last_error_code(), RMT_NOT_WRITTEN);
   record = Record("x", 1);
-  EXPECT_FALSE(rmt_set_remote_server("", &record));
-  EXPECT_FALSE(rmt_set_remote_server("a", nullptr));
-  EXPECT_EQ(Text(), before);
-}
-
-TEST_F(ClientFile, TakesNoTextThatWouldComeBackChanged) {
-  RemoteServiceInfo record = Record("x", 1);
   // Cut in the middle of a character, as strncpy leaves it.
   std::strcpy(record.project_key, "\xCF\xEE\xC4");
   EXPECT_FALSE(rmt_set_remote_server("a", &record));
   EXPECT_EQ(rmt_last_error_code(), RMT_NOT_WRITTEN) << rmt_last_error();
   record = Record("x", 1);
-  EXPECT_FALSE(rmt_set_remote_server("a\xCF", &record));
-  EXPECT_FALSE(std::filesystem::exists("../conf/client.xml"));
+  for (const char* const name : {"", "a\xCF"})
+    EXPECT_FALSE(rmt_set_remote_server(name, &record));
+  EXPECT_FALSE(rmt_set_remote_server("a", nullptr));
+  EXPECT_EQ(Text(), before);
   std::strcpy(record.project_key, " a\nb\tc\rd ");
   ASSERT_TRUE(rmt_set_remote_server("a\nb", &record)) << rmt_last_error();
   RemoteServiceInfo read{};
@@ -293,27 +276,24 @@ TEST_F(ClientFile, ThatCannotBeReadIsKeptBesideTheNewOne) {
 TEST_F(ClientFile, LosesNoChangeOfManyThreads) {
   constexpr int kThreads = 8;
   constexpr int kChanges = 10;
+  const auto name = [](int thread, int change) {
+    return std::to_string(thread) + "." + std::to_string(change);
+  };
   std::vector<std::thread> threads;
   for (int thread = 0; thread < kThreads; ++thread) {
-    threads.emplace_back([thread] {
+    threads.emplace_back([=] {
       for (int change = 0; change < kChanges; ++change) {
         const RemoteServiceInfo record = Record("x", change);
-        rmt_set_remote_server(
-            (std::to_string(thread) + "." + std::to_string(change)).c_str(),
-            &record);
+        rmt_set_remote_server(name(thread, change).c_str(), &record);
       }
     });
   }
   for (std::thread& thread : threads) thread.join();
-  for (int thread = 0; thread < kThreads; ++thread) {
-    for (int change = 0; change < kChanges; ++change) {
-      RemoteServiceInfo read{};
-      EXPECT_TRUE(rmt_get_remote_server(
-          (std::to_string(thread) + "." + std::to_string(change)).c_str(),
-          &read))
-          << log_.Text();
-    }
-  }
+  RemoteServiceInfo read{};
+  for (int i = 0; i < kThreads * kChanges; ++i)
+    EXPECT_TRUE(
+        rmt_get_remote_server(name(i / kChanges, i % kChanges).c_str(), &read))
+        << log_.Text();
 }
 
 }  // namespace

@@ -4,7 +4,9 @@
 
 #include <cstdint>
 #include <cstring>
+#include <numeric>
 #include <type_traits>
+#include <vector>
 
 #include "kiv/store/store.h"
 
@@ -24,16 +26,20 @@ int Slot(Member member) {
                            : static_cast<int>((words[0] - 1) / sizeof(void*));
 }
 
+// They are all of the first slots, in this order.
+template <class... Members>
+void ExpectFirst(Members... members) {
+  std::vector<int> expected(sizeof...(members));
+  std::iota(expected.begin(), expected.end(), 0);
+  EXPECT_EQ(std::vector<int>({Slot(members)...}), expected);
+}
+
 using Name = const std::string&;
 
 TEST(StoreSlots, OfAConnection) {
-  EXPECT_EQ(Slot(&Connection::Open), 0);
-  EXPECT_EQ(Slot(&Connection::Create), 1);
-  EXPECT_EQ(Slot(&Connection::IsExistTable), 2);
-  EXPECT_EQ(Slot(&Connection::GetTable), 3);
-  EXPECT_EQ(Slot(&Connection::CreateTable), 4);
-  EXPECT_EQ(Slot(&Connection::DeleteTable), 5);
-  EXPECT_EQ(Slot(&Connection::BeginTransaction), 6);
+  ExpectFirst(&Connection::Open, &Connection::Create, &Connection::IsExistTable,
+              &Connection::GetTable, &Connection::CreateTable,
+              &Connection::DeleteTable, &Connection::BeginTransaction);
   EXPECT_EQ(Slot(&Connection::OpenOrCreate), kNotVirtual);
   struct OpenAdo : AdoConnection {
     static int Of() { return Slot(&OpenAdo::CreateTableInstance); }
@@ -47,22 +53,14 @@ TEST(StoreSlots, OfAConnection) {
 
 TEST(StoreSlots, OfATable) {
   using Found = std::shared_ptr<Column>;
-  EXPECT_EQ(Slot(&Table::CompleteCreate), 0);
-  EXPECT_EQ(Slot(&Table::GetName), 1);
-  EXPECT_EQ(Slot<Found (Table::*)(Name)>(&Table::GetColumn), 2);
-  EXPECT_EQ(Slot<Found (Table::*)(long)>(&Table::GetColumn), 3);
-  EXPECT_EQ(Slot(&Table::CreateColumn), 4);
-  EXPECT_EQ(Slot(&Table::ReservedCreateColumn), 5);
-  EXPECT_EQ(Slot(&Table::DeleteColumn), 6);
-  EXPECT_EQ(Slot(&Table::CreateColumns), 7);
-  EXPECT_EQ(Slot(&Table::GetColumnCount), 8);
-  EXPECT_EQ(Slot(&Table::OpenRecordset), 9);
-  EXPECT_EQ(Slot(&Table::ReservedText), 10);
-  EXPECT_EQ(Slot(&Table::ColumnList), 11);
-  EXPECT_EQ(Slot(&Table::ReservedRow), 12);
-  EXPECT_EQ(Slot(&Table::ReservedRows), 13);
-  EXPECT_EQ(Slot(&Table::ReservedKey), 14);
-  EXPECT_EQ(Slot(&Table::GetRow), 15);
+  ExpectFirst(&Table::CompleteCreate, &Table::GetName,
+              static_cast<Found (Table::*)(Name)>(&Table::GetColumn),
+              static_cast<Found (Table::*)(long)>(&Table::GetColumn),
+              &Table::CreateColumn, &Table::ReservedCreateColumn,
+              &Table::DeleteColumn, &Table::CreateColumns,
+              &Table::GetColumnCount, &Table::OpenRecordset,
+              &Table::ReservedText, &Table::ColumnList, &Table::ReservedRow,
+              &Table::ReservedRows, &Table::ReservedKey, &Table::GetRow);
   EXPECT_EQ(Slot(&Table::HasColumn), kNotVirtual);
   struct OpenAdo : AdoTable {
     static int Column() { return Slot(&OpenAdo::CreateColumnInstance); }
@@ -79,59 +77,45 @@ TEST(StoreSlots, OfATable) {
 }
 
 TEST(StoreSlots, OfAColumn) {
-  EXPECT_EQ(Slot(&Column::GetName), 0);
-  EXPECT_EQ(Slot(&Column::SetName), 1);
-  EXPECT_EQ(Slot(&Column::GetType), 2);
-  EXPECT_EQ(Slot(&Column::GetDefinedSize), 3);
-  EXPECT_EQ(Slot(&Column::SetDefinedSize), 4);
-  EXPECT_EQ(Slot(&Column::GetPrecision), 5);
-  EXPECT_EQ(Slot(&Column::SetPrecision), 6);
-  EXPECT_EQ(Slot(&Column::GetNumericScale), 7);
-  EXPECT_EQ(Slot(&Column::SetNumericScale), 8);
-  EXPECT_EQ(Slot(&Column::GetRelatedColumn), 9);
-  EXPECT_EQ(Slot(&Column::SetRelatedColumn), 10);
-  EXPECT_EQ(Slot(&Column::GetSortOrder), 11);
-  EXPECT_EQ(Slot(&Column::SetSortOrder), 12);
-  EXPECT_EQ(Slot(&Column::GetAttributes), 13);
-  EXPECT_EQ(Slot(&Column::SetAttributes), 14);
-  EXPECT_EQ(Slot(&Column::Handle), 15);
+  ExpectFirst(&Column::GetName, &Column::SetName, &Column::GetType,
+              &Column::GetDefinedSize, &Column::SetDefinedSize,
+              &Column::GetPrecision, &Column::SetPrecision,
+              &Column::GetNumericScale, &Column::SetNumericScale,
+              &Column::GetRelatedColumn, &Column::SetRelatedColumn,
+              &Column::GetSortOrder, &Column::SetSortOrder,
+              &Column::GetAttributes, &Column::SetAttributes, &Column::Handle);
   EXPECT_EQ(Slot(&Column::IsAllowNull), kNotVirtual);
 }
 
 TEST(StoreSlots, OfRowsAndTransactions) {
   using Found = std::shared_ptr<Field>;
-  EXPECT_EQ(Slot(&Field::Name), 0);
-  EXPECT_EQ(Slot(&Field::Value), 1);
-  EXPECT_EQ(Slot<Found (Fields::*)(long)>(&Fields::Item), 0);
-  EXPECT_EQ(Slot<Found (Fields::*)(Name)>(&Fields::Item), 1);
-  EXPECT_EQ(Slot(&Fields::Count), 2);
   struct OpenFields : AdoFields {
     static int Of() { return Slot(&OpenFields::CreateFieldInstance); }
   };
-  EXPECT_EQ(OpenFields::Of(), 3);
-  EXPECT_EQ(Slot(&Recordset::MoveNext), 0);
-  EXPECT_EQ(Slot(&Recordset::IsEOF), 1);
-  EXPECT_EQ(Slot(&Recordset::GetFields), 2);
-  EXPECT_EQ(Slot(&AdoRecordset::LoadTable), 3);
   struct OpenRows : AdoRecordset {
     static int Of() { return Slot(&OpenRows::CreateFieldsInstance); }
   };
+  ExpectFirst(&Field::Name, &Field::Value);
+  ExpectFirst(static_cast<Found (Fields::*)(long)>(&Fields::Item),
+              static_cast<Found (Fields::*)(Name)>(&Fields::Item),
+              &Fields::Count);
+  EXPECT_EQ(OpenFields::Of(), 3);
+  ExpectFirst(&Recordset::MoveNext, &Recordset::IsEOF, &Recordset::GetFields);
+  EXPECT_EQ(Slot(&AdoRecordset::LoadTable), 3);
   EXPECT_EQ(OpenRows::Of(), 4);
-  EXPECT_EQ(Slot(&Transaction::Commit), 0);
-  EXPECT_EQ(Slot(&Transaction::Rollback), 1);
-  EXPECT_EQ(Slot(&Factory::CreateConnection), 0);
+  ExpectFirst(&Transaction::Commit, &Transaction::Rollback);
+  ExpectFirst(&Factory::CreateConnection);
 }
+
+template <class... Bases>
+constexpr bool kNoneHasAVirtualDestructor =
+    !(std::has_virtual_destructor_v<Bases> || ...);
 
 TEST(StoreSlots, BasesAreDestroyedByTheirMakersAlone) {
   EXPECT_FALSE(std::is_destructible_v<Connection>);
   EXPECT_FALSE(std::is_destructible_v<Table>);
-  EXPECT_FALSE(std::has_virtual_destructor_v<Connection>);
-  EXPECT_FALSE(std::has_virtual_destructor_v<Table>);
-  EXPECT_FALSE(std::has_virtual_destructor_v<Column>);
-  EXPECT_FALSE(std::has_virtual_destructor_v<Field>);
-  EXPECT_FALSE(std::has_virtual_destructor_v<Fields>);
-  EXPECT_FALSE(std::has_virtual_destructor_v<Recordset>);
-  EXPECT_FALSE(std::has_virtual_destructor_v<Transaction>);
+  EXPECT_TRUE((kNoneHasAVirtualDestructor<Connection, Table, Column, Field,
+                                          Fields, Recordset, Transaction>));
   // Nothing but the table of virtual functions.
   EXPECT_EQ(sizeof(Connection), sizeof(void*));
   EXPECT_EQ(sizeof(Table), sizeof(void*));

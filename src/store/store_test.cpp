@@ -44,6 +44,8 @@ class RecordingTable final : public Table {
   bool ReservedKey(std::string, std::uintptr_t) override { return false; }
 };
 
+using Texts = std::vector<std::string>;
+
 class CreateColumns : public StoreTest {
  protected:
   void Append(const char* name, void* type) {
@@ -55,52 +57,42 @@ class CreateColumns : public StoreTest {
 };
 
 TEST_F(CreateColumns, MakesOneForEachFieldInOrder) {
+  EXPECT_TRUE(table_.CreateColumns(type_));
+  EXPECT_FALSE(table_.CreateColumns(StructPtr()));
+  EXPECT_FALSE(table_.CreateColumns(StructPtr(dm_o_int32_metadata())));
+  EXPECT_EQ(table_.made, Texts{});
   Append("id", dm_o_int32_metadata());
   Append("name", dm_o_ansi_string_metadata());
   Append("photo", dm_o_binary_metadata());
   EXPECT_TRUE(table_.CreateColumns(type_));
-  EXPECT_EQ(table_.made,
-            (std::vector<std::string>{"id System.Int32", "name System.String",
-                                      "photo System.Binary"}));
+  EXPECT_EQ(table_.made, (Texts{"id System.Int32", "name System.String",
+                                "photo System.Binary"}));
   EXPECT_EQ(table_.lengths, (std::vector<long>{0, 0, 0}));
   EXPECT_EQ(log_.Text(), "");
 }
 
-TEST_F(CreateColumns, MakesNoneUnlessEveryFieldIsAValue) {
-  const StructPtr inner = StructPtr::Take(dm_o_struct_metadata_new());
-  Append("id", dm_o_int32_metadata());
-  Append("name", dm_o_ansi_string_metadata());
-  Append("inside", inner.get());
-  EXPECT_FALSE(table_.CreateColumns(type_));
-  EXPECT_TRUE(table_.made.empty());
-  EXPECT_TRUE(Logged(kError, "Store",
-                     // 第2个字段类型不是值类型：System.Struct
-                     "Table::CreateColumns Failed: \xB5\xDA"
-                     "2\xB8\xF6\xD7\xD6\xB6\xCE\xC0\xE0\xD0\xCD\xB2\xBB\xCA\xC7"
-                     "\xD6\xB5\xC0\xE0\xD0\xCD\xA3\xBASystem.Struct"));
-}
-
 TEST_F(CreateColumns, StopsAtTheFirstThatIsRefusedAndKeepsTheOthers) {
+  constexpr char kOrders[] = "\xB6\xA9\xB5\xA5";  // 订单
   Append("a", dm_o_int32_metadata());
-  // 订单
-  Append("\xB6\xA9\xB5\xA5", dm_o_int32_metadata());
-  Append("c", dm_o_int32_metadata());
-  // 订单
-  table_.refused = "\xB6\xA9\xB5\xA5";
+  Append(kOrders, dm_o_int32_metadata());
+  table_.refused = kOrders;
   EXPECT_FALSE(table_.CreateColumns(type_));
-  EXPECT_EQ(table_.made, std::vector<std::string>{"a System.Int32"});
+  EXPECT_EQ(table_.made, Texts{"a System.Int32"});
   EXPECT_TRUE(Logged(kError, "Store",
                      // 第1个字段创建失败：订单
                      "Table::CreateColumns Failed: \xB5\xDA"
                      "1\xB8\xF6\xD7\xD6\xB6\xCE\xB4\xB4\xBD\xA8\xCA\xA7\xB0\xDC"
                      "\xA3\xBA\xB6\xA9\xB5\xA5"));
-}
-
-TEST_F(CreateColumns, WantsAStructTypeThatMayBeEmpty) {
-  EXPECT_TRUE(table_.CreateColumns(type_));
-  EXPECT_FALSE(table_.CreateColumns(StructPtr()));
-  EXPECT_FALSE(table_.CreateColumns(StructPtr(dm_o_int32_metadata())));
-  EXPECT_EQ(log_.Text(), "");
+  // Not even the first unless every field is a value.
+  const StructPtr inner = StructPtr::Take(dm_o_struct_metadata_new());
+  Append("inside", inner.get());
+  EXPECT_FALSE(table_.CreateColumns(type_));
+  EXPECT_EQ(table_.made.size(), 1u);
+  EXPECT_TRUE(Logged(kError, "Store",
+                     // 第2个字段类型不是值类型：System.Struct
+                     "Table::CreateColumns Failed: \xB5\xDA"
+                     "2\xB8\xF6\xD7\xD6\xB6\xCE\xC0\xE0\xD0\xCD\xB2\xBB\xCA\xC7"
+                     "\xD6\xB5\xC0\xE0\xD0\xCD\xA3\xBASystem.Struct"));
 }
 
 TEST_F(StoreTest, TableHasWhatItsLookUpFinds) {
@@ -162,27 +154,19 @@ TEST_F(StoreTest, FactoryIsSilentAboutWhatHasNoProtocol) {
 }
 
 TEST_F(StoreTest, FactoryNamesAConnectionThatItCannotMake) {
-  EXPECT_EQ(Make("ADO:access:Data Source=a"), nullptr);
-  EXPECT_TRUE(
-      LoggedError("Factory::CreateConnection( 'ADO:access:Data "
-                  // ' ) 失败。
-                  "Source=a' ) \xCA\xA7\xB0\xDC\xA1\xA3"));
-  EXPECT_EQ(Make("xmldb2://x"), nullptr);
-  EXPECT_TRUE(
-      // ' ) 失败。
-      LoggedError("Factory::CreateConnection( 'xmldb2://x' ) "
-                  "\xCA\xA7\xB0\xDC\xA1\xA3"));
-  // Behind what the back end says.
-  EXPECT_EQ(Make("ado:oracle:Password=secret"), nullptr);
+  for (const char* const text :
+       {"ADO:access:Data Source=a", "xmldb2://x", "ado:oracle:Password=secret"})
+    EXPECT_EQ(Make(text), nullptr) << text;
+  for (const std::string shown :
+       {"ADO:access:Data Source=a", "xmldb2://x", "ado:oracle:Password=***"})
+    // ' ) 失败。
+    EXPECT_TRUE(LoggedError("Factory::CreateConnection( '" + shown +
+                            "' ) \xCA\xA7\xB0\xDC\xA1\xA3"));
   EXPECT_TRUE(LoggedError(
       // 分析 'oracle:Password=***' 错误99
       "AdoConnection::CreateConnection Failed: \xB7\xD6\xCE\xF6 "
       "'oracle:Password=***' \xB4\xED\xCE\xF3"
       "99"));
-  EXPECT_TRUE(LoggedError(
-      // ' ) 失败。
-      "Factory::CreateConnection( 'ado:oracle:Password=***' ) "
-      "\xCA\xA7\xB0\xDC\xA1\xA3"));
   EXPECT_FALSE(log_.Has("secret"));
 }
 

@@ -25,16 +25,13 @@ class AccessFile {
  public:
   enum class Type : std::uint8_t {
     Bool = 1,
-    Byte = 2,
     Int16 = 3,
     Int32 = 4,
-    Float = 6,
     Double = 7,
     Date = 8,  // days since 1899-12-30
     Text = 10,
     Ole = 11,
-    Memo = 12,
-    Guid = 15
+    Memo = 12
   };
   struct Column {
     std::u16string name;
@@ -111,18 +108,13 @@ class AccessFile {
 
   static std::size_t FixedSize(Type type) {
     switch (type) {
-      case Type::Byte:
-        return 1;
       case Type::Int16:
         return 2;
       case Type::Int32:
-      case Type::Float:
         return 4;
       case Type::Double:
       case Type::Date:
         return 8;
-      case Type::Guid:
-        return 16;
       default:
         return 0;
     }

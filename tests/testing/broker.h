@@ -1,11 +1,6 @@
 #ifndef TESTING_BROKER_H_
 #define TESTING_BROKER_H_
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <array>
 #include <chrono>
 #include <csignal>
@@ -16,7 +11,9 @@
 #include <vector>
 
 #include "port/test_folder.h"
+#include "testing/certificate.h"
 #include "testing/eventually.h"
+#include "testing/loopback.h"
 #include "testing/running_program.h"
 
 namespace kiv::testing {
@@ -39,7 +36,7 @@ class Broker {
   // Starts it.
   Broker() : folder_(MakeFolder()) {
     WriteTestFile(folder_ / "enabled_plugins", "[].\n");
-    MakeCertificate("broker");
+    MakeCertificate(folder_ / "broker");
     WriteTestFile(
         folder_ / "rabbitmq.conf",
         "log.file.level = error\ndisk_free_limit.absolute = 1MB\n"
@@ -71,7 +68,7 @@ class Broker {
         "RUNNING_UNDER_SYSTEMD=true"};
     names_ = Run("/usr/bin/epmd", {"-port", names, "-address", "127.0.0.1"});
     // A broker that finds none there starts one that nobody ends.
-    if (!Eventually([this] { return IsTaken(ports_.Get(0)); }))
+    if (!Eventually([this] { return LoopbackSocket().Connect(ports_.Get(0)); }))
       throw std::runtime_error("no names for the broker: " + names_->Errors());
     Start();
   }
@@ -116,18 +113,14 @@ class Broker {
 
   // A broker greets a client: its port is open before it can do anything.
   static bool IsAt(int port) {
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const sockaddr_in address = Loopback(port);
+    const LoopbackSocket socket;
     const timeval patience{2, 0};
-    ::setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    ::setsockopt(socket.Get(), SOL_SOCKET, SO_RCVTIMEO, &patience,
+                 sizeof patience);
     char answer = 0;
-    const bool is_there =
-        ::connect(socket, reinterpret_cast<const sockaddr*>(&address),
-                  sizeof address) == 0 &&
-        ::send(socket, "AMQP\0\0\x09\x01", 8, MSG_NOSIGNAL) == 8 &&
-        ::recv(socket, &answer, 1, 0) == 1;
-    ::close(socket);
-    return is_there;
+    return socket.Connect(port) &&
+           ::send(socket.Get(), "AMQP\0\0\x09\x01", 8, MSG_NOSIGNAL) == 8 &&
+           ::recv(socket.Get(), &answer, 1, 0) == 1;
   }
 
   int Port() const { return ports_.Get(1); }
@@ -141,7 +134,7 @@ class Broker {
   std::string Certificate() const { return (folder_ / "broker.pem").string(); }
   // Of somebody else who says that he is the broker.
   std::string StrangersCertificate() {
-    MakeCertificate("stranger");
+    MakeCertificate(folder_ / "stranger");
     return (folder_ / "stranger.pem").string();
   }
 
@@ -150,18 +143,9 @@ class Broker {
   class FreePorts {
    public:
     FreePorts() {
-      std::array<int, kPorts> sockets{};
-      for (std::size_t i = 0; i < sockets.size(); ++i) {
-        sockets[i] = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address = Loopback(0);
-        socklen_t size = sizeof address;
-        auto* const any = reinterpret_cast<sockaddr*>(&address);
-        if (::bind(sockets[i], any, size) != 0 ||
-            ::getsockname(sockets[i], any, &size) != 0)
-          throw std::runtime_error("no free port");
-        ports_[i] = ntohs(address.sin_port);
-      }
-      for (const int socket : sockets) ::close(socket);
+      // All at the same time, so that each is another one.
+      const std::array<LoopbackSocket, kPorts> sockets{};
+      for (std::size_t i = 0; i < kPorts; ++i) ports_[i] = sockets[i].Bind();
     }
     int Get(std::size_t index) const { return ports_.at(index); }
 
@@ -170,45 +154,12 @@ class Broker {
     std::array<int, kPorts> ports_{};
   };
 
-  static sockaddr_in Loopback(int port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    return address;
-  }
-
-  static bool IsTaken(int port) {
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const sockaddr_in address = Loopback(port);
-    const bool is_taken =
-        ::connect(socket, reinterpret_cast<const sockaddr*>(&address),
-                  sizeof address) == 0;
-    ::close(socket);
-    return is_taken;
-  }
-
   static std::filesystem::path MakeFolder() {
     std::string name =
         (std::filesystem::temp_directory_path() / "kiv-broker-XXXXXX").string();
     if (::mkdtemp(name.data()) == nullptr)
       throw std::runtime_error("no folder for the broker");
     return name;
-  }
-
-  void MakeCertificate(const std::string& name) {
-    const auto file = [&](const char* suffix) {
-      return (folder_ / (name + suffix)).string();
-    };
-    RunningProgram maker(
-        "/usr/bin/openssl",
-        {"req", "-x509", "-newkey", "ec", "-pkeyopt",
-         "ec_paramgen_curve:prime256v1", "-nodes", "-days", "2", "-subj",
-         "/CN=localhost", "-addext", "subjectAltName=DNS:localhost", "-keyout",
-         file(".key"), "-out", file(".pem")},
-        {.files = folder_});
-    if (maker.WaitForEnd() != 0)
-      throw std::runtime_error("no certificate: " + maker.Errors());
   }
 
   std::unique_ptr<RunningProgram> Run(const std::string& file,

@@ -1,11 +1,7 @@
 #ifndef TESTING_BROKER_RELAY_H_
 #define TESTING_BROKER_RELAY_H_
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <array>
 #include <atomic>
@@ -21,7 +17,7 @@
 #include <utility>
 #include <vector>
 
-#include "testing/broker.h"
+#include "testing/loopback.h"
 
 namespace kiv::testing {
 
@@ -80,22 +76,16 @@ class BrokerRelay {
   using Rule = std::function<bool(const Frame& frame, Line& line)>;
 
   BrokerRelay(int broker_port, Rule rule)
-      : broker_port_(broker_port), rule_(std::move(rule)) {
-    sockaddr_in address = Loopback(0);
-    socklen_t size = sizeof address;
-    auto* const any = reinterpret_cast<sockaddr*>(&address);
-    listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (::bind(listener_, any, size) != 0 || ::listen(listener_, 8) != 0 ||
-        ::getsockname(listener_, any, &size) != 0)
-      throw std::runtime_error("no relay");
-    port_ = ntohs(address.sin_port);
+      : broker_port_(broker_port),
+        rule_(std::move(rule)),
+        port_(listener_.Bind()) {
+    if (::listen(listener_.Get(), 8) != 0) throw std::runtime_error("no relay");
     thread_ = std::thread([this] { Run(); });
   }
   ~BrokerRelay() {
     is_over_ = true;
-    ::shutdown(listener_, SHUT_RDWR);  // wakes the thread
+    ::shutdown(listener_.Get(), SHUT_RDWR);  // wakes the thread
     thread_.join();
-    ::close(listener_);
   }
   BrokerRelay(const BrokerRelay&) = delete;
   BrokerRelay& operator=(const BrokerRelay&) = delete;
@@ -108,13 +98,6 @@ class BrokerRelay {
   static constexpr std::size_t kGreetingBytes = 8;
   static constexpr std::size_t kFrameHeadBytes = 7;
 
-  static sockaddr_in Loopback(int port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    return address;
-  }
   template <class Ask>
   static int PortOf(int socket, Ask ask) {
     sockaddr_in address{};
@@ -144,7 +127,7 @@ class BrokerRelay {
 
   void Run() {
     while (!is_over_) {
-      std::vector<pollfd> watched{{listener_, POLLIN, 0}};
+      std::vector<pollfd> watched{{listener_.Get(), POLLIN, 0}};
       for (const Line& line : lines_)
         for (const int end : line.ends_) watched.push_back({end, POLLIN, 0});
       if (::poll(watched.data(), watched.size(), -1) < 0 || is_over_) continue;
@@ -162,17 +145,14 @@ class BrokerRelay {
   }
 
   void Accept() {
-    const int client = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+    const int client =
+        ::accept4(listener_.Get(), nullptr, nullptr, SOCK_CLOEXEC);
     if (client < 0) return;
-    const int broker = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const sockaddr_in address = Loopback(broker_port_);
-    if (::connect(broker, reinterpret_cast<const sockaddr*>(&address),
-                  sizeof address) == 0) {
-      lines_.emplace_back(client, broker);
-      return;
-    }
-    ::close(broker);
-    ::close(client);
+    LoopbackSocket broker;
+    if (broker.Connect(broker_port_))
+      lines_.emplace_back(client, broker.Release());
+    else
+      ::close(client);
   }
 
   // False: the line is at its end.
@@ -206,8 +186,8 @@ class BrokerRelay {
 
   const int broker_port_;
   const Rule rule_;
-  int listener_ = -1;
-  int port_ = 0;
+  const LoopbackSocket listener_;
+  const int port_;
   std::list<Line> lines_;
   std::atomic<bool> is_over_ = false;
   std::thread thread_;

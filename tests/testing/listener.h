@@ -1,16 +1,13 @@
 #ifndef TESTING_LISTENER_H_
 #define TESTING_LISTENER_H_
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include "testing/loopback.h"
 
 namespace kiv::testing {
 
@@ -19,24 +16,14 @@ namespace kiv::testing {
 class Listener {
  public:
   explicit Listener(std::string greeting = "")
-      : greeting_(std::move(greeting)),
-        socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = ::htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    if (::bind(socket_, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
-        ::listen(socket_, 64) != 0 ||
-        ::getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size) !=
-            0)
+      : greeting_(std::move(greeting)), port_(socket_.Bind()) {
+    if (::listen(socket_.Get(), 64) != 0)
       throw std::runtime_error("no listener");
-    port_ = ::ntohs(address.sin_port);
     thread_ = std::thread([this] { Accept(); });
   }
   ~Listener() {
-    ::shutdown(socket_, SHUT_RDWR);
+    ::shutdown(socket_.Get(), SHUT_RDWR);
     thread_.join();
-    ::close(socket_);
     for (const int connection : connections_) ::close(connection);
   }
   Listener(const Listener&) = delete;
@@ -47,7 +34,8 @@ class Listener {
  private:
   void Accept() {
     for (;;) {
-      const int connection = ::accept4(socket_, nullptr, nullptr, SOCK_CLOEXEC);
+      const int connection =
+          ::accept4(socket_.Get(), nullptr, nullptr, SOCK_CLOEXEC);
       if (connection < 0) return;
       if (greeting_.empty()) {
         connections_.push_back(connection);
@@ -60,8 +48,8 @@ class Listener {
   }
 
   const std::string greeting_;
-  const int socket_;
-  int port_ = 0;
+  const LoopbackSocket socket_;
+  const int port_;
   std::vector<int> connections_;  // the thread's, until it has ended
   std::thread thread_;
 };

@@ -38,21 +38,24 @@ std::size_t EndOfLast(std::size_t characters) {
   return count + (count + 2) / 3 * 3;
 }
 
-class AdoObjects : public DatabaseTest {
- protected:
-  void Execute(const std::string& statement) {
-    ExecuteStatement(*connection_, statement, {});
-  }
-};
+// So many of "订单xx订单xx...".
+std::string TextOf(std::size_t characters) {
+  std::string text;
+  for (std::size_t k = 0; k < characters; ++k)
+    text += k % 3 == 0 ? kOrders : "x";
+  return text;
+}
+
+using AdoObjects = DatabaseTest;
 
 // Scenario 17 wants names exact: no statement may come out of one, and no
 // wildcard.
 TEST_P(AdoObjects, NamesStandForThemselves) {
-  const std::vector<std::string> names{"a_b", "axb", "a%b",
-                                       "x\"; drop table y;--", "y", kOrders,
-                                       "\\", "[q]", "it's", "select",
-                                       // 乗: its second byte is "\".
-                                       "\x81\x5C"};
+  const std::vector<std::string> names{
+      "a_b", "axb", "a%b", "x\"; drop table y;--", "y", kOrders, "\\", "[q]",
+      "it's", "select", "two words",
+      // 乗: its second byte is "\".
+      "\x81\x5C"};
   Catalog catalog(connection_);
   for (const std::string& name : names)
     MakeTable(name, {{"c_1", adInteger}, {kOrders, adVarWChar, 10}});
@@ -188,11 +191,10 @@ TEST_P(AdoObjects, AValueIsWholeWhateverItsLength) {
   const std::vector<std::size_t> sizes{0,   1,   127,  128,  129,    255,
                                        256, 600, 1023, 1024, 100000, 3};
   for (std::size_t i = 0; i < sizes.size(); ++i) {
-    std::string text, hex;
-    for (std::size_t k = 0; k < sizes[i]; ++k) {
-      text += k % 3 == 0 ? kOrders : "x";
-      hex += "0" + std::string(1, static_cast<char>('0' + k % 8));
-    }
+    const std::string text = TextOf(sizes[i]);
+    std::string hex;
+    for (std::size_t k = 0; k < sizes[i]; ++k)
+      hex += "0" + std::to_string(k % 8);
     Execute("INSERT INTO t VALUES (" + std::to_string(i) + ",'" + text + "'," +
             (IsSqlite() ? "x'" + hex + "'" : "'\\x" + hex + "'::bytea") + ",'" +
             text.substr(0, EndOfLast(sizes[i])) + "')");
@@ -202,9 +204,7 @@ TEST_P(AdoObjects, AValueIsWholeWhateverItsLength) {
   for (std::size_t i = 0; i < sizes.size(); ++i, rows.MoveNext()) {
     SCOPED_TRACE(sizes[i]);
     ASSERT_FALSE(rows.IsEof());
-    std::string expected;
-    for (std::size_t k = 0; k < sizes[i]; ++k)
-      expected += k % 3 == 0 ? kOrders : "x";
+    const std::string expected = TextOf(sizes[i]);
     // In any order, and more than once.
     EXPECT_EQ(TextAt(rows, 3), expected.substr(0, EndOfLast(sizes[i])));
     EXPECT_EQ(TextAt(rows, 1), expected);

@@ -1,6 +1,7 @@
-#include <typeinfo>
+#include <sstream>
 
 #include "kiv/store/ado_connection.h"
+#include "kiv/strings.h"
 #include "store/store_test_fixture.h"
 
 namespace kiv::store {
@@ -9,18 +10,23 @@ namespace {
 struct BodyCase {
   const char* name;
   const char* body;
-  // The entries of the log, in order.
-  std::vector<std::string> errors;
+  // The entries of the log, in order, a line each; BODY stands for what is
+  // behind the colon at the start.
+  const char* errors;
 };
 
 class AdoBody : public StoreTest,
                 public ::testing::WithParamInterface<BodyCase> {};
 
 TEST_P(AdoBody, IsRefusedWithItsReason) {
-  EXPECT_EQ(AdoConnection::CreateConnection(GetParam().body), nullptr);
+  const std::string body = GetParam().body;
+  EXPECT_EQ(AdoConnection::CreateConnection(body), nullptr);
   const std::string text = log_.Text();
   std::size_t at = 0;
-  for (const std::string& error : GetParam().errors) {
+  std::istringstream errors(GetParam().errors);
+  for (std::string error; std::getline(errors, error);) {
+    string_replace(error, "BODY",
+                   body.c_str() + (body.starts_with(':') ? 1 : 0));
     const std::string entry =
         std::string("[") + kError + "] db: " + error + "\r\n";
     const std::size_t found = text.find(entry, at);
@@ -30,105 +36,49 @@ TEST_P(AdoBody, IsRefusedWithItsReason) {
   EXPECT_EQ(at, text.size()) << text;
 }
 
+#define CREATION "AdoConnection::CreateConnection Failed: "
+#define ANALYSING "\xB7\xD6\xCE\xF6"  // 分析
+#define FAULT "\xB4\xED\xCE\xF3"      // 错误
+#define UNREAD CREATION ANALYSING " 'BODY' " FAULT
+// ') 失败，, the reason, and 分析'...' 错误，无法取得存储标识
+#define NO_STORE(reason)                                             \
+  "AdoConnection::ParseDbms('BODY') \xCA\xA7\xB0\xDC\xA3\xAC" reason \
+  "\n" CREATION ANALYSING "'BODY' " FAULT                            \
+  "\xA3\xAC\xCE\xDE\xB7\xA8\xC8\xA1\xB5\xC3\xB4\xE6\xB4\xA2\xB1\xEA\xCA\xB6"
+// 没找到 Provider 关键字。
+#define NO_PROVIDER                        \
+  NO_STORE(                                \
+      "\xC3\xBB\xD5\xD2\xB5\xBD Provider " \
+      "\xB9\xD8\xBC\xFC\xD7\xD6\xA1\xA3")
+//  Provider= 后的意外结尾。
+#define EARLY_END   \
+  NO_STORE(         \
+      " Provider= " \
+      "\xBA\xF3\xB5\xC4\xD2\xE2\xCD\xE2\xBD\xE1\xCE\xB2\xA1\xA3")
+
 INSTANTIATE_TEST_SUITE_P(
     Faults, AdoBody,
     ::testing::Values(
-        BodyCase{"Empty",
-                 "",
-                 // 连接串不允许为空
-                 {"AdoConnection::CreateConnection Failed: "
-                  "\xC1\xAC\xBD\xD3\xB4\xAE\xB2\xBB\xD4\xCA\xD0\xED\xCE\xAA\xBF"
-                  "\xD5"}},
-        BodyCase{"WithoutColon",
-                 "access",
-                 // 分析 'access' dbms 错误
-                 {"AdoConnection::CreateConnection Failed: \xB7\xD6\xCE\xF6 "
-                  "'access' dbms \xB4\xED\xCE\xF3"}},
-        BodyCase{"ColonInsideOfACharacter",
-                 // 0x3A is no second byte, but 0x5C is
-                 "\x81\x5C",
-                 // 分析 ' ' dbms 错误
-                 {"AdoConnection::CreateConnection Failed: \xB7\xD6\xCE\xF6 "
-                  "'\x81\x5C' dbms \xB4\xED\xCE\xF3"}},
-        BodyCase{"NothingBehindTheColon",
-                 "access:",
-                 // 分析 'access:' 错误3
-                 {"AdoConnection::CreateConnection Failed: \xB7\xD6\xCE\xF6 "
-                  "'access:' \xB4\xED\xCE\xF3"
-                  "3"}},
-        BodyCase{"BlanksBehindTheColon",
-                 "access:  ",
-                 // 分析 'access:  ' 错误5
-                 {"AdoConnection::CreateConnection Failed: \xB7\xD6\xCE\xF6 "
-                  "'access:  ' \xB4\xED\xCE\xF3"
-                  "5"}},
-        BodyCase{"UnknownDbms",
-                 "Access:Data Source=x",
-                 // 分析 'Access:Data Source=x' 错误99
-                 {"AdoConnection::CreateConnection Failed: \xB7\xD6\xCE\xF6 "
-                  "'Access:Data Source=x' \xB4\xED\xCE\xF3"
-                  "99"}},
-        BodyCase{"PasswordInIt",
-                 "none:PWD={a};b",
-                 // 分析 'none:PWD=***;b' 错误99
-                 {"AdoConnection::CreateConnection Failed: \xB7\xD6\xCE\xF6 "
-                  "'none:PWD=***;b' \xB4\xED\xCE\xF3"
-                  "99"}},
-        BodyCase{"NoProvider",
-                 ":Data Source=x",
-                 // ') 失败，没找到 Provider 关键字。
-                 {"AdoConnection::ParseDbms('Data Source=x') "
-                  "\xCA\xA7\xB0\xDC\xA3\xAC\xC3\xBB\xD5\xD2\xB5\xBD Provider "
-                  "\xB9\xD8\xBC\xFC\xD7\xD6\xA1\xA3",
-                  // 分析'Data Source=x' 错误，无法取得存储标识
-                  "AdoConnection::CreateConnection Failed: "
-                  "\xB7\xD6\xCE\xF6'Data Source=x' "
-                  "\xB4\xED\xCE\xF3\xA3\xAC\xCE\xDE\xB7\xA8\xC8\xA1\xB5\xC3\xB4"
-                  "\xE6\xB4\xA2\xB1\xEA\xCA\xB6"}},
-        BodyCase{"OtherProvider",
-                 ":Provider=Other;x=y",
-                 // ') 失败，没找到 Provider 关键字。
-                 {"AdoConnection::ParseDbms('Provider=Other;x=y') "
-                  "\xCA\xA7\xB0\xDC\xA3\xAC\xC3\xBB\xD5\xD2\xB5\xBD Provider "
-                  "\xB9\xD8\xBC\xFC\xD7\xD6\xA1\xA3",
-                  // 分析'Provider=Other;x=y' 错误，无法取得存储标识
-                  "AdoConnection::CreateConnection Failed: "
-                  "\xB7\xD6\xCE\xF6'Provider=Other;x=y' "
-                  "\xB4\xED\xCE\xF3\xA3\xAC\xCE\xDE\xB7\xA8\xC8\xA1\xB5\xC3\xB4"
-                  "\xE6\xB4\xA2\xB1\xEA\xCA\xB6"}},
-        BodyCase{"ProviderAtTheEnd",
-                 ":Provider",
-                 // ') 失败， Provider= 后的意外结尾。
-                 {"AdoConnection::ParseDbms('Provider') "
-                  "\xCA\xA7\xB0\xDC\xA3\xAC Provider= "
-                  "\xBA\xF3\xB5\xC4\xD2\xE2\xCD\xE2\xBD\xE1\xCE\xB2\xA1\xA3",
-                  // 分析'Provider' 错误，无法取得存储标识
-                  "AdoConnection::CreateConnection Failed: "
-                  "\xB7\xD6\xCE\xF6'Provider' "
-                  "\xB4\xED\xCE\xF3\xA3\xAC\xCE\xDE\xB7\xA8\xC8\xA1\xB5\xC3\xB4"
-                  "\xE6\xB4\xA2\xB1\xEA\xCA\xB6"}},
+        // 连接串不允许为空
+        BodyCase{"Empty", "",
+                 CREATION "\xC1\xAC\xBD\xD3\xB4\xAE\xB2\xBB\xD4\xCA\xD0\xED"
+                          "\xCE\xAA\xBF\xD5"},
+        BodyCase{"WithoutColon", "access",
+                 CREATION ANALYSING " 'BODY' dbms " FAULT},
+        // 0x3A is no second byte, but 0x5C is
+        BodyCase{"ColonInsideOfACharacter", "\x81\x5C",
+                 CREATION ANALYSING " 'BODY' dbms " FAULT},
+        BodyCase{"NothingBehindTheColon", "access:", UNREAD "3"},
+        BodyCase{"BlanksBehindTheColon", "access:  ", UNREAD "5"},
+        BodyCase{"UnknownDbms", "Access:Data Source=x", UNREAD "99"},
+        BodyCase{"PasswordInIt", "none:PWD={a};b",
+                 CREATION ANALYSING " 'none:PWD=***;b' " FAULT "99"},
+        BodyCase{"NoProvider", ":Data Source=x", NO_PROVIDER},
+        BodyCase{"OtherProvider", ":Provider=Other;x=y", NO_PROVIDER},
+        BodyCase{"ProviderAtTheEnd", ":Provider", EARLY_END},
         BodyCase{"NothingButBlanksBehindTheEqualsSign",
-                 ":Provider =  ",
-                 // ') 失败， Provider= 后的意外结尾。
-                 {"AdoConnection::ParseDbms('Provider =  ') "
-                  "\xCA\xA7\xB0\xDC\xA3\xAC Provider= "
-                  "\xBA\xF3\xB5\xC4\xD2\xE2\xCD\xE2\xBD\xE1\xCE\xB2\xA1\xA3",
-                  // 分析'Provider =  ' 错误，无法取得存储标识
-                  "AdoConnection::CreateConnection Failed: "
-                  "\xB7\xD6\xCE\xF6'Provider =  ' "
-                  "\xB4\xED\xCE\xF3\xA3\xAC\xCE\xDE\xB7\xA8\xC8\xA1\xB5\xC3\xB4"
-                  "\xE6\xB4\xA2\xB1\xEA\xCA\xB6"}},
-        BodyCase{"NoEqualsSign",
-                 ":Provider SQLOLEDB",
-                 // ') 失败， Provider= 后的意外结尾。
-                 {"AdoConnection::ParseDbms('Provider SQLOLEDB') "
-                  "\xCA\xA7\xB0\xDC\xA3\xAC Provider= "
-                  "\xBA\xF3\xB5\xC4\xD2\xE2\xCD\xE2\xBD\xE1\xCE\xB2\xA1\xA3",
-                  // 分析'Provider SQLOLEDB' 错误，无法取得存储标识
-                  "AdoConnection::CreateConnection Failed: "
-                  "\xB7\xD6\xCE\xF6'Provider SQLOLEDB' "
-                  "\xB4\xED\xCE\xF3\xA3\xAC\xCE\xDE\xB7\xA8\xC8\xA1\xB5\xC3\xB4"
-                  "\xE6\xB4\xA2\xB1\xEA\xCA\xB6"}}),
+                 ":Provider =  ", EARLY_END},
+        BodyCase{"NoEqualsSign", ":Provider SQLOLEDB", EARLY_END}),
     [](const auto& given) { return given.param.name; });
 
 enum class Kind { None, Generic, Access, MsSql };

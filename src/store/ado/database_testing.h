@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "dm/data_runtime.h"
+#include "dm/dm.h"
 #include "dm/object.h"
 #include "port/test_folder.h"
 #include "store/ado/ado_objects.h"
@@ -54,6 +55,35 @@ struct DatabaseCase {
   const char* locale;
 };
 
+// A struct type out of names and types, and its objects.
+class RecordType {
+ public:
+  RecordType(std::initializer_list<std::pair<const char*, void*>> fields)
+      : metadata_(AnyObject::Take(dm_o_struct_metadata_new())) {
+    for (const auto& [name, type] : fields)
+      EXPECT_TRUE(dm_o_struct_metadata_append(metadata_.get(), name, type));
+  }
+  AnyObject New() const {
+    return AnyObject::Take(dm_o_instance_from_metadata(metadata_.get()));
+  }
+  void* metadata() const { return metadata_.get(); }
+
+ private:
+  AnyObject metadata_;
+};
+
+inline void* FieldOf(const AnyObject& record, const char* name) {
+  return dm_o_struct_field_at(
+      record.get(),
+      static_cast<std::size_t>(dm_o_struct_field_index(record.get(), name)));
+}
+template <typename T>
+T Get(const AnyObject& record, const char* name) {
+  T value{};
+  EXPECT_TRUE(dm::Object(FieldOf(record, name)).Read(value)) << name;
+  return value;
+}
+
 // One suite, each database, both locales: what a database holds must not depend
 // on the process's.
 inline const DatabaseCase kDatabases[] = {
@@ -84,7 +114,7 @@ class DatabaseTest : public ::testing::TestWithParam<DatabaseCase> {
       connection_->Open(text_, "", "");
       for (const char* const statement :
            {"DROP SCHEMA public CASCADE", "CREATE SCHEMA public"})
-        ExecuteStatement(*connection_, statement, {});
+        Execute(statement);
     }
   }
   void TearDown() override {
@@ -108,6 +138,11 @@ class DatabaseTest : public ::testing::TestWithParam<DatabaseCase> {
       table->AppendColumn(column.name, column.type, column.size);
     Catalog(connection_).AppendTable(table);
     return table;
+  }
+
+  long long Execute(const std::string& statement,
+                    const std::vector<AnyObject>& values = {}) {
+    return ExecuteStatement(*connection_, statement, values);
   }
 
   // What the failure says; empty when there is none.

@@ -41,52 +41,49 @@ TEST_F(DbXml, TwoHalvesOfAPasswordMakeOne) {
   EXPECT_TRUE(opened->IsExistTable("t"));
 }
 
-TEST_F(DbXml, TableIsThereAsSoonAsItIsMade) {
+TEST_F(DbXml, TableIsThereFromItsCreationToItsDeletion) {
   EXPECT_FALSE(connection_->IsExistTable(kOrders));
-  const auto made = connection_->CreateTable(kOrders);
+  auto made = connection_->CreateTable(kOrders);
   ASSERT_NE(made, nullptr);
   EXPECT_EQ(made->GetName(), kOrders);
   EXPECT_FALSE(made->CompleteCreate());
   EXPECT_TRUE(connection_->IsExistTable(kOrders));
-  const auto again = connection_->GetTable(kOrders);
+  auto again = connection_->GetTable(kOrders);
   ASSERT_NE(again, nullptr);
   EXPECT_EQ(again->GetName(), kOrders);
+  made.reset();
+  again.reset();
+  EXPECT_TRUE(connection_->DeleteTable(kOrders));
+  EXPECT_FALSE(connection_->IsExistTable(kOrders));
   EXPECT_EQ(log_.Text(), "");
 }
 
+#define FAILED "\xCA\xA7\xB0\xDC\xA1\xA3"  // 失败。
+#define MUST_NOT_BE_EMPTY \
+  "\xB2\xBB\xC4\xDC\xCE\xAA\xBF\xD5\xA1\xA3"  // 不能为空。
+
 TEST_F(DbXml, TablesThatAreThereOrNotAreTold) {
+  WriteTestFile("store/broken.xdb", "no container");
   ASSERT_NE(connection_->CreateTable(kOrders), nullptr);
   EXPECT_EQ(connection_->CreateTable(kOrders), nullptr);
-  // 订单' 已经存在。
-  EXPECT_TRUE(
-      LoggedError("DbXmlConnection::GetTable Failed:  '\xB6\xA9\xB5\xA5' "
-                  "\xD2\xD1\xBE\xAD\xB4\xE6\xD4\xDA\xA1\xA3"));
-  EXPECT_EQ(connection_->GetTable("none"), nullptr);
-  // ' 不存在。
-  EXPECT_TRUE(
-      LoggedError("DbXmlConnection::GetTable Failed:  'none' "
-                  "\xB2\xBB\xB4\xE6\xD4\xDA\xA1\xA3"));
-  EXPECT_EQ(connection_->GetTable(""), nullptr);
-  // 不能为空。
-  EXPECT_TRUE(
-      LoggedError("DbXmlConnection::GetTable Failed: name "
-                  "\xB2\xBB\xC4\xDC\xCE\xAA\xBF\xD5\xA1\xA3"));
-  EXPECT_EQ(connection_->CreateTable(""), nullptr);
-  // 不能为空。
-  EXPECT_TRUE(
-      LoggedError("DbXmlConnection::CreateTable Failed: name "
-                  "\xB2\xBB\xC4\xDC\xCE\xAA\xBF\xD5\xA1\xA3"));
+  for (const char* const name : {"none", "", "broken"})
+    EXPECT_EQ(connection_->GetTable(name), nullptr) << name;
+  for (const char* const name : {"", "0xAB"})
+    EXPECT_EQ(connection_->CreateTable(name), nullptr) << name;
   EXPECT_FALSE(connection_->DeleteTable(""));
-  // 不能为空。
-  EXPECT_TRUE(
-      LoggedError("DbXmlConnection::DeleteTable Failed: name "
-                  "\xB2\xBB\xC4\xDC\xCE\xAA\xBF\xD5\xA1\xA3"));
   EXPECT_TRUE(connection_->DeleteTable("none"));
-  EXPECT_EQ(connection_->CreateTable("0xAB"), nullptr);
-  // ')失败。
-  EXPECT_TRUE(
-      LoggedError("DbXmlConnection::CreateTable Failed: "
-                  "o->SetName('0xAB')\xCA\xA7\xB0\xDC\xA1\xA3"));
+  for (const std::string text :
+       {// 订单' 已经存在。
+        "GetTable Failed:  '\xB6\xA9\xB5\xA5' "
+        "\xD2\xD1\xBE\xAD\xB4\xE6\xD4\xDA\xA1\xA3",
+        // ' 不存在。
+        "GetTable Failed:  'none' \xB2\xBB\xB4\xE6\xD4\xDA\xA1\xA3",
+        "GetTable Failed: name " MUST_NOT_BE_EMPTY,
+        "CreateTable Failed: name " MUST_NOT_BE_EMPTY,
+        "DeleteTable Failed: name " MUST_NOT_BE_EMPTY,
+        "CreateTable Failed: o->SetName('0xAB')" FAILED,
+        "GetTable Failed: o->GetTable('broken')" FAILED})
+    EXPECT_TRUE(LoggedError("DbXmlConnection::" + text)) << text;
 }
 
 TEST_F(DbXml, NameWithANulIsNotThatOfAnotherTable) {
@@ -99,41 +96,18 @@ TEST_F(DbXml, NameWithANulIsNotThatOfAnotherTable) {
   EXPECT_TRUE(connection_->IsExistTable("t"));
 }
 
-TEST_F(DbXml, TableIsDeletedOnceNobodyHoldsIt) {
-  connection_->CreateTable("t").reset();
-  EXPECT_TRUE(connection_->DeleteTable("t"));
-  EXPECT_FALSE(connection_->IsExistTable("t"));
-}
-
-TEST_F(DbXml, BrokenContainerIsNoTable) {
-  WriteTestFile("store/broken.xdb", "no container");
-  EXPECT_EQ(connection_->GetTable("broken"), nullptr);
-  // ')失败。
-  EXPECT_TRUE(
-      LoggedError("DbXmlConnection::GetTable Failed: "
-                  "o->GetTable('broken')\xCA\xA7\xB0\xDC\xA1\xA3"));
-}
-
 TEST_F(DbXml, ColumnsAreCheckedAndNotKept) {
   const auto table = connection_->CreateTable("t");
   EXPECT_TRUE(table->CreateColumn("c", Any(dm_o_int32_metadata()), 0));
   EXPECT_EQ(log_.Text(), "");
   EXPECT_EQ(table->GetColumnCount(), 0);
   EXPECT_FALSE(table->HasColumn("c"));
-  // ')失败。
-  EXPECT_TRUE(
-      LoggedError("DbXmlTable::GetColumn Failed: "
-                  "o->GetColumn('c')\xCA\xA7\xB0\xDC\xA1\xA3"));
   EXPECT_EQ(table->GetColumn(7), nullptr);
-  // ')失败。
-  EXPECT_TRUE(
-      LoggedError("DbXmlTable::GetColumn Failed: "
-                  "o->GetColumn('7')\xCA\xA7\xB0\xDC\xA1\xA3"));
   EXPECT_EQ(table->GetColumn(""), nullptr);
-  // 不能为空。
-  EXPECT_TRUE(
-      LoggedError("DbXmlTable::GetColumn Failed: name "
-                  "\xB2\xBB\xC4\xDC\xCE\xAA\xBF\xD5\xA1\xA3"));
+  for (const std::string text :
+       {"o->GetColumn('c')" FAILED, "o->GetColumn('7')" FAILED,
+        "name " MUST_NOT_BE_EMPTY})
+    EXPECT_TRUE(LoggedError("DbXmlTable::GetColumn Failed: " + text)) << text;
   EXPECT_FALSE(table->DeleteColumn("c"));
   EXPECT_EQ(table->OpenRecordset(), nullptr);
   EXPECT_EQ(table->ColumnList({}, {}), "");
