@@ -191,7 +191,7 @@ class ServiceSetup : public Service {
     fs::permissions("path/systemctl", fs::perms::owner_all);
   }
 
-  RunningProgram Setup(const Words& words,
+  RunningProgram Ask(const Words& words,
                        const std::string& fails = "nothing") {
     Words all{"-user"};
     all.insert(all.end(), words.begin(), words.end());
@@ -211,7 +211,7 @@ class ServiceSetup : public Service {
 
 TEST_F(ServiceSetup, GoesThroughSystemctl) {
   const std::string unit = kUnit;
-  RunningProgram install = Setup({"-install"});
+  RunningProgram install = Ask({"-install"});
   EXPECT_EQ(install.WaitForEnd(), 0) << install.Errors();
   EXPECT_EQ(Asked(), "--user daemon-reload\n--user enable " + unit + "\n");
   EXPECT_TRUE(Has(install.Output(), "installed as " + unit_.string()));
@@ -227,7 +227,7 @@ TEST_F(ServiceSetup, GoesThroughSystemctl) {
       {"-uninstall",
        "--user disable --now " + unit + "\n--user daemon-reload\n"}};
   for (const auto& [action, asked] : actions) {
-    EXPECT_EQ(Setup({action}).WaitForEnd(), 0) << action;
+    EXPECT_EQ(Ask({action}).WaitForEnd(), 0) << action;
     EXPECT_EQ(Asked(), asked);
   }
   EXPECT_FALSE(fs::exists(unit_));
@@ -236,21 +236,21 @@ TEST_F(ServiceSetup, GoesThroughSystemctl) {
 }
 
 TEST_F(ServiceSetup, LeavesNothingHalfDone) {
-  ExpectEnd(Setup({"-install"}, "enable"), 1, "could not be installed");
+  ExpectEnd(Ask({"-install"}, "enable"), 1, "could not be installed");
   EXPECT_FALSE(fs::exists(unit_));
-  ASSERT_EQ(Setup({"-install"}).WaitForEnd(), 0);
-  ExpectEnd(Setup({"-start"}, "start"), 1, "did not start");
-  ExpectEnd(Setup({"-uninstall"}, "disable"), 1, "");
+  ASSERT_EQ(Ask({"-install"}).WaitForEnd(), 0);
+  ExpectEnd(Ask({"-start"}, "start"), 1, "did not start");
+  ExpectEnd(Ask({"-uninstall"}, "disable"), 1, "");
   EXPECT_TRUE(fs::exists(unit_));
 }
 
 TEST_F(ServiceSetup, RefusesWhatIsNotItsOwn) {
   for (const char* action : {"-uninstall", "-start", "-stop"})
-    ExpectEnd(Setup({action}), 1, "not installed");
+    ExpectEnd(Ask({action}), 1, "not installed");
   fs::create_directories(unit_.parent_path());
   WriteTestFile(unit_, "[Unit]\n");
   for (const char* action : {"-install", "-uninstall"})
-    ExpectEnd(Setup({action}), 1, "not written by -install");
+    ExpectEnd(Ask({action}), 1, "not written by -install");
   EXPECT_EQ(ReadTestFile(unit_), "[Unit]\n");
   EXPECT_EQ(Asked(), "");
 }
