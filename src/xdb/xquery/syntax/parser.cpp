@@ -31,19 +31,11 @@ ast::Module Parse(std::string_view query, const ParseLimits& limits) {
 
 std::string Quoted(std::string_view text) {
   constexpr std::size_t kShown = 40;
-  const bool is_cut = text.size() > kShown;
-  std::size_t size = std::min(text.size(), kShown);
-  // Not in the middle of a character.
-  while (is_cut && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80) {
-    --size;
-  }
-  return "\"" + std::string(text.substr(0, size)) + (is_cut ? "...\"" : "\"");
+  return "\"" + std::string(utf8::Prefix(text, kShown)) +
+         (text.size() > kShown ? "...\"" : "\"");
 }
 
-std::string Quoted(const ast::LexicalName& name) {
-  return Quoted(name.prefix.empty() ? name.local
-                                    : name.prefix + ":" + name.local);
-}
+std::string Quoted(const ast::LexicalName& name) { return Quoted(name.Text()); }
 
 std::string CollapseSpace(std::string_view text) {
   std::string result;

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "util/utf8.h"
 #include "xdb/xquery/values/calendar.h"
 #include "xdb/xquery/values/fault.h"
 
@@ -345,12 +346,8 @@ Fault TryCast(const Item& value, Type target, Item& result) {
   } else {
     constexpr std::size_t kMostShown = 60;
     std::string text = TextOf(value);
-    if (text.size() > kMostShown) {
-      std::size_t end = kMostShown;
-      while (end > 0 && (text[end] & 0xC0) == 0x80) --end;
-      text.resize(end);
-      text += "...";
-    }
+    const std::size_t shown = utf8::Prefix(text, kMostShown).size();
+    if (shown < text.size()) text.replace(shown, text.npos, "...");
     message += " \"" + text + "\" is no " + NameOf(target);
     if (fault != Fault::NotOfType && fault != Fault::NotFinite)
       message += " that this system can hold";
