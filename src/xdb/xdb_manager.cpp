@@ -193,14 +193,7 @@ bool XDbManager::GetUnneededLogFiles(std::vector<std::string>& files) const {
 bool XDbManager::GetStatistics(XDbEnvironmentStatistics& out) const {
   if (environment_ == nullptr) return false;
   return Try("XDbManager::GetStatistics exception: ", [&] {
-    const xdb::EnvironmentStatistics found = environment_->Statistics();
-    out.cache_bytes = found.cache_bytes;
-    out.log_file_count = found.log_file_count;
-    out.log_bytes = found.log_bytes;
-    out.lock_count = found.lock_count;
-    out.max_lock_count = found.max_lock_count;
-    out.deadlock_count = found.deadlock_count;
-    out.recovery_count = found.recovery_count;
+    out = environment_->Statistics();
     return true;
   });
 }
