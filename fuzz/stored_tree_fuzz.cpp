@@ -72,7 +72,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes,
     const Tree tree(dictionary, nullptr, stored);
     Walk(tree);
     // Whoever can decode it can write and index it.
-    TreeTextUtf8(stored, *dictionary);
     TreeText(stored, *dictionary);
     EachIndexValue(stored, *dictionary,
                    {.value =

@@ -50,9 +50,9 @@ class KIV_API XDbDocument {
 
  protected:
   // A new empty document, unless one is bound already. False for null.
-  bool Construct(xdb::Session* manager);
+  bool Construct(xdb::Session* session);
   // Construct, and takes over what the document holds.
-  bool Construct2(xdb::Session* manager, xdb::StoredDocument&& document);
+  bool Construct2(xdb::Session* session, xdb::StoredDocument&& document);
 
  private:
   friend class XDbContainer;

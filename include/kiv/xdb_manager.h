@@ -157,7 +157,7 @@ class KIV_API XDbManager {
 
   // Its deleter closes it.
   std::shared_ptr<xdb::Environment> environment_;
-  std::shared_ptr<xdb::Session> manager_;
+  std::shared_ptr<xdb::Session> session_;
   std::unique_ptr<xdb::PreparedQueries> prepared_;
 };
 

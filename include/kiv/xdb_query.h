@@ -126,7 +126,7 @@ class KIV_API XDbResults {
  protected:
   // Takes a std::shared_ptr<xdb::QueryResults>*, of which it keeps a copy.
   // False for null.
-  bool Construct(const std::shared_ptr<xdb::Session>& manager,
+  bool Construct(const std::shared_ptr<xdb::Session>& session,
                  const void* results);
   void set_eof() { position_ = size(); }
 
@@ -142,7 +142,7 @@ class KIV_API XDbResults {
   bool StepBackTo(unsigned position);
   bool StepForwardTo(unsigned position);
 
-  std::shared_ptr<xdb::Session> manager_;
+  std::shared_ptr<xdb::Session> session_;
   std::shared_ptr<xdb::QueryResults> results_;
   unsigned position_ = kBeforeFirst;
   // kBeforeFirst: a lazy query that may have more.
@@ -175,7 +175,7 @@ class KIV_API XDbQueryExpression {
  protected:
   // Takes a std::shared_ptr<xdb::PreparedQuery>*, of which it keeps a copy.
   // False for null.
-  bool Construct(const std::shared_ptr<xdb::Session>& manager,
+  bool Construct(const std::shared_ptr<xdb::Session>& session,
                  const void* expression);
 
  private:
@@ -185,7 +185,7 @@ class KIV_API XDbQueryExpression {
   bool Run(XDbQueryContext& context, XDbResults& results) const;
 
   std::shared_ptr<xdb::PreparedQuery> expression_;
-  std::weak_ptr<xdb::Session> manager_;
+  std::weak_ptr<xdb::Session> session_;
 };
 
 }  // namespace kiv

@@ -6,68 +6,18 @@
 #include <optional>
 #include <string_view>
 
+#include "dm/ado_types.h"
 #include "dm/layout.h"
 #include "dm/object.h"
 #include "dm/string_data.h"
 #include "dm/variant_number.h"
 #include "kiv/date_time.h"
+#include "time/date_text.h"
 
 namespace dm {
 namespace {
 
 using Any = ObjectPtr<int*>;
-
-// What kind of object an ADO data type number stands for.
-std::optional<dm_type_id_e> TypeOf(int ado_type) {
-  switch (ado_type) {
-    case 2:   // small int
-    case 18:  // unsigned small int
-      return DM_INT16;
-    case 3:   // integer
-    case 10:  // error
-    case 19:  // unsigned int
-      return DM_INT32;
-    case 4:  // single
-      return DM_FLOAT;
-    case 5:    // double
-    case 6:    // currency
-    case 14:   // decimal
-    case 131:  // numeric
-    case 139:  // variable numeric
-      return DM_DOUBLE;
-    case 7:    // date
-    case 133:  // DB date
-    case 134:  // DB time
-    case 135:  // DB timestamp
-      return DM_DATE_TIME;
-    case 8:    // BSTR
-    case 129:  // char
-    case 130:  // wide char
-    case 200:  // variable char
-    case 201:  // long variable char
-    case 202:  // variable wide char
-    case 203:  // long variable wide char
-      return DM_STRING;
-    case 11:
-      return DM_BOOLEAN;
-    case 16:  // tiny int
-    case 17:  // unsigned tiny int
-      return DM_BYTE;
-    case 20:  // big int
-    case 21:  // unsigned big int
-      return DM_INT64;
-    case 72:
-      return DM_GUID;
-    case 128:  // binary
-    case 204:  // variable binary
-    case 205:  // long variable binary
-      return DM_BINARY;
-    default:
-      // Empty, IDispatch, variant, IUnknown, file time, user-defined, chapter
-      // and property variant among them.
-      return std::nullopt;
-  }
-}
 
 bool Write(void* object, const std::optional<std::string>& text) {
   return text && AssignStringAt(DataOf(object), *text);
@@ -107,77 +57,13 @@ std::optional<float> Single(const VARIANT& variant) {
   return static_cast<float>(*real);
 }
 
-// Takes up to `most` digits off the front of a text.
-bool TakeNumber(std::string_view& text, std::size_t most, int& number) {
-  const std::string_view digits = text.substr(0, most);
-  const auto result =
-      std::from_chars(digits.data(), digits.data() + digits.size(), number);
-  if (result.ec != std::errc() || digits.front() == '-') return false;
-  text.remove_prefix(static_cast<std::size_t>(result.ptr - digits.data()));
-  return true;
-}
-
-bool Take(std::string_view& text, char expected) {
-  if (text.empty() || text.front() != expected) return false;
-  text.remove_prefix(1);
-  return true;
-}
-
-struct TimeOfDay {
-  int hour = 0, minute = 0, second = 0, millisecond = 0;
-};
-
-// One to nine digits; what is finer than a millisecond is cut.
-bool TakeFraction(std::string_view& text, int& millisecond) {
-  constexpr std::size_t kMostDigits = 9;
-  const std::size_t before = text.size();
-  int number;
-  if (!TakeNumber(text, kMostDigits, number)) return false;
-  std::size_t digits = before - text.size();
-  for (; digits < 3; ++digits) number *= 10;
-  for (; digits > 3; --digits) number /= 10;
-  millisecond = number;
-  return true;
-}
-
-// "9:05:07", alone or with ".25" behind it.
-bool TakeTime(std::string_view& text, TimeOfDay& time) {
-  return TakeNumber(text, 2, time.hour) && Take(text, ':') &&
-         TakeNumber(text, 2, time.minute) && Take(text, ':') &&
-         TakeNumber(text, 2, time.second) &&
-         (!Take(text, '.') || TakeFraction(text, time.millisecond));
-}
-
-std::optional<kiv::DateTime> TimeInText(std::string_view text) {
-  TimeOfDay time;
-  if (!TakeTime(text, time) || !text.empty()) return std::nullopt;
-  // The day 0 of a date that is a number.
-  return kiv::DateTime(1899, 12, 30, time.hour, time.minute, time.second,
-                       time.millisecond);
-}
-
-// "2004-01-31", alone or with a blank or "T" and a time behind it; or a time.
-std::optional<kiv::DateTime> DateInText(std::string_view text) {
-  if (text.find('-') == text.npos) return TimeInText(text);
-  int year, month, day;
-  if (!TakeNumber(text, 4, year) || !Take(text, '-') ||
-      !TakeNumber(text, 2, month) || !Take(text, '-') ||
-      !TakeNumber(text, 2, day)) {
-    return std::nullopt;
-  }
-  TimeOfDay time;
-  if ((Take(text, ' ') || Take(text, 'T')) && !TakeTime(text, time)) {
-    return std::nullopt;
-  }
-  if (!text.empty()) return std::nullopt;
-  return kiv::DateTime(year, month, day, time.hour, time.minute, time.second,
-                       time.millisecond);
-}
-
 // May throw std::out_of_range.
 std::optional<kiv::DateTime> Date(const VARIANT& variant) {
   if (variant.vt == VT_BSTR) {
-    return DateInText(WithoutBlanks(TextOfBstr(variant.bstrVal)));
+    const auto ticks = kiv::TicksOfText(
+        WithoutBlanks(TextOfBstr(variant.bstrVal)), kiv::Seconds::MustStand);
+    if (!ticks) return std::nullopt;
+    return kiv::DateTime(*ticks - *ticks % kiv::TimeSpan::TicksPerMillisecond);
   }
   const auto days = VariantToReal(variant);
   if (!days || std::isnan(*days)) return std::nullopt;
@@ -259,18 +145,12 @@ std::optional<Bytes> BytesIn(const VARIANT& variant) {
 
 // As text, in braces or without, or as its sixteen bytes.
 std::optional<GUID> Guid(const VARIANT& variant) {
-  GUID guid;
   if (const auto bytes = BytesIn(variant)) {
-    if (bytes->count != sizeof guid) return std::nullopt;
+    if (bytes->count != sizeof(GUID)) return std::nullopt;
     return Load<GUID>(bytes->first);
   }
   if (variant.vt != VT_BSTR) return std::nullopt;
-  std::string text(WithoutBlanks(TextOfBstr(variant.bstrVal)));
-  if (text.size() > 2 && text.front() == '{' && text.back() == '}') {
-    text = text.substr(1, text.size() - 2);
-  }
-  if (!dm_string_to_guid(text.c_str(), &guid)) return std::nullopt;
-  return guid;
+  return GuidInText(TextOfBstr(variant.bstrVal));
 }
 
 bool WriteBinary(void* object, const VARIANT& variant) {
@@ -312,16 +192,16 @@ bool WriteConverted(void* object, dm_type_id_e type, const VARIANT& variant) {
 bool WriteBits(void* object, int ado_type, const VARIANT& variant) {
   const Object target(object);
   switch (ado_type) {
-    case 16:  // tiny int
+    case adTinyInt:
       return variant.vt == VT_I1 &&
              target.Write(static_cast<std::uint8_t>(variant.cVal));
-    case 18:  // unsigned small int
+    case adUnsignedSmallInt:
       return variant.vt == VT_UI2 &&
              target.Write(static_cast<std::int16_t>(variant.uiVal));
-    case 19:  // unsigned int
+    case adUnsignedInt:
       return (variant.vt == VT_UI4 || variant.vt == VT_UINT) &&
              target.Write(static_cast<std::int32_t>(variant.ulVal));
-    case 21:  // unsigned big int
+    case adUnsignedBigInt:
       return variant.vt == VT_UI8 &&
              target.Write(static_cast<std::int64_t>(variant.ullVal));
     default:
@@ -330,6 +210,55 @@ bool WriteBits(void* object, int ado_type, const VARIANT& variant) {
 }
 
 }  // namespace
+
+std::optional<dm_type_id_e> TypeOf(int ado_type) {
+  switch (ado_type) {
+    case adSmallInt:
+    case adUnsignedSmallInt:
+      return DM_INT16;
+    case adInteger:
+    case adError:
+    case adUnsignedInt:
+      return DM_INT32;
+    case adSingle:
+      return DM_FLOAT;
+    case adDouble:
+    case adCurrency:
+    case adDecimal:
+    case adNumeric:
+    case adVarNumeric:
+      return DM_DOUBLE;
+    case adDate:
+    case adDBDate:
+    case adDBTime:
+    case adDBTimeStamp:
+      return DM_DATE_TIME;
+    case adBSTR:
+    case adChar:
+    case adWChar:
+    case adVarChar:
+    case adLongVarChar:
+    case adVarWChar:
+    case adLongVarWChar:
+      return DM_STRING;
+    case adBoolean:
+      return DM_BOOLEAN;
+    case adTinyInt:
+    case adUnsignedTinyInt:
+      return DM_BYTE;
+    case adBigInt:
+    case adUnsignedBigInt:
+      return DM_INT64;
+    case adGUID:
+      return DM_GUID;
+    case adBinary:
+    case adVarBinary:
+    case adLongVarBinary:
+      return DM_BINARY;
+    default:
+      return std::nullopt;
+  }
+}
 
 // A value that cannot be converted, a date outside of the calendar and a lack
 // of memory all end as the empty pointer.

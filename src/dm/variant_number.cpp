@@ -21,16 +21,6 @@ std::string_view Trimmed(std::string_view text) {
   return text;
 }
 
-template <typename Number>
-std::optional<Number> NumberInText(std::string_view text) {
-  text = Trimmed(text);
-  Number number;
-  const char* const end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, number);
-  if (result.ec != std::errc() || result.ptr != end) return std::nullopt;
-  return number;
-}
-
 std::optional<std::int64_t> RoundedToInteger(double real) {
   // The first number beyond; itself a double, as the largest integer is not.
   constexpr double kBeyond = 9223372036854775808.0;
@@ -102,6 +92,28 @@ std::string_view WithoutBlanks(std::string_view text) {
   }
   while (!text.empty() && kiv::IsAsciiSpace(text.back())) text.remove_suffix(1);
   return text;
+}
+
+template <typename Number>
+std::optional<Number> NumberInText(std::string_view text) {
+  text = Trimmed(text);
+  Number number;
+  const char* const end = text.data() + text.size();
+  const auto result = std::from_chars(text.data(), end, number);
+  if (result.ec != std::errc() || result.ptr != end) return std::nullopt;
+  return number;
+}
+
+template std::optional<std::int64_t> NumberInText(std::string_view text);
+template std::optional<double> NumberInText(std::string_view text);
+
+std::optional<GUID> GuidInText(std::string_view text) {
+  text = WithoutBlanks(text);
+  if (text.size() > 2 && text.front() == '{' && text.back() == '}')
+    text = text.substr(1, text.size() - 2);
+  GUID guid;
+  if (!dm_string_to_guid(std::string(text).c_str(), &guid)) return std::nullopt;
+  return guid;
 }
 
 DECIMAL DecimalFromCurrency(CY currency) {

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "dm/guid.h"
 #include "kiv/com.h"
 
 // A database value as a number of another kind; nothing when it is missing, is
@@ -27,6 +28,11 @@ DECIMAL DecimalFromCurrency(CY currency);
 std::string TextOfBstr(BSTR text);
 // A part of the text: without the blanks around it.
 std::string_view WithoutBlanks(std::string_view text);
+// Of std::int64_t and double.
+template <typename Number>
+std::optional<Number> NumberInText(std::string_view text);
+// In braces or without.
+std::optional<GUID> GuidInText(std::string_view text);
 
 }  // namespace dm
 

@@ -87,6 +87,19 @@ unsigned CheckedDocument::LineOf(const DomElement& element) const {
   return lines_[count - 1];
 }
 
+ElementCheck::ElementCheck(DomElement& element, unsigned line,
+                           std::size_t number,
+                           std::vector<ConfigFinding>& findings)
+    : element_(element), line_(line), findings_(findings) {
+  if (!element_.Attribute("name", name_)) name_ = "#" + std::to_string(number);
+}
+
+bool ElementCheck::IsGood() const {
+  return std::none_of(
+      findings_.begin() + static_cast<std::ptrdiff_t>(first_), findings_.end(),
+      [](const auto& found) { return found.severity == Severity::Fault; });
+}
+
 std::string ProcessorFault(const std::string& text) {
   using Fault = module::ModuleDescription::Fault;
   if (text.empty()) return "has no \"processor\": write dll://library:function";

@@ -1,6 +1,7 @@
 #ifndef MQ_CHECK_PARTS_H_
 #define MQ_CHECK_PARTS_H_
 
+#include <cstddef>
 #include <initializer_list>
 #include <string>
 #include <vector>
@@ -30,6 +31,33 @@ class CheckedDocument {
   DomDocument document_;
   DomElement root_;
   std::vector<unsigned> lines_;
+};
+
+// Looks at one element of a list and adds what it finds.
+class ElementCheck {
+ protected:
+  using Severity = ConfigFinding::Severity;
+
+  // `number` counts from 1 and stands for a name that is not there.
+  ElementCheck(DomElement& element, unsigned line, std::size_t number,
+               std::vector<ConfigFinding>& findings);
+  ~ElementCheck() = default;
+
+  void Add(Severity severity, const std::string& text) {
+    findings_.push_back({severity, line_, name_, text});
+  }
+  void Fault(const std::string& text) { Add(Severity::Fault, text); }
+  void Warn(const std::string& text) { Add(Severity::Warning, text); }
+  // Whether no fault has been added.
+  bool IsGood() const;
+
+  DomElement& element_;
+  const unsigned line_;
+  std::string name_;
+
+ private:
+  std::vector<ConfigFinding>& findings_;
+  const std::size_t first_ = findings_.size();
 };
 
 // What is wrong with a processor description; "" when it can be called. The

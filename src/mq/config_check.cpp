@@ -1,6 +1,5 @@
 #include "kiv/mq/config_check.h"
 
-#include <algorithm>
 #include <map>
 #include <memory>
 
@@ -30,38 +29,20 @@ struct PortUser {
 // By port::SerialIdentity.
 using PortUsers = std::map<std::string, PortUser>;
 
-// Looks at one queue and adds what it finds.
-class QueueCheck {
+class QueueCheck : ElementCheck {
  public:
   // `ports` are the devices of the queues before this one.
   QueueCheck(DomElement& element, unsigned line, unsigned number,
              PortUsers& ports, std::vector<ConfigFinding>& findings)
-      : element_(element), line_(line), ports_(ports), findings_(findings) {
-    if (!element_.Attribute("name", name_)) {
-      name_ = "#" + std::to_string(number);
-    }
-  }
+      : ElementCheck(element, line, number, findings), ports_(ports) {}
 
   void Run() {
-    const std::size_t before = findings_.size();
     CheckType();
     CheckNames();
-    const auto is_fault = [](const ConfigFinding& finding) {
-      return finding.severity == Severity::Fault;
-    };
-    if (std::none_of(findings_.begin() + static_cast<std::ptrdiff_t>(before),
-                     findings_.end(), is_fault)) {
-      Add(Severity::Good, "will be listened on");
-    }
+    if (IsGood()) Add(Severity::Good, "will be listened on");
   }
 
  private:
-  void Add(Severity severity, const std::string& text) {
-    findings_.push_back({severity, line_, name_, text});
-  }
-  void Fault(const std::string& text) { Add(Severity::Fault, text); }
-  void Warn(const std::string& text) { Add(Severity::Warning, text); }
-
   void CheckType() {
     const std::string type = element_.Attribute("type");
     if (type == Factory::T_COM) {
@@ -221,11 +202,7 @@ class QueueCheck {
     return ComSettings(*com).port;
   }
 
-  DomElement& element_;
-  const unsigned line_;
   PortUsers& ports_;
-  std::vector<ConfigFinding>& findings_;
-  std::string name_;
 };
 
 }  // namespace

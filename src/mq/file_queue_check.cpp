@@ -44,18 +44,15 @@ Place PlaceOf(const std::string& inner, const std::string& outer) {
   return inner.starts_with(folder) ? Place::Below : Place::Elsewhere;
 }
 
-// Looks at one directory and adds what it finds.
-class DirectoryCheck {
+class DirectoryCheck : ElementCheck {
  public:
-  DirectoryCheck(const DomElement& element, unsigned line, std::size_t number,
+  DirectoryCheck(DomElement& element, unsigned line, std::size_t number,
                  const std::vector<Directory>& before,
                  std::vector<ConfigFinding>& findings)
-      : element_(element),
+      : ElementCheck(element, line, number, findings),
         number_(number),
-        before_(before),
-        findings_(findings) {
-    if (!element_.Attribute("name", directory_.name))
-      directory_.name = "#" + std::to_string(number);
+        before_(before) {
+    directory_.name = name_;
     directory_.line = line;
     directory_.process =
         element_.AttributeBool(DirectorySettings::kProcess, false);
@@ -63,29 +60,18 @@ class DirectoryCheck {
   }
 
   const Directory& Run() {
-    const std::size_t first = findings_.size();
     CheckNumberAndName();
     CheckAttributes();
     CheckPath();
     CheckProcessor();
     CheckNeighbours();
-    const auto is_fault = [](const ConfigFinding& finding) {
-      return finding.severity == Severity::Fault;
-    };
-    if (std::none_of(findings_.begin() + static_cast<std::ptrdiff_t>(first),
-                     findings_.end(), is_fault))
+    if (IsGood())
       Add(Severity::Good, directory_.process ? "files in it will be processed"
                                              : "will be watched");
     return directory_;
   }
 
  private:
-  void Add(Severity severity, const std::string& text) {
-    findings_.push_back({severity, directory_.line, directory_.name, text});
-  }
-  void Fault(const std::string& text) { Add(Severity::Fault, text); }
-  void Warn(const std::string& text) { Add(Severity::Warning, text); }
-
   void CheckNumberAndName() {
     if (number_ > msgq::kMaxDirectories)
       Fault("is directory " + std::to_string(number_) + " of at most " +
@@ -195,10 +181,8 @@ class DirectoryCheck {
       Warn(text + ": both see its changes");
   }
 
-  const DomElement& element_;
   const std::size_t number_;
   const std::vector<Directory>& before_;
-  std::vector<ConfigFinding>& findings_;
   Directory directory_;
 };
 

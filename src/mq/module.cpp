@@ -48,7 +48,7 @@ std::shared_ptr<Module> CreateModule(const std::string& description,
   try {
     return Create(description.c_str(), isolation, queue_text);
   } catch (const std::exception& fault) {
-    LogError(kSource, std::string("Module::create Failed: ") + fault.what());
+    LogError(kSource, "Module::create Failed: " + Shown(fault.what()));
     return nullptr;
   }
 }

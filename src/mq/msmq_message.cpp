@@ -44,7 +44,7 @@ bool MsmqMessage::GetBody(std::string& body) {
     }
     LogError("mq", "MsmqMessage::Body Failed: " + Shown(stored_->body_fault));
   } catch (const std::exception& fault) {
-    LogError("mq", std::string("MsmqMessage::Body Failed: ") + fault.what());
+    LogError("mq", "MsmqMessage::Body Failed: " + Shown(fault.what()));
   }
   return false;
 }

@@ -7,6 +7,7 @@
 #include "port/native_path.h"
 #include "util/cp936.h"
 #include "util/gb_text.h"
+#include "util/hex_digits.h"
 
 namespace kiv::mq {
 namespace {
@@ -18,10 +19,7 @@ constexpr std::string_view kSuffix = ".queue";
 constexpr std::size_t kLongestFileBytes = 240;
 
 bool DropPrefix(std::string_view& text, std::string_view prefix) {
-  if (text.size() < prefix.size()) return false;
-  for (std::size_t i = 0; i < prefix.size(); ++i) {
-    if (AsciiToLower(text[i]) != AsciiToLower(prefix[i])) return false;
-  }
+  if (!StartsWithIgnoreCase(text, prefix)) return false;
   text.remove_prefix(prefix.size());
   return true;
 }
@@ -38,17 +36,8 @@ bool StandsForItself(char c) {
 }
 
 void AppendEscaped(std::string& out, char c) {
-  constexpr char kDigits[] = "0123456789ABCDEF";
-  const auto byte = static_cast<unsigned char>(c);
   out += '%';
-  out += kDigits[byte >> 4];
-  out += kDigits[byte & 15];
-}
-
-// -1 for none; lower case is not what File writes.
-int Digit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
+  AppendHexByte(out, c);
 }
 
 }  // namespace
@@ -96,8 +85,8 @@ bool QueueName::FromFile(const std::string& file, QueueName& out) {
   std::string name;
   for (std::size_t at = 0; at < text.size();) {
     if (text[at] == '%') {
-      const int high = at + 2 < text.size() ? Digit(text[at + 1]) : -1;
-      const int low = high >= 0 ? Digit(text[at + 2]) : -1;
+      const int high = at + 2 < text.size() ? HexValue(text[at + 1]) : -1;
+      const int low = high >= 0 ? HexValue(text[at + 2]) : -1;
       if (low < 0) return false;
       name += static_cast<char>(high * 16 + low);
       at += 3;
@@ -109,7 +98,8 @@ bool QueueName::FromFile(const std::string& file, QueueName& out) {
   }
   QueueName read;
   std::string reason;
-  // Another program's file may look like ours and yet be no name's.
+  // Another program's file may look like ours and yet be no name's; File does
+  // not write lower case.
   if (!Read(name, read, reason) || read.File() != file) return false;
   out = read;
   return true;

@@ -132,7 +132,7 @@ bool toFullPath(std::string& path, bool force, const std::string& base) {
     try {
       current = FileSystem::current_path().string();
     } catch (const std::exception& e) {
-      LogError("parser", parser::message::NoCurrentDirectory(e.what()));
+      LogError("parser", parser::message::NoCurrentDirectory(Shown(e.what())));
       return false;
     }
   }

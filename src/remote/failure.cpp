@@ -3,6 +3,7 @@
 #include <Ice/Ice.h>
 
 #include <exception>
+#include <optional>
 #include <utility>
 
 #include "port/file.h"
@@ -47,69 +48,106 @@ std::string WithReason(const Ice::Exception& exception,
   return reason.empty() ? text : text + ": " + ShownWire(FirstLine(reason));
 }
 
-}  // namespace
+// These handlers say nothing of an exception that is not theirs. Their order,
+// and that of the functions, is from the special to the general.
+using MaybeCause = std::optional<Cause>;
 
-// The order of the handlers is from the special to the general.
-Cause CurrentCause(int timeout_ms) {
+MaybeCause OfConnection(int timeout_ms) {
   try {
     throw;
   } catch (const Ice::ConnectionRefusedException&) {
-    return {RMT_REFUSED, "connection refused"};
+    return Cause{RMT_REFUSED, "connection refused"};
   } catch (const Ice::ConnectionLostException&) {
-    return {RMT_LOST, "the connection was lost before the answer came"};
+    return Cause{RMT_LOST, "the connection was lost before the answer came"};
   } catch (const Ice::SocketException& exception) {
-    return {RMT_UNREACHABLE, port::ErrorText(exception.error)};
+    return Cause{RMT_UNREACHABLE, port::ErrorText(exception.error)};
   } catch (const Ice::DNSException& exception) {
-    return {RMT_UNREACHABLE,
-            "there is no host '" + ShownWire(exception.host) + "'"};
+    return Cause{RMT_UNREACHABLE,
+                 "there is no host '" + ShownWire(exception.host) + "'"};
   } catch (const Ice::TimeoutException&) {
-    return {RMT_NO_ANSWER, "no answer in " + Seconds(timeout_ms)};
-  } catch (const Ice::OperationNotExistException& exception) {
-    return {RMT_NO_OPERATION, "the server does not know the operation '" +
-                                  ShownWire(exception.operation) + "'"};
-  } catch (const Ice::RequestFailedException& exception) {
-    return {RMT_NO_OBJECT,
-            "the server has no object '" + ShownWire(exception.id.name) + "'"};
-  } catch (const Ice::UnknownException& exception) {
-    return {RMT_SERVER_FAILED, "the server failed in the operation: " +
-                                   ShownWire(FirstLine(exception.unknown))};
-  } catch (const Ice::MemoryLimitException&) {
-    return {RMT_TOO_LARGE, "the message is larger than Ice.MessageSizeMax"};
-  } catch (const Ice::CloseConnectionException&) {
-    return {RMT_LOST, "the server closed the connection"};
-  } catch (const Ice::CompressionException& exception) {
-    return {RMT_OTHER, WithReason(exception, exception.reason)};
-  } catch (const Ice::MarshalException& exception) {
-    return {RMT_OTHER, "the answer is not that of the operation: " +
-                           WithReason(exception, exception.reason)};
-  } catch (const Ice::UnsupportedProtocolException& exception) {
-    return {RMT_INCOMPATIBLE, "the server speaks another version of Ice: " +
-                                  WithReason(exception, exception.reason)};
-  } catch (const Ice::UnsupportedEncodingException& exception) {
-    return {RMT_INCOMPATIBLE, "the server speaks another version of Ice: " +
-                                  WithReason(exception, exception.reason)};
-  } catch (const Ice::ProtocolException& exception) {
-    return {RMT_NOT_ICE,
-            "not an Ice server: " + WithReason(exception, exception.reason)};
-  } catch (const Ice::SecurityException& exception) {
-    return {RMT_INSECURE, "TLS: " + ShownWire(FirstLine(exception.reason))};
-  } catch (const Ice::NoEndpointException& exception) {
-    return {RMT_BAD_PROXY,
-            "no endpoint of '" + ShownWire(exception.proxy) + "' can be used"};
+    return Cause{RMT_NO_ANSWER, "no answer in " + Seconds(timeout_ms)};
   } catch (const Ice::ConnectionManuallyClosedException&) {
-    return {RMT_DESTROYED, "the communicator was deleted"};
+    return Cause{RMT_DESTROYED, "the communicator was deleted"};
   } catch (const Ice::CommunicatorDestroyedException&) {
-    return {RMT_DESTROYED, "the communicator is deleted"};
+    return Cause{RMT_DESTROYED, "the communicator is deleted"};
+  } catch (const Ice::SecurityException& exception) {
+    return Cause{RMT_INSECURE,
+                 "TLS: " + ShownWire(FirstLine(exception.reason))};
+  } catch (...) {
+    return std::nullopt;
+  }
+}
+
+MaybeCause OfServer() {
+  try {
+    throw;
+  } catch (const Ice::OperationNotExistException& exception) {
+    return Cause{RMT_NO_OPERATION, "the server does not know the operation '" +
+                                       ShownWire(exception.operation) + "'"};
+  } catch (const Ice::RequestFailedException& exception) {
+    return Cause{RMT_NO_OBJECT, "the server has no object '" +
+                                    ShownWire(exception.id.name) + "'"};
+  } catch (const Ice::UnknownException& exception) {
+    return Cause{RMT_SERVER_FAILED,
+                 "the server failed in the operation: " +
+                     ShownWire(FirstLine(exception.unknown))};
+  } catch (const Ice::MemoryLimitException&) {
+    return Cause{RMT_TOO_LARGE,
+                 "the message is larger than Ice.MessageSizeMax"};
+  } catch (const Ice::CloseConnectionException&) {
+    return Cause{RMT_LOST, "the server closed the connection"};
+  } catch (const Ice::CompressionException& exception) {
+    return Cause{RMT_OTHER, WithReason(exception, exception.reason)};
+  } catch (const Ice::MarshalException& exception) {
+    return Cause{RMT_OTHER, "the answer is not that of the operation: " +
+                                WithReason(exception, exception.reason)};
+  } catch (const Ice::UnsupportedProtocolException& exception) {
+    return Cause{RMT_INCOMPATIBLE,
+                 "the server speaks another version of Ice: " +
+                     WithReason(exception, exception.reason)};
+  } catch (const Ice::UnsupportedEncodingException& exception) {
+    return Cause{RMT_INCOMPATIBLE,
+                 "the server speaks another version of Ice: " +
+                     WithReason(exception, exception.reason)};
+  } catch (const Ice::ProtocolException& exception) {
+    return Cause{RMT_NOT_ICE, "not an Ice server: " +
+                                  WithReason(exception, exception.reason)};
+  } catch (...) {
+    return std::nullopt;
+  }
+}
+
+MaybeCause OfProxy() {
+  try {
+    throw;
+  } catch (const Ice::NoEndpointException& exception) {
+    return Cause{
+        RMT_BAD_PROXY,
+        "no endpoint of '" + ShownWire(exception.proxy) + "' can be used"};
   } catch (const Ice::ProxyParseException& exception) {
-    return {RMT_BAD_PROXY, ShownWire(exception.str)};
+    return Cause{RMT_BAD_PROXY, ShownWire(exception.str)};
   } catch (const Ice::EndpointParseException& exception) {
     // A kind that is not loaded reads as a misspelt one.
     const bool is_tls = exception.str.find("`ssl ") != std::string::npos;
-    return {RMT_BAD_PROXY,
-            ShownWire(exception.str) +
-                (is_tls ? " (TLS wants the property Ice.Plugin.IceSSL)" : "")};
+    return Cause{
+        RMT_BAD_PROXY,
+        ShownWire(exception.str) +
+            (is_tls ? " (TLS wants the property Ice.Plugin.IceSSL)" : "")};
   } catch (const Ice::IdentityParseException& exception) {
-    return {RMT_BAD_PROXY, ShownWire(exception.str)};
+    return Cause{RMT_BAD_PROXY, ShownWire(exception.str)};
+  } catch (...) {
+    return std::nullopt;
+  }
+}
+
+}  // namespace
+
+Cause CurrentCause(int timeout_ms) {
+  if (auto cause = OfConnection(timeout_ms)) return *cause;
+  if (auto cause = OfServer()) return *cause;
+  if (auto cause = OfProxy()) return *cause;
+  try {
+    throw;
   } catch (const Ice::FileException& exception) {
     return {RMT_OTHER, ShownWire(exception.path) + ": " +
                            port::ErrorText(exception.error)};

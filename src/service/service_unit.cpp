@@ -1,9 +1,9 @@
 #include "service/service_unit.h"
 
+#include "util/hex_digits.h"
+
 namespace kiv {
 namespace {
-
-constexpr char kHexDigits[] = "0123456789abcdef";
 
 // What every service can do with: none of it keeps a processor from the serial
 // ports, the watched directories, the network or memory shared with others.
@@ -33,12 +33,6 @@ constexpr char kMachineHardening[] =
 bool IsNameByte(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
          (c >= '0' && c <= '9') || c == '-' || c == '_' || c == '.';
-}
-
-void AppendHex(char byte, std::string& out) {
-  out += '_';
-  out += kHexDigits[static_cast<unsigned char>(byte) >> 4];
-  out += kHexDigits[static_cast<unsigned char>(byte) & 15];
 }
 
 // % begins a specifier everywhere.
@@ -79,10 +73,12 @@ std::string Command(const std::vector<std::string>& words) {
 std::string UnitName(const std::string& service_utf8) {
   std::string out;
   for (const char c : service_utf8) {
-    if (IsNameByte(c) && !(c == '.' && out.empty()))
+    if (IsNameByte(c) && !(c == '.' && out.empty())) {
       out += c;
-    else
-      AppendHex(c, out);
+    } else {
+      out += '_';
+      AppendHexByte(out, c, kLowerHexDigits);
+    }
   }
   return out + ".service";
 }

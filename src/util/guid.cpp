@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "port/system.h"
-#include "util/gb_text.h"
+#include "util/hex_digits.h"
 
 namespace {
 
@@ -39,13 +39,6 @@ void FromBytes(const unsigned char (&bytes)[16], GUID& guid) {
   std::memcpy(guid.Data4, bytes + 8, sizeof guid.Data4);
 }
 
-// -1 for what is no hexadecimal digit.
-int DigitValue(char digit) {
-  if (kiv::IsAsciiDigit(digit)) return digit - '0';
-  const char lower = kiv::AsciiToLower(digit);
-  return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-}
-
 }  // namespace
 
 bool dm_generate_guid(GUID* guid) {
@@ -68,8 +61,8 @@ bool dm_guid_to_string(const GUID* guid, char* text, unsigned size) {
     if (group.text_pos > 0) out[-1] = '-';
     for (std::size_t i = 0; i < group.bytes; ++i) {
       const unsigned byte = bytes[group.first_byte + i];
-      *out++ = "0123456789abcdef"[byte >> 4];
-      *out++ = "0123456789abcdef"[byte & 0x0F];
+      *out++ = kiv::kLowerHexDigits[byte >> 4];
+      *out++ = kiv::kLowerHexDigits[byte & 0x0F];
     }
   }
   text[kTextSize] = '\0';
@@ -84,8 +77,8 @@ bool dm_string_to_guid(const char* text, GUID* guid) {
     const char* in = text + group.text_pos;
     if (group.text_pos > 0 && in[-1] != '-') return false;
     for (std::size_t i = 0; i < group.bytes; ++i) {
-      const int high = DigitValue(*in++);
-      const int low = DigitValue(*in++);
+      const int high = kiv::HexValue(*in++);
+      const int low = kiv::HexValue(*in++);
       if (high < 0 || low < 0) return false;
       bytes[group.first_byte + i] = static_cast<unsigned char>(high << 4 | low);
     }

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "util/hex_digits.h"
+
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
@@ -13,7 +15,6 @@
 namespace kiv {
 namespace {
 
-constexpr char kDigits[] = "0123456789ABCDEF";
 constexpr std::uint8_t kNoDigit = 0xFF;
 
 // Letters beyond f count on; the mask in Byte() takes what is too much.
@@ -91,8 +92,8 @@ void Encode(const unsigned char* bytes, std::size_t size, char* out) {
   for (; size - i >= kBlock; i += kBlock) EncodeBlock(bytes + i, out + 2 * i);
 #endif
   for (; i < size; ++i) {
-    out[2 * i] = kDigits[bytes[i] >> 4];
-    out[2 * i + 1] = kDigits[bytes[i] & 0x0F];
+    out[2 * i] = kUpperHexDigits[bytes[i] >> 4];
+    out[2 * i + 1] = kUpperHexDigits[bytes[i] & 0x0F];
   }
 }
 

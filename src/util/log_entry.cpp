@@ -5,13 +5,12 @@
 
 #include "util/cp936.h"
 #include "util/gb_text.h"
+#include "util/hex_digits.h"
 #include "util/log_access.h"
 #include "util/log_messages.h"
 
 namespace kiv {
 namespace {
-
-constexpr char kHexDigits[] = "0123456789ABCDEF";
 
 // The same byte eight times.
 constexpr std::uint64_t Bytes(std::uint64_t byte) {
@@ -33,7 +32,7 @@ constexpr bool HasControl(std::uint64_t word) {
   return (from_blank & not_del & kTops) != kTops;
 }
 
-void AppendEscaped(unsigned char byte, std::string& out) {
+void AppendEscaped(char byte, std::string& out) {
   switch (byte) {
     case '\r':
       out += "\\r";
@@ -46,8 +45,7 @@ void AppendEscaped(unsigned char byte, std::string& out) {
       return;
     default:
       out += "\\x";
-      out += kHexDigits[byte >> 4];
-      out += kHexDigits[byte & 15];
+      AppendHexByte(out, byte);
   }
 }
 
@@ -115,7 +113,7 @@ std::string Shown(std::string_view value) {
       out += character;
       value.remove_prefix(size_bytes);
     } else {
-      AppendEscaped(static_cast<unsigned char>(value[0]), out);
+      AppendEscaped(value[0], out);
       value.remove_prefix(1);
     }
   }

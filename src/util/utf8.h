@@ -31,6 +31,19 @@ constexpr bool IsLowSurrogate(char16_t unit) {
 
 namespace utf8 {
 
+// A byte that does not begin a character.
+constexpr bool IsContinuation(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+}
+
+// The text's first bytes, so many at most, without half a character.
+constexpr std::string_view Prefix(std::string_view text,
+                                  std::size_t most_bytes) {
+  if (text.size() <= most_bytes) return text;
+  while (most_bytes > 0 && IsContinuation(text[most_bytes])) --most_bytes;
+  return text.substr(0, most_bytes);
+}
+
 // Writes one to four bytes and returns how many; surrogates must not come here.
 inline std::size_t EncodeOne(char32_t character, char* out) {
   const auto continuation = [character](int shift) {

@@ -12,7 +12,6 @@ namespace kiv::xdb {
 std::shared_ptr<const QueryValue> MakeString(std::string value);
 std::shared_ptr<const QueryValue> MakeNumber(double value);
 std::shared_ptr<const QueryValue> MakeBoolean(bool value);
-std::shared_ptr<const QueryValue> MakeNull();
 
 // As xs:double is cast from and to xs:string: "1.5", "1.0E6", "INF", "NaN";
 // not a number for any other text.

@@ -2,6 +2,7 @@
 
 #include "kiv/file_system_path.h"
 #include "util/cp936.h"
+#include "util/hex_digits.h"
 #include "xdb/container/store_error.h"
 #include "xdb/container_name.h"
 #include "xdb/input_stream.h"
@@ -14,21 +15,15 @@ namespace {
 
 constexpr std::string_view kFileScheme = "file:";
 
-int HexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  c = static_cast<char>(c | 0x20);
-  return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
-}
-
 std::string WithoutEscapes(std::string_view uri) {
   std::string text;
   for (std::size_t i = 0; i < uri.size(); ++i) {
     const bool is_escape = uri[i] == '%' && i + 2 < uri.size() &&
-                           HexDigit(uri[i + 1]) >= 0 &&
-                           HexDigit(uri[i + 2]) >= 0;
+                           HexValue(uri[i + 1]) >= 0 &&
+                           HexValue(uri[i + 2]) >= 0;
     if (is_escape) {
       text +=
-          static_cast<char>(HexDigit(uri[i + 1]) * 16 + HexDigit(uri[i + 2]));
+          static_cast<char>(HexValue(uri[i + 1]) * 16 + HexValue(uri[i + 2]));
       i += 2;
     } else {
       text += uri[i];

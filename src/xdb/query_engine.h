@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "kiv/xdb_query.h"
 #include "xdb/container/environment.h"
 #include "xdb/stored_document.h"
 
@@ -34,7 +35,7 @@ struct NodePlace {
 // One item, or a variable's value. Immutable; any thread.
 class QueryValue {
  public:
-  enum class Kind { Null, Boolean, Number, String, Node };
+  enum class Kind { Boolean, Number, String, Node };
 
   virtual ~QueryValue() = default;
   virtual Kind kind() const = 0;
@@ -72,13 +73,6 @@ class QueryResults {
   virtual void Reset() = 0;
 };
 
-// Beyond one of them a query fails.
-struct QueryLimits {
-  std::uint32_t call_depth = 100'000;  // of functions in each other
-  std::uint64_t memory_bytes = std::uint64_t{2} << 30;
-  std::uint32_t time_ms = 0;  // 0: as long as it takes
-};
-
 struct QueryContext {
   int return_type = 0;                            // 0 live values, 1 dead ones
   int evaluation_type = 0;                        // 0 eager, 1 lazy
@@ -86,7 +80,7 @@ struct QueryContext {
   std::map<std::string, std::shared_ptr<const QueryValue>> variables;
   std::string default_collection;
   TransactionChoice transaction;
-  QueryLimits limits;
+  XDbQueryLimits limits;
   // Ends, when it grows, the queries that began before; from any thread. Shared
   // by the copies of a context.
   std::shared_ptr<std::atomic<std::uint32_t>> cancels =
@@ -114,7 +108,7 @@ class QueryEngine {
       const std::string& text, const QueryContext& context) = 0;
 };
 
-// The one that this build has.
+// XQuery.
 std::shared_ptr<QueryEngine> MakeQueryEngine();
 
 }  // namespace kiv::xdb

@@ -249,8 +249,6 @@ xq::Sequence ItemsOfValue(const QueryValue& value) {
   if (const auto* typed = dynamic_cast<const TypedValue*>(&value))
     return {typed->ToItem()};
   switch (value.kind()) {
-    case QueryValue::Kind::Null:
-      return {};
     case QueryValue::Kind::Boolean:
       return {xq::Item::OfBoolean(value.AsBoolean())};
     case QueryValue::Kind::Number:

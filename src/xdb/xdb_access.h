@@ -42,10 +42,6 @@ struct XDbAccess {
     return stream.stream_.get();
   }
 
-  static const std::shared_ptr<Session>& SessionOf(const XDbManager& manager) {
-    return manager.manager_;
-  }
-
   static bool Bind(XDbResults& results, const std::shared_ptr<Session>& session,
                    const std::shared_ptr<QueryResults>& made) {
     return results.Construct(session, &made);

@@ -286,14 +286,7 @@ bool XDbContainer::EachDocumentName(
 bool XDbContainer::GetStatistics(XDbContainerStatistics& out) const {
   if (container_ == nullptr) return false;
   return Try("XDbContainer::GetStatistics exception: ", [&] {
-    const xdb::ContainerStatistics found = container_->container->Statistics();
-    out.document_count = found.document_count;
-    out.document_bytes = found.document_bytes;
-    out.index_entry_count = found.index_entry_count;
-    out.name_count = found.name_count;
-    out.path_count = found.path_count;
-    out.file_bytes = found.file_bytes;
-    out.format_version = found.format_version;
+    out = container_->container->Statistics();
     return true;
   });
 }

@@ -32,14 +32,14 @@ XDbDocument::XDbDocument() = default;
 
 XDbDocument::~XDbDocument() = default;
 
-bool XDbDocument::Construct(xdb::Session* manager) {
-  if (manager == nullptr) return false;
+bool XDbDocument::Construct(xdb::Session* session) {
+  if (session == nullptr) return false;
   return document_ != nullptr || Assign({});
 }
 
-bool XDbDocument::Construct2(xdb::Session* manager,
+bool XDbDocument::Construct2(xdb::Session* session,
                              xdb::StoredDocument&& document) {
-  return Construct(manager) && Assign(std::move(document));
+  return Construct(session) && Assign(std::move(document));
 }
 
 bool XDbDocument::Assign(xdb::StoredDocument&& document) {

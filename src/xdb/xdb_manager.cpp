@@ -126,7 +126,7 @@ bool XDbManager::ConstructMnr(bool /*thread*/, bool externalAccess,
                               bool autoOpen) {
   DestructMnr();
   return Try("XDbManager::ConstructMnr exception: ", [&] {
-    manager_ =
+    session_ =
         std::make_shared<xdb::Session>(environment_, externalAccess, autoOpen);
     return true;
   });
@@ -137,7 +137,7 @@ void XDbManager::DestructEnv() {
   environment_.reset();
 }
 
-void XDbManager::DestructMnr() { manager_.reset(); }
+void XDbManager::DestructMnr() { session_.reset(); }
 
 bool XDbManager::IsEnableThread() const {
   if (environment_ == nullptr) return false;
@@ -158,8 +158,8 @@ bool XDbManager::IsEnableEncrypt() const {
 }
 
 std::string XDbManager::GetEnvPath() const {
-  if (manager_ == nullptr || manager_->environment() == nullptr) return "";
-  return manager_->environment()->Home();
+  if (session_ == nullptr || session_->environment() == nullptr) return "";
+  return session_->environment()->Home();
 }
 
 std::string XDbManager::TransPath(const char* path) {
@@ -172,7 +172,7 @@ std::string XDbManager::TransPath(const char* path) {
   return FileSystemPath(full, FileSystemPath::native).string();
 }
 
-void* XDbManager::inner_mnr() const { return manager_.get(); }
+void* XDbManager::inner_mnr() const { return session_.get(); }
 
 bool XDbManager::Checkpoint() {
   if (environment_ == nullptr) return false;
@@ -193,14 +193,7 @@ bool XDbManager::GetUnneededLogFiles(std::vector<std::string>& files) const {
 bool XDbManager::GetStatistics(XDbEnvironmentStatistics& out) const {
   if (environment_ == nullptr) return false;
   return Try("XDbManager::GetStatistics exception: ", [&] {
-    const xdb::EnvironmentStatistics found = environment_->Statistics();
-    out.cache_bytes = found.cache_bytes;
-    out.log_file_count = found.log_file_count;
-    out.log_bytes = found.log_bytes;
-    out.lock_count = found.lock_count;
-    out.max_lock_count = found.max_lock_count;
-    out.deadlock_count = found.deadlock_count;
-    out.recovery_count = found.recovery_count;
+    out = environment_->Statistics();
     return true;
   });
 }

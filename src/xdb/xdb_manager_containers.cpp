@@ -88,7 +88,7 @@ bool XDbManager::IsExistContainer(const char* name) const {
 
 bool XDbManager::OpenContainer(const char* name, XDbContainer& out,
                                long flags) {
-  if (manager_ == nullptr || IsEmpty(name)) return false;
+  if (session_ == nullptr || IsEmpty(name)) return false;
   std::string file;
   if (!CheckDbName(name, file)) {
     LogBadName("OpenContainer", "db_name", name);
@@ -102,12 +102,12 @@ bool XDbManager::OpenContainer(const char* name, XDbContainer& out,
     switches.thread = has(THREAD) && IsEnableThread();
     switches.transactional = has(TRANSACTION) && IsEnableTransaction();
     xdb::OpenedContainer opened;
-    opened.session = manager_;
+    opened.session = session_;
     opened.container =
-        xdb::OpenContainer(manager_->environment(), file, switches);
+        xdb::OpenContainer(session_->environment(), file, switches);
     opened.is_transactional = switches.transactional;
     if (!out.Construct(&opened, this)) return false;
-    manager_->AddContainer(opened.container);
+    session_->AddContainer(opened.container);
     return true;
   });
 }
@@ -126,10 +126,10 @@ bool XDbManager::RemoveContainer(const char* name) {
     return false;
   }
   return Try("XDbManager::RemoveContainer exception: ", [&] {
-    if (manager_ == nullptr)
+    if (session_ == nullptr)
       throw StoreError(Failure::Other, "the manager is closed");
-    manager_->ReleaseContainer(file);
-    xdb::RemoveContainer(manager_->environment(), file);
+    session_->ReleaseContainer(file);
+    xdb::RemoveContainer(session_->environment(), file);
     return true;
   });
 }
@@ -147,7 +147,7 @@ bool XDbManager::RenameContainer(const char* oldName, const char* newName) {
     return false;
   }
   return Try("XDbManager::RenameContainer exception: ", [&] {
-    if (manager_ == nullptr)
+    if (session_ == nullptr)
       throw StoreError(Failure::Other, "the manager is closed");
     // The target is removed for a container that takes its place, not for a
     // slip of the pen.
@@ -155,16 +155,16 @@ bool XDbManager::RenameContainer(const char* oldName, const char* newName) {
       throw StoreError(Failure::NotFound,
                        "there is no container '" + Shown(oldName) + "'");
     if (GetContainerPath(oldName) == GetContainerPath(newName)) return true;
-    manager_->ReleaseContainer(old_file);
-    manager_->ReleaseContainer(new_file);
-    xdb::RenameContainer(manager_->environment(), old_file, new_file,
+    session_->ReleaseContainer(old_file);
+    session_->ReleaseContainer(new_file);
+    xdb::RenameContainer(session_->environment(), old_file, new_file,
                          IsExistContainer(newName));
     return true;
   });
 }
 
 bool XDbManager::CreateUpdateContext(XDbUpdateContext& out) const {
-  if (manager_ == nullptr) return false;
+  if (session_ == nullptr) return false;
   const xdb::UpdateContext context;
   return out.Construct(&context);
 }
@@ -178,18 +178,18 @@ bool XDbManager::CreateTransaction(XDbTransaction& out) const {
 }
 
 bool XDbManager::CreateQueryContext(XDbQueryContext& out) const {
-  if (manager_ == nullptr) return false;
+  if (session_ == nullptr) return false;
   const xdb::QueryContext context;
   return out.Construct(&context);
 }
 
 bool XDbManager::CreateDocument(XDbDocument& out) const {
-  return out.Construct(manager_.get());
+  return out.Construct(session_.get());
 }
 
 bool XDbManager::CreateLocalFileInputStream(const char* fileName,
                                             XDbInputStream& out) const {
-  if (manager_ == nullptr || IsEmpty(fileName)) return false;
+  if (session_ == nullptr || IsEmpty(fileName)) return false;
   return Try("XDbManager::CreateLocalFileInputStream exception: ", [&] {
     out.Set(xdb::OpenLocalFile(FileSystemPath(fileName, FileSystemPath::native)
                                    .native_file_string())
@@ -199,7 +199,7 @@ bool XDbManager::CreateLocalFileInputStream(const char* fileName,
 }
 
 bool XDbManager::GetContainerNames(std::vector<std::string>& names) const {
-  if (manager_ == nullptr) return false;
+  if (session_ == nullptr) return false;
   return Try("XDbManager::GetContainerNames exception: ", [&] {
     std::vector<std::string> found;
     CollectContainers(FileSystemPath(GetEnvPath(), FileSystemPath::native), {},
@@ -214,7 +214,7 @@ bool XDbManager::Salvage(
     const char* name,
     const std::function<void(const std::string& document,
                              const std::string& content)>& each) {
-  if (manager_ == nullptr || IsEmpty(name)) return false;
+  if (session_ == nullptr || IsEmpty(name)) return false;
   return Try("XDbManager::Salvage exception: ", [&] {
     if (!IsExistContainer(name))
       throw StoreError(Failure::NotFound,
@@ -238,7 +238,7 @@ bool XDbManager::Salvage(
       container = xdb::OpenContainer(is_encrypted ? environment_ : nullptr,
                                      file, switches);
     } catch (const StoreError& error) {
-      if (is_encrypted || error.failure() == Failure::NewerFormat) throw;
+      if (is_encrypted || error.failure() == Failure::OtherFormat) throw;
     }
     // Of one that cannot be opened there are still the pages.
     if (container != nullptr)

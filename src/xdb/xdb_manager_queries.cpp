@@ -25,7 +25,7 @@ Expression XDbManager::Prepare(const std::string& query,
   if (query.empty()) return nullptr;
   Expression expression;
   const bool is_prepared = xdb::Try("XDbManager::Prepare exception: ", [&] {
-    const std::shared_ptr<xdb::Session> session = manager_;
+    const std::shared_ptr<xdb::Session> session = session_;
     if (session == nullptr) throw std::runtime_error("the manager is closed");
     expression = prepared_->Find(query, session);
     if (expression != nullptr) return true;

@@ -134,14 +134,13 @@ void XDbQueryContext::ClearTransaction() {
 
 bool XDbQueryContext::SetLimits(const XDbQueryLimits& limits) {
   if (context_ == nullptr) return false;
-  context_->limits = {limits.call_depth, limits.memory_bytes, limits.time_ms};
+  context_->limits = limits;
   return true;
 }
 
 bool XDbQueryContext::GetLimits(XDbQueryLimits& limits) const {
   if (context_ == nullptr) return false;
-  const xdb::QueryLimits& found = context_->limits;
-  limits = {found.call_depth, found.memory_bytes, found.time_ms};
+  limits = context_->limits;
   return true;
 }
 

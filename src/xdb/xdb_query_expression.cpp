@@ -16,24 +16,24 @@ XDbQueryExpression::XDbQueryExpression(const XDbQueryExpression& other) =
 XDbQueryExpression& XDbQueryExpression::operator=(
     const XDbQueryExpression& other) = default;
 
-bool XDbQueryExpression::Construct(const std::shared_ptr<xdb::Session>& manager,
+bool XDbQueryExpression::Construct(const std::shared_ptr<xdb::Session>& session,
                                    const void* expression) {
-  if (manager == nullptr || expression == nullptr) return false;
+  if (session == nullptr || expression == nullptr) return false;
   return Try("XDbQueryExpression::Construct exception: ", [&] {
     expression_ =
         *static_cast<const std::shared_ptr<xdb::PreparedQuery>*>(expression);
-    manager_ = manager;
+    session_ = session;
     return expression_ != nullptr;
   });
 }
 
 void XDbQueryExpression::close() {
   expression_.reset();
-  manager_.reset();
+  session_.reset();
 }
 
 std::shared_ptr<xdb::Session> XDbQueryExpression::OpenedSession() const {
-  std::shared_ptr<xdb::Session> session = manager_.lock();
+  std::shared_ptr<xdb::Session> session = session_.lock();
   if (session == nullptr)
     throw std::runtime_error(
         "the manager was closed since the query was prepared");

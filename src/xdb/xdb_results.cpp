@@ -35,7 +35,7 @@ XDbResults::XDbResults() = default;
 
 XDbResults::~XDbResults() = default;
 
-bool XDbResults::Construct(const std::shared_ptr<xdb::Session>& manager,
+bool XDbResults::Construct(const std::shared_ptr<xdb::Session>& session,
                            const void* results) {
   if (results == nullptr) return false;
   std::shared_ptr<xdb::QueryResults> bound;
@@ -53,7 +53,7 @@ bool XDbResults::Construct(const std::shared_ptr<xdb::Session>& manager,
     return false;
   // The results before them go while their session is still there.
   results_ = std::move(bound);
-  manager_ = manager;
+  session_ = session;
   position_ = kBeforeFirst;
   passed_ = 0;
   size_ = size;
@@ -141,7 +141,7 @@ bool XDbResults::next(XDbDocument& document) {
     const xdb::NodePlace place = item->Place();
     if (place.document == nullptr)
       throw std::runtime_error("the item stands in no document");
-    return document.Construct2(manager_.get(),
+    return document.Construct2(session_.get(),
                                xdb::StoredDocument(*place.document));
   });
 }

@@ -59,8 +59,9 @@ bool XDbValue::isNumber() const { return IsA(value_, Kind::Number); }
 bool XDbValue::isString() const { return IsA(value_, Kind::String); }
 bool XDbValue::isBoolean() const { return IsA(value_, Kind::Boolean); }
 bool XDbValue::isNode() const { return IsA(value_, Kind::Node); }
-// False for an empty value: what holds nothing holds no null either.
-bool XDbValue::isNull() const { return IsA(value_, Kind::Null); }
+// XQuery knows no null: where nothing is found there is no item, and what holds
+// nothing holds no null either.
+bool XDbValue::isNull() const { return false; }
 
 std::string XDbValue::asString() const {
   std::string text;

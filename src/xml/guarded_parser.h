@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <xercesc/framework/XMLElementDecl.hpp>
 #include <xercesc/internal/XMLScanner.hpp>
 #include <xercesc/parsers/DOMLSParserImpl.hpp>
@@ -26,6 +27,24 @@ struct DocumentRefused {
 // them grows with their square.
 inline constexpr unsigned kMaxAttributes = 1000;
 
+[[noreturn]] inline void RefuseHere(const xercesc::XMLScanner& scanner,
+                                    std::string reason) {
+  const xercesc::Locator* const locator = scanner.getLocator();
+  throw DocumentRefused{std::move(reason), locator->getLineNumber(),
+                        locator->getColumnNumber()};
+}
+
+// Of an element with so many parents.
+inline void RefuseBeyondLimits(const xercesc::XMLScanner& scanner,
+                               unsigned depth, XMLSize_t attribute_count) {
+  if (depth == DomParser::MaxDepth())
+    RefuseHere(scanner, "elements are nested deeper than " +
+                            std::to_string(depth) + " levels");
+  if (attribute_count > kMaxAttributes)
+    RefuseHere(scanner, "an element has more than " +
+                            std::to_string(kMaxAttributes) + " attributes");
+}
+
 // A parser of the XML library that refuses a document type declaration before
 // anything of it is read, and depth before it is built.
 template <class Parser>
@@ -38,7 +57,7 @@ class GuardedParser : public Parser {
 
   void doctypeDecl(const xercesc::DTDElementDecl&, const XMLCh*, const XMLCh*,
                    bool, bool) override {
-    Refuse("document type declarations are refused");
+    RefuseHere(*this->getScanner(), "document type declarations are refused");
   }
 
   void startElement(const xercesc::XMLElementDecl& declaration,
@@ -46,12 +65,7 @@ class GuardedParser : public Parser {
                     const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes,
                     XMLSize_t attribute_count, bool is_empty,
                     bool is_root) override {
-    if (depth_ == DomParser::MaxDepth())
-      Refuse("elements are nested deeper than " + std::to_string(depth_) +
-             " levels");
-    if (attribute_count > kMaxAttributes)
-      Refuse("an element has more than " + std::to_string(kMaxAttributes) +
-             " attributes");
+    RefuseBeyondLimits(*this->getScanner(), depth_, attribute_count);
     ++depth_;
     // Ends an empty element too, through endElement below.
     Parser::startElement(declaration, namespace_id, prefix, attributes,
@@ -66,12 +80,6 @@ class GuardedParser : public Parser {
   }
 
  private:
-  [[noreturn]] void Refuse(std::string reason) const {
-    const xercesc::Locator* locator = this->getScanner()->getLocator();
-    throw DocumentRefused{std::move(reason), locator->getLineNumber(),
-                          locator->getColumnNumber()};
-  }
-
   unsigned depth_ = 0;
 };
 

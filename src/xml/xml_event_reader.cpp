@@ -176,12 +176,6 @@ class EventScanner final : public xercesc::XMLDocumentHandler,
     events_->EndElement();
   }
 
-  [[noreturn]] void Refuse(std::string reason) const {
-    const xercesc::Locator* const locator = scanner_->getLocator();
-    throw DocumentRefused{std::move(reason), locator->getLineNumber(),
-                          locator->getColumnNumber()};
-  }
-
   struct NameSpans {
     EventTexts::Span prefix;
     EventTexts::Span uri;
@@ -219,14 +213,9 @@ void EventScanner::startElement(
     const XMLCh* prefix,
     const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes,
     XMLSize_t attribute_count, bool is_empty, bool) {
-  if (depth_ == DomParser::MaxDepth())
-    Refuse("elements are nested deeper than " + std::to_string(depth_) +
-           " levels");
-  if (attribute_count > kMaxAttributes)
-    Refuse("an element has more than " + std::to_string(kMaxAttributes) +
-           " attributes");
+  RefuseBeyondLimits(*scanner_, depth_, attribute_count);
   if (namespace_id == scanner_->getXMLNSNamespaceId())
-    Refuse("an element cannot have 'xmlns' as its prefix");
+    RefuseHere(*scanner_, "an element cannot have 'xmlns' as its prefix");
   texts_.Clear();
   attribute_spans_.clear();
   namespace_spans_.clear();

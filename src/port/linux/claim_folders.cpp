@@ -13,6 +13,7 @@
 #include "port/file.h"
 #include "port/linux/tree_walk.h"
 #include "port/system.h"
+#include "util/hex_digits.h"
 
 namespace kiv::port {
 namespace {
@@ -27,11 +28,8 @@ std::string NewRunName() {
   std::array<unsigned char, 6> random{};
   RandomBytes(random.data(), random.size());
   std::string name = kRunPrefix + std::to_string(::getpid()) + "-";
-  for (const unsigned char byte : random) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    name += kDigits[byte >> 4];
-    name += kDigits[byte & 15];
-  }
+  for (const unsigned char byte : random)
+    AppendHexByte(name, static_cast<char>(byte), kLowerHexDigits);
   return name;
 }
 

@@ -1,7 +1,6 @@
 #include "port/file_claims.h"
 
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,6 +13,7 @@
 #include "port/file.h"
 #include "port/linux/claim_folders.h"
 #include "port/linux/descriptor.h"
+#include "port/linux/file_candidate.h"
 #include "port/linux/file_error.h"
 #include "port/linux/tree_walk.h"
 #include "port/native_path.h"
@@ -27,24 +27,9 @@ using Certainty = ChangeRecord::Certainty;
 constexpr char kProcessing[] = ".processing";
 constexpr char kDone[] = ".done";
 constexpr char kFailed[] = ".failed";
-// A file that was found, where nobody tells who else has it open, counts as
-// finished when it has been left alone for so long.
-constexpr std::int64_t kQuietMs = 5000;
 // A buffer that grew beyond it is not kept for the next file.
 constexpr std::size_t kKeptBuffer = 1 << 20;
 constexpr std::size_t kLongestLeaf = 255;
-
-std::int64_t Nanoseconds(const timespec& time) {
-  return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
-}
-
-std::int64_t AgeMs(const struct stat& status) {
-  timespec now{};
-  ::clock_gettime(CLOCK_REALTIME, &now);
-  const std::int64_t changed =
-      std::max(Nanoseconds(status.st_mtim), Nanoseconds(status.st_ctim));
-  return (Nanoseconds(now) - changed) / 1'000'000;
-}
 
 // Tells names apart that would be the same: the time, to the microsecond.
 std::string Stamp() {
@@ -61,56 +46,6 @@ std::string Stamp() {
 
 bool IsSameFile(const struct stat& a, const struct stat& b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
-
-// A lease to read is given only while nobody has the file open for writing, and
-// holds up those who open it then. What the system sends the holder is a signal
-// that nobody minds.
-enum class Writers { None, Some, Unknown };
-Writers AskForWriters(int file) {
-  ::fcntl(file, F_SETSIG, SIGURG);
-  if (::fcntl(file, F_SETLEASE, F_RDLCK) == 0) {
-    // Given back at once: a writer who came later would wait for our processor.
-    ::fcntl(file, F_SETLEASE, F_UNLCK);
-    return Writers::None;
-  }
-  return errno == EAGAIN ? Writers::Some : Writers::Unknown;
-}
-
-// False with errno, and `bytes` undefined.
-bool ReadAll(int file, std::size_t size, std::string& bytes) {
-  // One byte more shows whether that is all.
-  bytes.resize(size + 1);
-  std::size_t read = 0;
-  while (read < bytes.size()) {
-    const ssize_t got = Retry(
-        [&] { return ::read(file, bytes.data() + read, bytes.size() - read); });
-    if (got < 0) return false;
-    read += static_cast<std::size_t>(got);
-    // Regular files are read short at their end only.
-    if (read >= size || got == 0) break;
-  }
-  if (read != size) {
-    errno = EBUSY;
-    return false;
-  }
-  bytes.resize(size);
-  return true;
-}
-
-std::string KindText(const struct stat& status) {
-  switch (status.st_mode & S_IFMT) {
-    case S_IFLNK:
-      return "a symbolic link, which is never followed";
-    case S_IFIFO:
-      return "a pipe";
-    case S_IFSOCK:
-      return "a socket";
-    case S_IFDIR:
-      return "a folder";
-    default:
-      return "a device";
-  }
 }
 
 class LinuxFileClaims final : public FileClaims {
@@ -131,35 +66,6 @@ class LinuxFileClaims final : public FileClaims {
   void Tidy() override;
 
  private:
-  // An open folder and a name in it. The folder is `owned` where it is not one
-  // that stays open anyway.
-  struct Place {
-    Descriptor owned;
-    int folder = -1;
-    std::string leaf;
-  };
-  // A file that is to be taken, as far as it could be opened.
-  struct Candidate {
-    Descriptor file;
-    int open_error = 0;
-    struct stat status {};
-  };
-  // With errno where the folder cannot be opened.
-  static Place Find(int root, const std::string& name);
-  static Taking Refusal(const std::string& reason) {
-    return {Outcome::Refused, {}, reason};
-  }
-  // From errno.
-  static Taking NotReached() {
-    if (errno == ENOENT || errno == ENOTDIR || errno == ELOOP) return {};
-    return Refusal("it cannot be opened now: " + ErrorText(errno));
-  }
-
-  // Why it is not to be taken; nothing when it is.
-  static std::optional<Taking> OpenWhole(const Place& place,
-                                         std::optional<Certainty> certainty,
-                                         Candidate& candidate);
-
   // Without a certainty nobody is asked who writes it.
   Taking TakeFrom(const Place& place, const std::string& name, int attempt,
                   std::optional<Certainty> certainty, std::size_t most_bytes,
@@ -171,7 +77,7 @@ class LinuxFileClaims final : public FileClaims {
               std::string& name);
   Place ClaimPlace(const FileClaim& claim) {
     const int folder = run_.Attempt(claim.attempt, mode_);
-    return folder >= 0 ? Find(folder, claim.name) : Place();
+    return folder >= 0 ? FindPlace(folder, claim.name) : Place();
   }
 
   Descriptor root_;
@@ -216,17 +122,9 @@ bool LinuxFileClaims::FolderFor(const char* name, Descriptor& folder) {
   return folder.is_open();
 }
 
-LinuxFileClaims::Place LinuxFileClaims::Find(int root,
-                                             const std::string& name) {
-  if (name.find('/') == std::string::npos) return {Descriptor(), root, name};
-  Place place{OpenBelow(root, FolderOf(name)), -1, std::string(LeafOf(name))};
-  place.folder = place.owned.get();
-  return place;
-}
-
 FileLook LinuxFileClaims::LookAt(const std::string& name) {
   FileLook look;
-  const Place place = Find(root_.get(), name);
+  const Place place = FindPlace(root_.get(), name);
   struct stat status;
   if (place.folder < 0 || ::fstatat(place.folder, place.leaf.c_str(), &status,
                                     AT_SYMLINK_NOFOLLOW) != 0) {
@@ -248,7 +146,7 @@ FileClaims::Taking LinuxFileClaims::Take(const std::string& name,
                                          Certainty certainty,
                                          std::size_t most_bytes,
                                          std::string& bytes) {
-  return TakeFrom(Find(root_.get(), name), name, 1, certainty, most_bytes,
+  return TakeFrom(FindPlace(root_.get(), name), name, 1, certainty, most_bytes,
                   bytes);
 }
 
@@ -256,54 +154,8 @@ FileClaims::Taking LinuxFileClaims::TakeLeftover(const Leftover& leftover,
                                                  std::size_t most_bytes,
                                                  std::string& bytes) {
   // It was whole when it was taken.
-  return TakeFrom(Find(processing_.get(), leftover.place), leftover.name,
+  return TakeFrom(FindPlace(processing_.get(), leftover.place), leftover.name,
                   leftover.attempts + 1, std::nullopt, most_bytes, bytes);
-}
-
-std::optional<FileClaims::Taking> LinuxFileClaims::OpenWhole(
-    const Place& place, std::optional<Certainty> certainty,
-    Candidate& candidate) {
-  const auto left_alone = [&] {
-    return Taking{
-        Outcome::LeftAlone, {}, "it is " + KindText(candidate.status)};
-  };
-  if (::fstatat(place.folder, place.leaf.c_str(), &candidate.status,
-                AT_SYMLINK_NOFOLLOW) != 0)
-    return NotReached();
-  // Not opened at all: that alone lets the writer of a pipe go on, and winds
-  // back a tape.
-  if (!S_ISREG(candidate.status.st_mode)) return left_alone();
-  Descriptor& file = candidate.file;
-  file = Descriptor(Retry([&] {
-    return ::openat(place.folder, place.leaf.c_str(),
-                    O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  }));
-  if (!file.is_open()) {
-    // Somebody breaks his hold on the file for us; it is his until then.
-    if (errno == EAGAIN) return Taking{Outcome::BeingWritten, {}, ""};
-    candidate.open_error = errno;
-    // Those are the file's; all others, as too many open files, are ours.
-    if (errno == EACCES || errno == EPERM) return std::nullopt;
-    return NotReached();
-  }
-  if (!certainty) return std::nullopt;
-  // Also of a file that was seen to be closed: another may have it open, or its
-  // writer again by the time that its turn comes.
-  const Writers writers = AskForWriters(file.get());
-  if (writers == Writers::Some) return Taking{Outcome::BeingWritten, {}, ""};
-  // Its claim is looked at again, and its size is that of then.
-  if (certainty == Certainty::Closed) return std::nullopt;
-  // Only what is seen from here on counts: the writer may have come to its end
-  // since the look by name.
-  if (::fstat(file.get(), &candidate.status) != 0) return NotReached();
-  if (!S_ISREG(candidate.status.st_mode)) return left_alone();
-  // What looked the same twice may be between two writes of one who still has
-  // it open; where the system does not say, two looks have to do.
-  if (writers == Writers::Unknown &&
-      (certainty == Certainty::Found || certainty == Certainty::Created) &&
-      AgeMs(candidate.status) < kQuietMs)
-    return Taking{Outcome::Unsure, {}, ""};
-  return std::nullopt;
 }
 
 FileClaims::Taking LinuxFileClaims::TakeFrom(const Place& place,
@@ -473,7 +325,7 @@ bool LinuxFileClaims::MoveToFailed(const FileClaim& claim,
   Descriptor failed;
   std::string name;
   if (!Finish(claim, kFailed, failed, name)) return false;
-  const Place place = Find(failed.get(), name);
+  const Place place = FindPlace(failed.get(), name);
   std::string file_name;
   Descriptor file;
   // Never over a file that is there: it may be one that failed itself.

@@ -13,6 +13,7 @@
 #include "port/linux/file_error.h"
 #include "port/native_path.h"
 #include "port/system.h"
+#include "util/hex_digits.h"
 
 namespace kiv::port {
 namespace {
@@ -23,11 +24,8 @@ bool NameBesides(std::string& out) {
   std::array<unsigned char, 8> random;
   if (!RandomBytes(random.data(), random.size())) return false;
   out = ".kiv-";
-  for (const unsigned char byte : random) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    out += kDigits[byte >> 4];
-    out += kDigits[byte & 15];
-  }
+  for (const unsigned char byte : random)
+    AppendHexByte(out, static_cast<char>(byte), kLowerHexDigits);
   out += ".new";
   return true;
 }

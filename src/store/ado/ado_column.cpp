@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "dm/registry.h"
+#include "dm/type_registry.h"
 #include "store/ado/ado_objects.h"
 #include "store/ado/guarded_call.h"
 
@@ -12,56 +12,14 @@ namespace {
 using ado::GuardedCall;
 
 constexpr long kAscending = 1;
-// Slots 11 and 12 have always reported under this name.
+// Both directions report under this name, as published.
 constexpr char kSortOrderFailed[] = "AdoColumn::GetDefinedSize Failed: ";
 
 // The metadata of the objects that dm::Object::FromAdoDb makes of such values;
 // null when it makes none.
 void* MetadataOf(ado::DataType type) {
-  switch (type) {
-    case ado::adSmallInt:
-    case ado::adUnsignedSmallInt:
-      return dm_o_int16_metadata();
-    case ado::adInteger:
-    case ado::adUnsignedInt:
-      return dm_o_int32_metadata();
-    case ado::adBigInt:
-    case ado::adUnsignedBigInt:
-      return dm_o_int64_metadata();
-    case ado::adTinyInt:
-    case ado::adUnsignedTinyInt:
-      return dm_o_byte_metadata();
-    case ado::adSingle:
-      return dm_o_float_metadata();
-    case ado::adDouble:
-    case ado::adCurrency:
-    case ado::adDecimal:
-    case ado::adNumeric:
-      return dm_o_double_metadata();
-    case ado::adBoolean:
-      return dm_o_bool_metadata();
-    case ado::adGUID:
-      return dm_o_guid_metadata();
-    case ado::adDate:
-    case ado::adDBDate:
-    case ado::adDBTime:
-    case ado::adDBTimeStamp:
-      return dm_o_datetime_metadata();
-    case ado::adChar:
-    case ado::adWChar:
-    case ado::adVarChar:
-    case ado::adLongVarChar:
-    case ado::adVarWChar:
-    case ado::adLongVarWChar:
-      return dm_o_ansi_string_metadata();
-    case ado::adBinary:
-    case ado::adVarBinary:
-    case ado::adLongVarBinary:
-      return dm_o_binary_metadata();
-    case ado::adEmpty:
-      break;
-  }
-  return nullptr;
+  const auto object_type = dm::TypeOf(type);
+  return object_type ? dm::StandardMetadataOf(*object_type) : nullptr;
 }
 
 template <class Set>

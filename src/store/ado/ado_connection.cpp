@@ -5,7 +5,7 @@
 #include "kiv/store/ado_table.h"
 #include "store/ado/ado_objects.h"
 #include "store/ado/guarded_call.h"
-#include "store/store_messages.h"
+#include "store/named_table.h"
 
 namespace kiv::store {
 namespace {
@@ -43,47 +43,19 @@ bool AdoConnection::IsExistTable(const std::string& name) {
 }
 
 std::shared_ptr<Table> AdoConnection::GetTable(const std::string& name) {
-  if (name.empty()) {
-    LogError("db", message::EmptyName(kClass, "GetTable"));
-    return nullptr;
-  }
-  auto table = CreateTableInstance();
-  if (!table) {
-    LogError("db", message::NoTableInstance(kClass, "GetTable", Shown(name)));
-    return nullptr;
-  }
-  if (!table->GetTable(name)) {
-    LogError("db",
-             message::CallFailed(kClass, "GetTable", "GetTable", Shown(name)));
-    return nullptr;
-  }
-  return table;
+  if (!HasName(kClass, "GetTable", name)) return nullptr;
+  return NamedTable(kClass, "GetTable", "GetTable", name, CreateTableInstance(),
+                    &AdoTable::GetTable);
 }
 
 std::shared_ptr<Table> AdoConnection::CreateTable(const std::string& name) {
-  if (name.empty()) {
-    LogError("db", message::EmptyName(kClass, "CreateTable"));
-    return nullptr;
-  }
-  auto table = CreateTableInstance();
-  if (!table) {
-    LogError("db",
-             message::NoTableInstance(kClass, "CreateTable", Shown(name)));
-    return nullptr;
-  }
-  if (!table->SetName(name)) {
-    LogError("db", message::CallFailed(kClass, "CreateTable", "SetName",
-                                       Shown(name)));
-    return nullptr;
-  }
-  return table;
+  if (!HasName(kClass, "CreateTable", name)) return nullptr;
+  return NamedTable(kClass, "CreateTable", "SetName", name,
+                    CreateTableInstance(), &AdoTable::SetName);
 }
 
 bool AdoConnection::DeleteTable(const std::string& name) {
-  if (name.empty()) {
-    LogError("db", message::EmptyName(kClass, "DeleteTable"));
-    return false;
-  }
+  if (!HasName(kClass, "DeleteTable", name)) return false;
   return GuardedCall("AdoConnection::DeleteTable Failed: ", false, [&] {
     ado::Catalog(inner_).DeleteTable(name);
     return true;

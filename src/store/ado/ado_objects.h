@@ -46,7 +46,6 @@ class Connection {
   bool IsOpen() const;
   // A file that can only be read: every statement that writes is refused.
   bool IsReadOnly() const;
-  Dialect GetDialect() const;
   // Throws kNotAvailable when it is read-only.
   void RequireWritable() const;
 

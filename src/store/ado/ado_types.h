@@ -3,42 +3,14 @@
 
 #include <string>
 
+#include "dm/ado_types.h"
 #include "kiv/com.h"
 
 // The numbers that ADO and ADOX publish, and what their failures are.
 namespace kiv::store::ado {
 
-enum DataType : int {
-  adEmpty = 0,
-  adSmallInt = 2,
-  adInteger = 3,
-  adSingle = 4,
-  adDouble = 5,
-  adCurrency = 6,
-  adDate = 7,
-  adBoolean = 11,
-  adDecimal = 14,
-  adTinyInt = 16,
-  adUnsignedTinyInt = 17,
-  adUnsignedSmallInt = 18,
-  adUnsignedInt = 19,
-  adBigInt = 20,
-  adUnsignedBigInt = 21,
-  adGUID = 72,
-  adBinary = 128,
-  adChar = 129,
-  adWChar = 130,
-  adNumeric = 131,
-  adDBDate = 133,
-  adDBTime = 134,
-  adDBTimeStamp = 135,
-  adVarChar = 200,
-  adLongVarChar = 201,
-  adVarWChar = 202,
-  adLongVarWChar = 203,
-  adVarBinary = 204,
-  adLongVarBinary = 205
-};
+using dm::DataType;
+using enum dm::DataType;
 
 // Column attributes.
 inline constexpr long adColFixed = 1;

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <array>
-#include <initializer_list>
+#include <utility>
 
 #include "util/gb_text.h"
 
@@ -210,69 +210,35 @@ DataType SqliteTypeOf(std::string_view type_name, DataType type) {
 }  // namespace
 
 DataType TypeOf(int odbc_type, std::string_view type_name, Dialect dialect) {
+  static constexpr std::pair<int, DataType> kTypesOfOdbc[] = {
+      {SQL_BIT, adBoolean},
+      {SQL_TINYINT, adUnsignedTinyInt},
+      {SQL_SMALLINT, adSmallInt},
+      {SQL_INTEGER, adInteger},
+      {SQL_BIGINT, adBigInt},
+      {SQL_REAL, adSingle},
+      {SQL_FLOAT, adDouble},
+      {SQL_DOUBLE, adDouble},
+      {SQL_NUMERIC, adNumeric},
+      {SQL_DECIMAL, adNumeric},
+      {SQL_GUID, adGUID},
+      {SQL_DATE, adDBDate},
+      {SQL_TYPE_DATE, adDBDate},
+      {SQL_TIME, adDBTime},
+      {SQL_TYPE_TIME, adDBTime},
+      {SQL_TIMESTAMP, adDBTimeStamp},
+      {SQL_TYPE_TIMESTAMP, adDBTimeStamp},
+      {SQL_CHAR, adWChar},
+      {SQL_WCHAR, adWChar},
+      {SQL_LONGVARCHAR, adLongVarWChar},
+      {SQL_WLONGVARCHAR, adLongVarWChar},
+      {SQL_BINARY, adBinary},
+      {SQL_VARBINARY, adVarBinary},
+      {SQL_LONGVARBINARY, adLongVarBinary},
+  };
   DataType type = adVarWChar;
-  switch (odbc_type) {
-    case SQL_BIT:
-      type = adBoolean;
-      break;
-    case SQL_TINYINT:
-      type = adUnsignedTinyInt;
-      break;
-    case SQL_SMALLINT:
-      type = adSmallInt;
-      break;
-    case SQL_INTEGER:
-      type = adInteger;
-      break;
-    case SQL_BIGINT:
-      type = adBigInt;
-      break;
-    case SQL_REAL:
-      type = adSingle;
-      break;
-    case SQL_FLOAT:
-    case SQL_DOUBLE:
-      type = adDouble;
-      break;
-    case SQL_NUMERIC:
-    case SQL_DECIMAL:
-      type = adNumeric;
-      break;
-    case SQL_GUID:
-      type = adGUID;
-      break;
-    case SQL_DATE:
-    case SQL_TYPE_DATE:
-      type = adDBDate;
-      break;
-    case SQL_TIME:
-    case SQL_TYPE_TIME:
-      type = adDBTime;
-      break;
-    case SQL_TIMESTAMP:
-    case SQL_TYPE_TIMESTAMP:
-      type = adDBTimeStamp;
-      break;
-    case SQL_CHAR:
-    case SQL_WCHAR:
-      type = adWChar;
-      break;
-    case SQL_LONGVARCHAR:
-    case SQL_WLONGVARCHAR:
-      type = adLongVarWChar;
-      break;
-    case SQL_BINARY:
-      type = adBinary;
-      break;
-    case SQL_VARBINARY:
-      type = adVarBinary;
-      break;
-    case SQL_LONGVARBINARY:
-      type = adLongVarBinary;
-      break;
-    default:
-      break;
-  }
+  for (const auto& [number, known] : kTypesOfOdbc)
+    if (number == odbc_type) type = known;
   // Access's long texts are texts to its driver.
   if (dialect == Dialect::Access && type_name == "MEMO") return adLongVarWChar;
   if (dialect == Dialect::Access && type_name == "REPID") return adGUID;

@@ -30,8 +30,6 @@ bool Connection::IsOpen() const { return odbc_ != nullptr; }
 
 bool Connection::IsReadOnly() const { return Odbc().is_read_only(); }
 
-Dialect Connection::GetDialect() const { return Odbc().dialect(); }
-
 void Connection::RequireWritable() const {
   if (IsReadOnly())
     Raise(kNotAvailable, "Access files can be read, not written");

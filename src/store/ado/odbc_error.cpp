@@ -125,14 +125,6 @@ void RaiseAbout(const std::string& subject, const _com_error& error) {
   throw _com_error(error.Error(), std::move(information));
 }
 
-bool IsTruncation(SQLSMALLINT handle_type, SQLHANDLE handle) {
-  Diagnosis record;
-  for (SQLSMALLINT number = 1;
-       ReadRecord(handle_type, handle, false, number, record); ++number)
-    if (record.state == "01004") return true;
-  return false;
-}
-
 std::string DescriptionOf(const _com_error& error) {
   const auto* const information = error.ErrorInfo();
   if (information == nullptr || !information->description)

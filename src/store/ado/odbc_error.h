@@ -34,9 +34,6 @@ HRESULT CodeOfState(std::string_view state);
 [[noreturn]] void RaiseAbout(const std::string& subject,
                              const _com_error& error);
 
-// Whether the row or the value of a text was cut.
-bool IsTruncation(SQLSMALLINT handle_type, SQLHANDLE handle);
-
 }  // namespace kiv::store::ado
 
 #endif  // STORE_ADO_ODBC_ERROR_H_

@@ -10,10 +10,40 @@
 #include "port/file_reader.h"
 #include "port/native_path.h"
 #include "store/ado/connection_text.h"
+#include "store/ado/sql_server_target.h"
 #include "util/cp936.h"
 #include "util/gb_text.h"
 
 namespace kiv::store::ado {
+
+std::string FirstOf(const ConnectionText& text,
+                    std::initializer_list<const char*> keys) {
+  for (const char* const key : keys)
+    if (const std::string* const value = text.Find(key)) return *value;
+  return {};
+}
+
+bool IsYes(const std::string& value) {
+  for (const char* const yes :
+       {"yes", "true", "1", "sspi", "mandatory", "strict", "require"})
+    if (EqualIgnoreCase(value, yes)) return true;
+  return false;
+}
+
+void Put(ConnectionText& pairs, std::string_view key, std::string value) {
+  if (pairs.Find(key) == nullptr) pairs.Add(std::string(key), std::move(value));
+}
+
+void SetTexts(ConnectionText pairs, const char* server_database,
+              Target& target) {
+  target.odbc_text = pairs.ToOdbc();
+  if (const std::string* const name = pairs.Find("Database")) {
+    target.database = Cp936ToUtf8(*name);
+    pairs.Set("Database", server_database);
+    target.server_text = pairs.ToOdbc();
+  }
+}
+
 namespace {
 
 using Kind = ConnectionText::Kind;
@@ -44,21 +74,6 @@ Provider Read(const std::string& text, ConnectionText& out) {
   if (provider == Provider::Odbc)
     Raise(kInvalidArgument, "the connection text cannot be read: braces");
   return provider;
-}
-
-// The first of several names for one thing that the text has.
-std::string FirstOf(const ConnectionText& text,
-                    std::initializer_list<const char*> keys) {
-  for (const char* const key : keys)
-    if (const std::string* const value = text.Find(key)) return *value;
-  return {};
-}
-
-bool IsYes(const std::string& value) {
-  for (const char* const yes :
-       {"yes", "true", "1", "sspi", "mandatory", "strict", "require"})
-    if (EqualIgnoreCase(value, yes)) return true;
-  return false;
 }
 
 void SetTimeout(const ConnectionText& text, Target& target) {
@@ -101,10 +116,6 @@ void RequireFile(const std::string& path, OpenMode mode) {
 void SetPlainText(const ConnectionText& pairs, Target& target) {
   if (!pairs.ToPlainOdbc(target.odbc_text))
     Raise(kInvalidArgument, "a file name with ';' in it cannot be opened");
-}
-
-void Put(ConnectionText& pairs, std::string_view key, std::string value) {
-  if (pairs.Find(key) == nullptr) pairs.Add(std::string(key), std::move(value));
 }
 
 // `pairs` have the driver's own settings.
@@ -150,107 +161,6 @@ Target JetTarget(const std::string& path, OpenMode mode) {
   pairs.Add("Driver", target.driver.name);
   pairs.Add("Database", path);
   CompleteSqlite(std::move(pairs), mode, target);
-  return target;
-}
-
-// --- SQL Server --------------------------------------------------------------
-
-struct Server {
-  std::string host;
-  std::string port;
-};
-
-// "host", "host\instance", "host,port", "tcp:host,port"; "." and "(local)" are
-// this machine.
-Server ServerOf(std::string text) {
-  if (StartsWithIgnoreCase(text, "tcp:")) text.erase(0, 4);
-  Server server;
-  if (const std::size_t comma = FindLastAscii(text, ',');
-      comma != std::string::npos) {
-    server.port = text.substr(comma + 1);
-    std::erase(server.port, ' ');
-    text.erase(comma);
-  }
-  const std::size_t instance = std::min(FindAscii(text, '\\'), text.size());
-  const std::string host = text.substr(0, instance);
-  const bool is_here =
-      host.empty() || host == "." || EqualIgnoreCase(host, "(local)");
-  server.host = (is_here ? "localhost" : host) + text.substr(instance);
-  return server;
-}
-
-bool IsFreeTds(const Driver& driver) {
-  return driver.library.find("tdsodbc") != std::string::npos;
-}
-
-void AddServer(const std::string& address, const Driver& driver,
-               ConnectionText& pairs) {
-  const Server server = ServerOf(address);
-  if (IsFreeTds(driver)) {
-    pairs.Set("Server", server.host);
-    if (!server.port.empty()) pairs.Set("Port", server.port);
-  } else {
-    pairs.Set("Server",
-              server.host + (server.port.empty() ? "" : "," + server.port));
-  }
-}
-
-void SetTexts(ConnectionText pairs, const char* server_database,
-              Target& target) {
-  target.odbc_text = pairs.ToOdbc();
-  if (const std::string* const name = pairs.Find("Database")) {
-    target.database = Cp936ToUtf8(*name);
-    pairs.Set("Database", server_database);
-    target.server_text = pairs.ToOdbc();
-  }
-}
-
-void CompleteSqlServer(ConnectionText pairs, Target& target) {
-  if (IsFreeTds(target.driver)) {
-    Put(pairs, "ClientCharset", "UTF-8");
-    // Left to find it out, the driver waits without end for a server that says
-    // nothing. A server that knows less answers with what it knows.
-    Put(pairs, "TDS_Version", "7.4");
-  }
-  SetTexts(std::move(pairs), "master", target);
-}
-
-Target SqlServerTarget(const ConnectionText& text, const std::string& user,
-                       const std::string& password) {
-  Target target;
-  target.driver = SqlServerDriver();
-  ConnectionText pairs;
-  pairs.Add("Driver", target.driver.name);
-  AddServer(FirstOf(text, {"Data Source", "Server", "Address", "Addr",
-                           "Network Address"}),
-            target.driver, pairs);
-  const std::string database = FirstOf(text, {"Initial Catalog", "Database"});
-  if (!database.empty()) pairs.Add("Database", database);
-  if (IsYes(FirstOf(text, {"Integrated Security", "Trusted_Connection"})) &&
-      user.empty()) {
-    pairs.Add("Trusted_Connection", "Yes");
-  } else {
-    pairs.Add("UID", user);
-    pairs.Add("PWD", password);
-    target.password = password;
-  }
-  if (const std::string name = FirstOf(text, {"Application Name", "APP"});
-      !name.empty())
-    pairs.Add("APP", name);
-  if (const std::string name = FirstOf(text, {"Workstation ID", "WSID"});
-      !name.empty())
-    pairs.Add("WSID", name);
-  if (IsYes(FirstOf(text, {"Use Encryption for Data", "Encrypt"}))) {
-    if (IsFreeTds(target.driver)) {
-      pairs.Add("Encryption", "require");
-    } else {
-      pairs.Add("Encrypt", "Yes");
-      if (IsYes(FirstOf(
-              text, {"Trust Server Certificate", "TrustServerCertificate"})))
-        pairs.Add("TrustServerCertificate", "Yes");
-    }
-  }
-  CompleteSqlServer(std::move(pairs), target);
   return target;
 }
 

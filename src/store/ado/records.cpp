@@ -116,36 +116,7 @@ int AdoTypeOf(dm_type_id_e type) {
 }
 
 dm_type_id_e ObjectTypeOf(DataType type) {
-  switch (type) {
-    case adBoolean:
-      return DM_BOOLEAN;
-    case adUnsignedTinyInt:
-    case adTinyInt:
-      return DM_BYTE;
-    case adSmallInt:
-      return DM_INT16;
-    case adInteger:
-      return DM_INT32;
-    case adBigInt:
-      return DM_INT64;
-    case adSingle:
-      return DM_FLOAT;
-    case adDouble:
-    case adNumeric:
-      return DM_DOUBLE;
-    case adGUID:
-      return DM_GUID;
-    case adDBDate:
-    case adDBTime:
-    case adDBTimeStamp:
-      return DM_DATE_TIME;
-    case adBinary:
-    case adVarBinary:
-    case adLongVarBinary:
-      return DM_BINARY;
-    default:
-      return DM_STRING;
-  }
+  return dm::TypeOf(type).value_or(DM_STRING);
 }
 
 // Missing: what fields of these types have for it.

@@ -11,6 +11,7 @@
 #include "kiv/date_time.h"
 #include "store/ado/column_types.h"
 #include "store/ado/database_testing.h"
+#include "store/ado/row_values.h"
 
 namespace kiv::store::ado {
 namespace {
@@ -521,6 +522,11 @@ INSTANTIATE_TEST_SUITE_P(Database, SqliteRows, ::testing::Values(kDatabases[0]),
                          [](const auto& database) {
                            return database.param.name;
                          });
+
+TEST(RowValues, AreNoNumbersWithTwoSigns) {
+  EXPECT_EQ(IntegerOf(RowCursor::Form::IntegerText, " +5 "), 5);
+  EXPECT_EQ(IntegerOf(RowCursor::Form::IntegerText, "+-5"), std::nullopt);
+}
 
 }  // namespace
 }  // namespace kiv::store::ado

@@ -2,7 +2,6 @@
 
 #include <sqlext.h>
 
-#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <limits>
@@ -10,6 +9,7 @@
 
 #include "dm/variant_number.h"
 #include "kiv/date_time.h"
+#include "time/date_text.h"
 #include "util/cp936.h"
 #include "util/gb_text.h"
 #include "util/utf8.h"
@@ -20,8 +20,6 @@ namespace {
 using dm::WithoutBlanks;
 using Form = RowCursor::Form;
 
-constexpr std::int64_t kTicksOfDayZero = 599264352000000000;  // 1899-12-30
-
 template <typename T>
 T Load(std::string_view bytes) {
   T value{};
@@ -30,70 +28,9 @@ T Load(std::string_view bytes) {
   return value;
 }
 
-template <typename T>
-std::optional<T> Number(std::string_view text) {
-  text = WithoutBlanks(text);
-  if (text.starts_with('+')) text.remove_prefix(1);
-  T value{};
-  const auto [end, error] =
-      std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || end != text.data() + text.size() || text.empty())
-    return std::nullopt;
-  return value;
-}
-
-std::optional<int> Digits(std::string_view& text, std::size_t most) {
-  int value = 0;
-  std::size_t count = 0;
-  while (count < most && count < text.size() && IsAsciiDigit(text[count]))
-    value = 10 * value + (text[count++] - '0');
-  if (count == 0) return std::nullopt;
-  text.remove_prefix(count);
-  return value;
-}
-
-bool Take(std::string_view& text, char expected) {
-  if (!text.starts_with(expected)) return false;
-  text.remove_prefix(1);
-  return true;
-}
-
-std::optional<std::int64_t> TimeTicks(std::string_view text) {
-  const auto hour = Digits(text, 2);
-  if (!hour || !Take(text, ':')) return std::nullopt;
-  const auto minute = Digits(text, 2);
-  if (!minute) return std::nullopt;
-  std::optional<int> second = 0;
-  std::int64_t fraction = 0;
-  if (Take(text, ':')) {
-    second = Digits(text, 2);
-    if (second && Take(text, '.')) {
-      constexpr std::size_t kDigitsOfTick = 7;
-      const std::size_t before = text.size();
-      const auto digits = Digits(text, 9);
-      if (!digits) return std::nullopt;
-      fraction = *digits;
-      std::size_t count = before - text.size();
-      for (; count < kDigitsOfTick; ++count) fraction *= 10;
-      for (; count > kDigitsOfTick; --count) fraction /= 10;
-    }
-  }
-  if (!second || !text.empty() || *hour > 23 || *minute > 59 || *second > 59)
-    return std::nullopt;
-  return ((*hour * 60 + *minute) * 60LL + *second) * TimeSpan::TicksPerSecond +
-         fraction;
-}
-
-std::optional<std::int64_t> DayTicks(int year, int month, int day) {
-  if (year < 1 || year > 9999 || month < 1 || month > 12 || day < 1 ||
-      day > DateTime::DaysInMonth(year, month))
-    return std::nullopt;
-  return DateTime(year, month, day, 0, 0, 0, 0).Ticks();
-}
-
 std::optional<std::int64_t> TicksOfTimestamp(const SQL_TIMESTAMP_STRUCT& at) {
   constexpr std::int64_t kNanosecondsPerTick = 100;
-  const auto day = DayTicks(at.year, at.month, at.day);
+  const auto day = TicksOfDay(at.year, at.month, at.day);
   if (!day || at.hour > 23 || at.minute > 59 || at.second > 59)
     return std::nullopt;
   return *day +
@@ -144,7 +81,10 @@ bool SetDecimal(std::string_view text, VARIANT& out) {
   text = WithoutBlanks(text);
   constexpr int kMaxScale = 28;
   DECIMAL decimal{};
-  if (Take(text, '-')) decimal.sign = 0x80;
+  if (text.starts_with('-')) {
+    decimal.sign = 0x80;
+    text.remove_prefix(1);
+  }
   bool has_point = false;
   bool has_digit = false;
   __extension__ unsigned __int128 value = 0;
@@ -213,28 +153,6 @@ void SetUtf16(std::string_view bytes, VARIANT& out) {
 
 }  // namespace
 
-std::optional<std::int64_t> TicksOfText(std::string_view text) {
-  text = WithoutBlanks(text);
-  const std::size_t dash = text.find('-');
-  if (dash == std::string_view::npos) {
-    const auto time = TimeTicks(text);
-    if (!time) return std::nullopt;
-    return kTicksOfDayZero + *time;
-  }
-  const auto year = Digits(text, 4);
-  if (!year || !Take(text, '-')) return std::nullopt;
-  const auto month = Digits(text, 2);
-  if (!month || !Take(text, '-')) return std::nullopt;
-  const auto day = Digits(text, 2);
-  if (!day) return std::nullopt;
-  const auto date = DayTicks(*year, *month, *day);
-  if (!date || text.empty()) return date;
-  if (!Take(text, ' ') && !Take(text, 'T')) return std::nullopt;
-  const auto time = TimeTicks(text);
-  if (!time) return std::nullopt;
-  return *date + *time;
-}
-
 std::string TextOfTicks(std::int64_t ticks) {
   const DateTime date(ticks);
   char text[] = "0000-00-00 00:00:00.0000000";
@@ -266,7 +184,7 @@ std::optional<std::int64_t> IntegerOf(Form form, std::string_view bytes) {
     case Form::Int64:
       return Load<std::int64_t>(bytes);
     case Form::IntegerText:
-      return Number<std::int64_t>(bytes);
+      return dm::NumberInText<std::int64_t>(bytes);
     default:
       return std::nullopt;
   }
@@ -279,7 +197,7 @@ std::optional<double> RealOf(Form form, std::string_view bytes) {
     case Form::Double:
       return Load<double>(bytes);
     case Form::RealText:
-      return Number<double>(bytes);  // infinities in words as well
+      return dm::NumberInText<double>(bytes);  // infinities in words as well
     default:
       return std::nullopt;
   }
@@ -288,7 +206,8 @@ std::optional<double> RealOf(Form form, std::string_view bytes) {
 std::optional<bool> BoolOf(Form form, std::string_view bytes) {
   if (form == Form::Bool) return Load<std::uint8_t>(bytes) != 0;
   if (form != Form::BoolText) return std::nullopt;
-  if (const auto number = Number<std::int64_t>(bytes)) return *number != 0;
+  if (const auto number = dm::NumberInText<std::int64_t>(bytes))
+    return *number != 0;
   const std::string_view text = WithoutBlanks(bytes);
   if (EqualIgnoreCase(text, "true")) return true;
   if (EqualIgnoreCase(text, "false")) return false;
@@ -299,19 +218,14 @@ std::optional<GUID> GuidOf(Form form, std::string_view bytes) {
   if (form == Form::Guid && bytes.size() == sizeof(GUID))
     return Load<GUID>(bytes);
   if (form != Form::GuidText) return std::nullopt;
-  bytes = WithoutBlanks(bytes);
-  if (bytes.starts_with('{') && bytes.ends_with('}') && bytes.size() > 2)
-    bytes = bytes.substr(1, bytes.size() - 2);
-  GUID guid;
-  if (!dm_string_to_guid(std::string(bytes).c_str(), &guid))
-    return std::nullopt;
-  return guid;
+  return dm::GuidInText(bytes);
 }
 
 std::optional<std::int64_t> TicksOf(Form form, std::string_view bytes) {
   if (form == Form::Timestamp)
     return TicksOfTimestamp(Load<SQL_TIMESTAMP_STRUCT>(bytes));
-  return form == Form::DateText ? TicksOfText(bytes) : std::nullopt;
+  if (form != Form::DateText) return std::nullopt;
+  return TicksOfText(WithoutBlanks(bytes), Seconds::MayLack);
 }
 
 std::optional<std::string> TextOf(Form form, std::string_view bytes) {

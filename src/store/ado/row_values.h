@@ -30,10 +30,8 @@ std::optional<std::int64_t> TicksOf(RowCursor::Form form,
 // In the local encoding; of texts alone.
 std::optional<std::string> TextOf(RowCursor::Form form, std::string_view bytes);
 
-// "2004-01-31 09:05:07.000", a date or a time alone, and up to nine digits
-// behind the point, of which seven count.
-std::optional<std::int64_t> TicksOfText(std::string_view text);
-// With three digits behind the point, or all seven where they say something.
+// "2004-01-31 09:05:07.000": with three digits behind the point, or all seven
+// where they say something.
 std::string TextOfTicks(std::int64_t ticks);
 
 }  // namespace kiv::store::ado

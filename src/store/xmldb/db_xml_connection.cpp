@@ -1,5 +1,5 @@
 #include "kiv/store/db_xml.h"
-#include "store/store_messages.h"
+#include "store/named_table.h"
 #include "store/xmldb/db_xml_messages.h"
 #include "util/log_entry.h"
 
@@ -36,55 +36,30 @@ bool DbXmlConnection::IsExistTable(const std::string& name) {
 }
 
 std::shared_ptr<Table> DbXmlConnection::GetTable(const std::string& name) {
-  if (name.empty()) {
-    LogError("db", message::EmptyName(kClass, "GetTable"));
-    return nullptr;
-  }
+  if (!HasName(kClass, "GetTable", name)) return nullptr;
   if (!IsExistTable(name)) {
     LogError("db", xmldb::message::NoSuchTable(Shown(name)));
     return nullptr;
   }
-  auto table = CreateTableInstance();
-  if (!table) {
-    LogError("db", message::NoTableInstance(kClass, "GetTable", Shown(name)));
-    return nullptr;
-  }
-  if (!table->GetTable(name)) {
-    LogError("db",
-             message::CallFailed(kClass, "GetTable", "GetTable", Shown(name)));
-    return nullptr;
-  }
-  return table;
+  return NamedTable(kClass, "GetTable", "GetTable", name, CreateTableInstance(),
+                    &DbXmlTable::GetTable);
 }
 
 std::shared_ptr<Table> DbXmlConnection::CreateTable(const std::string& name) {
-  if (name.empty()) {
-    LogError("db", message::EmptyName(kClass, "CreateTable"));
-    return nullptr;
-  }
+  if (!HasName(kClass, "CreateTable", name)) return nullptr;
   if (IsExistTable(name)) {
     LogError("db", xmldb::message::TableExists(Shown(name)));
     return nullptr;
   }
-  auto table = CreateTableInstance();
-  if (!table) {
-    LogError("db",
-             message::NoTableInstance(kClass, "CreateTable", Shown(name)));
-    return nullptr;
-  }
-  if (HasNul(name) || !table->SetName(name)) {
-    LogError("db", message::CallFailed(kClass, "CreateTable", "SetName",
-                                       Shown(name)));
-    return nullptr;
-  }
-  return table;
+  return NamedTable(kClass, "CreateTable", "SetName", name,
+                    CreateTableInstance(),
+                    [](DbXmlTable& table, const auto& as) {
+                      return !HasNul(as) && table.SetName(as);
+                    });
 }
 
 bool DbXmlConnection::DeleteTable(const std::string& name) {
-  if (name.empty()) {
-    LogError("db", message::EmptyName(kClass, "DeleteTable"));
-    return false;
-  }
+  if (!HasName(kClass, "DeleteTable", name)) return false;
   return HasNul(name) || manager_.RemoveContainer(name.c_str());
 }
 

@@ -36,12 +36,6 @@ void RequireName(const std::string& name) {
   if (name.empty()) throw StoreError(Failure::Other, "a document needs a name");
 }
 
-std::string IdKey(DocumentId id) {
-  std::string key;
-  AppendOrdered(key, id);
-  return key;
-}
-
 // A document on its way in.
 class Incoming {
  public:
@@ -150,7 +144,7 @@ void Container::Put(const std::string& name, std::string_view content,
       doom.Done();
       ThrowTaken(name);
     }
-    core.tables().ids.Put(scope.transaction, IdKey(id), name);
+    core.tables().ids.Put(scope.transaction, OrderedKey(id), name);
     IndexChanges changes;
     core.AddIndexChanges(scope, id, tree, true, changes);
     core.ApplyIndexChanges(scope, changes);
@@ -208,8 +202,8 @@ void Container::Rename(const std::string& old_name, const std::string& new_name,
       ThrowTaken(new_name);
     }
     tables.documents.Erase(scope.transaction, old_name);
-    tables.ids.Put(scope.transaction, IdKey(ReadRecordHead(record.view()).id),
-                   new_name);
+    tables.ids.Put(scope.transaction,
+                   OrderedKey(ReadRecordHead(record.view()).id), new_name);
     doom.Done();
   });
 }
@@ -227,7 +221,7 @@ void Container::Delete(const std::string& name, Transaction* transaction) {
     IndexChanges changes;
     AddGoing(core, scope, record, changes);
     tables.documents.Erase(scope.transaction, name);
-    tables.ids.Erase(scope.transaction, IdKey(record.id));
+    tables.ids.Erase(scope.transaction, OrderedKey(record.id));
     core.ApplyIndexChanges(scope, changes);
     doom.Done();
   });

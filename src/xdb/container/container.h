@@ -21,16 +21,6 @@ struct ContainerSwitches {
   bool transactional = false;
 };
 
-struct ContainerStatistics {
-  std::uint64_t document_count = 0;
-  std::uint64_t document_bytes = 0;  // as stored
-  std::uint64_t index_entry_count = 0;
-  std::uint64_t name_count = 0;
-  std::uint64_t path_count = 0;
-  std::uint64_t file_bytes = 0;
-  std::uint32_t format_version = 0;
-};
-
 // A set of named XML documents in one file. Names and texts are UTF-8; document
 // content is bytes in the encoding that its declaration names, and comes back
 // in the same encoding where that is UTF-8 or one of the GB family, else in
@@ -67,7 +57,7 @@ class Container {
   void EachName(const std::function<bool(const std::string&)>& each,
                 Transaction* transaction) const;
 
-  ContainerStatistics Statistics() const;
+  XDbContainerStatistics Statistics() const;
 
   // Reads everything and compares the index with the documents. Each problem
   // in a line of its own; empty when there is none.

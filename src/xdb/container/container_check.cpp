@@ -17,12 +17,6 @@ namespace {
 // What is behind them would only repeat it.
 constexpr std::size_t kMostProblems = 200;
 
-std::string IdKey(DocumentId id) {
-  std::string key;
-  AppendOrdered(key, id);
-  return key;
-}
-
 std::string Quoted(std::string_view utf8) {
   return "'" + Shown(Utf8ToCp936(utf8)) + "'";
 }
@@ -140,7 +134,7 @@ void Verifier::CheckDocument(std::string_view name, std::string_view bytes) {
     return Say("document " + Quoted(name) + ": " + error.what());
   }
   ReadBuffer named;
-  if (!core_.tables().ids.Get(scope_.transaction, IdKey(record.id), named))
+  if (!core_.tables().ids.Get(scope_.transaction, OrderedKey(record.id), named))
     Say("document " + Quoted(name) + ": its id " + std::to_string(record.id) +
         " is unknown");
   else if (named.view() != name)
@@ -220,8 +214,8 @@ std::vector<std::string> Container::Verify() const {
   return problems;
 }
 
-ContainerStatistics Container::Statistics() const {
-  ContainerStatistics statistics;
+XDbContainerStatistics Container::Statistics() const {
+  XDbContainerStatistics statistics;
   ContainerCore& core = *impl_->core;
   core.Read(nullptr, {}, [&](Scope& scope) {
     core.RefreshDictionary(scope);

@@ -24,12 +24,6 @@ constexpr std::uint64_t kDense = 8;
 // Fewer are looked up in any case.
 constexpr std::size_t kFew = 64;
 
-std::string IdKey(DocumentId id) {
-  std::string key;
-  AppendOrdered(key, id);
-  return key;
-}
-
 // The first key behind all that begin with `prefix`; empty when there is none.
 std::string Behind(std::string prefix) {
   while (!prefix.empty() && prefix.back() == '\xFF') prefix.pop_back();
@@ -39,13 +33,13 @@ std::string Behind(std::string prefix) {
 
 // Where the entries of a range begin, and what is behind them.
 std::string FirstKey(const ValueRange& range) {
-  std::string key = PathKey(range.path);
+  std::string key = OrderedKey(range.path);
   if (range.from) key += range.from->value.substr(0, kWholeBytes);
   return key;
 }
 
 std::string EndKey(const ValueRange& range) {
-  std::string key = PathKey(range.path);
+  std::string key = OrderedKey(range.path);
   if (!range.to) return Behind(key);
   if (range.to->value.size() > kWholeBytes)
     return Behind(key + range.to->value.substr(0, kWholeBytes));
@@ -134,7 +128,7 @@ std::optional<DocumentTree> ContainerReading::Document(DocumentId id) const {
   std::optional<DocumentTree> document;
   core_->Read(transaction_, {}, [&](Scope& scope) {
     ReadBuffer name;
-    if (core_->tables().ids.Get(scope.transaction, IdKey(id), name))
+    if (core_->tables().ids.Get(scope.transaction, OrderedKey(id), name))
       document = ReadDocument(*core_, scope, name.view());
   });
   // Between the two the name may have become another document's.
@@ -157,7 +151,7 @@ DocumentScan ContainerReading::Documents(DocumentIds ids) const {
     names.clear();
     ReadBuffer name;
     for (const DocumentId id : ids)
-      if (core_->tables().ids.Get(scope.transaction, IdKey(id), name))
+      if (core_->tables().ids.Get(scope.transaction, OrderedKey(id), name))
         names.emplace_back(name.view(), id);
   });
   std::sort(names.begin(), names.end());

@@ -118,23 +118,13 @@ void ContainerTables::CheckFormat(DbTxn* transaction, bool may_create) {
     meta.Get(transaction, kFormatKey, value);
   }
   format_version_ = StoredBytes(value.view()).Varint32();
-  if (format_version_ > kFormatVersion)
-    throw StoreError(
-        Failure::NewerFormat,
-        "'" + Shown(file_name_) + "' is a container of format " +
-            std::to_string(format_version_) +
-            "; this version of the library reads format " +
-            std::to_string(kFormatVersion) +
-            ": open it with the version that wrote it, or a later one");
-  // Its documents are sound, but its index lacks what queries rely on.
-  if (format_version_ < kFormatVersion)
-    throw StoreError(
-        Failure::BadFormat,
-        "'" + Shown(file_name_) + "' is a container of the old format " +
-            std::to_string(format_version_) +
-            "; this version of the library reads format " +
-            std::to_string(kFormatVersion) +
-            ": salvage its documents and load them into a new container");
+  if (format_version_ != kFormatVersion)
+    throw StoreError(Failure::OtherFormat,
+                     "'" + Shown(file_name_) + "' is a container of format " +
+                         std::to_string(format_version_) +
+                         "; this version of the library reads format " +
+                         std::to_string(kFormatVersion) +
+                         ": open it with the version that wrote it");
   meta.Get(transaction, kTagKey, value);
   tag_ = value.view();
 }

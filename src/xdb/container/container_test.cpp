@@ -289,7 +289,7 @@ TEST_F(ContainerTest, LosesNothingToThreads) {
 TEST_F(ContainerTest, CountsWhatIsInIt) {
   container_->Put("a", "<a b='1'><c>x</c></a>", nullptr);
   container_->Put("d", "<a b='2'/>", nullptr);
-  const ContainerStatistics statistics = container_->Statistics();
+  const XDbContainerStatistics statistics = container_->Statistics();
   EXPECT_EQ(statistics.document_count, 2U);
   EXPECT_EQ(statistics.index_entry_count, 4U);
   EXPECT_EQ(statistics.name_count, 3U);

@@ -125,10 +125,10 @@ std::vector<std::string> Environment::UnneededLogFiles() {
   return files;
 }
 
-EnvironmentStatistics Environment::Statistics() const {
+XDbEnvironmentStatistics Environment::Statistics() const {
   DbEnv& handle = Live(*impl_);
   const u_int32_t flags = OpenFlags(*impl_);
-  EnvironmentStatistics statistics;
+  XDbEnvironmentStatistics statistics;
   u_int32_t gigabytes = 0;
   u_int32_t bytes = 0;
   CheckCode(handle.get_cachesize(&gigabytes, &bytes, nullptr),

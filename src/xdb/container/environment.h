@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "kiv/xdb_statistics.h"
+
 namespace kiv::xdb {
 
 // One change of several containers, or none of it. Ends by Commit or Abort; one
@@ -37,16 +39,6 @@ struct EnvironmentSwitches {
   bool lock = false;
   bool log = false;
   bool transactions = false;
-};
-
-struct EnvironmentStatistics {
-  std::uint64_t cache_bytes = 0;
-  std::uint64_t log_file_count = 0;
-  std::uint64_t log_bytes = 0;
-  std::uint32_t lock_count = 0;
-  std::uint32_t max_lock_count = 0;
-  std::uint32_t deadlock_count = 0;
-  std::uint64_t recovery_count = 0;  // since the environment was made
 };
 
 // A home folder with its cache, locks and log files. The first process to open
@@ -92,7 +84,7 @@ class Environment {
   void Checkpoint();
   // Native paths of the log files that no recovery needs any more.
   std::vector<std::string> UnneededLogFiles();
-  EnvironmentStatistics Statistics() const;
+  XDbEnvironmentStatistics Statistics() const;
 
   class Impl;
   Impl& impl() { return *impl_; }

@@ -36,8 +36,6 @@ class Transaction::Impl {
   DbTxn* Handle() const { return handle_; }
   Environment::Impl& InEnvironment() const { return environment_; }
   bool IsInner() const { return is_inner_; }
-  // Null when it is inside no other one, or has ended.
-  Impl* Outer() const { return parent_; }
   // By who holds it, one thread at a time.
   std::map<const void*, std::unique_ptr<TransactionPart>>& parts() {
     return parts_;

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <functional>
@@ -16,6 +15,7 @@
 #include "port/file.h"
 #include "port/file_reader.h"
 #include "port/read_file.h"
+#include "util/gb_text.h"
 #include "util/log_entry.h"
 #include "xdb/container/store_error.h"
 
@@ -80,9 +80,7 @@ std::string LogFolder(const std::string& home) {
     words >> name >> std::ws;
     if (name != "set_lg_dir") continue;
     std::getline(words, folder);
-    while (!folder.empty() &&
-           std::isspace(static_cast<unsigned char>(folder.back())) != 0)
-      folder.pop_back();
+    while (!folder.empty() && IsAsciiSpace(folder.back())) folder.pop_back();
   }
   if (folder.empty()) return home;
   return folder.front() == '/' ? folder : home + "\\" + folder;
@@ -237,8 +235,6 @@ std::vector<std::string> RegionNames(const std::string& home) {
 }
 
 }  // namespace
-
-bool HasRegions(const std::string& home) { return !RegionNames(home).empty(); }
 
 std::vector<LifeTable::Facts::Region> FindRegions(const std::string& home) {
   std::vector<LifeTable::Facts::Region> regions;

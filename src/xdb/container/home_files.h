@@ -53,7 +53,6 @@ struct RegionHead {
 };
 RegionHead ReadRegionHead(const std::string& home);
 std::vector<LifeTable::Facts::Region> FindRegions(const std::string& home);
-bool HasRegions(const std::string& home);
 // Throws StoreError unless they are those that were recorded.
 void RequireRegions(const std::string& home, const LifeTable::Facts& facts);
 // For one who knows that nobody has them.

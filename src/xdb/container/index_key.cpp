@@ -68,9 +68,9 @@ void AppendOrdered(std::string& out, std::uint64_t number) {
   while (count-- > 0) out += static_cast<char>(number >> (8 * count));
 }
 
-std::string PathKey(PathId path) {
+std::string OrderedKey(std::uint64_t number) {
   std::string key;
-  AppendOrdered(key, path);
+  AppendOrdered(key, number);
   return key;
 }
 

@@ -18,9 +18,10 @@ inline constexpr std::size_t kWholeBytes = 20;
 
 // A number whose bytes sort as it does.
 void AppendOrdered(std::string& out, std::uint64_t number);
+std::string OrderedKey(std::uint64_t number);
 
-// What all entries of a path, and of a value there, begin with.
-std::string PathKey(PathId path);
+// What all entries of a value of a path begin with; those of the path begin
+// with its OrderedKey.
 void AppendValueKey(std::string& out, PathId path, std::string_view value);
 void AppendEntry(std::string& out, PathId path, std::string_view value,
                  DocumentId document, NodeId node);

@@ -1,6 +1,7 @@
 #include "xdb/tree/text_writer.h"
 
 #include "util/cp936.h"
+#include "util/hex_digits.h"
 #include "util/utf8.h"
 
 namespace kiv::xdb {
@@ -90,12 +91,11 @@ void TextWriter::AddUnchanged(std::string_view text) {
 }
 
 void TextWriter::AddReference(char32_t character) {
-  constexpr char kDigits[] = "0123456789ABCDEF";
   char digits[8];
   std::size_t count = 0;
   auto rest = static_cast<std::uint32_t>(character);
   do {
-    digits[count++] = kDigits[rest % 16];
+    digits[count++] = kUpperHexDigits[rest % 16];
     rest /= 16;
   } while (rest != 0);
   out_.Add("&#x");

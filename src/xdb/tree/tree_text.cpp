@@ -22,14 +22,12 @@ TargetEncoding TargetOf(std::string_view declared) {
 
 // UTF-8 that has references for what `target` lacks.
 std::string Write(std::string_view bytes, const Dictionary& dictionary,
-                  TargetEncoding target, std::string_view encoding,
-                  bool with_declaration) {
+                  TargetEncoding target, std::string_view encoding) {
   StoredBytes stored(bytes);
   const TreeHead head = TakeHead(stored);
   TextSink out(2 * bytes.size() + 64);
   TextWriter writer(out, dictionary, target, head.is_version_11);
-  if (head.has_declaration && with_declaration)
-    writer.Declaration(encoding, head.standalone);
+  if (head.has_declaration) writer.Declaration(encoding, head.standalone);
   TokenReader(stored.Rest(), stored.Position(), dictionary, writer).Read();
   return out.Take();
 }
@@ -63,24 +61,19 @@ std::string TreeText(std::string_view bytes, const Dictionary& dictionary) {
   const std::string_view declared = TakeHead(stored).encoding;
   const TargetEncoding target = TargetOf(declared);
   if (target == TargetEncoding::Utf8)
-    return Write(
-        bytes, dictionary, target,
-        declared.empty() || EqualIgnoreCase(declared, kUtf8) ? declared : kUtf8,
-        true);
+    return Write(bytes, dictionary, target,
+                 declared.empty() || EqualIgnoreCase(declared, kUtf8) ? declared
+                                                                      : kUtf8);
   // Nearly always the encoding has everything.
   const std::string utf8 =
-      Write(bytes, dictionary, TargetEncoding::Utf8, declared, true);
+      Write(bytes, dictionary, TargetEncoding::Utf8, declared);
   std::string gb = Utf8ToCp936(utf8);
   if (IsWhole(utf8, gb, target)) return gb;
   try {
-    return Utf8ToCp936(Write(bytes, dictionary, target, declared, true));
+    return Utf8ToCp936(Write(bytes, dictionary, target, declared));
   } catch (const NotInEncoding&) {
-    return Write(bytes, dictionary, TargetEncoding::Utf8, kUtf8, true);
+    return Write(bytes, dictionary, TargetEncoding::Utf8, kUtf8);
   }
-}
-
-std::string TreeTextUtf8(std::string_view bytes, const Dictionary& dictionary) {
-  return Write(bytes, dictionary, TargetEncoding::Utf8, {}, false);
 }
 
 }  // namespace kiv::xdb

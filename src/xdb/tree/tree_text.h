@@ -17,9 +17,6 @@ namespace kiv::xdb {
 // Throws TreeError as Tree does.
 std::string TreeText(std::string_view bytes, const Dictionary& dictionary);
 
-// The same always in UTF-8, whatever the declaration says, and without it.
-std::string TreeTextUtf8(std::string_view bytes, const Dictionary& dictionary);
-
 }  // namespace kiv::xdb
 
 #endif  // XDB_TREE_TREE_TEXT_H_

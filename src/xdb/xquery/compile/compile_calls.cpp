@@ -9,11 +9,8 @@ namespace kiv::xdb::xq {
 namespace {
 
 [[noreturn]] void ThrowNoFunction(const ast::FunctionCall& expr) {
-  const std::string name = expr.name.prefix.empty()
-                               ? expr.name.local
-                               : expr.name.prefix + ":" + expr.name.local;
   throw Error("XPST0017",
-              "there is no function " + name + " of " +
+              "there is no function " + expr.name.Text() + " of " +
                   std::to_string(expr.arguments.size()) + " arguments",
               expr.position);
 }

@@ -6,10 +6,6 @@
 namespace kiv::xdb::xq {
 namespace {
 
-std::string Shown(const ast::LexicalName& name) {
-  return name.prefix.empty() ? name.local : name.prefix + ":" + name.local;
-}
-
 Occurrence OccurrenceOf(ast::Occurrence occurrence) {
   switch (occurrence) {
     case ast::Occurrence::One:
@@ -69,7 +65,7 @@ QName Compiler::Resolve(const ast::LexicalName& name,
   if (name.prefix.empty()) return {"", std::string(default_uri), name.local};
   const std::string* uri = FindNamespace(name.prefix);
   if (uri == nullptr) {
-    throw Error(code, "the prefix of " + Shown(name) + " is not declared",
+    throw Error(code, "the prefix of " + name.Text() + " is not declared",
                 name.position);
   }
   return {name.prefix, *uri, name.local};
@@ -93,7 +89,7 @@ Type Compiler::ResolveAtomic(const ast::LexicalName& name) const {
   const Type type =
       resolved.uri == kSchemaNamespace ? TypeNamed(resolved.local) : Type::None;
   if (!IsAtomic(type)) {
-    throw Error("XPST0051", Shown(name) + " is no atomic type", name.position);
+    throw Error("XPST0051", name.Text() + " is no atomic type", name.position);
   }
   return type;
 }
@@ -101,7 +97,7 @@ Type Compiler::ResolveAtomic(const ast::LexicalName& name) const {
 Type Compiler::ResolveCastTarget(const ast::LexicalName& name) const {
   const Type type = ResolveAtomic(name);
   if (type == Type::AnyAtomic || type == Type::Notation) {
-    throw Error("XPST0080", "nothing can be cast to " + Shown(name),
+    throw Error("XPST0080", "nothing can be cast to " + name.Text(),
                 name.position);
   }
   return type;
@@ -112,7 +108,7 @@ ItemType Compiler::ResolveNodeType(const ast::NodeTest& test) const {
   if (test.kind == ast::TestKind::SchemaElement ||
       test.kind == ast::TestKind::SchemaAttribute) {
     Resolve(test.name, "");
-    throw Error("XPST0008", Shown(test.name) + " is declared by no schema",
+    throw Error("XPST0008", test.name.Text() + " is declared by no schema",
                 test.position);
   }
   if (test.kind == ast::TestKind::Document && test.root)
@@ -140,7 +136,7 @@ ItemType Compiler::ResolveNodeType(const ast::NodeTest& test) const {
     type.type =
         name.uri == kSchemaNamespace ? TypeNamed(name.local) : Type::None;
     if (type.type == Type::None || type.type == Type::Node) {
-      throw Error("XPST0008", Shown(*test.type) + " is no type",
+      throw Error("XPST0008", test.type->Text() + " is no type",
                   test.type->position);
     }
     type.is_nillable = test.is_nillable;
@@ -193,7 +189,7 @@ const Compiler::LocalVariable* Compiler::FindLocal(
 
 Bound Compiler::Declare(const ast::LexicalName& name, const Properties& known) {
   Bound variable = NewSlot();
-  variable.name = Shown(name);
+  variable.name = name.Text();
   locals_.push_back({Resolve(name, ""), variable.slot, known, {}, nullptr});
   return variable;
 }

@@ -331,8 +331,4 @@ const Function* FindFunction(std::string_view local, std::size_t arity) {
   return nullptr;
 }
 
-bool HasFunctionNamed(std::string_view local) {
-  return !RowsNamed(local).empty();
-}
-
 }  // namespace kiv::xdb::xq

@@ -145,8 +145,6 @@ std::span<const Function> AllFunctions();
 
 // Null when there is none with that arity (XPST0017).
 const Function* FindFunction(std::string_view local, std::size_t arity);
-// Whether the name exists with another arity, for a better message.
-bool HasFunctionNamed(std::string_view local);
 
 }  // namespace kiv::xdb::xq
 

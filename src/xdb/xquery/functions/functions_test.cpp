@@ -342,8 +342,6 @@ TEST(FunctionTable, FindsByNameAndArity) {
   EXPECT_EQ(FindFunction("error", 2)->parameters[0].occurrence,
             Occurrence::Optional);
   EXPECT_EQ(FindFunction("error", 4), nullptr);
-  EXPECT_TRUE(HasFunctionNamed("substring"));
-  EXPECT_FALSE(HasFunctionNamed("sub"));
 }
 
 TEST(FunctionTable, SaysForEachWhoCarriesItOut) {

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <vector>
 
+#include "util/hex_digits.h"
 #include "xdb/xquery/functions/text_steps.h"
 #include "xdb/xquery/functions/unicode_text.h"
 #include "xdb/xquery/values/error.h"
@@ -35,10 +36,9 @@ constexpr std::uint32_t kMaxRepeat = 0xFFFFFF;
 }
 
 std::string CodePoint(char32_t character) {
-  constexpr char kDigits[] = "0123456789ABCDEF";
   std::string digits;
   do {
-    digits.insert(digits.begin(), kDigits[character & 15]);
+    digits.insert(digits.begin(), kUpperHexDigits[character & 15]);
     character >>= 4;
   } while (character != 0);
   return "\\x{" + digits + "}";

@@ -24,9 +24,7 @@ inline bool IsAscii(std::string_view text) {
   return (seen & 0x8080808080808080U) == 0;
 }
 
-inline bool IsContinuation(char c) {
-  return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
-}
+using utf8::IsContinuation;
 
 inline std::size_t CountCharacters(std::string_view text) {
   std::size_t count = 0;

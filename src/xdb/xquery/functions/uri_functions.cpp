@@ -1,5 +1,6 @@
 #include <string>
 
+#include "util/hex_digits.h"
 #include "xdb/xquery/functions/implementations.h"
 #include "xdb/xquery/functions/uri.h"
 #include "xdb/xquery/values/error.h"
@@ -11,7 +12,6 @@ namespace {
 // Every byte that `is_kept` leaves out becomes %HH.
 template <typename IsKept>
 Item Escaped(Arguments arguments, IsKept is_kept) {
-  constexpr char kDigits[] = "0123456789ABCDEF";
   if (arguments[0].IsNone()) return Item::OfLastingText("");
   std::string escaped;
   for (const char c : arguments[0].AsText()) {
@@ -19,10 +19,8 @@ Item Escaped(Arguments arguments, IsKept is_kept) {
       escaped += c;
       continue;
     }
-    const auto byte = static_cast<unsigned char>(c);
     escaped += '%';
-    escaped += kDigits[byte >> 4];
-    escaped += kDigits[byte & 15];
+    AppendHexByte(escaped, c);
   }
   return Item::OfText(escaped);
 }

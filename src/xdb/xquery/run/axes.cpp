@@ -42,9 +42,14 @@ AxisCursor::AxisCursor(Execution& run, Axis axis, const NodeMatch& match,
       tree_.node_count() >= Tree::kNodesForLists) {
     TakeList(word_ >> 4);
   }
+  SetBounds();
+}
+
+inline void AxisCursor::SetBounds() {
+  const NodeId node = origin_.node();
   const bool is_attribute = tree_.kind(node) == NodeKind::Attribute;
   at_ = node;
-  switch (axis) {
+  switch (axis_) {
     case Axis::Child:
       at_ = tree_.FirstChild(node);
       end_ = tree_.End(node);

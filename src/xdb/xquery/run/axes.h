@@ -34,10 +34,9 @@ class AxisCursor {
   void TakeList(NameId name);
   bool Step(NodeId& node);
   bool StepForward(NodeId& node);
-  bool StepSibling(NodeId& node);
   bool StepBack(NodeId& node);
   bool StepUp(NodeId& node);
-  void StartSiblings(bool is_back);
+  void SetBounds();
   bool Passes(NodeId node) const;
   bool IsContent(NodeId node) const {
     const NodeKind kind = tree_.kind(node);

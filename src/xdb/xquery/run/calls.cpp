@@ -7,16 +7,27 @@
 namespace kiv::xdb::xq {
 namespace {
 
-class ScalarCallPlan final : public SinglePlan {
+// Of a function F with its arguments.
+template <typename Base, typename F>
+class CallPlan : public Base {
  public:
-  ScalarCallPlan(std::string_view name, ScalarFunction function,
-                 Plans arguments)
-      : name_(name), function_(function), arguments_(std::move(arguments)) {}
+  CallPlan(std::string_view name, F function, Plans arguments)
+      : function_(function), arguments_(std::move(arguments)), name_(name) {}
   PlanNote Explain(Execution& run) const override {
     return NoteOfCall(name_, NotesOf(arguments_, run));
   }
 
  protected:
+  const F function_;
+  const Plans arguments_;
+
+ private:
+  const std::string_view name_;
+};
+
+class ScalarCallPlan final : public CallPlan<SinglePlan, ScalarFunction> {
+  using CallPlan::CallPlan;
+
   Item Compute(const Frame& frame) const override {
     const CallContext& context = frame.run->call_context();
     if (arguments_.size() <= Function::kMaxParameters) {
@@ -30,20 +41,10 @@ class ScalarCallPlan final : public SinglePlan {
       values.push_back(argument->One(frame));
     return function_(context, values);
   }
-
- private:
-  const std::string_view name_;
-  const ScalarFunction function_;
-  const Plans arguments_;
 };
 
-class ListCallPlan final : public Plan {
- public:
-  ListCallPlan(std::string_view name, ListFunction function, Plans arguments)
-      : name_(name), function_(function), arguments_(std::move(arguments)) {}
-  PlanNote Explain(Execution& run) const override {
-    return NoteOfCall(name_, NotesOf(arguments_, run));
-  }
+class ListCallPlan final : public CallPlan<Plan, ListFunction> {
+  using CallPlan::CallPlan;
 
   IteratorPtr Open(const Frame& frame) const override {
     Sequence values;
@@ -56,41 +57,18 @@ class ListCallPlan final : public Plan {
       throw;
     }
   }
-
- private:
-  const std::string_view name_;
-  const ListFunction function_;
-  const Plans arguments_;
 };
 
-class EngineSinglePlan final : public SinglePlan {
- public:
-  EngineSinglePlan(std::string_view name, SingleFunction function,
-                   Plans arguments)
-      : name_(name), function_(function), arguments_(std::move(arguments)) {}
-  PlanNote Explain(Execution& run) const override {
-    return NoteOfCall(name_, NotesOf(arguments_, run));
-  }
+class EngineSinglePlan final : public CallPlan<SinglePlan, SingleFunction> {
+  using CallPlan::CallPlan;
 
- protected:
   Item Compute(const Frame& frame) const override {
     return function_(frame, arguments_);
   }
-
- private:
-  const std::string_view name_;
-  const SingleFunction function_;
-  const Plans arguments_;
 };
 
-class EngineStreamPlan final : public Plan {
- public:
-  EngineStreamPlan(std::string_view name, StreamFunction function,
-                   Plans arguments)
-      : name_(name), function_(function), arguments_(std::move(arguments)) {}
-  PlanNote Explain(Execution& run) const override {
-    return NoteOfCall(name_, NotesOf(arguments_, run));
-  }
+class EngineStreamPlan final : public CallPlan<Plan, StreamFunction> {
+  using CallPlan::CallPlan;
 
   IteratorPtr Open(const Frame& frame) const override {
     try {
@@ -100,11 +78,6 @@ class EngineStreamPlan final : public Plan {
       throw;
     }
   }
-
- private:
-  const std::string_view name_;
-  const StreamFunction function_;
-  const Plans arguments_;
 };
 
 template <typename P>

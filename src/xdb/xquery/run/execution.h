@@ -13,6 +13,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "kiv/xdb_query.h"
 #include "xdb/tree/dictionary.h"
 #include "xdb/tree/tree.h"
 #include "xdb/xquery/functions/call_context.h"
@@ -25,8 +26,9 @@ namespace kiv::xdb::xq {
 // What an execution may take; beyond it ends with XPDY0130, and so it does
 // where the stack of its thread comes to its end.
 struct Limits {
-  std::size_t call_depth = 100'000;
-  std::int64_t memory_bytes = std::int64_t{2} << 30;
+  std::size_t call_depth = XDbQueryLimits().call_depth;
+  std::int64_t memory_bytes =
+      static_cast<std::int64_t>(XDbQueryLimits().memory_bytes);
   std::chrono::milliseconds time = std::chrono::hours(24);
 };
 

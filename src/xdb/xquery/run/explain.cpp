@@ -1,5 +1,6 @@
 // What the plans tell of themselves. Conversions and checks are left out: they
 // are everywhere and decide nothing.
+#include "util/utf8.h"
 #include "xdb/xquery/run/calls.h"
 #include "xdb/xquery/run/collection.h"
 #include "xdb/xquery/run/constant.h"
@@ -22,16 +23,10 @@ using Notes = std::vector<PlanNote>;
 // A text of a query on one line.
 std::string Quoted(std::string_view text) {
   constexpr std::size_t kLongest = 40;
-  std::size_t end = text.size();
-  if (end > kLongest) {
-    end = kLongest;
-    // No half of a character.
-    while ((static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
-  }
   std::string shown = "\"";
-  for (const char c : text.substr(0, end))
+  for (const char c : utf8::Prefix(text, kLongest))
     shown += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
-  return shown + (end < text.size() ? "...\"" : "\"");
+  return shown + (text.size() > kLongest ? "...\"" : "\"");
 }
 
 std::string Shown(ast::Axis axis) {
@@ -299,8 +294,7 @@ PlanNote TypeswitchPlan::Explain(Execution& run) const {
   return note;
 }
 
-// ----------------------------------------------------------------- FLWOR,
-// joins
+// --------------------------------------------------------------- FLWOR, joins
 
 PlanNote ForClause::Explain(Execution& run) const {
   return Behind("for " + Shown(item_, at_) + " in", operand_->Explain(run));

@@ -71,7 +71,6 @@ class JoinTable final : public Kept {
   enum class Way { OneByOne, Texts, Numbers };
 
   Way WayFor(const Item& probe) const;
-  bool HasNumbers() const;
   bool AreUntypedNumbers() const;
   template <typename Found>
   void Visit(const Item& probe, Found found) const;

@@ -157,11 +157,6 @@ std::optional<QName> NameOfNode(const Item& node) {
   }
 }
 
-Item ParentOf(const Item& node) {
-  if (node.node() == 0) return {};
-  return Item::OfNode(node.held_tree(), node.tree()[node.node()].parent);
-}
-
 Item RootOfNode(const Item& node) { return Item::OfNode(node.held_tree(), 0); }
 
 Namespaces NamespacesOf(const Tree& tree, NodeId element) {

@@ -31,8 +31,6 @@ Item Atomized(const Item& item);
 
 // None where the node has none.
 std::optional<QName> NameOfNode(const Item& node);
-// None (Type::None) for the root of its tree.
-Item ParentOf(const Item& node);
 Item RootOfNode(const Item& node);
 // The namespaces in scope of an element, xml left out.
 Namespaces NamespacesOf(const Tree& tree, NodeId element);

@@ -28,6 +28,9 @@ struct LexicalName {
   Position position;
 
   bool IsEmpty() const { return local.empty(); }
+  std::string Text() const {
+    return prefix.empty() ? local : prefix + ":" + local;
+  }
 };
 
 enum class TestKind {

@@ -15,7 +15,7 @@ Position Advance(Position position, std::string_view over) {
     if (c == '\n') {
       ++position.line;
       position.column = 1;
-    } else if ((static_cast<unsigned char>(c) & 0xC0) != 0x80) {
+    } else if (!utf8::IsContinuation(c)) {
       ++position.column;
     }
   }

@@ -28,7 +28,7 @@ class QueryParser {
   ast::Module ParseModule();
 
  private:
-  // parser.cpp: the module and its prolog
+  // parse_prolog.cpp: the module and its prolog
   void ParseVersion(ast::Module& module);
   void RefuseLibraryModule();
   void ParseProlog(ast::Prolog& prolog);
@@ -47,21 +47,10 @@ class QueryParser {
   std::vector<ast::Parameter> ParseParameters();
   void ParseOption(ast::Prolog& prolog);
   bool RefuseImport();
-  // True when the first of the two words stands there, false for the second;
-  // both fail otherwise.
-  bool TakeChoice(std::string_view first, std::string_view second);
 
   // parse_expressions.cpp
   ast::ExprPtr ParseExpr();
   ast::ExprPtr ParseExprSingle();
-  ast::ExprPtr ParseFlwor();
-  enum class Clause { For, Let, Quantified };
-  void ParseBindings(Clause clause, std::vector<ast::Binding>& out);
-  std::vector<ast::OrderSpec> ParseOrderSpecs();
-  ast::ExprPtr ParseQuantified();
-  ast::ExprPtr ParseTypeswitch();
-  void ParseCase(ast::Typeswitch::Case& result);
-  ast::ExprPtr ParseIf();
   ast::ExprPtr ParseOperators(int lowest);
   ast::ExprPtr ParseOperation(ast::ExprPtr left, const OperatorInfo& op);
   template <typename Node>
@@ -74,6 +63,16 @@ class QueryParser {
   [[noreturn]] void RefuseValidate();
   ast::ExprPtr ParseExtension();
   ast::Pragma ParsePragma();
+
+  // parse_flwor.cpp: FLWOR and conditions
+  ast::ExprPtr ParseFlwor();
+  enum class Clause { For, Let, Quantified };
+  void ParseBindings(Clause clause, std::vector<ast::Binding>& out);
+  std::vector<ast::OrderSpec> ParseOrderSpecs();
+  ast::ExprPtr ParseQuantified();
+  ast::ExprPtr ParseTypeswitch();
+  void ParseCase(ast::Typeswitch::Case& result);
+  ast::ExprPtr ParseIf();
 
   // parse_paths.cpp: paths, steps and primary expressions
   ast::ExprPtr ParsePath();
@@ -136,6 +135,9 @@ class QueryParser {
   bool TakeIfWord(std::string_view word);
   Token Take(TokenKind kind, std::string_view expected);
   void TakeWord(std::string_view word);
+  // True when the first of the two words stands there, false for the second;
+  // both fail otherwise.
+  bool TakeChoice(std::string_view first, std::string_view second);
   ast::LexicalName TakeName(std::string_view expected);
   std::string TakeNcName(std::string_view expected);
   ast::LexicalName TakeVariable();

@@ -10,9 +10,7 @@
 // The tree as a short text: "1 + $a/b" is (+ 1 (/ $a child::b)).
 namespace kiv::xdb::xq::ast {
 
-inline std::string Show(const LexicalName& name) {
-  return name.prefix.empty() ? name.local : name.prefix + ":" + name.local;
-}
+inline std::string Show(const LexicalName& name) { return name.Text(); }
 
 inline std::string Quote(const std::string& text) {
   std::string result = "\"";

@@ -1,7 +1,6 @@
 #include "xdb/xquery/values/calendar.h"
 
-#include <algorithm>
-#include <array>
+#include "xdb/xquery/values/calendar_text.h"
 
 namespace kiv::xdb::xq {
 namespace {
@@ -46,60 +45,6 @@ CivilDate Fill(const Parts& parts, const CivilDate& date) {
   filled.month = parts.month ? date.month : parts.year ? 1 : 12;
   filled.day = parts.day ? date.day : parts.type == Type::Time ? 31 : 1;
   return filled;
-}
-
-// Reads from the front of a text.
-class Scanner {
- public:
-  explicit Scanner(std::string_view text) : rest_(text) {}
-
-  bool IsAtEnd() const { return rest_.empty(); }
-  char Peek() const { return rest_.empty() ? '\0' : rest_.front(); }
-  bool Skip(char c) {
-    if (Peek() != c || rest_.empty()) return false;
-    rest_.remove_prefix(1);
-    return true;
-  }
-  std::string_view Digits() {
-    std::size_t count = 0;
-    while (count < rest_.size() && rest_[count] >= '0' && rest_[count] <= '9')
-      ++count;
-    const std::string_view digits = rest_.substr(0, count);
-    rest_.remove_prefix(count);
-    return digits;
-  }
-  bool TwoDigits(int least, int most, int& value) {
-    if (rest_.size() < 2 || !IsDigit(rest_[0]) || !IsDigit(rest_[1]))
-      return false;
-    value = (rest_[0] - '0') * 10 + (rest_[1] - '0');
-    rest_.remove_prefix(2);
-    return value >= least && value <= most;
-  }
-
- private:
-  static bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-
-  std::string_view rest_;
-};
-
-// Saturates, far above anything that is allowed.
-constexpr Int128 kTooLarge = Int128{10'000'000'000} * 10'000'000'000;
-
-Int128 NumberOf(std::string_view digits) {
-  Int128 number = 0;
-  for (const char c : digits)
-    number = std::min(number * 10 + (c - '0'), kTooLarge);
-  return number;
-}
-
-// The digits behind a point as attoseconds.
-std::int64_t FractionOf(std::string_view digits) {
-  std::int64_t fraction = 0, unit = kAttoseconds;
-  for (const char c : digits.substr(0, 18)) {
-    unit /= 10;
-    fraction += (c - '0') * unit;
-  }
-  return fraction;
 }
 
 // Four digits at least, more only without a zero in front; no year 0.
@@ -162,19 +107,6 @@ bool ReadZone(Scanner& scanner, std::int16_t& zone) {
     zone = static_cast<std::int16_t>(is_west ? -minutes : minutes);
   }
   return scanner.IsAtEnd();
-}
-
-void AppendPadded(std::uint64_t number, std::size_t width, std::string& text) {
-  const std::string digits = std::to_string(number);
-  if (digits.size() < width) text.append(width - digits.size(), '0');
-  text += digits;
-}
-
-void AppendFraction(std::int64_t attoseconds, std::string& text) {
-  if (attoseconds == 0) return;
-  text += '.';
-  AppendPadded(static_cast<std::uint64_t>(attoseconds), 18, text);
-  text.erase(text.find_last_not_of('0') + 1);
 }
 
 void AppendZone(std::int16_t zone, std::string& text) {
@@ -269,81 +201,6 @@ Fault ParseCalendar(std::string_view text, Type type, CalendarValue& value) {
   return IsInRange(value.seconds) ? Fault::None : Fault::DateTooLarge;
 }
 
-namespace {
-
-// The parts of a duration in the order in which they are written.
-struct Unit {
-  char letter;
-  bool is_of_time;
-  std::int64_t months;
-  std::int64_t seconds;
-};
-constexpr Unit kUnits[] = {
-    {'Y', false, 12, 0},  {'M', false, 1, 0}, {'D', false, 0, kSecondsPerDay},
-    {'H', true, 0, 3600}, {'M', true, 0, 60}, {'S', true, 0, 1},
-};
-
-bool IsAllowed(const Unit& unit, Type type) {
-  return (type != Type::YearMonthDuration || unit.months != 0) &&
-         (type != Type::DayTimeDuration || unit.seconds != 0);
-}
-
-struct Sums {
-  Int128 months = 0;
-  Int128 seconds = 0;
-  std::int64_t attoseconds = 0;
-};
-
-bool ReadUnits(Scanner& scanner, Type type, Sums& sums) {
-  std::size_t next = 0;
-  bool is_time = false, has_part = false;
-  while (!scanner.IsAtEnd()) {
-    if (!is_time && scanner.Skip('T')) {
-      is_time = true;
-      has_part = false;
-    }
-    const std::string_view digits = scanner.Digits();
-    if (digits.empty()) return false;
-    std::string_view fraction;
-    if (scanner.Skip('.')) {
-      fraction = scanner.Digits();
-      if (fraction.empty()) return false;
-    }
-    while (next < std::size(kUnits) && (kUnits[next].is_of_time != is_time ||
-                                        kUnits[next].letter != scanner.Peek()))
-      ++next;
-    if (next == std::size(kUnits)) return false;
-    const Unit& unit = kUnits[next++];
-    if (!IsAllowed(unit, type)) return false;
-    if (!fraction.empty() && unit.letter != 'S') return false;
-    scanner.Skip(unit.letter);
-    sums.months += NumberOf(digits) * unit.months;
-    sums.seconds += NumberOf(digits) * unit.seconds;
-    sums.attoseconds += FractionOf(fraction);
-    has_part = true;
-  }
-  return has_part;
-}
-
-}  // namespace
-
-Fault ParseDuration(std::string_view text, Type type, Duration& value) {
-  Scanner scanner(text);
-  const bool is_negative = scanner.Skip('-');
-  Sums sums;
-  if (!scanner.Skip('P') || !ReadUnits(scanner, type, sums))
-    return Fault::NotOfType;
-  if (!FitsInt64(sums.months) || !FitsInt64(sums.seconds))
-    return Fault::DurationTooLarge;
-  value.months = static_cast<std::int64_t>(sums.months);
-  value.attoseconds = sums.seconds * kAttoseconds + sums.attoseconds;
-  if (is_negative) {
-    value.months = -value.months;
-    value.attoseconds = -value.attoseconds;
-  }
-  return Fault::None;
-}
-
 void AppendCalendar(const CalendarValue& value, Type type, std::string& text) {
   const Parts& parts = PartsOf(type);
   const CivilDate date = DateOf(value);
@@ -372,36 +229,6 @@ void AppendCalendar(const CalendarValue& value, Type type, std::string& text) {
     AppendFraction(value.attoseconds, text);
   }
   AppendZone(value.zone, text);
-}
-
-void AppendDuration(const Duration& value, Type type, std::string& text) {
-  if (value.months == 0 && value.attoseconds == 0) {
-    text += type == Type::YearMonthDuration ? "P0M" : "PT0S";
-    return;
-  }
-  if (value.months < 0 || value.attoseconds < 0) text += '-';
-  text += 'P';
-  const auto append = [&text](Uint128 number, char letter) {
-    if (number == 0) return;
-    text += std::to_string(static_cast<std::uint64_t>(number));
-    text += letter;
-  };
-  const Uint128 months = Magnitude(value.months);
-  append(months / 12, 'Y');
-  append(months % 12, 'M');
-  const Uint128 attoseconds = Magnitude(value.attoseconds);
-  const Uint128 seconds = attoseconds / kAttoseconds;
-  const auto fraction = static_cast<std::int64_t>(attoseconds % kAttoseconds);
-  append(seconds / kSecondsPerDay, 'D');
-  const Uint128 rest = seconds % kSecondsPerDay;
-  if (rest == 0 && fraction == 0) return;
-  text += 'T';
-  append(rest / 3600, 'H');
-  append(rest / 60 % 60, 'M');
-  if (rest % 60 == 0 && fraction == 0) return;
-  text += std::to_string(static_cast<std::uint64_t>(rest % 60));
-  AppendFraction(fraction, text);
-  text += 'S';
 }
 
 }  // namespace kiv::xdb::xq

@@ -1,98 +1,15 @@
 #include "xdb/xquery/values/cast.h"
 
-#include <array>
 #include <cmath>
 #include <limits>
 
+#include "util/utf8.h"
 #include "xdb/xquery/values/calendar.h"
+#include "xdb/xquery/values/cast_rules.h"
 #include "xdb/xquery/values/fault.h"
 
 namespace kiv::xdb::xq {
 namespace {
-
-// --------------------------------------------------------------- the matrix
-
-// The types below which all others lie, in the order of the columns.
-constexpr Type kColumns[] = {
-    Type::UntypedAtomic,
-    Type::String,
-    Type::Float,
-    Type::Double,
-    Type::Decimal,
-    Type::Integer,
-    Type::Duration,
-    Type::YearMonthDuration,
-    Type::DayTimeDuration,
-    Type::DateTime,
-    Type::Time,
-    Type::Date,
-    Type::GYearMonth,
-    Type::GYear,
-    Type::GMonthDay,
-    Type::GDay,
-    Type::GMonth,
-    Type::Boolean,
-    Type::Base64Binary,
-    Type::HexBinary,
-    Type::AnyUri,
-    Type::QName,
-    Type::Notation,
-};
-
-// Y always, M for some values, - never.
-struct MatrixRow {
-  Type from;
-  const char* rules;
-};
-constexpr MatrixRow kMatrix[] = {
-    // uA  flt     dur     dT          gMD     boo   aURI
-    //   str dbl dec   yMD     tim  gYM    gDay  b64    QN
-    //             int     dTD   dat  gYr     gMon  hxB    NOT
-    {Type::UntypedAtomic, "YYMMMMMMMMMMMMMMMMMMM--"},
-    {Type::String, "YYMMMMMMMMMMMMMMMMMMM--"},
-    {Type::Float, "YYYYMM-----------Y-----"},
-    {Type::Double, "YYYYMM-----------Y-----"},
-    {Type::Decimal, "YYYYYY-----------Y-----"},
-    {Type::Integer, "YYYYYY-----------Y-----"},
-    {Type::Duration, "YY----YYY--------------"},
-    {Type::YearMonthDuration, "YY----YYY--------------"},
-    {Type::DayTimeDuration, "YY----YYY--------------"},
-    {Type::DateTime, "YY-------YYYYYYYY------"},
-    {Type::Time, "YY--------Y------------"},
-    {Type::Date, "YY-------Y-YYYYYY------"},
-    {Type::GYearMonth, "YY----------Y----------"},
-    {Type::GYear, "YY-----------Y---------"},
-    {Type::GMonthDay, "YY------------Y--------"},
-    {Type::GDay, "YY-------------Y-------"},
-    {Type::GMonth, "YY--------------Y------"},
-    {Type::Boolean, "YYYYYY-----------Y-----"},
-    {Type::Base64Binary, "YY----------------YY---"},
-    {Type::HexBinary, "YY----------------YY---"},
-    {Type::AnyUri, "YY------------------Y--"},
-    {Type::QName, "YY-------------------Y-"},
-    {Type::Notation, "YY-------------------YM"},
-};
-
-constexpr std::size_t kSide = std::size(kColumns);
-static_assert(std::size(kMatrix) == kSide);
-
-constexpr std::size_t IndexOf(Type type) {
-  return static_cast<std::size_t>(type);
-}
-
-// From and to primitive types, as PrimitiveOf names them.
-constexpr auto kRules = [] {
-  std::array<std::array<CastRule, kTypeCount>, kTypeCount> rules{};
-  for (const MatrixRow& row : kMatrix) {
-    for (std::size_t i = 0; i < kSide; ++i) {
-      rules[IndexOf(row.from)][IndexOf(kColumns[i])] =
-          row.rules[i] == 'Y'   ? CastRule::Always
-          : row.rules[i] == 'M' ? CastRule::Maybe
-                                : CastRule::Never;
-    }
-  }
-  return rules;
-}();
 
 // ------------------------------------------------------ ranges of integers
 
@@ -121,7 +38,8 @@ constexpr IntegerRange kRanges[] = {
 };
 
 bool IsInRangeOf(const Decimal& value, Type type) {
-  const IntegerRange& range = kRanges[IndexOf(type) - IndexOf(Type::Integer)];
+  const IntegerRange& range =
+      kRanges[static_cast<int>(type) - static_cast<int>(Type::Integer)];
   if (value.IsSmall()) {
     return value.coefficient() >= range.least &&
            value.coefficient() <= range.most;
@@ -345,12 +263,8 @@ Fault TryCast(const Item& value, Type target, Item& result) {
   } else {
     constexpr std::size_t kMostShown = 60;
     std::string text = TextOf(value);
-    if (text.size() > kMostShown) {
-      std::size_t end = kMostShown;
-      while (end > 0 && (text[end] & 0xC0) == 0x80) --end;
-      text.resize(end);
-      text += "...";
-    }
+    const std::size_t shown = utf8::Prefix(text, kMostShown).size();
+    if (shown < text.size()) text.replace(shown, text.npos, "...");
     message += " \"" + text + "\" is no " + NameOf(target);
     if (fault != Fault::NotOfType && fault != Fault::NotFinite)
       message += " that this system can hold";
@@ -364,8 +278,8 @@ CastRule RuleOfCast(Type from, Type to) {
   if (from == Type::AnyAtomic)
     return IsAtomic(to) && to != Type::AnyAtomic ? CastRule::Maybe
                                                  : CastRule::Never;
-  const CastRule rule =
-      kRules[IndexOf(PrimitiveOf(from))][IndexOf(PrimitiveOf(to))];
+  const CastRule rule = kCastRules[static_cast<std::size_t>(PrimitiveOf(from))]
+                                  [static_cast<std::size_t>(PrimitiveOf(to))];
   if (rule != CastRule::Always) return rule;
   // A derived type may refuse the value.
   return to == PrimitiveOf(to) || DerivesFrom(from, to) ? CastRule::Always
@@ -391,46 +305,6 @@ Item FromText(std::string_view text, Type target) {
   const Fault fault = Parse(text, nullptr, target, result);
   if (fault != Fault::None) ThrowCast(fault, Item::OfLastingText(text), target);
   return result;
-}
-
-void AppendTextOf(const Item& value, std::string& text) {
-  const Type type = value.type();
-  if (IsText(type)) {
-    text += value.AsText();
-  } else if (value.IsSmallInteger()) {
-    text += std::to_string(value.AsSmallInteger());
-  } else if (IsDecimal(type)) {
-    text += value.AsDecimal().ToText();
-  } else if (type == Type::Double) {
-    AppendDouble(value.AsDouble(), text);
-  } else if (type == Type::Float) {
-    AppendFloat(value.AsFloat(), text);
-  } else if (type == Type::Boolean) {
-    text += value.AsBoolean() ? "true" : "false";
-  } else if (IsCalendar(type)) {
-    AppendCalendar(value.AsCalendar(), type, text);
-  } else if (IsDuration(type)) {
-    AppendDuration(value.AsDuration(), type, text);
-  } else if (type == Type::HexBinary) {
-    AppendHex(value.AsText(), text);
-  } else if (type == Type::Base64Binary) {
-    AppendBase64(value.AsText(), text);
-  } else if (type == Type::QName || type == Type::Notation) {
-    const QName& name = value.AsQName();
-    if (!name.prefix.empty()) text += name.prefix + ":";
-    text += name.local;
-  }
-}
-
-std::string TextOf(const Item& value) {
-  std::string text;
-  AppendTextOf(value, text);
-  return text;
-}
-
-Item StringOf(const Item& value) {
-  if (IsText(value.type())) return value.As(Type::String);
-  return Item::OfText(TextOf(value));
 }
 
 double ToDoubleBySwitch(const Item& value) {

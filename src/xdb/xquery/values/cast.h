@@ -31,8 +31,12 @@ bool IsCastable(const Item& value, Type target);
 Item FromText(std::string_view text, Type target);
 
 // As fn:string and a cast to xs:string give it; of atomic values only.
-std::string TextOf(const Item& value);
 void AppendTextOf(const Item& value, std::string& text);
+inline std::string TextOf(const Item& value) {
+  std::string text;
+  AppendTextOf(value, text);
+  return text;
+}
 // The same as an item, without a copy where the value is text.
 Item StringOf(const Item& value);
 

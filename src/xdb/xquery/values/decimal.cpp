@@ -1,34 +1,14 @@
 #include "xdb/xquery/values/decimal.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
-#include <cmath>
-#include <system_error>
 
-#include "xdb/xquery/values/big_decimal.h"
+#include "xdb/xquery/values/decimal_parts.h"
 #include "xdb/xquery/values/error.h"
 
 namespace kiv::xdb::xq {
 namespace {
 
 constexpr int kQuotientDigits = 20;
-// Whatever has so many digits fits Int128.
-constexpr int kInt128Digits = 38;
-
-constexpr auto kPowersOfTen = [] {
-  std::array<Int128, kInt128Digits + 1> powers{};
-  Int128 power = 1;
-  for (Int128& each : powers) {
-    each = power;
-    power = static_cast<Int128>(static_cast<Uint128>(power) * 10);
-  }
-  return powers;
-}();
-
-Int128 PowerOfTen(int exponent) {
-  return kPowersOfTen[static_cast<std::size_t>(exponent)];
-}
 
 int DigitCount(Uint128 value) {
   int count = 0;
@@ -71,7 +51,8 @@ Decimal Held(WideDecimal value) {
   return result;
 }
 
-// The canonical form: no zeros at the end of the fraction, small where it fits.
+}  // namespace
+
 Decimal Narrow(WideDecimal value) {
   RoundTo(value, Decimal::kMaxFraction);
   if (value.scale > 0) {
@@ -94,6 +75,8 @@ Decimal Narrow(WideDecimal value) {
   RefuseDigits(value.magnitude.DigitCount());
   return Held(std::move(value));
 }
+
+namespace {
 
 void AlignScales(WideDecimal& left, WideDecimal& right) {
   const std::size_t scale = std::max(left.scale, right.scale);
@@ -162,14 +145,6 @@ bool AlignSmall(const Decimal& left, const Decimal& right, Int128& first,
 
 }  // namespace
 
-Decimal::Decimal(std::int64_t coefficient, int scale) noexcept
-    : coefficient_(coefficient), scale_(scale) {
-  while (scale_ > 0 && coefficient_ % 10 == 0) {
-    coefficient_ /= 10;
-    --scale_;
-  }
-}
-
 Decimal::Decimal(const BigDecimal* big) noexcept : big_(big) { big_->Keep(); }
 
 Decimal Decimal::CopyOf(const BigDecimal& big) { return Held(big.value()); }
@@ -201,64 +176,6 @@ Decimal Decimal::FromInt128(Int128 coefficient, int scale) {
                  static_cast<std::size_t>(scale)});
 }
 
-std::optional<Decimal> Decimal::FromText(std::string_view text) {
-  bool is_negative = false;
-  if (!text.empty() && (text[0] == '-' || text[0] == '+')) {
-    is_negative = text[0] == '-';
-    text.remove_prefix(1);
-  }
-  std::int64_t small = 0;
-  int fraction = 0;
-  bool has_point = false;
-  std::size_t digits = 0;
-  for (const char c : text) {
-    if (c == '.' && !has_point) {
-      has_point = true;
-    } else if (c >= '0' && c <= '9') {
-      if (digits < kMaxSmallScale) small = small * 10 + (c - '0');
-      ++digits;
-      fraction += has_point;
-    } else {
-      return std::nullopt;
-    }
-  }
-  if (digits == 0) return std::nullopt;
-  if (digits <= kMaxSmallScale)
-    return Decimal(is_negative ? -small : small, fraction);
-  std::string all(text);
-  std::erase(all, '.');
-  return Narrow({is_negative, Natural::FromDigits(all),
-                 static_cast<std::size_t>(fraction)});
-}
-
-Decimal Decimal::FromDouble(double value) {
-  if (std::fabs(value) < 9.2e18 && value == std::trunc(value))
-    return Decimal(static_cast<std::int64_t>(value));
-  std::array<char, 1500> text;
-  const auto end = std::to_chars(text.data(), text.data() + text.size(), value,
-                                 std::chars_format::fixed, 1074);
-  return *FromText({text.data(), end.ptr});
-}
-
-namespace {
-
-template <typename T>
-Decimal FromShortest(T value) {
-  std::array<char, 400> text;
-  const auto end = std::to_chars(text.data(), text.data() + text.size(), value,
-                                 std::chars_format::fixed);
-  return *Decimal::FromText(
-      {text.data(), static_cast<std::size_t>(end.ptr - text.data())});
-}
-
-}  // namespace
-
-Decimal Decimal::FromDoubleShortest(double value) {
-  return FromShortest(value);
-}
-
-Decimal Decimal::FromFloatShortest(float value) { return FromShortest(value); }
-
 bool Decimal::IsInteger() const {
   return IsSmall() ? scale_ == 0 : big_->value().scale == 0;
 }
@@ -280,68 +197,6 @@ std::optional<Int128> Decimal::ToScaledInt128(int scale) const {
   if (!wide.magnitude.ToUint128(magnitude) || magnitude >> 127 != 0)
     return std::nullopt;
   return wide.is_negative ? -Int128(magnitude) : Int128(magnitude);
-}
-
-namespace {
-
-// A long or odd decimal goes through its text, which rounds once.
-template <typename T>
-T Parsed(const std::string& text) {
-  T value = 0;
-  const auto result =
-      std::from_chars(text.data(), text.data() + text.size(), value);
-  if (result.ec == std::errc::result_out_of_range) {
-    // Decimals have at most kMaxFraction digits; still, too small is zero.
-    const bool is_small = text.find_first_of("123456789") > text.find('.');
-    const T bound = is_small ? T{0} : std::numeric_limits<T>::infinity();
-    return text[0] == '-' ? -bound : bound;
-  }
-  return value;
-}
-
-}  // namespace
-
-double Decimal::ToDouble() const {
-  constexpr std::int64_t kExact = std::int64_t{1} << 53;
-  if (IsSmall()) {
-    if (scale_ == 0) return static_cast<double>(coefficient_);
-    if (coefficient_ >= -kExact && coefficient_ <= kExact) {
-      // Both are exact, so the division rounds once.
-      return static_cast<double>(coefficient_) /
-             static_cast<double>(PowerOfTen(scale_));
-    }
-  }
-  return Parsed<double>(ToText());
-}
-
-float Decimal::ToFloat() const {
-  if (IsSmall() && scale_ == 0) return static_cast<float>(coefficient_);
-  return Parsed<float>(ToText());
-}
-
-std::string Decimal::ToText() const {
-  std::string digits;
-  std::size_t scale;
-  bool is_negative;
-  if (IsSmall()) {
-    if (scale_ == 0) return std::to_string(coefficient_);
-    is_negative = coefficient_ < 0;
-    digits =
-        std::to_string(static_cast<std::uint64_t>(Magnitude(coefficient_)));
-    scale = static_cast<std::size_t>(scale_);
-  } else {
-    const WideDecimal& wide = big_->value();
-    is_negative = wide.is_negative;
-    digits = wide.magnitude.ToDigits();
-    scale = wide.scale;
-  }
-  if (scale > 0) {
-    if (digits.size() <= scale)
-      digits.insert(0, scale + 1 - digits.size(), '0');
-    digits.insert(digits.size() - scale, 1, '.');
-  }
-  if (is_negative) digits.insert(0, 1, '-');
-  return digits;
 }
 
 Decimal Decimal::operator-() const {

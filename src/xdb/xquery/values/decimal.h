@@ -104,6 +104,14 @@ class Decimal {
   const BigDecimal* big_ = nullptr;
 };
 
+inline Decimal::Decimal(std::int64_t coefficient, int scale) noexcept
+    : coefficient_(coefficient), scale_(scale) {
+  while (scale_ > 0 && coefficient_ % 10 == 0) {
+    coefficient_ /= 10;
+    --scale_;
+  }
+}
+
 inline Decimal::Decimal(Decimal&& other) noexcept
     : coefficient_(other.coefficient_), scale_(other.scale_), big_(other.big_) {
   other.big_ = nullptr;

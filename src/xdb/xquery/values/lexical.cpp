@@ -8,6 +8,8 @@
 #include <limits>
 #include <system_error>
 
+#include "util/hex_digits.h"
+
 namespace kiv::xdb::xq {
 namespace {
 
@@ -208,13 +210,6 @@ bool IsNameOf(std::string_view text, bool has_colons) {
          AreNameCharacters(rest, has_colons);
 }
 
-int HexDigit(char c) {
-  if (IsDigit(c)) return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
 constexpr std::string_view kBase64Digits =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
@@ -251,7 +246,7 @@ bool ParseHex(std::string_view text, std::string& octets) {
   octets.clear();
   octets.reserve(text.size() / 2);
   for (std::size_t i = 0; i < text.size(); i += 2) {
-    const int high = HexDigit(text[i]), low = HexDigit(text[i + 1]);
+    const int high = HexValue(text[i]), low = HexValue(text[i + 1]);
     if (high < 0 || low < 0) return false;
     octets += static_cast<char>(high << 4 | low);
   }
@@ -287,11 +282,7 @@ bool ParseBase64(std::string_view text, std::string& octets) {
 }
 
 void AppendHex(std::string_view octets, std::string& text) {
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
-  for (const char octet : octets) {
-    text += kDigits[static_cast<unsigned char>(octet) >> 4];
-    text += kDigits[static_cast<unsigned char>(octet) & 15];
-  }
+  for (const char octet : octets) AppendHexByte(text, octet);
 }
 
 void AppendBase64(std::string_view octets, std::string& text) {
@@ -347,8 +338,8 @@ bool SplitQName(std::string_view text, std::string_view& prefix,
 // part that has no scheme before it.
 bool IsUri(std::string_view text) {
   for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '%' && (i + 2 >= text.size() || HexDigit(text[i + 1]) < 0 ||
-                           HexDigit(text[i + 2]) < 0))
+    if (text[i] == '%' && (i + 2 >= text.size() || HexValue(text[i + 1]) < 0 ||
+                           HexValue(text[i + 2]) < 0))
       return false;
   }
   if (std::count(text.begin(), text.end(), '#') > 1) return false;

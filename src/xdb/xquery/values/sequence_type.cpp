@@ -99,15 +99,6 @@ bool IsSubtype(const SequenceType& type, const SequenceType& other) {
   return count.most == 0 || IsSubtype(type.item, other.item);
 }
 
-bool AreDisjoint(const ItemType& left, const ItemType& right) {
-  if (IsSubtype(left, right) || IsSubtype(right, left)) return false;
-  if (left.kind == ItemKind::Node || right.kind == ItemKind::Node) {
-    return left.kind == ItemKind::Atomic || right.kind == ItemKind::Atomic;
-  }
-  if (left.kind != right.kind || left.kind == ItemKind::Atomic) return true;
-  return left.name && right.name && !(*left.name == *right.name);
-}
-
 ItemType UnionOf(const ItemType& left, const ItemType& right) {
   if (IsSubtype(left, right)) return right;
   if (IsSubtype(right, left)) return left;

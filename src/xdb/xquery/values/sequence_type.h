@@ -62,8 +62,6 @@ bool Matches(const Sequence& items, const SequenceType& type);
 // Whether everything that matches `type` matches `other`.
 bool IsSubtype(const ItemType& type, const ItemType& other);
 bool IsSubtype(const SequenceType& type, const SequenceType& other);
-// Whether no item can match both: for errors that need no values.
-bool AreDisjoint(const ItemType& left, const ItemType& right);
 
 // For static typing: the least type that both are subtypes of, and the type of
 // one sequence behind the other.
