@@ -114,7 +114,7 @@ class QueryEngine {
       const std::string& text, const QueryContext& context) = 0;
 };
 
-// The one that this build has.
+// XQuery.
 std::shared_ptr<QueryEngine> MakeQueryEngine();
 
 }  // namespace kiv::xdb

@@ -12,7 +12,7 @@ namespace {
 using ado::GuardedCall;
 
 constexpr long kAscending = 1;
-// Slots 11 and 12 have always reported under this name.
+// Both directions report under this name, as published.
 constexpr char kSortOrderFailed[] = "AdoColumn::GetDefinedSize Failed: ";
 
 // The metadata of the objects that dm::Object::FromAdoDb makes of such values;
