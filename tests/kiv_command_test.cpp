@@ -128,7 +128,11 @@ INSTANTIATE_TEST_SUITE_P(
         UseCase{"CheckHelp", {"check-config", "--help"}, 0, "why", nullptr},
         UseCase{"LogHelp", {"log", "--help"}, 0, "--follow", nullptr},
         UseCase{"Nothing", {}, 2, nullptr, "subcommand"},
-        UseCase{"OtherCommand", {"listen"}, 2, nullptr, "subcommand"},
+        UseCase{"OtherCommand",
+                {"listen"},
+                2,
+                nullptr,
+                "kiv: there is no command 'listen'"},
         UseCase{"OtherOption", {"host", "--loud"}, 2, nullptr, "--loud"},
         UseCase{"TwoFolders", {"check-config", "a", "b"}, 2, nullptr, "b"},
         UseCase{
