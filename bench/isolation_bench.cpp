@@ -1,7 +1,7 @@
 // Messages a second to a processor in a process of its own, against the least
-// that two processes can do: a datagram to and fro. Both processes of either side
-// run on one core: over two, what is measured is how the system wakes a core that sleeps, and it
-// puts the processes where it likes.
+// that two processes can do: a datagram to and fro. Both processes of either
+// side run on one core: over two, what is measured is how the system wakes a
+// core that sleeps, and it puts the processes where it likes.
 #include <sched.h>
 #include <stdlib.h>
 #include <sys/socket.h>
