@@ -383,7 +383,7 @@ class KivXdbAtATerminal : public KivXdb {
                          {.variables = {"KIV=" KIV_PROGRAM}});
     std::size_t seen = 0;
     for (const auto& [prompt, answer] : answers) {
-      EXPECT_TRUE(Eventually([&] {
+      EXPECT_TRUE(Eventually([&, &prompt = prompt] {
         Take();
         return shown_.find(prompt, seen) != std::string::npos;
       })) << shown_
