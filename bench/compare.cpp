@@ -221,7 +221,8 @@ void WriteReport(const std::vector<Result>& results,
                  const std::vector<LeftOut>& left_out,
                  const std::string& path) {
   std::ofstream file(path);
-  const char* between = "[\n";
+  file << '[';
+  const char* between = "\n";
   for (const Result& result : results) {
     file << between << "  {\"name\": \"" << result.name << "\", \"unit\": \""
          << result.unit << "\", \"ours\": " << result.ours

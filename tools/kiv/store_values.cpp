@@ -4,7 +4,6 @@
 #include <charconv>
 #include <cstdint>
 #include <cstdio>
-#include <optional>
 #include <stdexcept>
 #include <string_view>
 
