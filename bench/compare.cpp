@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <utility>
@@ -30,18 +31,6 @@ struct Growing {
   SizedBody peer;
 };
 
-// What a growth gave at one size.
-struct Point {
-  double size;
-  double ours;
-  double peer;
-};
-
-struct Curve {
-  const Growth* growth;
-  std::vector<Point> points;
-};
-
 struct Limit {
   std::string name;
   std::string unit;
@@ -60,7 +49,10 @@ struct Result {
   bool is_met() const { return ratio >= target; }
 };
 
-std::filesystem::path output_folder = ".";
+struct LeftOut {
+  std::string name;
+  std::string reason;
+};
 
 // Made on first use: the cases register themselves before main.
 std::vector<Pair>& Pairs() {
@@ -76,6 +68,16 @@ std::vector<Growing>& Growths() {
 std::vector<Limit>& Limits() {
   static std::vector<Limit> limits;
   return limits;
+}
+
+std::vector<LeftOut>& AllLeftOut() {
+  static std::vector<LeftOut> left_out;
+  return left_out;
+}
+
+std::vector<Curve>& Curves() {
+  static std::vector<Curve> curves;
+  return curves;
 }
 
 // Seconds an iteration of every round, by the benchmark's name.
@@ -104,12 +106,6 @@ class Collector : public benchmark::BenchmarkReporter {
   Seconds& seconds_;
 };
 
-double Median(std::vector<double> values) {
-  if (values.empty()) return 0;
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
-}
-
 std::string SideName(const Comparison& comparison, const std::string& side) {
   return comparison.name + '/' + side;
 }
@@ -136,11 +132,11 @@ void RunInTurns(const Pair& pair, int rounds, const std::string& ours,
 }
 
 // Nothing where one of the sides failed, which is said already.
-std::vector<Point> PointsOf(const Growing& growing) {
+std::vector<Curve::Point> PointsOf(const Growing& growing) {
   const auto at = [](const SizedBody& body, double size) {
     return [&body, size](benchmark::State& state) { body(state, size); };
   };
-  std::vector<Point> points;
+  std::vector<Curve::Point> points;
   for (const double size : growing.growth.sizes) {
     const std::string ours = growing.growth.name + "/ours";
     const std::string peer = growing.growth.name + "/peer";
@@ -151,19 +147,22 @@ std::vector<Point> PointsOf(const Growing& growing) {
     const double peer_seconds = Median(seconds[peer]);
     if (ours_seconds <= 0 || peer_seconds <= 0) return {};
     const double amount = growing.growth.amount(size);
-    points.push_back({size, amount / ours_seconds, amount / peer_seconds});
+    points.push_back({size, {amount / ours_seconds, amount / peer_seconds}});
   }
   return points;
 }
 
-std::vector<Curve> RunGrowths(const std::string& filter) {
-  std::vector<Curve> curves;
+void RunGrowths(const std::string& filter) {
   for (const Growing& growing : Growths()) {
-    if (growing.growth.name.find(filter) == std::string::npos) continue;
-    curves.push_back({&growing.growth, PointsOf(growing)});
-    std::fprintf(stderr, "%s done\n", growing.growth.name.c_str());
+    const Growth& growth = growing.growth;
+    if (growth.name.find(filter) == std::string::npos) continue;
+    AddCurve({growth.name,
+              growth.unit,
+              growth.x_name,
+              {"ours", growth.peer_name},
+              PointsOf(growing)});
+    std::fprintf(stderr, "%s done\n", growth.name.c_str());
   }
-  return curves;
 }
 
 std::vector<Result> Run(const std::string& filter) {
@@ -199,6 +198,13 @@ std::vector<Result> Run(const std::string& filter) {
   return results;
 }
 
+std::vector<LeftOut> LeftOutBy(const std::string& filter) {
+  std::vector<LeftOut> wanted;
+  for (const LeftOut& one : AllLeftOut())
+    if (one.name.find(filter) != std::string::npos) wanted.push_back(one);
+  return wanted;
+}
+
 void PrintTable(const std::vector<Result>& results) {
   std::printf("%-32s %12s %-12s %12s  %-14s %7s %7s  %s\n", "name", "ours",
               "unit", "peer", "peer name", "ratio", "target", "met");
@@ -211,49 +217,75 @@ void PrintTable(const std::vector<Result>& results) {
 }
 
 // Names, units and peers are this program's own and need no escaping.
-void WriteReport(const std::vector<Result>& results, const std::string& path) {
+void WriteReport(const std::vector<Result>& results,
+                 const std::vector<LeftOut>& left_out,
+                 const std::string& path) {
   std::ofstream file(path);
-  file << "[\n";
-  for (std::size_t i = 0; i < results.size(); ++i) {
-    const Result& result = results[i];
-    file << "  {\"name\": \"" << result.name << "\", \"unit\": \""
+  file << '[';
+  const char* between = "\n";
+  for (const Result& result : results) {
+    file << between << "  {\"name\": \"" << result.name << "\", \"unit\": \""
          << result.unit << "\", \"ours\": " << result.ours
          << ", \"peer_name\": \"" << result.peer_name
          << "\", \"peer\": " << result.peer << ", \"ratio\": " << result.ratio
          << ", \"target\": " << result.target
-         << ", \"met\": " << (result.is_met() ? "true" : "false") << '}'
-         << (i + 1 < results.size() ? "," : "") << '\n';
+         << ", \"met\": " << (result.is_met() ? "true" : "false") << '}';
+    between = ",\n";
   }
-  file << "]\n";
+  for (const LeftOut& one : left_out) {
+    file << between << "  {\"name\": \"" << one.name << "\", \"left_out\": \""
+         << one.reason << "\"}";
+    between = ",\n";
+  }
+  file << "\n]\n";
+}
+
+// A list of JSON; `write` writes one.
+template <class Items, class Write>
+void WriteList(std::ostream& out, const Items& items, Write write) {
+  const char* between = "";
+  for (const auto& item : items) {
+    out << between;
+    write(item);
+    between = ", ";
+  }
 }
 
 void WriteCurves(const std::vector<Curve>& curves,
                  const std::filesystem::path& path) {
   std::ofstream file(path);
+  const auto write_text = [&](const std::string& text) {
+    file << '"' << text << '"';
+  };
+  const auto write_number = [&](double number) { file << number; };
   file << "[";
-  for (std::size_t i = 0; i < curves.size(); ++i) {
-    const Growth& growth = *curves[i].growth;
-    file << (i > 0 ? ",\n" : "\n") << "  {\"name\": \"" << growth.name
-         << "\", \"unit\": \"" << growth.unit << "\", \"x_name\": \""
-         << growth.x_name << "\", \"peer_name\": \"" << growth.peer_name
-         << "\", \"points\": [";
-    for (std::size_t n = 0; n < curves[i].points.size(); ++n) {
-      const Point& point = curves[i].points[n];
-      file << (n > 0 ? ", " : "") << '[' << point.size << ", " << point.ours
-           << ", " << point.peer << ']';
-    }
+  WriteList(file, curves, [&](const Curve& curve) {
+    file << "\n  {\"name\": \"" << curve.name << "\", \"unit\": \""
+         << curve.unit << "\", \"x_name\": \"" << curve.x_name
+         << "\", \"lines\": [";
+    WriteList(file, curve.lines, write_text);
+    file << "], \"points\": [";
+    WriteList(file, curve.points, [&](const Curve::Point& point) {
+      file << '[' << point.x << ", ";
+      WriteList(file, point.values, write_number);
+      file << ']';
+    });
     file << "]}";
-  }
+  });
   file << "\n]\n";
 }
 
 void PrintCurves(const std::vector<Curve>& curves) {
   for (const Curve& curve : curves) {
-    std::printf("\n%s, %s, by %s: ours, %s\n", curve.growth->name.c_str(),
-                curve.growth->unit.c_str(), curve.growth->x_name.c_str(),
-                curve.growth->peer_name.c_str());
-    for (const Point& point : curve.points)
-      std::printf("%12.6g %12.4g %12.4g\n", point.size, point.ours, point.peer);
+    std::printf("\n%s, %s, by %s:", curve.name.c_str(), curve.unit.c_str(),
+                curve.x_name.c_str());
+    for (const std::string& line : curve.lines)
+      std::printf(" %s", line.c_str());
+    for (const Curve::Point& point : curve.points) {
+      std::printf("\n%12.7g", point.x);
+      for (const double value : point.values) std::printf(" %12.4g", value);
+    }
+    std::printf("\n");
   }
 }
 
@@ -276,7 +308,18 @@ bool StayBelow(std::string name, std::string unit, double limit,
   return true;
 }
 
-std::filesystem::path OutputFolder() { return output_folder; }
+bool LeaveOut(std::string name, std::string reason) {
+  AllLeftOut().push_back({std::move(name), std::move(reason)});
+  return true;
+}
+
+double Median(std::vector<double> values) {
+  if (values.empty()) return 0;
+  std::sort(values.begin(), values.end());
+  return values[values.size() / 2];
+}
+
+void AddCurve(Curve curve) { Curves().push_back(std::move(curve)); }
 
 }  // namespace bench
 
@@ -285,8 +328,7 @@ int main(int argc, char** argv) {
   std::string report;
   for (int i = 1; i < argc; ++i) {
     if (std::strcmp(argv[i], "--report") == 0 && i + 1 < argc) {
-      report = argv[++i];
-      bench::output_folder = std::filesystem::absolute(report).parent_path();
+      report = std::filesystem::absolute(argv[++i]);
     } else {
       filter = argv[i];
     }
@@ -297,16 +339,18 @@ int main(int argc, char** argv) {
 
   kiv::GlobalInit();
   const std::vector<bench::Result> results = bench::Run(filter);
-  const std::vector<bench::Curve> curves = bench::RunGrowths(filter);
+  bench::RunGrowths(filter);
   kiv::GlobalUninit();
+  const std::vector<bench::Curve>& curves = bench::Curves();
 
   bench::PrintTable(results);
   bench::PrintCurves(curves);
   if (!report.empty()) {
-    bench::WriteReport(results, report);
-    bench::WriteCurves(curves, bench::OutputFolder() / "growth.json");
+    bench::WriteReport(results, bench::LeftOutBy(filter), report);
+    bench::WriteCurves(
+        curves, std::filesystem::path(report).parent_path() / "growth.json");
   }
-  if (results.empty() && curves.empty()) {
+  if (results.empty() && curves.empty() && bench::LeftOutBy(filter).empty()) {
     std::fprintf(stderr, "no comparison is called so: %s\n", filter.c_str());
     return 1;
   }

@@ -3,7 +3,6 @@
 
 #include <benchmark/benchmark.h>
 
-#include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
@@ -33,6 +32,11 @@ bool Compare(Comparison comparison, Body ours, Body peer);
 bool StayBelow(std::string name, std::string unit, double limit,
                std::function<double()> measure);
 
+// For a figure that cannot be measured here: the report says why.
+bool LeaveOut(std::string name, std::string reason);
+
+double Median(std::vector<double> values);
+
 // A comparison at several sizes, for what happens as they grow. Both sides take
 // turns at each size; the report's growth.json has the medians.
 struct Growth {
@@ -49,8 +53,21 @@ using SizedBody = std::function<void(benchmark::State&, double size)>;
 
 bool CompareGrowth(Growth growth, SizedBody ours, SizedBody peer);
 
-// Where a case leaves what else it has to show: beside the report.
-std::filesystem::path OutputFolder();
+// A plot of growth.json: a line for each of `lines`.
+struct Curve {
+  struct Point {
+    double x;
+    std::vector<double> values;  // one a line
+  };
+  std::string name;  // folder/what
+  std::string unit;
+  std::string x_name;
+  std::vector<std::string> lines;
+  std::vector<Point> points;
+};
+
+// One that a case has measured by itself.
+void AddCurve(Curve curve);
 
 }  // namespace bench
 

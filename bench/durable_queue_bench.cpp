@@ -2,7 +2,6 @@
 // file of the same layout and durability, one message a transaction.
 #include <sqlite3.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -156,12 +155,6 @@ double SecondsOf(const std::function<bool()>& step) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-double Median(std::vector<double> values) {
-  std::nth_element(values.begin(), values.begin() + values.size() / 2,
-                   values.end());
-  return values[values.size() / 2];
-}
-
 // A disk's syncs take a fifth of a millisecond or twenty of them, as it
 // pleases: the two sides take turns message by message, and the medians are
 // compared.
@@ -177,8 +170,8 @@ struct Times {
   }
   double Figure(const char* what) const {
     std::fprintf(stderr, "%s: ours %.0f, bare SQLite %.0f messages/s\n", what,
-                 1 / Median(ours), 1 / Median(peer));
-    return Median(ours) / Median(peer);
+                 1 / bench::Median(ours), 1 / bench::Median(peer));
+    return bench::Median(ours) / bench::Median(peer);
   }
 };
 

@@ -300,6 +300,7 @@ TEST_F(KivQueue, ExplainsItsUse) {
               {{"receive", "--help"}, 0, "empty queue"},
               {{"purge", "--help"}, 0, "--yes"},
               {{}, 2, "subcommand"},
+              {{"grow"}, 2, "kiv queue: there is no command 'grow'"},
               {{"send"}, 2, "name"},
               {{"receive", "orders", "-n", "0"}, 2, "count"},
               {{"receive", "orders", "--all", "-n", "2"}, 2, "excludes"},

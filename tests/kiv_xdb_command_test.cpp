@@ -115,6 +115,8 @@ TEST_F(KivXdb, PrintsBytesAndShowsText) {
   EXPECT_TRUE(Says(Content("c", "gb.xml"), kOrderGb));
   EXPECT_EQ(Run({"get", "c", "gb.xml", "-o", "out"}), 0);
   EXPECT_TRUE(Says(ReadTestFile("out"), kOrderGb));
+  EXPECT_EQ(Run({"get", "c", "gb.xml", "-o", "/dev/full"}), 1);
+  EXPECT_TRUE(Says(errors_, "/dev/full cannot be written")) << errors_;
   const PseudoTerminal terminal;
   EXPECT_EQ(Run({"get", "c", "gb.xml"}, &terminal), 0);
   EXPECT_TRUE(Says(output_, std::string("<a>") + kOrder + "</a>")) << output_;
@@ -325,6 +327,8 @@ TEST_F(KivXdb, RunsScripts) {
   EXPECT_EQ(output_, "c\n");
   EXPECT_TRUE(Says(errors_, "line 2 failed")) << errors_;
   EXPECT_EQ(Shell("printf 'frobnicate\n' | $KIV xdb -d db script"), 2);
+  EXPECT_TRUE(Says(errors_, "kiv xdb: there is no command 'frobnicate'"))
+      << errors_;
   EXPECT_EQ(Shell("printf 'ls \"c\n' | $KIV xdb -d db script"), 2);
   EXPECT_TRUE(Says(errors_, "a quote is not closed"));
   EXPECT_EQ(Shell("$KIV xdb -d db script <&-"), 1);

@@ -3,13 +3,13 @@
 
 usage: performance_page.py RUN_FOLDER PAGE
 
-RUN_FOLDER has report.json and growth.json of one run, xquery.json where queries
-were measured, and pictures that benchmarks drew. The page is Markdown; its pictures go into a folder of its name
-beside it. Every figure comes from the run.
+RUN_FOLDER has report.json and growth.json of one run, xquery.json and
+xquery-growth.json where queries were measured. The page is Markdown; its pictures
+go into a folder of its name beside it. Every figure comes from the run. Pictures of
+what could not be measured stay, since other pages show them.
 """
 import json
 import pathlib
-import shutil
 import sys
 
 import machine
@@ -22,20 +22,53 @@ TITLES = {
     "remote": "Remote services",
 }
 
+# How it was measured.
+IN_TURNS = "Ours and the peer take turns, and the medians are compared."
+METHODS = {
+    "mq": IN_TURNS + " Both processes of \"isolated\" run on one core, on either "
+          "side.",
+    "xdb": IN_TURNS + " The put growth is the cost of a put among the last of a "
+           "million documents, by that among 10,000 to 100,000.",
+    "xquery": "One side after the other: the fewest milliseconds of several runs, "
+              "behind runs that warm them. The worst ratio is that of the query "
+              "that does worst beside the peer's.",
+}
+# Beyond so many points a table of them helps nobody.
+MOST_ROWS = 10
+
 
 def figure(number):
     return f"{number:,.0f}" if abs(number) >= 1000 else f"{number:.3g}"
 
 
+def title(name):
+    return name.split("/", 1)[1].replace("_", " ")
+
+
 def row(result):
+    if "left_out" in result:
+        return (f"| {title(result['name'])} | | | | | | | not measured: "
+                f"{result['left_out']} |")
     is_limit = result["peer_name"] == "limit"
     peer = "at most" if is_limit else result["peer_name"]
     ratio = f"{result['ratio']:.2f}" if result["ratio"] > 0 else "failed"
     met = "yes" if result["met"] else "**no**"
     asked = "" if is_limit else f"{result['target']:.2f}"
-    return (f"| {result['name'].split('/', 1)[1].replace('_', ' ')} | "
+    return (f"| {title(result['name'])} | "
             f"{figure(result['ours'])} | {peer} | {figure(result['peer'])} | "
             f"{result['unit']} | {ratio} | {asked} | {met} |")
+
+
+def points(growth):
+    """The rows of a table, where it is a short one."""
+    if len(growth["points"]) > MOST_ROWS:
+        return []
+    rows = [[growth["x_name"]] + [f"{name}, {growth['unit']}"
+                                  for name in growth["lines"]],
+            ["--:"] * (1 + len(growth["lines"]))]
+    rows += [[f"{point[0]:,.0f}"] + [figure(value) for value in point[1:]]
+             for point in growth["points"]]
+    return [""] + ["| " + " | ".join(cells) + " |" for cells in rows]
 
 
 def main():
@@ -44,50 +77,57 @@ def main():
     queries = run / "xquery.json"
     if queries.exists():
         results += json.loads(queries.read_text())
-    growths = [growth for growth in json.loads((run / "growth.json").read_text())
+    growths = [growth for file in ("growth.json", "xquery-growth.json")
+               if (run / file).exists()
+               for growth in json.loads((run / file).read_text())
                if growth["points"]]
+    left_out = {result["name"].split("/")[0] for result in results
+                if "left_out" in result}
+    counted = [result for result in results if "left_out" not in result]
     pictures = target.with_suffix("")
-    shutil.rmtree(pictures, ignore_errors=True)
-    pictures.mkdir(parents=True)
+    pictures.mkdir(parents=True, exist_ok=True)
+    for old in pictures.glob("*.svg"):
+        if old.stem.split("-")[0] not in left_out:
+            old.unlink()
 
     def picture(name, svg):
         (pictures / f"{name}.svg").write_text(svg, "utf-8")
         return f"![{name}]({pictures.name}/{name}.svg)"
 
-    met = sum(result["met"] for result in results)
+    met = sum(result["met"] for result in counted)
     lines = [
         "# Performance", "",
         f"What one run of `scripts/bench` measured: {machine.when_and_what()}. "
         "The script writes this page; it is not to be changed by hand.", "",
-        "Ours and the peer take turns, and the medians are compared. A ratio "
-        "above 1 is in our favour; \"asked\" is the ratio that the benchmark "
-        "fails below. Where there is no peer but a limit, the ratio says how "
-        "often the figure fits into it.", "",
-        f"{met} of {len(results)} benchmarks give what is asked."]
+        "A ratio above 1 is in our favour; \"asked\" is the ratio that the "
+        "benchmark fails below. Where there is no peer but a limit, the ratio "
+        "says how often the figure fits into it.", "",
+        f"{met} of {len(counted)} benchmarks give what is asked."]
+    if len(counted) < len(results):
+        lines[-1] += f" {len(results) - len(counted)} could not be measured."
     folders = list(dict.fromkeys(
         entry["name"].split("/")[0] for entry in results + growths))
     folders.sort(key=lambda name: list(TITLES).index(name)
                  if name in TITLES else len(TITLES))
-    drawn = {path.stem: path for path in sorted(run.glob("*.svg"))}
     for folder in folders:
-        lines += ["", f"## {TITLES.get(folder, folder)}", ""]
+        lines += ["", f"## {TITLES.get(folder, folder)}", "",
+                  METHODS.get(folder, IN_TURNS), ""]
         own = [result for result in results
                if result["name"].startswith(folder + "/")]
         if own:
             lines += ["| | ours | peer | its figure | unit | ratio | asked | "
                       "met |", "|---|--:|---|--:|---|--:|--:|---|"]
             lines += [row(result) for result in own]
-        measured = [result for result in own if result["ratio"] > 0]
+        measured = [result for result in own if result.get("ratio", 0) > 0]
         if measured:
             lines += ["", picture(f"{folder}-ratios", svg_plot.ratios(measured))]
         for growth in growths:
             if growth["name"].startswith(folder + "/"):
                 name = growth["name"].replace("/", "-").replace("_", "-")
                 lines += ["", picture(name, svg_plot.curves(growth))]
-        for name in [stem for stem in drawn if stem.startswith(folder + "-")]:
-            lines += ["", picture(name, drawn.pop(name).read_text("utf-8"))]
+                lines += points(growth)
     target.write_text("\n".join(lines) + "\n", "utf-8")
-    print(f"{target}: {len(results)} benchmarks, {len(growths)} curves")
+    print(f"{target}: {len(counted)} benchmarks, {len(growths)} curves")
     return 0
 
 

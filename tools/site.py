@@ -20,7 +20,7 @@ import markdown
 import architecture_picture
 
 ORDER = ["index", "five-minutes", "migration", "architecture", "services",
-         "queues", "durable-queues", "file_queue", "log", "xml", "kiv", "messages",
+         "queues", "durable-queues", "file-queue", "log", "xml", "kiv", "messages",
          "reliability", "performance"]
 STYLE = """
 :root{color-scheme:light dark;--line:#8884;--soft:#8882;--link:#0b62c4}

@@ -4,7 +4,10 @@ import math
 
 WIDTH = 760
 FONT = 'font-family="sans-serif" font-size="12"'
+# Beyond so many, dots are small; so many on either side count for a median.
+MOST_BIG_DOTS, REACH = 20, 4
 OURS, PEER, GRID, GOOD, BAD = "#1f5fa8", "#c26a1a", "#ccc", "#3d7d4f", "#b3362b"
+COLORS = (OURS, PEER)
 
 
 def text(x, y, content, anchor="start", extra=""):
@@ -88,7 +91,8 @@ def ratios(results):
 
 
 def curves(growth):
-    """Ours and the peer over the sizes."""
+    """A line of dots for each of growth["lines"]. Where they are many, the line is
+    the median of those around it."""
     left, right, top, bottom = 70, WIDTH - 130, 34, 290
     points = growth["points"]
     x = Log([point[0] for point in points], left, right)
@@ -101,18 +105,34 @@ def curves(growth):
     for tick in y.ticks:
         parts += [line(left, y.at(tick), right, y.at(tick)),
                   text(left - 6, y.at(tick) + 4, short(tick), "end")]
-    ends = [y.at(points[-1][1]) + 4, y.at(points[-1][2]) + 4]
-    if abs(ends[0] - ends[1]) < 14:
-        middle, sign = sum(ends) / 2, 1 if ends[0] <= ends[1] else -1
-        ends = [middle - 7 * sign, middle + 7 * sign]
-    for column, color, name in ((1, OURS, "ours"),
-                                (2, PEER, growth["peer_name"])):
-        places = [(x.at(point[0]), y.at(point[column])) for point in points]
-        joined = " ".join(f"{a:.1f},{b:.1f}" for a, b in places)
+    is_dense = len(points) > MOST_BIG_DOTS
+    for number in range(len(growth["lines"])):
+        color = COLORS[number]
+        values = [point[1 + number] for point in points]
+        lined = [median_around(values, at) for at in range(len(values))] \
+            if is_dense else values
+        joined = " ".join(f"{x.at(point[0]):.1f},{y.at(value):.1f}"
+                          for point, value in zip(points, lined))
         parts.append(f'<polyline fill="none" stroke="{color}" '
                      f'stroke-width="2" points="{joined}"/>')
-        parts += [f'<circle cx="{a:.1f}" cy="{b:.1f}" r="3" fill="{color}"/>'
-                  for a, b in places]
-        parts.append(text(places[-1][0] + 8, ends[column - 1], name,
-                          extra=f' fill="{color}"'))
+        parts += [f'<circle cx="{x.at(point[0]):.1f}" cy="{y.at(value):.1f}" '
+                  f'r="{1.5 if is_dense else 3}" fill="{color}"/>'
+                  for point, value in zip(points, values)]
+    ends = apart([y.at(value) + 4 for value in points[-1][1:]])
+    for number, name in enumerate(growth["lines"]):
+        parts.append(text(x.at(points[-1][0]) + 8, ends[number], name,
+                          extra=f' fill="{COLORS[number]}"'))
     return picture(bottom + 46, parts)
+
+
+def median_around(values, at):
+    near = sorted(values[max(0, at - REACH):at + REACH + 1])
+    return near[len(near) // 2]
+
+
+def apart(ends):
+    """The places of two names, moved so that neither lies on the other."""
+    if len(ends) < 2 or abs(ends[0] - ends[1]) >= 14:
+        return ends
+    middle, sign = sum(ends) / 2, 1 if ends[0] <= ends[1] else -1
+    return [middle - 7 * sign, middle + 7 * sign]

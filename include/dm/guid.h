@@ -5,13 +5,7 @@
 
 #include <stdint.h>
 
-#ifdef __cplusplus
 #include "kiv/export.h"
-#elif defined(_WIN32)
-#define KIV_API __declspec(dllimport)
-#else
-#define KIV_API __attribute__((visibility("default")))
-#endif
 
 /* The tag is the published one. NOLINTNEXTLINE(bugprone-reserved-identifier) */
 typedef struct _GUID {

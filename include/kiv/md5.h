@@ -9,16 +9,17 @@
 namespace kiv {
 
 // MD5 (RFC 1321) with two forms of this library's own: a 32-bit fold used as a
-// cheap hash, and the digest read as a GUID. A finalised object is spent.
+// cheap hash, and the digest read as a GUID. A finalised object is spent. An
+// object belongs to one thread at a time; the static functions to all.
 class KIV_API md5 {
  public:
   md5();
 
   void update(const unsigned char* input, unsigned long length);
   void finalize();
-  // update and finalize in one; always true.
+  // update and finalize in one; always true. A length of 0 is an empty text.
   bool do_string(const char* text, unsigned length);
-  // False when the file cannot be opened.
+  // False when the file cannot be opened or read to its end.
   bool do_file(const char* path);
 
   // 16 bytes, valid after finalize. Borrowed from this object.
@@ -31,6 +32,7 @@ class KIV_API md5 {
   // Needs room for 37 characters; with less, nothing is written.
   void get_guid_str(char* out, unsigned size) const;
 
+  // A length of 0 is an empty text here, too.
   static bool string_digest32(const char* text, unsigned length,
                               unsigned long& out);
   static bool string_digest128(const char* text, unsigned length, _GUID* out);
@@ -38,7 +40,7 @@ class KIV_API md5 {
   // test the buffer.
   static bool string_digest128(const char* text, unsigned length, char* out,
                                unsigned size);
-  // False when the file cannot be opened.
+  // False when the file cannot be opened or read to its end.
   static bool file_digest32(const char* path, unsigned long& out);
   static bool file_digest128(const char* path, _GUID* out);
   static bool file_digest128(const char* path, char* out, unsigned size);

@@ -31,6 +31,7 @@
 //
 // Threads: a manager and its containers may be used by several threads when the
 // manager was opened with 0x04, and the container too. The other objects belong
-// to one thread at a time.
+// to one thread at a time; but one XDbQueryExpression may be executed by
+// several, each with a context of its own.
 
 #endif  // KIV_XDB_H_

@@ -114,7 +114,7 @@ std::string ProcessorFault(const std::string& text) {
       return "processor " + Quoted(text) +
              " names no function: add it behind a \":\"";
     case Fault::NoFile:
-      return "processor library " + Quoted(description.library) +
+      return "the library of processor " + Quoted(text) +
              " is not there; a relative path counts from the working folder";
     case Fault::None:
       break;

@@ -10,6 +10,10 @@
 // Wrong usage is 2, and CLI11's doing.
 namespace kiv_tool {
 
+// The exit code for a command line that CLI11 has refused, or answered by
+// itself; what is to be said is said.
+int TellParseError(const CLI::App& app, const CLI::ParseError& error);
+
 void AddHost(CLI::App& program, int& exit_code);
 // The words of the command line, in which kiv host's switches may bear one
 // dash, as services write them.

@@ -13,7 +13,7 @@
 #include "kiv/mq/factory.h"
 #include "kiv/msgq/file_queue.h"
 #include "kiv/nt_service.h"
-#include "queue_text.h"
+#include "local_text.h"
 #include "service_command.h"
 #include "terminal.h"
 

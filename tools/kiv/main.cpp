@@ -10,11 +10,11 @@
 
 namespace {
 
-constexpr int kUsageError = 2;
-
 int Run(int argc, char** argv) {
   CLI::App program{
-      "Runs and looks after message-queue services on kivcorelib10.", "kiv"};
+      "Runs and looks after message-queue services, record stores, XML "
+      "databases and remote services on kivcorelib10.",
+      "kiv"};
   program.require_subcommand(1);
   program.footer(
       "Exit codes: 0 done, 1 failed, 2 wrong usage. Colour only on a "
@@ -41,7 +41,7 @@ int Run(int argc, char** argv) {
     words.pop_back();
     program.parse(words);
   } catch (const CLI::ParseError& error) {
-    return program.exit(error) == 0 ? 0 : kUsageError;
+    return kiv_tool::TellParseError(program, error);
   }
   return exit_code;
 }

@@ -11,7 +11,7 @@
 #include "kiv/encoding.h"
 #include "kiv/log.h"
 #include "kiv/mq/factory.h"
-#include "queue_text.h"
+#include "local_text.h"
 #include "service_command.h"
 #include "terminal.h"
 

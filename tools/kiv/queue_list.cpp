@@ -8,8 +8,8 @@
 
 #include "kiv/date_time.h"
 #include "kiv/mq/msmq_queue.h"
+#include "local_text.h"
 #include "queue_command.h"
-#include "queue_text.h"
 #include "queue_time.h"
 #include "terminal.h"
 
@@ -18,8 +18,6 @@ namespace {
 
 using kiv::mq::MsmqQueueInfo;
 using kiv::mq::QueueInfo;
-
-constexpr int kUsageError = 2;
 
 bool Has(const std::vector<std::string>& names, const std::string& name) {
   return std::find(names.begin(), names.end(), name) != names.end();
@@ -80,31 +78,24 @@ int ListQueues(const QueueOptions& /*options*/) {
 }
 
 int PurgeQueue(const QueueOptions& options) {
-  if (!options.is_confirmed && isatty(STDIN_FILENO) != 1) {
-    QueueFault("purge", "there is nobody to ask: add --yes");
-    return kUsageError;
-  }
   const auto queue = OpenNamedQueue(options, QueueInfo::ACCESS_RECEIVE);
   if (queue == nullptr) return 1;
   unsigned long long messages = 0;
   kiv::DateTime oldest;
   if (!queue->Count(messages, oldest))
     return QueueFault("purge", Utf8(queue->LastError()));
-  if (!options.is_confirmed && messages > 0) {
-    std::cout << "Remove " << messages << " messages of queue " << options.name
-              << "? [y/N] " << std::flush;
-    std::string answer;
-    std::getline(std::cin, answer);
-    if (answer != "y" && answer != "Y" && answer != "yes") {
-      std::cout << "nothing removed\n";
-      return 1;
-    }
-  }
+  // An empty one is nothing to ask about, where there is somebody to ask.
+  const bool is_confirmed =
+      options.is_confirmed || (messages == 0 && isatty(STDIN_FILENO) == 1);
+  const int refused = Confirm("queue purge",
+                              "Remove " + Counted(messages, "message") +
+                                  " of queue " + options.name + "?",
+                              is_confirmed);
+  if (refused != 0) return refused;
   unsigned long long removed = 0;
   if (!queue->Purge(removed))
     return QueueFault("purge", Utf8(queue->LastError()));
-  std::cout << removed
-            << (removed == 1 ? " message removed\n" : " messages removed\n");
+  std::cout << Counted(removed, "message") << " removed\n";
   return 0;
 }
 

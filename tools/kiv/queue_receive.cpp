@@ -10,8 +10,8 @@
 
 #include "kiv/date_time.h"
 #include "kiv/mq/msmq_queue.h"
+#include "local_text.h"
 #include "queue_command.h"
-#include "queue_text.h"
 #include "queue_time.h"
 #include "terminal.h"
 

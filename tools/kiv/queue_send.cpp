@@ -10,9 +10,9 @@
 #include <string>
 
 #include "kiv/mq/msmq_queue.h"
+#include "local_text.h"
 #include "progress.h"
 #include "queue_command.h"
-#include "queue_text.h"
 #include "standard_streams.h"
 #include "terminal.h"
 
@@ -58,11 +58,9 @@ class Sender {
   bool Send(const std::string& body) {
     std::string converted;
     if (options_.is_gb2312 && !ToGb2312(body, converted))
-      return Fail(
-          "is no UTF-8 text, or holds a character that GB2312 (code page 936) "
-          "lacks");
+      return Fail(kNotLocal);
     if (!queue_.Send(options_.is_gb2312 ? converted : body, label_))
-      return Fail(Utf8(queue_.LastError()));
+      return Fail(" " + Utf8(queue_.LastError()));
     progress_.Show(++sent_);
     return true;
   }
@@ -79,17 +77,17 @@ class Sender {
         body.append(piece, size);
       if (std::ferror(in) == 0 && !Send(body)) return false;
     }
-    return std::ferror(in) == 0 || Fail("cannot be read from " + name);
+    return std::ferror(in) == 0 || Fail(" cannot be read from " + name);
   }
   bool SendFile(const std::string& path) {
     if (path == "-")
       return HasStandardInput() ? SendStream(stdin, "standard input")
                                 : Fail(
-                                      "cannot be read: standard input is "
+                                      " cannot be read: standard input is "
                                       "closed");
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
         std::fopen(path.c_str(), "rb"), std::fclose);
-    return file == nullptr ? Fail("cannot be read from " + path)
+    return file == nullptr ? Fail(" cannot be read from " + path)
                            : SendStream(file.get(), path);
   }
 
@@ -99,7 +97,7 @@ class Sender {
  private:
   bool Fail(const std::string& text) {
     progress_.Clear();
-    QueueFault(kCommand, "message " + std::to_string(sent_ + 1) + " " + text +
+    QueueFault(kCommand, "message " + std::to_string(sent_ + 1) + text +
                              "; sent before it: " + std::to_string(sent_));
     return false;
   }
@@ -146,9 +144,7 @@ int SendToQueue(const QueueOptions& options) {
   Sender sender(*queue, options);
   const bool is_sent = SendAll(sender, options);
   sender.End();
-  if (is_sent)
-    std::cout << sender.Sent()
-              << (sender.Sent() == 1 ? " message sent\n" : " messages sent\n");
+  if (is_sent) std::cout << Counted(sender.Sent(), "message") << " sent\n";
   return is_sent ? 0 : 1;
 }
 

@@ -12,7 +12,7 @@
 #include <system_error>
 #include <vector>
 
-#include "queue_text.h"
+#include "local_text.h"
 #include "remote_command.h"
 #include "terminal.h"
 
@@ -267,15 +267,13 @@ int CallService(const RemoteOptions& options) {
   const Operation& operation = found->second;
   if (options.words.size() != operation.words) {
     RemoteFault(options.operation + " takes " +
-                std::to_string(operation.words) +
-                (operation.words == 1 ? " parameter" : " parameters"));
+                Counted(operation.words, "parameter"));
     return kUsageError;
   }
   Words words;
   for (const std::string& word : options.words) {
     if (!ToGb2312(word, words.emplace_back()))
-      return RemoteFault("'" + word +
-                         "' has a character that GB2312 (code page 936) lacks");
+      return RemoteFault("'" + word + "'" + kNotLocal);
   }
   const Client client;
   RemoteProxy* const proxy = client.Proxy(options, true);

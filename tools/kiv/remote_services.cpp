@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "kiv/dom.h"
-#include "password.h"
-#include "queue_text.h"
+#include "local_text.h"
 #include "remote_command.h"
+#include "secret.h"
 #include "terminal.h"
 
 namespace kiv_tool {
@@ -74,8 +74,7 @@ template <std::size_t N>
 bool Put(const std::string& utf8, const char* option, char (&field)[N]) {
   std::string local;
   if (!ToGb2312(utf8, local)) {
-    RemoteFault(std::string(option) +
-                " has a character that GB2312 (code page 936) lacks");
+    RemoteFault(std::string(option) + kNotLocal);
     return false;
   }
   if (local.size() >= N) {
@@ -94,8 +93,8 @@ bool PutAccessCode(const RemoteOptions& options, RemoteServiceInfo& info) {
     return true;
   const bool is_there =
       options.asks_access_code
-          ? AskPassword("Access code: ", code, reason)
-          : ReadPasswordFile(options.access_code_file, code, reason);
+          ? AskSecret(kAccessCode, "Access code: ", code, reason)
+          : ReadSecretFile(kAccessCode, options.access_code_file, code, reason);
   if (!is_there) {
     RemoteFault(reason);
     return false;

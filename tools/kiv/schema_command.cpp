@@ -15,7 +15,7 @@
 #include "dm/dm.h"
 #include "dm/object.h"
 #include "dm/schema_check.h"
-#include "kiv/encoding.h"
+#include "local_text.h"
 #include "terminal.h"
 
 namespace kiv_tool {
@@ -34,11 +34,7 @@ struct SchemaOptions {
   std::string output;
 };
 
-// Text of the library for a terminal, and the other way round.
 std::string Shown(const std::string& local) { return Printable(Utf8(local)); }
-std::string Local(const std::string& utf8) {
-  return utf8.empty() ? utf8 : kiv::utf8ToString(utf8.c_str(), 0).get();
-}
 
 std::string OutcomeText(Outcome outcome) {
   switch (outcome) {
@@ -73,7 +69,8 @@ bool DeclareFiles(const std::vector<std::string>& files, std::ostream& out,
                   bool tells_all) {
   bool done = true;
   for (const std::string& file : files) {
-    for (const SchemaFinding& finding : dm::CheckSchema(Local(file).c_str())) {
+    for (const SchemaFinding& finding :
+         dm::CheckSchema(ToLocal(file).c_str())) {
       const bool is_declared = finding.outcome == Outcome::Declared;
       if (tells_all || !is_declared) Print(out, file, finding);
       done &= is_declared;
@@ -179,7 +176,7 @@ int List(const SchemaOptions& options) {
       if (table.is_whole()) table.Add(name, metadata);
     }
   } else {
-    const auto type = types.by_name.find(Local(options.type));
+    const auto type = types.by_name.find(ToLocal(options.type));
     if (type == types.by_name.end()) return UnknownType("list", options.type);
     table.Add(type->first, type->second);
   }
@@ -216,20 +213,20 @@ bool Write(const void* metadata, const std::string& type,
       !file.empty() && (!std::filesystem::exists(status) ||
                         std::filesystem::is_regular_file(status));
   return is_file ? dm_o_metadata_to_xsd_file(metadata, type.c_str(),
-                                             Local(file).c_str())
+                                             ToLocal(file).c_str())
                  : WriteStream(metadata, type, file);
 }
 
 // The library's paths are text in the local encoding with either separator: a
 // name beyond that would be written as another one.
 bool IsPathOfTheLibrary(const std::string& file) {
-  return Utf8(Local(file)) == file && file.find('\\') == std::string::npos;
+  return Utf8(ToLocal(file)) == file && file.find('\\') == std::string::npos;
 }
 
 int Export(const SchemaOptions& options) {
   const CapturedLog log;
   const bool done = DeclareFiles(options.files, std::cerr, false);
-  const std::string type = Local(options.type);
+  const std::string type = ToLocal(options.type);
   const void* const metadata = dm_o_get_metadata(type.c_str());
   if (metadata == nullptr) return UnknownType("export", options.type);
   if (!IsPathOfTheLibrary(options.output)) {

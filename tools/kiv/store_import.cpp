@@ -8,10 +8,11 @@
 
 #include "csv_reader.h"
 #include "dm/dm.h"
+#include "local_text.h"
 #include "progress.h"
-#include "queue_text.h"
 #include "standard_streams.h"
 #include "store_command.h"
+#include "terminal.h"
 
 namespace kiv_tool {
 namespace {
@@ -50,7 +51,7 @@ class Import {
       return 1;
     }
     if (!transaction->Commit()) return place_.LibraryFault("nothing imported");
-    std::cerr << added_ << (added_ == 1 ? " row" : " rows") << " imported\n";
+    std::cerr << Counted(added_, "row") << " imported\n";
     return 0;
   }
 

@@ -6,8 +6,8 @@
 #include <sstream>
 #include <vector>
 
-#include "password.h"
-#include "queue_text.h"
+#include "local_text.h"
+#include "secret.h"
 #include "terminal.h"
 
 namespace kiv_tool {
@@ -50,9 +50,7 @@ void StorePlace::TellWarnings() const { std::cerr << NewReasons(); }
 
 bool StorePlace::LocalText(const std::string& utf8, std::string& local) const {
   if (ToGb2312(utf8, local)) return true;
-  Fault("'" + utf8 +
-        "' is no UTF-8 text, or holds a character that GB2312 (code page 936) "
-        "lacks");
+  Fault("'" + utf8 + "'" + kNotLocal);
   return false;
 }
 
@@ -85,13 +83,14 @@ bool StorePlace::ReadPassword(std::string& password) const {
   std::string reason;
   std::string utf8;
   if (password_file.empty() && !asks_password) return true;
-  if (password_file.empty() ? !AskPassword("Password: ", utf8, reason)
-                            : !ReadPasswordFile(password_file, utf8, reason)) {
+  if (password_file.empty()
+          ? !AskSecret(kPassword, "Password: ", utf8, reason)
+          : !ReadSecretFile(kPassword, password_file, utf8, reason)) {
     Fault(reason);
     return false;
   }
   if (ToGb2312(utf8, password)) return true;
-  Fault("the password holds a character that GB2312 (code page 936) lacks");
+  Fault(std::string("the password") + kNotLocal);
   return false;
 }
 
@@ -105,9 +104,7 @@ std::shared_ptr<kiv::store::Connection> StorePlace::Open(bool may_create) {
       !LocalText(user, local_user))
     return nullptr;
   if (!ToGb2312(utf8, local)) {
-    Fault(
-        "the connection text is no UTF-8, or holds a character that GB2312 "
-        "(code page 936) lacks");
+    Fault(std::string("the connection text") + kNotLocal);
     return nullptr;
   }
   auto connection = kiv::store::Factory().CreateConnection(local);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "dm/dm.h"
+#include "output_file.h"
 #include "progress.h"
 #include "store_command.h"
 #include "store_writing.h"
@@ -112,7 +113,7 @@ int StoreDump(StorePlace& place, const StoreOptions& options) {
   std::vector<std::string> names;
   if (!rows.Begin(names))
     return place.LibraryFault("'" + options.table + "' cannot be read");
-  OutputPlace output(options.output);
+  OutputFile output(options.output);
   const auto writer = WriterFor(options, output.Stream(), false);
   writer->Begin(names);
   Progress progress("rows written");
@@ -135,7 +136,7 @@ int StoreDump(StorePlace& place, const StoreOptions& options) {
   std::string reason;
   if (!output.Finish(reason)) return place.Fault(reason);
   if (!options.output.empty())
-    std::cerr << written << (written == 1 ? " row" : " rows") << " written\n";
+    std::cerr << Counted(written, "row") << " written\n";
   return 0;
 }
 
@@ -155,7 +156,8 @@ int StoreQuery(StorePlace& place, const StoreOptions& options) {
   if (options.gives_no_rows) {
     const long long changed = rows->Execute(statement, parameters);
     if (changed < 0) return place.LibraryFault("the statement failed");
-    std::cout << changed << (changed == 1 ? " row" : " rows") << " changed\n";
+    std::cout << Counted(static_cast<unsigned long long>(changed), "row")
+              << " changed\n";
     return 0;
   }
   const auto reader = rows->Query(statement, parameters);
@@ -163,7 +165,7 @@ int StoreQuery(StorePlace& place, const StoreOptions& options) {
   std::vector<std::string> names;
   for (const std::string& name : reader->ColumnNames())
     names.push_back(Utf8(name));
-  OutputPlace output(options.output);
+  OutputFile output(options.output);
   const auto writer = WriterFor(options, output.Stream(), true);
   writer->Begin(names);
   std::vector<StoreCell> row;

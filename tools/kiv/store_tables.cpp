@@ -77,8 +77,7 @@ int StorePing(StorePlace& place, const StoreOptions&) {
     return place.LibraryFault("the store is open, but cannot be read");
   const std::chrono::duration<double, std::milli> took =
       std::chrono::steady_clock::now() - start;
-  std::cout << "open, " << names.size()
-            << (names.size() == 1 ? " table, " : " tables, ") << std::fixed
+  std::cout << "open, " << Counted(names.size(), "table") << ", " << std::fixed
             << std::setprecision(1) << took.count() << " ms\n";
   return 0;
 }

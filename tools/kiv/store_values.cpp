@@ -4,14 +4,13 @@
 #include <charconv>
 #include <cstdint>
 #include <cstdio>
-#include <optional>
 #include <stdexcept>
 #include <string_view>
 
 #include "dm/dm.h"
 #include "kiv/date_time.h"
 #include "kiv/encoding.h"
-#include "queue_text.h"
+#include "local_text.h"
 #include "terminal.h"
 
 namespace kiv_tool {
@@ -20,6 +19,7 @@ namespace {
 using Any = dm::ObjectPtr<int*>;
 
 constexpr long long kTicksPerSecond = 10'000'000;
+constexpr int kVarWChar = 202;  // the ADO data type of texts
 
 template <typename Number>
 std::string Digits(Number number) {
@@ -57,29 +57,6 @@ StoreCell NumberCell(const Any& value) {
   Number number{};
   if (!value.object().Read(number)) return {};
   return {false, Digits(number)};
-}
-
-// (Hi32:Lo64) / 10^scale.
-std::string DecimalText(const DECIMAL& decimal) {
-  // 128 bits, a digit at a time from behind.
-  std::uint32_t words[3] = {decimal.Hi32,
-                            static_cast<std::uint32_t>(decimal.Lo64 >> 32),
-                            static_cast<std::uint32_t>(decimal.Lo64)};
-  std::string reversed;
-  const std::size_t scale = decimal.scale;
-  while (words[0] != 0 || words[1] != 0 || words[2] != 0 ||
-         reversed.size() <= scale) {
-    std::uint64_t rest = 0;
-    for (std::uint32_t& word : words) {
-      const std::uint64_t part = rest << 32 | word;
-      word = static_cast<std::uint32_t>(part / 10);
-      rest = part % 10;
-    }
-    reversed += static_cast<char>('0' + rest);
-  }
-  std::string text(reversed.rbegin(), reversed.rend());
-  if (scale > 0) text.insert(text.size() - scale, 1, '.');
-  return (decimal.sign != 0 ? "-" : "") + text;
 }
 
 template <typename Number>
@@ -277,7 +254,7 @@ StoreCell CellOf(const VARIANT& value) {
     case VT_R8:
       return {false, Digits(value.dblVal)};
     case VT_DECIMAL:
-      return {false, DecimalText(value.decVal)};
+      return CellOf(dm::Object::FromAdoDb(value, kVarWChar));
     case VT_BSTR: {
       const unsigned length = SysStringLen(value.bstrVal);
       if (length == 0) return {false, ""};
@@ -298,10 +275,7 @@ Any ValueOf(const std::string& text_utf8, dm_type_id_e type,
   const dm_type_info_t* const info = dm_o_type_info_from_id(type);
   reason = "'" + text_utf8 + "' is no " +
            (info == nullptr ? "value of a known type" : info->type_name);
-  if (type == DM_STRING)
-    reason = "'" + text_utf8 +
-             "' is no UTF-8 text, or holds a character that GB2312 (code page "
-             "936) lacks";
+  if (type == DM_STRING) reason = "'" + text_utf8 + "'" + kNotLocal;
   return nullptr;
 }
 

@@ -1,7 +1,7 @@
 #ifndef TOOLS_KIV_STORE_WRITING_H_
 #define TOOLS_KIV_STORE_WRITING_H_
 
-#include <fstream>
+#include <iosfwd>
 #include <memory>
 #include <string>
 #include <vector>
@@ -27,25 +27,6 @@ std::unique_ptr<RowWriter> MakeCsvWriter(std::ostream& out);
 std::unique_ptr<RowWriter> MakeXmlWriter(std::ostream& out);
 // For eyes: all rows at once, columns under each other.
 std::unique_ptr<RowWriter> MakeTableWriter(std::ostream& out);
-
-// Standard output, or a file that is there when it is whole; a pipe or a device
-// is written as it stands.
-class OutputPlace {
- public:
-  explicit OutputPlace(const std::string& file);
-  ~OutputPlace();
-  OutputPlace(const OutputPlace&) = delete;
-  OutputPlace& operator=(const OutputPlace&) = delete;
-
-  std::ostream& Stream();
-  // False, with the reason, when it could not be written.
-  bool Finish(std::string& reason);
-
- private:
-  std::string file_;
-  std::string beside_;  // empty: the place itself is written
-  std::ofstream stream_;
-};
 
 }  // namespace kiv_tool
 

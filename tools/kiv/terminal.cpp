@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iostream>
 
 #include "kiv/encoding.h"
 
@@ -75,6 +76,25 @@ std::string Printable(const std::string& utf8) {
     if ((byte >= 0x20 && byte != 0x7F) || c == '\t') out += c;
   }
   return out;
+}
+
+std::string Counted(unsigned long long count, const char* what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+int Confirm(const std::string& command, const std::string& question,
+            bool is_confirmed) {
+  if (is_confirmed) return 0;
+  if (isatty(STDIN_FILENO) == 0) {
+    std::cerr << "kiv " << command << ": there is nobody to ask; add --yes\n";
+    return 2;
+  }
+  std::cout << question << " [y/N] " << std::flush;
+  std::string answer;
+  std::getline(std::cin, answer);
+  if (answer == "y" || answer == "Y" || answer == "yes") return 0;
+  std::cout << "nothing removed\n";
+  return 1;
 }
 
 std::size_t DisplayWidth(std::string_view utf8) {

@@ -20,6 +20,14 @@ std::string Utf8(std::string_view local_text);
 // Without the control bytes that could steer the terminal; tabs stay.
 std::string Printable(const std::string& utf8);
 
+// "1 message", "2 messages".
+std::string Counted(unsigned long long count, const char* what);
+
+// 0 to go on, else the exit code. `command` is that of kiv, for what is said
+// where nobody can be asked.
+int Confirm(const std::string& command, const std::string& question,
+            bool is_confirmed);
+
 // Columns that a terminal gives the UTF-8 text: two for a Chinese character.
 std::size_t DisplayWidth(std::string_view utf8);
 

@@ -9,7 +9,7 @@
 #include <iostream>
 #include <string_view>
 
-#include "queue_text.h"
+#include "local_text.h"
 #include "terminal.h"
 
 namespace kiv_tool {
@@ -94,9 +94,9 @@ double Milliseconds(Clock::duration time) {
 
 void PrintTimes(Clock::duration preparing, Clock::duration running,
                 unsigned long long count) {
-  std::fprintf(stderr, "prepared in %.3f ms, answered in %.3f ms: %llu %s\n",
-               Milliseconds(preparing), Milliseconds(running), count,
-               count == 1 ? "item" : "items");
+  std::fprintf(stderr, "prepared in %.3f ms, answered in %.3f ms: %s\n",
+               Milliseconds(preparing), Milliseconds(running),
+               Counted(count, "item").c_str());
 }
 
 }  // namespace
@@ -180,9 +180,8 @@ bool XdbAsking::SetVariable(const std::string& definition) {
 
 bool XdbAsking::LocalQuery(const std::string& query, std::string& local) const {
   if (ToGb2312(query, local)) return true;
-  place_.Fault(
-      "the query is no UTF-8 text, or holds a character that GB2312 (code page "
-      "936) lacks; in strings and elements it can be written as &#xHEX;");
+  place_.Fault(std::string("the query") + kNotLocal +
+               "; in strings and elements it can be written as &#xHEX;");
   return false;
 }
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "queue_text.h"
+#include "local_text.h"
 #include "terminal.h"
 #include "xdb_command.h"
 

@@ -299,7 +299,7 @@ int RunXdbWords(XdbPlace& place, std::vector<std::string> words) {
   try {
     line.parse(words);
   } catch (const CLI::ParseError& error) {
-    return line.exit(error) == 0 ? 0 : 2;
+    return TellParseError(line, error);
   }
   return exit_code;
 }

@@ -1,14 +1,14 @@
 // kiv xdb: put, get, del, rename, ls and create.
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <iterator>
 #include <string>
 #include <system_error>
 #include <vector>
 
-#include "queue_text.h"
+#include "local_text.h"
+#include "output_file.h"
 #include "standard_streams.h"
 #include "terminal.h"
 #include "xdb_command.h"
@@ -18,10 +18,6 @@ namespace kiv_tool {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string Counted(unsigned long long count, const char* what) {
-  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
 
 bool IsXml(const fs::path& file) {
   std::string suffix = file.extension().string();
@@ -100,7 +96,8 @@ int RemoveContainer(XdbPlace& place, const XdbOptions& options) {
   if (manager == nullptr) return 1;
   if (!manager->IsExistContainer(local.c_str()))
     return place.Fault("there is no container '" + options.container + "'");
-  const int refused = place.Confirm(
+  const int refused = Confirm(
+      "xdb del",
       "Remove container " + options.container + " with all its documents?",
       options.is_confirmed);
   if (refused != 0) return refused;
@@ -198,10 +195,11 @@ int XdbGet(XdbPlace& place, const XdbOptions& options) {
       Write(content);
       continue;
     }
-    std::ofstream out(options.output, std::ios::binary);
-    out.write(content.data(), static_cast<std::streamsize>(content.size()));
-    out.close();
-    if (!out) return place.Fault(options.output + " cannot be written");
+    OutputFile output(options.output);
+    output.Stream().write(content.data(),
+                          static_cast<std::streamsize>(content.size()));
+    std::string reason;
+    if (!output.Finish(reason)) return place.Fault(reason);
   }
   return 0;
 }

@@ -1,15 +1,13 @@
 #include "xdb_place.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <iostream>
 #include <string_view>
 
 #include "kiv/strings.h"
-#include "password.h"
-#include "queue_text.h"
+#include "local_text.h"
+#include "secret.h"
 #include "terminal.h"
 
 namespace kiv_tool {
@@ -20,10 +18,6 @@ namespace fs = std::filesystem;
 constexpr long kEnvironmentFlags =
     kiv::XDbManager::THREAD | kiv::XDbManager::TRANSACTION;
 constexpr long kContainerFlags = kiv::XDbManager::ENCRYPT | kEnvironmentFlags;
-
-bool BeginsWith(const std::string& text, std::string_view start) {
-  return text.compare(0, start.size(), start) == 0;
-}
 
 }  // namespace
 
@@ -61,24 +55,8 @@ int XdbPlace::LibraryFault(const std::string& what) const {
 
 bool XdbPlace::LocalName(const std::string& name, std::string& local) const {
   if (ToGb2312(name, local)) return true;
-  Fault("'" + name +
-        "' is no UTF-8 text, or holds a character that GB2312 (code page 936) "
-        "lacks");
+  Fault("'" + name + "'" + kNotLocal);
   return false;
-}
-
-int XdbPlace::Confirm(const std::string& question, bool is_confirmed) const {
-  if (is_confirmed) return 0;
-  if (isatty(STDIN_FILENO) == 0) {
-    Fault("there is nobody to ask; add --yes");
-    return 2;
-  }
-  std::cout << question << " [y/N] " << std::flush;
-  std::string answer;
-  std::getline(std::cin, answer);
-  if (answer == "y" || answer == "Y" || answer == "yes") return 0;
-  std::cout << "nothing removed\n";
-  return 1;
 }
 
 bool XdbPlace::HoldsEnvironment() const {
@@ -88,7 +66,7 @@ bool XdbPlace::HoldsEnvironment() const {
   for (const fs::recursive_directory_iterator end; !error && entry != end;
        entry.increment(error)) {
     const std::string name = entry->path().filename().string();
-    if (BeginsWith(name, "__db.") || BeginsWith(name, "log.0") ||
+    if (name.starts_with("__db.") || name.starts_with("log.0") ||
         entry->path().extension() == ".xdb")
       return true;
   }
@@ -99,12 +77,12 @@ bool XdbPlace::Password(std::string& password, bool is_new) {
   std::string reason;
   bool is_known = true;
   if (!has_password_ && !password_file.empty()) {
-    is_known = ReadPasswordFile(password_file, password_, reason);
+    is_known = ReadSecretFile(kPassword, password_file, password_, reason);
   } else if (!has_password_ && asks_password) {
-    is_known = AskPassword("Password: ", password_, reason);
+    is_known = AskSecret(kPassword, "Password: ", password_, reason);
     std::string again;
     if (is_known && is_new) {
-      is_known = AskPassword("Again: ", again, reason);
+      is_known = AskSecret(kPassword, "Again: ", again, reason);
       if (is_known && again != password_) {
         is_known = false;
         reason = "the two passwords differ";

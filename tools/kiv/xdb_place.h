@@ -35,8 +35,6 @@ class XdbPlace {
   int LibraryFault(const std::string& what) const;
   // A name in the library's encoding. False, and said, when it cannot be.
   bool LocalName(const std::string& name, std::string& local) const;
-  // 0 to go on, else the exit code.
-  int Confirm(const std::string& question, bool is_confirmed) const;
 
  private:
   bool HoldsEnvironment() const;

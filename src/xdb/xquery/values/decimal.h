@@ -27,7 +27,7 @@ class Decimal {
   static constexpr int kMaxDigits = 100'000;
 
   Decimal() noexcept = default;
-  Decimal(std::int64_t value) noexcept : coefficient_(value) {}  // NOLINT
+  Decimal(std::int64_t value) noexcept : coefficient_(value) {}
   // coefficient / 10^scale, scale 0..18.
   Decimal(std::int64_t coefficient, int scale) noexcept;
   Decimal(const Decimal& other) noexcept;

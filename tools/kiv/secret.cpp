@@ -1,4 +1,4 @@
-#include "password.h"
+#include "secret.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -62,8 +62,8 @@ class QuietTerminal {
 
 }  // namespace
 
-bool ReadPasswordFile(const std::string& file, std::string& password,
-                      std::string& reason) {
+bool ReadSecretFile(const SecretKind& kind, const std::string& file,
+                    std::string& secret, std::string& reason) {
   struct stat state {};
   std::ifstream stream(file);
   std::string line;
@@ -77,21 +77,22 @@ bool ReadPasswordFile(const std::string& file, std::string& password,
   }
   if (!line.empty() && line.back() == '\r') line.pop_back();
   if (line.empty()) {
-    reason = file + ": its first line, the password, is empty";
+    reason = file + ": its first line, the " + kind.name + ", is empty";
     return false;
   }
   if ((state.st_mode & (S_IRWXG | S_IRWXO)) != 0)
-    std::cerr << "kiv: warning: others may read the password file " << file
-              << "; chmod 600 it\n";
-  password = line;
+    std::cerr << "kiv: warning: others may read " << file
+              << ", which holds the " << kind.name << "; chmod 600 it\n";
+  secret = line;
   return true;
 }
 
-bool AskPassword(const std::string& prompt, std::string& password,
-                 std::string& reason) {
+bool AskSecret(const SecretKind& kind, const std::string& prompt,
+               std::string& secret, std::string& reason) {
   const QuietTerminal terminal;
   if (!terminal.IsQuiet()) {
-    reason = "there is no terminal to ask at; use --password-file";
+    reason =
+        std::string("there is no terminal to ask at; use ") + kind.file_option;
     return false;
   }
   terminal.Write(prompt);
@@ -99,10 +100,10 @@ bool AskPassword(const std::string& prompt, std::string& password,
   const bool is_read = terminal.ReadLine(line);
   terminal.Write("\n");
   if (!is_read || line.find(kInterrupt) != std::string::npos || line.empty()) {
-    reason = "no password was given";
+    reason = std::string("no ") + kind.name + " was given";
     return false;
   }
-  password = line;
+  secret = line;
   return true;
 }
 

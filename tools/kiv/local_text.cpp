@@ -1,4 +1,4 @@
-#include "queue_text.h"
+#include "local_text.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,10 +1,10 @@
-#ifndef TOOLS_KIV_QUEUE_TEXT_H_
-#define TOOLS_KIV_QUEUE_TEXT_H_
+#ifndef TOOLS_KIV_LOCAL_TEXT_H_
+#define TOOLS_KIV_LOCAL_TEXT_H_
 
 #include <string>
 
-// Bodies and names between a terminal, which speaks UTF-8, and processors,
-// which speak GB2312 (code page 936).
+// Names, bodies and values between a terminal, which speaks UTF-8, and the
+// library, which speaks GB2312 (code page 936).
 namespace kiv_tool {
 
 // A name or a label. What the local encoding lacks becomes "?".
@@ -13,6 +13,9 @@ std::string ToLocal(const std::string& utf8);
 // A whole body, which may hold a NUL. False when it is no UTF-8, or holds what
 // code page 936 lacks: a body is not changed silently.
 bool ToGb2312(const std::string& utf8, std::string& gb);
+// Why it was false, behind what it is that was to be converted.
+inline constexpr char kNotLocal[] =
+    " is no UTF-8 text, or holds a character that GB2312 (code page 936) lacks";
 // False when it is not code page 936 alone.
 bool FromGb2312(const std::string& gb, std::string& utf8);
 
@@ -23,4 +26,4 @@ std::string ForTerminal(const std::string& body);
 
 }  // namespace kiv_tool
 
-#endif  // TOOLS_KIV_QUEUE_TEXT_H_
+#endif  // TOOLS_KIV_LOCAL_TEXT_H_
