@@ -2,7 +2,7 @@
 // written as a reference: nothing is lost on the way in or out.
 #include <string>
 
-#include "gtest/gtest.h"
+#include "gmock/gmock.h"
 #include "kiv/dom.h"
 #include "kiv/startup.h"
 #include "port/test_folder.h"
@@ -10,6 +10,8 @@
 
 namespace kiv {
 namespace {
+
+using ::testing::HasSubstr;
 
 constexpr const char* kGb2312 = "<?xml version='1.0' encoding='GB2312'?>";
 
@@ -60,11 +62,10 @@ TEST_F(Scenario04Repertoire, ReadsWhatWindowsMeansByGb2312) {
   EXPECT_EQ(root.Attribute("a"), text);
   DomDocumentContent utf8;
   ASSERT_TRUE(root.GetElementContent(utf8, "UTF-8"));
-  EXPECT_NE(std::string(utf8.GetContent())
-                .find("\xE9\x95\x95\xE2\x82\xAC\xE2\x80\x94\xC2\xB7\xE3\x80\x87"
-                      "\xE4\xB8\x82"),
-            std::string::npos)
-      << utf8.GetContent();
+  EXPECT_THAT(
+      utf8.GetContent(),
+      HasSubstr("\xE9\x95\x95\xE2\x82\xAC\xE2\x80\x94\xC2\xB7\xE3\x80\x87"
+                "\xE4\xB8\x82"));
 }
 
 TEST_F(Scenario04Repertoire, ReadsTextThatIsSplitBetweenBlocks) {
@@ -86,9 +87,8 @@ TEST_F(Scenario04Repertoire, WritesWhatTheEncodingLacksAsOneReference) {
   const std::string saved = SavedAndRead(
       "<r a='\xF0\x9F\x98\x80'>\xE4\xB8\xAD\xED\x95\x9C"
       "\xF0\x9F\x98\x80</r>");
-  EXPECT_NE(saved.find("a=\"&#x1F600;\">\xD6\xD0&#xD55C;&#x1F600;</r>"),
-            std::string::npos)
-      << saved;
+  EXPECT_THAT(saved,
+              HasSubstr("a=\"&#x1F600;\">\xD6\xD0&#xD55C;&#x1F600;</r>"));
 }
 
 TEST_F(Scenario04Repertoire, WritesSuchACdataSectionAsText) {
@@ -97,17 +97,12 @@ TEST_F(Scenario04Repertoire, WritesSuchACdataSectionAsText) {
   DomDocument document;
   ASSERT_TRUE(first_.parseURI("first.xml", document));
   ASSERT_TRUE(document.SaveAs("second.xml"));
-  EXPECT_NE(ReadTestFile("second.xml")
-                .find("<r>&lt;x&#x1F600;y<a/><![CDATA[<z>]]></r>"),
-            std::string::npos)
-      << ReadTestFile("second.xml");
+  EXPECT_THAT(ReadTestFile("second.xml"),
+              HasSubstr("<r>&lt;x&#x1F600;y<a/><![CDATA[<z>]]></r>"));
   // In the document itself it is still one.
   DomDocumentContent utf8;
   ASSERT_TRUE(document.GetDocumentContent(utf8, "UTF-8"));
-  EXPECT_NE(
-      std::string(utf8.GetContent()).find("<![CDATA[<x\xF0\x9F\x98\x80y]]>"),
-      std::string::npos)
-      << utf8.GetContent();
+  EXPECT_THAT(utf8.GetContent(), HasSubstr("<![CDATA[<x\xF0\x9F\x98\x80y]]>"));
 }
 
 TEST_F(Scenario04Repertoire, WritesReferencesAtEveryPlaceOfALongText) {

@@ -11,12 +11,6 @@
 namespace kiv {
 namespace {
 
-struct Attack {
-  const char* name;
-  std::string text;
-  std::string shown;
-};
-
 class Scenario08Log : public LogTest {
  protected:
   // The day's file after one call.
@@ -31,43 +25,43 @@ class Scenario08Log : public LogTest {
   }
 };
 
-class Scenario08LogText : public Scenario08Log,
-                          public testing::WithParamInterface<Attack> {};
-
-TEST_P(Scenario08LogText, GivesExactlyOneLine) {
-  const char* const text = GetParam().text.c_str();
-  const std::string& shown = GetParam().shown;
-  const FileSystemPath none;
-  EXPECT_EQ(After([&](Log& log) { log.Output(text, "s", "c", none, true); }),
-            "12:00:00 [c] s: " + shown + "\r\n");
-  EXPECT_EQ(After([&](Log& log) { log.Output("m", text, text, none, true); }),
-            "12:00:00 [" + shown + "] " + shown + ": m\r\n");
-  EXPECT_EQ(After([&](Log& log) {
-              log.Output("m", std::runtime_error(text), "s", "c", none, true);
-            }),
-            // C++ 异常：
-            "12:00:00 [c] s: m C++ \xD2\xEC\xB3\xA3\xA3\xBA" + shown + "\r\n");
-  EXPECT_EQ(After([&](Log&) {
-              Log::Instance().Open(Folder(), true);
-              LogPlain("s", "value '" + Shown(text) + "'");
-              Log::Instance().Close();
-            }),
-            "12:00:00 s: value '" + shown + "'\r\n");
+TEST_F(Scenario08Log, GivesExactlyOneLine) {
+  const struct {
+    const char* name;
+    std::string text;
+    std::string shown;
+  } cases[] = {
+      {"FakeEntry", "x\r\n00:00:00 [c] s: fake", "x\\r\\n00:00:00 [c] s: fake"},
+      {"TerminalSequence", "\x1B[2J\x1B]0;title\x07",
+       "\\x1B[2J\\x1B]0;title\\x07"},
+      {"LeadByteInFrontOfTheLineBreak", "x\xB4\r\n\xFE\n",
+       "x\\xB4\\r\\n\\xFE\\n"},
+      // 错, whose second half would pair with a byte put before it
+      {"BrokenBeforeWhole", "\xFF\xB4\xED\x81", "\\xFF\xB4\xED\\x81"},
+      {"BackspaceAndDelete", "ab\b\b\x7F", "ab\\x08\\x08\\x7F"}};
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.name);
+    const char* const text = row.text.c_str();
+    const std::string& shown = row.shown;
+    const FileSystemPath none;
+    EXPECT_EQ(After([&](Log& log) { log.Output(text, "s", "c", none, true); }),
+              "12:00:00 [c] s: " + shown + "\r\n");
+    EXPECT_EQ(After([&](Log& log) { log.Output("m", text, text, none, true); }),
+              "12:00:00 [" + shown + "] " + shown + ": m\r\n");
+    EXPECT_EQ(
+        After([&](Log& log) {
+          log.Output("m", std::runtime_error(text), "s", "c", none, true);
+        }),
+        // C++ 异常：
+        "12:00:00 [c] s: m C++ \xD2\xEC\xB3\xA3\xA3\xBA" + shown + "\r\n");
+    EXPECT_EQ(After([&](Log&) {
+                Log::Instance().Open(Folder(), true);
+                LogPlain("s", "value '" + Shown(text) + "'");
+                Log::Instance().Close();
+              }),
+              "12:00:00 s: value '" + shown + "'\r\n");
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Attack, Scenario08LogText,
-    testing::Values(
-        Attack{"FakeEntry", "x\r\n00:00:00 [c] s: fake",
-               "x\\r\\n00:00:00 [c] s: fake"},
-        Attack{"TerminalSequence", "\x1B[2J\x1B]0;title\x07",
-               "\\x1B[2J\\x1B]0;title\\x07"},
-        Attack{"LeadByteInFrontOfTheLineBreak", "x\xB4\r\n\xFE\n",
-               "x\\xB4\\r\\n\\xFE\\n"},
-        // 错, whose second half would pair with a byte put before it
-        Attack{"BrokenBeforeWhole", "\xFF\xB4\xED\x81", "\\xFF\xB4\xED\\x81"},
-        Attack{"BackspaceAndDelete", "ab\b\b\x7F", "ab\\x08\\x08\\x7F"}),
-    [](const auto& row) { return row.param.name; });
 
 TEST_F(Scenario08Log, ShowsWideAndUtf8TextTheSame) {
   const FileSystemPath none;

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <string>
 
 #include "dm/data_runtime.h"
@@ -24,8 +25,22 @@ inline Any NewObject(unsigned type_id, const void* arg = nullptr) {
   return Any::Take(dm_o_new(DM_SIGN_DEFAULT + type_id, arg));
 }
 
-inline StructPtr NewStructType() {
-  return StructPtr::Take(dm_o_struct_metadata_new());
+struct Field {
+  const char* name;
+  void* metadata;
+};
+
+inline StructPtr NewStructType(std::initializer_list<Field> fields = {}) {
+  StructPtr type = StructPtr::Take(dm_o_struct_metadata_new());
+  for (const auto& [name, metadata] : fields) {
+    EXPECT_TRUE(dm_o_struct_metadata_append(type.get(), name, metadata))
+        << name;
+  }
+  return type;
+}
+
+inline Any NewInstance(const StructPtr& type) {
+  return Any::Take(dm_o_instance_from_metadata(type.get()));
 }
 
 inline Any NewText(const std::string& text) {

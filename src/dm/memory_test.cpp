@@ -15,25 +15,22 @@ void Record(void* block) {
   std::free(block);
 }
 
-TEST(MemoryBlock, HandsItsHiddenWordToItsReleaseFunction) {
+TEST(MemoryBlock, HandsItsHiddenWordToItsReleaseFunctionIfAny) {
   released = nullptr;
-  auto* const block = static_cast<char*>(dm_open_memory(10, Record));
+  auto* block = static_cast<char*>(dm_open_memory(10, Record));
   ASSERT_NE(block, nullptr);
   std::memset(block, 0x5A, 10);
   dm_close_memory(block);
   EXPECT_EQ(released, block - sizeof(void*));
-}
 
-TEST(MemoryBlock, IsLeftAloneWithoutAReleaseFunction) {
-  auto* const block = static_cast<char*>(dm_open_memory(4, nullptr));
+  block = static_cast<char*>(dm_open_memory(4, nullptr));
   std::memcpy(block, "abc", 4);
   dm_close_memory(block);
   EXPECT_STREQ(block, "abc");
   std::free(block - sizeof(void*));
-  dm_close_memory(nullptr);
 }
 
-TEST(MemoryBlock, DynamicArrayFreesEverySlot) {
+TEST(MemoryBlock, ArraysHoldAllElementsAndFreeThem) {
   void** const slots = dm_open_dynamic_array_memory(3, true);
   ASSERT_NE(slots, nullptr);
   for (int i = 0; i < 3; ++i) EXPECT_EQ(slots[i], nullptr);
@@ -46,6 +43,12 @@ TEST(MemoryBlock, DynamicArrayFreesEverySlot) {
   open[1] = nullptr;
   dm_close_memory(open);
   dm_close_memory(dm_open_dynamic_array_memory(0, true));
+
+  auto* const block = static_cast<char*>(dm_open_fixed_array_memory(7, 1000));
+  std::memset(block, 1, 7000);
+  dm_close_memory(block);
+  dm_close_memory(dm_open_fixed_array_memory(0, 0));
+  dm_close_memory(dm_open_raw_memory(0));
 }
 
 TEST(MemoryBlock, RefusesSizesThatDoNotFit) {
@@ -56,14 +59,6 @@ TEST(MemoryBlock, RefusesSizesThatDoNotFit) {
   EXPECT_EQ(dm_open_fixed_array_memory(SIZE_MAX / 8 + 1, 8), nullptr);
   EXPECT_EQ(dm_open_dynamic_array_memory(SIZE_MAX / 8 + 1, true), nullptr);
   EXPECT_EQ(dm_open_dynamic_array_memory(SIZE_MAX / 8, true), nullptr);
-}
-
-TEST(MemoryBlock, FixedArrayHoldsAllItsElements) {
-  auto* const block = static_cast<char*>(dm_open_fixed_array_memory(7, 1000));
-  std::memset(block, 1, 7000);
-  dm_close_memory(block);
-  dm_close_memory(dm_open_fixed_array_memory(0, 0));
-  dm_close_memory(dm_open_raw_memory(0));
 }
 
 TEST(MemoryBlock, CopyIsAPlainBlock) {

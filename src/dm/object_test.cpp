@@ -14,21 +14,17 @@ using Handle = DataTest;
 
 TEST_F(Handle, ObjectLooksWithoutOwning) {
   const Any number = NewValue<std::int32_t>(DM_INT32, 3);
-  {
-    const Object a(number);
-    Object b = a;
-    b = Object(number.get());
-    EXPECT_EQ(dm_o_get_ref(number.get()), 1);
-    EXPECT_EQ(b.Data(), dm_o_data(number.get()));
-    EXPECT_EQ(b.Header(), static_cast<char*>(number.get()) + 8);
-    EXPECT_EQ(b.GetTypeId(), DM_INT32);
-    EXPECT_EQ(b.GetTypeInfo(), dm_o_type_info_from_id(DM_INT32));
-    EXPECT_EQ(b.GetObjectSize(), 12u);
-    EXPECT_EQ(b.GetType(), dm_o_int32_metadata());
-    EXPECT_FALSE(b.IsType());
-    EXPECT_TRUE(Object(b.GetType()).IsType());
-  }
+  const Object a(number);
+  Object b = a;
+  b = Object(number.get());
   EXPECT_EQ(dm_o_get_ref(number.get()), 1);
+  EXPECT_EQ(b.Data(), dm_o_data(number.get()));
+  EXPECT_EQ(b.Header(), static_cast<char*>(number.get()) + 8);
+  EXPECT_EQ(b.GetTypeInfo(), dm_o_type_info_from_id(DM_INT32));
+  EXPECT_EQ(b.GetObjectSize(), 12u);
+  EXPECT_EQ(b.GetType(), dm_o_int32_metadata());
+  EXPECT_FALSE(b.IsType());
+  EXPECT_TRUE(Object(b.GetType()).IsType());
 }
 
 TEST_F(Handle, EmptyObjectAnswersNothing) {
@@ -58,7 +54,13 @@ TEST_F(Handle, PointerHoldsExactlyOneReference) {
     EXPECT_FALSE(b);  // NOLINT(bugprone-use-after-move)
     EXPECT_EQ(dm_o_get_ref(first), 2);
     b = NewText("b");
-    b = c;
+    const Any watched = b;
+    Any& same = b;
+    b = std::move(same);
+    EXPECT_EQ(b, watched);
+    EXPECT_EQ(dm_o_get_ref(watched.get()), 2);
+    b = Any(c);  // releases the old object at once
+    EXPECT_EQ(dm_o_get_ref(watched.get()), 1);
     EXPECT_EQ(dm_o_get_ref(first), 3);
     EXPECT_EQ(b, c);
     std::vector<Any> row(5, c);

@@ -61,7 +61,7 @@ TEST_F(ReferenceCount, NeighboursDoNotDisturbEachOther) {
     ASSERT_TRUE(dm_o_struct_metadata_append(
         type.get(), ("f" + std::to_string(i)).c_str(), dm_o_byte_metadata()));
   }
-  const Any object = Any::Take(dm_o_instance_from_metadata(type.get()));
+  const Any object = NewInstance(type);
   std::atomic<std::size_t> next = 0;
   OnEveryThread([&] {
     void* const field = dm_o_struct_field_at(object.get(), next++);
@@ -100,11 +100,8 @@ TEST_F(ReferenceCount, LastReleaseIsMadeOnceAndSeesEveryWrite) {
 }
 
 TEST_F(ReferenceCount, SharedTypesAreInstantiatedFromEveryThread) {
-  const StructPtr type = NewStructType();
-  ASSERT_TRUE(
-      dm_o_struct_metadata_append(type.get(), "odd", dm_o_byte_metadata()));
-  ASSERT_TRUE(dm_o_struct_metadata_append(type.get(), "text",
-                                          dm_o_ansi_string_metadata()));
+  const StructPtr type = NewStructType(
+      {{"odd", dm_o_byte_metadata()}, {"text", dm_o_ansi_string_metadata()}});
   ASSERT_TRUE(dm_o_typedef(type.get(), "Record", false));
   OnEveryThread([] {
     for (int i = 0; i < 500; ++i) {

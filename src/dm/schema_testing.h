@@ -1,6 +1,7 @@
 #ifndef DM_SCHEMA_TESTING_H_
 #define DM_SCHEMA_TESTING_H_
 
+#include <sstream>
 #include <string>
 
 #include "dm/data_test_fixture.h"
@@ -36,14 +37,10 @@ class SchemaTest : public kiv::XmlTest {
   // The entries of the log without their time stamps.
   static std::string Logged() {
     std::string text;
-    const std::string log = LogText();
-    for (std::size_t begin = 0; begin < log.size();) {
-      const std::size_t end = std::min(log.find("\r\n", begin), log.size());
-      const std::string line = log.substr(begin, end - begin);
-      const std::size_t stamp = line.find(" [");
-      text += (stamp == std::string::npos ? line : line.substr(stamp + 1));
-      text += '\n';
-      begin = end + 2;
+    std::istringstream log(LogText());
+    for (std::string line; std::getline(log, line);) {
+      if (line.ends_with('\r')) line.pop_back();
+      text += line.substr(line.find(" [") + 1) + '\n';
     }
     return text;
   }

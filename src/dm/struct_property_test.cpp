@@ -265,8 +265,8 @@ void ExpectHolds(unsigned seed) {
   const StructPtr type = RandomStructType(random, limits);
   ExpectPacked(type.get());
 
-  Any original = Any::Take(dm_o_instance_from_metadata(type.get()));
-  const Any copy = Any::Take(dm_o_instance_from_metadata(type.get()));
+  Any original = NewInstance(type);
+  const Any copy = NewInstance(type);
   ASSERT_TRUE(original && copy);
   // Only Guids differ from instance to instance, so the copy is its own judge.
   const std::string untouched = Shown(copy.get());

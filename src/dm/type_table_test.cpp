@@ -69,21 +69,17 @@ TEST(TypeTable, SaysWhatEveryTypeIs) {
   }
 }
 
-TEST(TypeTable, HeaderInfosAreFourRecords) {
+TEST(TypeTable, HeadersAreFourRecordsAndAlignmentsEight) {
   const auto* const vector =
       dm_o_type_info_from_id(DM_OBJECT_VECTOR)->header_info();
   EXPECT_EQ(vector, dm_o_type_info_from_id(DM_VALUE_VECTOR)->header_info());
   EXPECT_NE(dm_value_header_info(), dm_big_value_header_info());
   EXPECT_NE(vector, dm_struct_header_info());
-}
-
-TEST(AlignTable, GivesBytesById) {
   const unsigned bytes[] = {4, 1, 2, 4, 8, 16, 32, 0};
-  for (unsigned id = 0; id < 8; ++id) {
-    EXPECT_EQ(dm_o_align_bytes_from_id(static_cast<dm_align_id_e>(id)),
-              bytes[id]);
-    EXPECT_EQ(Object::AlignBytesFromId(static_cast<dm_align_id_e>(id)),
-              bytes[id]);
+  for (unsigned i = 0; i < 8; ++i) {
+    const auto id = static_cast<dm_align_id_e>(i);
+    EXPECT_EQ(dm_o_align_bytes_from_id(id), bytes[i]);
+    EXPECT_EQ(Object::AlignBytesFromId(id), bytes[i]);
   }
 }
 
@@ -98,6 +94,11 @@ TEST(DeletorTable, OnlyThePlacedOneHasNoMemory) {
   const auto* const placed = Object::DeletorInfoFromId(DM_DELETOR_PLACED);
   EXPECT_EQ(placed->allocate, nullptr);
   EXPECT_EQ(placed->release, nullptr);
+  EXPECT_EQ(Object::TypeIdFromSign(0xABCD1210), DM_GUID);
+  const Any object = Any::Take(dm_o_new(0x1200, nullptr));
+  EXPECT_EQ(dm_o_deletor_info(object.get()),
+            dm_o_deletor_info_from_id(DM_DELETOR_PLAIN));
+  EXPECT_EQ(object.object().GetDeletorInfo(), dm_o_deletor_info(object.get()));
 }
 
 // What the short ways through an object's life say without asking the tables.
@@ -137,14 +138,6 @@ TEST(Layout, SaysWhatTheTablesSay) {
     EXPECT_EQ(IsHeap(sign), deletor != nullptr && deletor->allocate != nullptr)
         << id;
   }
-}
-
-TEST(Sign, NamesTypeAndDeletor) {
-  EXPECT_EQ(Object::TypeIdFromSign(0xABCD1210), DM_GUID);
-  const Any object = Any::Take(dm_o_new(0x1200, nullptr));
-  EXPECT_EQ(dm_o_deletor_info(object.get()),
-            dm_o_deletor_info_from_id(DM_DELETOR_PLAIN));
-  EXPECT_EQ(object.object().GetDeletorInfo(), dm_o_deletor_info(object.get()));
 }
 
 }  // namespace

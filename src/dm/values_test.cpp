@@ -40,16 +40,14 @@ TEST_F(String, TakesWideTextIntoTheLocalEncoding) {
 
 TEST_F(ValueVector, GrowsAndShrinks) {
   const Any vector = NewVectorOf(DM_INT32);
-  EXPECT_EQ(dm_o_vector_count(vector.get()), 0u);
   EXPECT_EQ(dm_o_vector_at(vector.get(), 0), nullptr);
   for (std::int32_t i = 0; i < 1000; ++i) {
     ASSERT_TRUE(dm_o_vector_append(vector.get(),
                                    NewValue<std::int32_t>(DM_INT32, i).get()));
   }
   EXPECT_EQ(dm_o_vector_count(vector.get()), 1000u);
-  EXPECT_EQ(ValueOf<std::int32_t>(
-                Any::Take(dm_o_vector_get(vector.get(), 999)).get()),
-            999);
+  const Any last = Any::Take(dm_o_vector_get(vector.get(), 999));
+  EXPECT_EQ(ValueOf<std::int32_t>(last.get()), 999);
   EXPECT_EQ(dm_o_vector_at(vector.get(), 1000), nullptr);
   EXPECT_EQ(dm_o_vector_at(vector.get(), SIZE_MAX / 4 + 1), nullptr);
   ASSERT_TRUE(dm_o_vector_resize(vector.get(), 2));
@@ -58,21 +56,19 @@ TEST_F(ValueVector, GrowsAndShrinks) {
   std::memcpy(values, dm_o_vector_at(vector.get(), 0), sizeof values);
   EXPECT_EQ(values[1], 1);
   EXPECT_EQ(values[3], 0);  // not what was cut off before
-  EXPECT_EQ(dm_o_vector_element_metadata(vector.get()), dm_o_int32_metadata());
-}
 
-TEST_F(ValueVector, RefusesSizesThatDoNotFit) {
-  const Any vector = NewVectorOf(DM_GUID);
-  ASSERT_TRUE(dm_o_vector_resize(vector.get(), 1));
+  const Any guids = NewVectorOf(DM_GUID);
+  ASSERT_TRUE(dm_o_vector_resize(guids.get(), 1));
   for (const std::size_t count : {SIZE_MAX, SIZE_MAX / 16, SIZE_MAX / 16 + 2}) {
-    EXPECT_FALSE(dm_o_vector_resize(vector.get(), count)) << count;
-    EXPECT_FALSE(dm_o_vector_append_values(vector.get(), &count, count));
+    EXPECT_FALSE(dm_o_vector_resize(guids.get(), count)) << count;
+    EXPECT_FALSE(dm_o_vector_append_values(guids.get(), &count, count));
   }
-  EXPECT_EQ(dm_o_vector_count(vector.get()), 1u);
+  EXPECT_EQ(dm_o_vector_count(guids.get()), 1u);
 }
 
 TEST_F(ValueVector, TakesExactlyItsElementType) {
   const Any vector = NewVectorOf(DM_INT32);
+  EXPECT_EQ(dm_o_vector_element_metadata(vector.get()), dm_o_int32_metadata());
   ASSERT_TRUE(dm_o_vector_resize(vector.get(), 2));
   const Any number = NewValue<std::int32_t>(DM_INT32, 7);
   EXPECT_TRUE(dm_o_vector_set(vector.get(), 1, number.get(), true));
@@ -90,7 +86,7 @@ TEST_F(ValueVector, TakesExactlyItsElementType) {
   EXPECT_FALSE(dm_o_vector_erase(vector.get(), 1));
 }
 
-TEST_F(ValueVector, HoldsPlainValuesOnly) {
+TEST_F(ValueVector, HoldsPlainValuesOfATypeThatIsSetOnce) {
   for (unsigned id = 0; id <= DM_BINARY; ++id) {
     const auto* const record = Record(static_cast<dm_type_id_e>(id));
     if (record == nullptr) continue;
@@ -100,9 +96,7 @@ TEST_F(ValueVector, HoldsPlainValuesOnly) {
   }
   const dm_type_info_t forged = *Record(DM_INT32);
   EXPECT_FALSE(NewObject(DM_VALUE_VECTOR, &forged));
-}
 
-TEST_F(ValueVector, MadeWithoutATypeGetsItOnceWhileEmpty) {
   const Any vector = NewObject(DM_VALUE_VECTOR);
   EXPECT_TRUE(dm_o_vector_resize(vector.get(), 0));
   EXPECT_FALSE(dm_o_vector_resize(vector.get(), 1));
@@ -119,44 +113,23 @@ TEST_F(ValueVector, MadeWithoutATypeGetsItOnceWhileEmpty) {
       dm_o_value_vector_set_element_type(vector.get(), Record(DM_BYTE)));
 }
 
-TEST_F(ValueVector, CopyIsItsOwn) {
-  const Any from = NewVectorOf(DM_INT64), to = NewVectorOf(DM_INT64);
-  const std::int64_t values[] = {1, 2, 3};
-  ASSERT_TRUE(dm_o_vector_append_values(from.get(), values, 3));
-  ASSERT_TRUE(dm_o_vector_resize(to.get(), 9));
-  ASSERT_TRUE(dm_o_copy_from(to.get(), dm_o_data(from.get())));
-  ASSERT_EQ(dm_o_vector_count(to.get()), 3u);
-  EXPECT_NE(dm_o_vector_at(to.get(), 0), dm_o_vector_at(from.get(), 0));
-  EXPECT_EQ(std::memcmp(dm_o_vector_at(to.get(), 0), values, sizeof values), 0);
-  ASSERT_TRUE(dm_o_copy_from(to.get(), dm_o_data(to.get())));
-  EXPECT_EQ(dm_o_vector_count(to.get()), 3u);
-  EXPECT_FALSE(
-      dm_o_copy_from(NewVectorOf(DM_INT32).get(), dm_o_data(from.get())));
-}
-
-TEST_F(ValueVector, BinaryIsOneOfBytes) {
-  const Any binary = NewObject(DM_BINARY);
-  ASSERT_TRUE(dm_o_vector_append_values(binary.get(),
-                                        "\0\xFF"
-                                        "a",
-                                        3));
-  EXPECT_EQ(dm_o_vector_count(binary.get()), 3u);
+TEST_F(ValueVector, CopiesToItselfAndVectorsOfItsTypeOnly) {
+  // One of bytes.
+  const Any binary = NewObject(DM_BINARY), copy = NewObject(DM_BINARY);
+  constexpr unsigned char kBytes[] = {0, 0xFF, 'a'};
+  ASSERT_TRUE(dm_o_vector_append_values(binary.get(), kBytes, 3));
   const Any byte = Any::Take(dm_o_vector_get(binary.get(), 1));
   EXPECT_EQ(byte.object().GetTypeId(), DM_BYTE);
   EXPECT_EQ(ValueOf<unsigned char>(byte.get()), 0xFF);
-  const Any copy = NewObject(DM_BINARY);
+  ASSERT_TRUE(dm_o_vector_resize(copy.get(), 9));
   ASSERT_TRUE(dm_o_copy_from(copy.get(), dm_o_data(binary.get())));
+  ASSERT_TRUE(dm_o_copy_from(copy.get(), dm_o_data(copy.get())));
   ASSERT_TRUE(dm_o_vector_erase(binary.get(), 0));
-  EXPECT_EQ(std::memcmp(dm_o_vector_at(binary.get(), 0),
-                        "\xFF"
-                        "a",
-                        2),
-            0);
-  EXPECT_EQ(std::memcmp(dm_o_vector_at(copy.get(), 0),
-                        "\0\xFF"
-                        "a",
-                        3),
-            0);
+  EXPECT_EQ(std::memcmp(dm_o_vector_at(binary.get(), 0), kBytes + 1, 2), 0);
+  ASSERT_EQ(dm_o_vector_count(copy.get()), 3u);
+  EXPECT_EQ(std::memcmp(dm_o_vector_at(copy.get(), 0), kBytes, 3), 0);
+  EXPECT_FALSE(dm_o_copy_from(NewVectorOf(DM_INT32).get(),
+                              dm_o_data(NewVectorOf(DM_INT64).get())));
 }
 
 TEST_F(ObjectVector, HoldsAReferenceAnElement) {
@@ -190,9 +163,7 @@ TEST_F(ObjectVector, HoldsAReferenceAnElement) {
     EXPECT_EQ(dm_o_vector_count(vector.get()), 1u);
   }
   EXPECT_EQ(dm_o_get_ref(text.get()), 1);
-}
 
-TEST_F(ObjectVector, SlotTakesOverAReferenceAsItIs) {
   const Any vector = NewObject(DM_OBJECT_VECTOR);
   ASSERT_TRUE(dm_o_vector_resize(vector.get(), 1));
   const Any first = NewText("1");

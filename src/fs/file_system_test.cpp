@@ -29,8 +29,8 @@ class FileSystemTest : public testing::Test {
   // The texts of the entries, in no order.
   static std::vector<std::string> List(const char* folder) {
     std::vector<std::string> names;
-    for (Directory_Iterator entry{FileSystemPath(folder)};
-         entry != Directory_Iterator(); ++entry)
+    for (Directory_Iterator entry{folder}; entry != Directory_Iterator();
+         ++entry)
       names.push_back(entry->string());
     return names;
   }
@@ -73,32 +73,31 @@ TEST_F(FileSystemTest, TellsFilesFromFoldersThroughLinks) {
 }
 
 TEST_F(FileSystemTest, NamesOnDiskAreUtf8) {
-  EXPECT_TRUE(FileSystem::create_directory(FileSystemPath("\xC4\xBF\xC2\xBC")));
+  EXPECT_TRUE(FileSystem::create_directory("\xC4\xBF\xC2\xBC"));
   EXPECT_TRUE(fs::is_directory("\xE7\x9B\xAE\xE5\xBD\x95"));
   WriteTestFile(fs::path("\xE7\x9B\xAE\xE5\xBD\x95") / kChineseNameUtf8, "x");
-  const FileSystemPath file =
-      FileSystemPath("\xC4\xBF\xC2\xBC") / FileSystemPath(kChineseName);
+  const FileSystemPath file = FileSystemPath("\xC4\xBF\xC2\xBC") / kChineseName;
   EXPECT_TRUE(FileSystem::is_file(file));
   EXPECT_THAT(List("\xC4\xBF\xC2\xBC"), UnorderedElementsAre(file.string()));
-  EXPECT_TRUE(FileSystem::rename(file, FileSystemPath(kChineseName)));
+  EXPECT_TRUE(FileSystem::rename(file, kChineseName));
   EXPECT_EQ(ReadTestFile(kChineseNameUtf8), "x");
 }
 
 TEST_F(FileSystemTest, MakesFoldersFromTheTop) {
-  EXPECT_TRUE(FileSystem::create_directories(FileSystemPath("a/b/c")));
+  EXPECT_TRUE(FileSystem::create_directories("a/b/c"));
   EXPECT_TRUE(fs::is_directory("a/b/c"));
-  EXPECT_TRUE(FileSystem::create_directories(FileSystemPath("a/b/c")));
+  EXPECT_TRUE(FileSystem::create_directories("a/b/c"));
   EXPECT_TRUE(FileSystem::create_directories(FileSystemPath()));
   EXPECT_TRUE(FileSystem::create_directories(Native("c:/x")))
       << "a drive is a name here";
   EXPECT_TRUE(fs::is_directory("c:/x"));
   WriteTestFile("file");
-  EXPECT_TRUE(FileSystem::create_directories(FileSystemPath("file")));
-  EXPECT_FALSE(FileSystem::create_directories(FileSystemPath("file/x/y")));
-  EXPECT_FALSE(FileSystem::create_directory(FileSystemPath("a")));
+  EXPECT_TRUE(FileSystem::create_directories("file"));
+  EXPECT_FALSE(FileSystem::create_directories("file/x/y"));
+  EXPECT_FALSE(FileSystem::create_directory("a"));
   std::string deep = "deep";
   for (int i = 0; i < 50000; ++i) deep += "/d";
-  EXPECT_FALSE(FileSystem::create_directories(FileSystemPath(deep)));
+  EXPECT_FALSE(FileSystem::create_directories(deep));
   EXPECT_FALSE(fs::exists("deep")) << "left something behind";
 }
 
@@ -107,43 +106,26 @@ TEST_F(FileSystemTest, RemovesOneObjectAndNeverWhatALinkLeadsTo) {
   WriteTestFile("file");
   fs::create_directory_symlink("full", "link");
   fs::create_symlink("nowhere", "dangling");
-  EXPECT_TRUE(FileSystem::remove(FileSystemPath("missing")));
-  EXPECT_TRUE(FileSystem::remove(FileSystemPath("file/below")));
-  EXPECT_FALSE(FileSystem::remove(FileSystemPath("full")));
-  EXPECT_TRUE(FileSystem::remove(FileSystemPath("link")));
-  EXPECT_TRUE(FileSystem::remove(FileSystemPath("dangling")));
-  EXPECT_TRUE(FileSystem::remove(FileSystemPath("file")));
+  EXPECT_TRUE(FileSystem::remove("missing"));
+  EXPECT_TRUE(FileSystem::remove("file/below"));
+  EXPECT_FALSE(FileSystem::remove("full"));
+  EXPECT_TRUE(FileSystem::remove("link"));
+  EXPECT_TRUE(FileSystem::remove("dangling"));
+  EXPECT_TRUE(FileSystem::remove("file"));
   EXPECT_TRUE(fs::is_directory("full/sub"));
   EXPECT_FALSE(fs::exists(fs::symlink_status("dangling")));
-  EXPECT_TRUE(FileSystem::remove(FileSystemPath("full/sub")));
-}
-
-TEST_F(FileSystemTest, RemoveAllCountsWhatItVisits) {
-  EXPECT_EQ(FileSystem::remove_all(FileSystemPath("missing")), 0U);
-  EXPECT_EQ(FileSystem::remove_all(FileSystemPath()), 0U);
-  WriteTestFile("file");
-  EXPECT_EQ(FileSystem::remove_all(FileSystemPath("file")), 1U);
-  fs::create_directory("folder");
-  WriteTestFile("folder/one");
-  WriteTestFile("folder/two");
-  EXPECT_EQ(FileSystem::remove_all(FileSystemPath("folder")), 3U);
-  EXPECT_TRUE(fs::is_empty("."));
+  EXPECT_TRUE(FileSystem::remove("full/sub"));
 }
 
 TEST_F(FileSystemTest, CopiesAndMovesOnlyToFreeNames) {
   WriteTestFile("from", "text");
   WriteTestFile("taken", "other");
-  EXPECT_FALSE(
-      FileSystem::copy_file(FileSystemPath("from"), FileSystemPath("taken")));
-  EXPECT_FALSE(
-      FileSystem::rename(FileSystemPath("from"), FileSystemPath("taken")));
-  EXPECT_FALSE(
-      FileSystem::copy_file(FileSystemPath("none"), FileSystemPath("copy")));
+  EXPECT_FALSE(FileSystem::copy_file("from", "taken"));
+  EXPECT_FALSE(FileSystem::rename("from", "taken"));
+  EXPECT_FALSE(FileSystem::copy_file("none", "copy"));
   EXPECT_FALSE(fs::exists("copy"));
-  EXPECT_TRUE(
-      FileSystem::copy_file(FileSystemPath("from"), FileSystemPath("copy")));
-  EXPECT_TRUE(
-      FileSystem::rename(FileSystemPath("from"), FileSystemPath("moved")));
+  EXPECT_TRUE(FileSystem::copy_file("from", "copy"));
+  EXPECT_TRUE(FileSystem::rename("from", "moved"));
   EXPECT_EQ(ReadTestFile("copy") + ReadTestFile("moved"), "texttext");
   EXPECT_EQ(ReadTestFile("taken"), "other");
   EXPECT_FALSE(fs::exists("from"));
@@ -217,7 +199,7 @@ TEST(FileSystem, CompletesAgainstABase) {
 TEST_F(FileSystemTest, IteratesOverEveryNameAsItIs) {
   EXPECT_EQ(Directory_Iterator(), Directory_Iterator());
   fs::create_directory("empty");
-  EXPECT_EQ(Directory_Iterator(FileSystemPath("empty")), Directory_Iterator());
+  EXPECT_EQ(Directory_Iterator("empty"), Directory_Iterator());
   fs::create_directory("d");
   for (const char* name : {"a:b", "..data", " blank ", "new\nline", "x*?",
                            "e:", kChineseNameUtf8, "back\\slash", "\xFF\xFE"})
@@ -228,11 +210,12 @@ TEST_F(FileSystemTest, IteratesOverEveryNameAsItIs) {
                              "d/x*?", "d/e:", std::string("d/") + kChineseName,
                              "d/back?slash", "d/??"));
   std::size_t found = 0;
-  for (Directory_Iterator entry{FileSystemPath("d")};
-       entry != Directory_Iterator(); ++entry)
+  for (Directory_Iterator entry{"d"}; entry != Directory_Iterator(); ++entry)
     found += FileSystem::is_file(*entry) ? 1 : 0;
   EXPECT_EQ(found, 7U);
-  EXPECT_EQ(FileSystem::remove_all(FileSystemPath("d")), 10U);
+  EXPECT_EQ(FileSystem::remove_all("missing"), 0U);
+  EXPECT_EQ(FileSystem::remove_all(FileSystemPath()), 0U);
+  EXPECT_EQ(FileSystem::remove_all("d"), 10U);
   EXPECT_FALSE(fs::exists("d"));
 }
 
@@ -240,13 +223,13 @@ TEST_F(FileSystemTest, CopiesOfAnIteratorShareTheirPosition) {
   fs::create_directory("d");
   WriteTestFile("d/one");
   WriteTestFile("d/two");
-  Directory_Iterator entry{FileSystemPath("d")};
+  Directory_Iterator entry{"d"};
   const Directory_Iterator copy = entry;
   const std::string first = entry->string();
   EXPECT_EQ((*entry++).string(), first);
   EXPECT_NE(copy->string(), first);
   EXPECT_EQ(copy, entry);
-  EXPECT_NE(Directory_Iterator(FileSystemPath("d")), entry);
+  EXPECT_NE(Directory_Iterator("d"), entry);
   EXPECT_EQ(++entry, Directory_Iterator());
   EXPECT_EQ(copy, Directory_Iterator());
   EXPECT_EQ(++entry, Directory_Iterator());
@@ -256,7 +239,7 @@ TEST_F(FileSystemTest, IteratingNoFolderThrows) {
   WriteTestFile("file");
   for (const char* path : {"", "missing", "file"}) {
     testing::internal::CaptureStderr();
-    EXPECT_EQ(WhatIsThrown([&] { Directory_Iterator{FileSystemPath(path)}; }),
+    EXPECT_EQ(WhatIsThrown([&] { Directory_Iterator{path}; }),
               "dm::Directory_Iterator constructor");
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "Directory_Iterator constructor Failed\n");
@@ -266,7 +249,7 @@ TEST_F(FileSystemTest, IteratingNoFolderThrows) {
 TEST_F(FileSystemTest, FindsFilesDepthFirst) {
   FileSystemPath found("untouched");
   const auto find = [&](const char* top, const char* name) {
-    return FileSystem::find_file(FileSystemPath(top), name, found);
+    return FileSystem::find_file(top, name, found);
   };
   EXPECT_FALSE(find("missing", "x"));
   fs::create_directories("top/sub/deep");
@@ -293,48 +276,37 @@ TEST_F(FileSystemTest, AFolderThatMayNotBeReadHoldsNothingToFind) {
   const auto as_a_user = [] {
     if (::geteuid() == 0 && ::setuid(65534) != 0) std::exit(2);
     FileSystemPath found;
-    const bool is_found =
-        FileSystem::find_file(FileSystemPath("top"), "wanted", found);
-    const bool is_empty = FileSystem::is_empty(FileSystemPath("top/locked"));
+    const bool is_found = FileSystem::find_file("top", "wanted", found);
+    const bool is_empty = FileSystem::is_empty("top/locked");
     std::exit(is_found || is_empty ? 1 : 0);
   };
   EXPECT_EXIT(as_a_user(), testing::ExitedWithCode(0), "");
   fs::permissions("top/locked", fs::perms(0700));
 }
 
-class PathVariable : public FileSystemTest {
- protected:
-  PathVariable() : before_(std::getenv("PATH")) {}
-  ~PathVariable() override { ::setenv("PATH", before_.c_str(), 1); }
+TEST_F(FileSystemTest, PathVariableGetsAFolderInFrontOnce) {
+  const std::string before = std::getenv("PATH");
   // As the system sees it.
-  static std::string Now() { return std::getenv("PATH"); }
-
- private:
-  std::string before_;
-};
-
-TEST_F(PathVariable, GetsAFolderInFrontOnce) {
+  const auto now = [] { return std::string(std::getenv("PATH")); };
   // Holds what our texts cannot.
   const std::string old = "/usr/bin:/opt/\xF0\x9F\x98\x80";
   const std::string here = folder_.path().string();
   ::setenv("PATH", old.c_str(), 1);
   EXPECT_FALSE(FileSystem::add_path_to_env(""));
   EXPECT_TRUE(FileSystem::add_path_to_env(here));
-  EXPECT_EQ(Now(), here + ":" + old) << "in the form the system searches";
+  EXPECT_EQ(now(), here + ":" + old) << "in the form the system searches";
   EXPECT_TRUE(FileSystem::add_path_to_env(here));
   WriteTestFile("module.so");
   EXPECT_TRUE(FileSystem::add_path_to_env(here + "\\module.so"));
   EXPECT_TRUE(FileSystem::add_path_to_env("/usr")) << "a part of an entry";
   EXPECT_FALSE(FileSystem::add_path_to_env("/a:b")) << "would be two folders";
-  EXPECT_EQ(Now(), here + ":" + old);
+  EXPECT_EQ(now(), here + ":" + old);
   EXPECT_TRUE(FileSystem::add_path_to_env("/\xD6\xD0"));
-  EXPECT_EQ(Now(), "/\xE4\xB8\xAD:" + here + ":" + old);
-}
-
-TEST_F(PathVariable, IsMadeWhenThereIsNone) {
+  EXPECT_EQ(now(), "/\xE4\xB8\xAD:" + here + ":" + old);
   ::unsetenv("PATH");
   EXPECT_TRUE(FileSystem::add_path_to_env("/opt/x"));
-  EXPECT_EQ(Now(), "/opt/x");
+  EXPECT_EQ(now(), "/opt/x");
+  ::setenv("PATH", before.c_str(), 1);
 }
 
 }  // namespace

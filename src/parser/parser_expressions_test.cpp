@@ -43,131 +43,108 @@ TEST(ParserExpressions, ConnectionKeepsEverythingBehindTheProtocol) {
   EXPECT_EQ(rest, "");
 }
 
-struct LocationCase {
-  const char* name;
-  std::string text;
-  bool generic;
-  bool is_good;
-  std::string location, part2, part3;
-};
-
-class ParseLocation : public testing::TestWithParam<LocationCase> {};
-
-TEST_P(ParseLocation, SplitsAtTheColons) {
-  const LocationCase& row = GetParam();
-  const ExactText text(row.text);
-  std::string protocol, location = "old", part2 = "old", part3 = "old";
-  unsigned consumed = 99;
-  EXPECT_EQ(Parser::ParseLocationExpression(text.begin(), text.end(), protocol,
-                                            location, part2, part3, consumed,
-                                            row.generic),
-            row.is_good);
-  EXPECT_EQ(location, row.location);
-  EXPECT_EQ(part2, row.part2);
-  EXPECT_EQ(part3, row.part3);
-  EXPECT_EQ(consumed, row.is_good ? row.text.size() : 0);
-  if (row.is_good) {
-    EXPECT_EQ(protocol, "dll");
+TEST(ParseLocation, SplitsAtTheColons) {
+  const struct {
+    const char* name;
+    std::string text;
+    bool generic;
+    bool is_good;
+    std::string location, part2, part3;
+  } cases[] = {
+      {"DriveIsCutOff", "dll://c:/data/x.db", false, true, "c", "/data/x.db",
+       ""},
+      {"LocationAlone", "dll://bin\\x", false, true, "bin\\x", "", ""},
+      {"Generic", "dll://bin\\x:f", true, true, "BIN/X", "f", ""},
+      {"ThirdColonIsText", "dll://x:f:a:b", false, true, "x", "f", "a:b"},
+      {"EmptyParts", "dll://x::a", false, true, "x", "", "a"},
+      {"ColonAtTheEnd", "dll://x:", false, true, "x", "", ""},
+      {"NoLocation", "dll://:f", false, false, "", "", ""},
+      {"Nothing", "dll://", false, false, "", "", ""},
+      {"NoProtocol", "x:f", false, false, "", "", ""}};
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.name);
+    const ExactText text(row.text);
+    std::string protocol, location = "old", part2 = "old", part3 = "old";
+    unsigned consumed = 99;
+    EXPECT_EQ(Parser::ParseLocationExpression(text.begin(), text.end(),
+                                              protocol, location, part2, part3,
+                                              consumed, row.generic),
+              row.is_good);
+    EXPECT_EQ(location, row.location);
+    EXPECT_EQ(part2, row.part2);
+    EXPECT_EQ(part3, row.part3);
+    EXPECT_EQ(consumed, row.is_good ? row.text.size() : 0);
+    if (row.is_good) {
+      EXPECT_EQ(protocol, "dll");
+    }
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Texts, ParseLocation,
-    testing::Values(
-        LocationCase{"DriveIsCutOff", "dll://c:/data/x.db", false, true, "c",
-                     "/data/x.db", ""},
-        LocationCase{"LocationAlone", "dll://bin\\x", false, true, "bin\\x", "",
-                     ""},
-        LocationCase{"Generic", "dll://bin\\x:f", true, true, "BIN/X", "f", ""},
-        LocationCase{"ThirdColonIsText", "dll://x:f:a:b", false, true, "x", "f",
-                     "a:b"},
-        LocationCase{"EmptyParts", "dll://x::a", false, true, "x", "", "a"},
-        LocationCase{"ColonAtTheEnd", "dll://x:", false, true, "x", "", ""},
-        LocationCase{"NoLocation", "dll://:f", false, false, "", "", ""},
-        LocationCase{"Nothing", "dll://", false, false, "", "", ""},
-        LocationCase{"NoProtocol", "x:f", false, false, "", "", ""}),
-    [](const auto& row) { return row.param.name; });
-
-struct PathCase {
-  const char* name;
-  std::string text;
-  std::string current;
-  bool generic;
-  std::string out;
-};
-
-class ParsePath : public testing::TestWithParam<PathCase> {};
-
-TEST_P(ParsePath, PutsNamesTogether) {
-  const PathCase& row = GetParam();
-  const ExactText text(row.text);
-  std::string out = "old";
-  unsigned consumed = 99;
-  EXPECT_TRUE(Parser::ParseLocalPath(text.begin(), text.end(), out, consumed,
-                                     row.generic, row.current));
-  EXPECT_EQ(out, row.out);
-  EXPECT_EQ(consumed, row.text.size());
+TEST(ParsePath, PutsNamesTogether) {
+  const struct {
+    const char* name;
+    std::string text;
+    std::string current;
+    bool generic;
+    std::string out;
+  } cases[] = {
+      {"Parent", "../logs", "c:/app/bin", false, "c:/app/logs"},
+      {"Current", " ./logs", "c:/app/bin", false, "c:/app/bin/logs"},
+      {"Grandparent", "...", "c:/app/bin", false, "c:/"},
+      {"NativeCurrent", "..\\x", "c:\\app\\bin", false, "c:/app/x"},
+      {"UpToTheRoot", ".../x", "/app/bin", false, "/x"},
+      {"Server", "//srv/share", "", false, "//srv/share"},
+      {"NativeServer", "\\\\srv\\share", "", false, "//srv/share"},
+      {"LongPathPrefix", "\\\\?\\c:\\x", "", false, "c:/x"},
+      {"EmptyItemsVanish", "/a//b\\\\c/", "", false, "a/b/c"},
+      {"Generic", "a\\b", "", true, "A/B"},
+      {"SecondByteIsNoSeparator", "\x81\x5C/x", "", false, "\x81\x5C/x"},
+      {"DotsInsideANameAreNothingSpecial", "a.b/c.", "", false, "a.b/c."}};
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.name);
+    const ExactText text(row.text);
+    std::string out = "old";
+    unsigned consumed = 99;
+    EXPECT_TRUE(Parser::ParseLocalPath(text.begin(), text.end(), out, consumed,
+                                       row.generic, row.current));
+    EXPECT_EQ(out, row.out);
+    EXPECT_EQ(consumed, row.text.size());
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Texts, ParsePath,
-    testing::Values(
-        PathCase{"Parent", "../logs", "c:/app/bin", false, "c:/app/logs"},
-        PathCase{"Current", " ./logs", "c:/app/bin", false, "c:/app/bin/logs"},
-        PathCase{"Grandparent", "...", "c:/app/bin", false, "c:/"},
-        PathCase{"NativeCurrent", "..\\x", "c:\\app\\bin", false, "c:/app/x"},
-        PathCase{"UpToTheRoot", ".../x", "/app/bin", false, "/x"},
-        PathCase{"Server", "//srv/share", "", false, "//srv/share"},
-        PathCase{"NativeServer", "\\\\srv\\share", "", false, "//srv/share"},
-        PathCase{"LongPathPrefix", "\\\\?\\c:\\x", "", false, "c:/x"},
-        PathCase{"EmptyItemsVanish", "/a//b\\\\c/", "", false, "a/b/c"},
-        PathCase{"Generic", "a\\b", "", true, "A/B"},
-        PathCase{"SecondByteIsNoSeparator", "\x81\x5C/x", "", false,
-                 "\x81\x5C/x"},
-        PathCase{"DotsInsideANameAreNothingSpecial", "a.b/c.", "", false,
-                 "a.b/c."}),
-    [](const auto& row) { return row.param.name; });
-
-struct BadPathCase {
-  const char* name;
-  std::string text;
-  std::string current;
-  std::string logged;
-};
-
-class RefusedPath : public testing::TestWithParam<BadPathCase> {};
-
-TEST_P(RefusedPath, LogsWhy) {
-  const CapturedLog log;
-  const BadPathCase& row = GetParam();
-  const ExactText text(row.text);
-  std::string out = "old";
-  unsigned consumed = 99;
-  EXPECT_FALSE(Parser::ParseLocalPath(text.begin(), text.end(), out, consumed,
-                                      false, row.current));
-  EXPECT_EQ(out, "");
-  EXPECT_EQ(consumed, 0u);
-  EXPECT_TRUE(log.Has("Parser::ParseLocalPathItem Failed: " + row.logged))
-      << log.Text();
+TEST(RefusedPath, LogsWhy) {
+  const struct {
+    const char* name;
+    std::string text;
+    std::string current;
+    std::string logged;
+  } cases[] = {
+      {"DotsNotFirst", "a/../b", "c:/app", "'../b' \xCE\xDE\xD0\xA7"},  // 无效
+      {"NoCurrentPath", "./x", "",
+       "curr_path \xB2\xCE\xCA\xFD\xB2\xBB\xD4\xCA\xD0\xED\xCE\xAA"
+       "\xBF\xD5"},  // 参数不允许为空
+      {"OtherCharacterAmongDots", "..x/y", "c:/app",
+       // 第 ... 个字符不是.字符，失败。
+       "'..x/y' \xB5\xDA 2\xB8\xF6\xD7\xD6\xB7\xFB\xB2\xBB\xCA\xC7"
+       ".\xD7\xD6\xB7\xFB\xA3\xAC\xCA\xA7\xB0\xDC\xA1\xA3"},
+      {"AboveTheRoot", "....", "/app/bin",
+       // 超出了 ... 的根目录。
+       "'....' \xB3\xAC\xB3\xF6\xC1\xCB '/app/bin' \xB5\xC4\xB8"
+       "\xF9\xC4\xBF\xC2\xBC\xA1\xA3"}};
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.name);
+    const CapturedLog log;
+    const ExactText text(row.text);
+    std::string out = "old";
+    unsigned consumed = 99;
+    EXPECT_FALSE(Parser::ParseLocalPath(text.begin(), text.end(), out, consumed,
+                                        false, row.current));
+    EXPECT_EQ(out, "");
+    EXPECT_EQ(consumed, 0u);
+    EXPECT_TRUE(log.Has("Parser::ParseLocalPathItem Failed: " + row.logged))
+        << log.Text();
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Texts, RefusedPath,
-    testing::Values(
-        BadPathCase{"DotsNotFirst", "a/../b", "c:/app",
-                    "'../b' \xCE\xDE\xD0\xA7"},  // 无效
-        BadPathCase{"NoCurrentPath", "./x", "",
-                    "curr_path \xB2\xCE\xCA\xFD\xB2\xBB\xD4\xCA\xD0\xED\xCE\xAA"
-                    "\xBF\xD5"},  // 参数不允许为空
-        BadPathCase{"OtherCharacterAmongDots", "..x/y", "c:/app",
-                    // 第 ... 个字符不是.字符，失败。
-                    "'..x/y' \xB5\xDA 2\xB8\xF6\xD7\xD6\xB7\xFB\xB2\xBB\xCA\xC7"
-                    ".\xD7\xD6\xB7\xFB\xA3\xAC\xCA\xA7\xB0\xDC\xA1\xA3"},
-        BadPathCase{"AboveTheRoot", "....", "/app/bin",
-                    // 超出了 ... 的根目录。
-                    "'....' \xB3\xAC\xB3\xF6\xC1\xCB '/app/bin' \xB5\xC4\xB8"
-                    "\xF9\xC4\xBF\xC2\xBC\xA1\xA3"}),
-    [](const auto& row) { return row.param.name; });
 
 TEST(ToFullPath, ResolvesDotsAndLeavesTheRest) {
   const struct {

@@ -86,54 +86,47 @@ TEST(ParserPrimitives, AlphaTakesNoMoreThanAsked) {
   EXPECT_EQ(consumed, 1u);
 }
 
-struct ToCase {
-  const char* name;
-  std::string text;
-  std::string delimiter;
-  bool ignore_case;
-  std::string out;
-  unsigned consumed;
-};
-
-class ParseTo : public testing::TestWithParam<ToCase> {};
-
-TEST_P(ParseTo, StopsBeforeTheDelimiter) {
-  const ToCase& row = GetParam();
-  const ExactText text(row.text);
-  std::string out = "old";
-  unsigned consumed = 99;
-  EXPECT_TRUE(Parser::ParseTo(text.begin(), text.end(), row.delimiter,
-                              row.ignore_case, out, consumed));
-  EXPECT_EQ(out, row.out);
-  EXPECT_EQ(consumed, row.consumed);
-  std::string* const measure_only = nullptr;
-  EXPECT_TRUE(Parser::ParseTo(text.begin(), text.end(), row.delimiter,
-                              row.ignore_case, measure_only, consumed));
-  EXPECT_EQ(consumed, row.consumed);
+TEST(ParserSpans, StopsBeforeTheDelimiter) {
+  const struct {
+    const char* name;
+    std::string text;
+    std::string delimiter;
+    bool ignore_case;
+    std::string out;
+    unsigned consumed;
+  } cases[] = {{"DropsTrailingBlanksButCountsThem", "  key = value", "=", false,
+                "key", 6},
+               {"WordInAnyCase", "a b END c", "end", true, "a b", 4},
+               {"WordInThisCase", "a End end", "end", false, "a End", 6},
+               {"ToTheEnd", "abc ", ";", false, "abc", 4},
+               {"CutDelimiterIsNone", "abcEN", "end", true, "abcEN", 5},
+               {"NoDelimiter", " abc ", "", false, "abc", 5},
+               {"DelimiterAtOnce", "=x", "=", false, "", 0},
+               {"DelimiterIsBlank", "  a b", " ", false, "a", 3},
+               {"OnlyBlanks", "   ", "=", false, "", 3},
+               {"NulIsNeverFound", "a\0b"s, "\0"s, false, "a\0b"s, 3},
+               {"SecondByteIsNoDelimiter", kLikeBar + "a|b", "|", false,
+                kLikeBar + "a", 3},
+               {"SecondByteIsNoLetter", "\x81\x58x", "X", true, "\x81\x58", 2},
+               {"SecondByteHasNoCase", "\xB4\x61\xB4\x41", "\xB4\x41", true,
+                "\xB4\x61", 2},
+               {"ChineseDelimiter", "\xD6\xD0\xCE\xC4", "\xCE\xC4", false,
+                "\xD6\xD0", 2}};
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.name);
+    const ExactText text(row.text);
+    std::string out = "old";
+    unsigned consumed = 99;
+    EXPECT_TRUE(Parser::ParseTo(text.begin(), text.end(), row.delimiter,
+                                row.ignore_case, out, consumed));
+    EXPECT_EQ(out, row.out);
+    EXPECT_EQ(consumed, row.consumed);
+    std::string* const measure_only = nullptr;
+    EXPECT_TRUE(Parser::ParseTo(text.begin(), text.end(), row.delimiter,
+                                row.ignore_case, measure_only, consumed));
+    EXPECT_EQ(consumed, row.consumed);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Texts, ParseTo,
-    testing::Values(
-        ToCase{"DropsTrailingBlanksButCountsThem", "  key = value", "=", false,
-               "key", 6},
-        ToCase{"WordInAnyCase", "a b END c", "end", true, "a b", 4},
-        ToCase{"WordInThisCase", "a End end", "end", false, "a End", 6},
-        ToCase{"ToTheEnd", "abc ", ";", false, "abc", 4},
-        ToCase{"CutDelimiterIsNone", "abcEN", "end", true, "abcEN", 5},
-        ToCase{"NoDelimiter", " abc ", "", false, "abc", 5},
-        ToCase{"DelimiterAtOnce", "=x", "=", false, "", 0},
-        ToCase{"DelimiterIsBlank", "  a b", " ", false, "a", 3},
-        ToCase{"OnlyBlanks", "   ", "=", false, "", 3},
-        ToCase{"NulIsNeverFound", "a\0b"s, "\0"s, false, "a\0b"s, 3},
-        ToCase{"SecondByteIsNoDelimiter", kLikeBar + "a|b", "|", false,
-               kLikeBar + "a", 3},
-        ToCase{"SecondByteIsNoLetter", "\x81\x58x", "X", true, "\x81\x58", 2},
-        ToCase{"SecondByteHasNoCase", "\xB4\x61\xB4\x41", "\xB4\x41", true,
-               "\xB4\x61", 2},
-        ToCase{"ChineseDelimiter", "\xD6\xD0\xCE\xC4", "\xCE\xC4", false,
-               "\xD6\xD0", 2}),
-    [](const auto& row) { return row.param.name; });
 
 TEST(ParserSpans, FormsWithoutTheFlagIgnoreCase) {
   const ExactText text("abcXdef");
@@ -146,46 +139,39 @@ TEST(ParserSpans, FormsWithoutTheFlagIgnoreCase) {
   EXPECT_EQ(consumed, 3u);
 }
 
-struct ToAnyCase {
-  const char* name;
-  std::string text;
-  const char* stop;
-  const char* accept;
-  std::string out;
-  unsigned consumed;
-};
-
-class ParseToAny : public testing::TestWithParam<ToAnyCase> {};
-
-TEST_P(ParseToAny, EndsWithItsSet) {
-  const ToAnyCase& row = GetParam();
-  const ExactText text(row.text);
-  std::string out = "old";
-  unsigned consumed = 99;
-  EXPECT_TRUE(Parser::ParseToAny(text.begin(), text.end(), row.stop, row.accept,
-                                 out, consumed, "def"));
-  EXPECT_EQ(out, row.out);
-  EXPECT_EQ(consumed, row.consumed);
+TEST(ParseToAny, EndsWithItsSet) {
+  const struct {
+    const char* name;
+    std::string text;
+    const char* stop;
+    const char* accept;
+    std::string out;
+    unsigned consumed;
+  } cases[] = {
+      {"Stop", " ab ,;c", ";,", nullptr, "ab", 4},
+      {"StopAtOnce", ";c", ";", "", "def", 0},
+      {"StopAtNul", "ab\0;"s, ";", nullptr, "ab", 2},
+      {"StopNotInSecondByte", kLikeBar + "|", "|", nullptr, kLikeBar, 2},
+      {"StopAtChineseCharacter", "\xD6\xD0\xA3\xAC\xCE\xC4", "\xA3\xAC",
+       nullptr, "\xD6\xD0", 2},
+      {"ChineseStopIsNoneByHalves", "\xA3\xBB\xA3\xAC", "\xA3\xAC", nullptr,
+       "\xA3\xBB", 2},
+      {"Accept", "00712x", nullptr, "0123456789", "00712", 5},
+      {"AcceptNothing", "x", nullptr, "0123456789", "def", 0},
+      {"AcceptEndsAtNul", "12\0"s, nullptr, "12", "12", 2},
+      {"NoSets", " a;b ", nullptr, nullptr, "a;b", 5},
+      {"OnlyBlanks", "  ", ";", nullptr, "def", 2}};
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.name);
+    const ExactText text(row.text);
+    std::string out = "old";
+    unsigned consumed = 99;
+    EXPECT_TRUE(Parser::ParseToAny(text.begin(), text.end(), row.stop,
+                                   row.accept, out, consumed, "def"));
+    EXPECT_EQ(out, row.out);
+    EXPECT_EQ(consumed, row.consumed);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Texts, ParseToAny,
-    testing::Values(
-        ToAnyCase{"Stop", " ab ,;c", ";,", nullptr, "ab", 4},
-        ToAnyCase{"StopAtOnce", ";c", ";", "", "def", 0},
-        ToAnyCase{"StopAtNul", "ab\0;"s, ";", nullptr, "ab", 2},
-        ToAnyCase{"StopNotInSecondByte", kLikeBar + "|", "|", nullptr, kLikeBar,
-                  2},
-        ToAnyCase{"StopAtChineseCharacter", "\xD6\xD0\xA3\xAC\xCE\xC4",
-                  "\xA3\xAC", nullptr, "\xD6\xD0", 2},
-        ToAnyCase{"ChineseStopIsNoneByHalves", "\xA3\xBB\xA3\xAC", "\xA3\xAC",
-                  nullptr, "\xA3\xBB", 2},
-        ToAnyCase{"Accept", "00712x", nullptr, "0123456789", "00712", 5},
-        ToAnyCase{"AcceptNothing", "x", nullptr, "0123456789", "def", 0},
-        ToAnyCase{"AcceptEndsAtNul", "12\0"s, nullptr, "12", "12", 2},
-        ToAnyCase{"NoSets", " a;b ", nullptr, nullptr, "a;b", 5},
-        ToAnyCase{"OnlyBlanks", "  ", ";", nullptr, "def", 2}),
-    [](const auto& row) { return row.param.name; });
 
 TEST(ParserSpans, TwoSetsAreRefusedAndNothingIsWritten) {
   const ExactText text("abc");
@@ -261,7 +247,7 @@ TEST(Parser, NullAndEmptyRangesGiveTheDefault) {
     DateTime time;
     EXPECT_FALSE(Parser::ParseDateTime(begin, end, time, *next++));
     EXPECT_FALSE(Parser::ParseTime(begin, end, time, *next++));
-    EXPECT_THAT(consumed, testing::Each(0u));
+    EXPECT_THAT(consumed, ::testing::Each(0u));
   }
 }
 

@@ -10,44 +10,38 @@ namespace {
 
 using namespace std::string_literals;
 
-struct StringCase {
-  const char* name;
-  std::string text;
-  std::string out;
-  unsigned consumed;
-};
-
-class ParseString : public testing::TestWithParam<StringCase> {};
-
-TEST_P(ParseString, LeavesTheClosingQuote) {
-  const ExactText text(GetParam().text);
-  std::string out = "old";
-  unsigned consumed = 99;
-  EXPECT_TRUE(
-      Parser::ParseString(text.begin(), text.end(), out, consumed, "def"));
-  EXPECT_EQ(out, GetParam().out);
-  EXPECT_EQ(consumed, GetParam().consumed);
+TEST(ParserStrings, LeavesTheClosingQuote) {
+  const struct {
+    const char* name;
+    std::string text;
+    std::string out;
+    unsigned consumed;
+  } cases[] = {{"Escape", "\"a\\tb\" rest", "a\tb", 5},
+               {"EveryEscape", R"('\"\'\?\\\a\b\f\n\r\t\v\q\0')",
+                "\"'?\\\a\b\f\n\r\t\vq0", 27},
+               {"Verbatim", R"(@'c:\dir')", R"(c:\dir)", 8},
+               {"BlanksAroundTheMark", " @ \"x\\\"", "x\\", 6},
+               {"OtherQuoteInside", "'say \"x\"'", "say \"x\"", 8},
+               {"EmptyIsNotTheDefault", "\"\"", "", 1},
+               {"VerbatimEmpty", "@\"\"", "", 2},
+               {"NothingBehindTheQuote", "\"", "def", 1},
+               {"OnlyBlanks", "  ", "def", 2},
+               {"Unterminated", "\"abc", "abc", 4},
+               {"NulInside", "'a\0b'"s, "a\0b"s, 4},
+               {"SecondByteIsNoBackslash", "'\x81\x5C' x", "\x81\x5C", 3},
+               {"EscapedTwoByteCharacter", "'\\\x81\x5Cn'", "\x81\x5Cn", 5},
+               {"LoneLeadByte", "'\x81'", "\x81", 2}};
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.name);
+    const ExactText text(row.text);
+    std::string out = "old";
+    unsigned consumed = 99;
+    EXPECT_TRUE(
+        Parser::ParseString(text.begin(), text.end(), out, consumed, "def"));
+    EXPECT_EQ(out, row.out);
+    EXPECT_EQ(consumed, row.consumed);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Texts, ParseString,
-    testing::Values(
-        StringCase{"Escape", "\"a\\tb\" rest", "a\tb", 5},
-        StringCase{"EveryEscape", R"('\"\'\?\\\a\b\f\n\r\t\v\q\0')",
-                   "\"'?\\\a\b\f\n\r\t\vq0", 27},
-        StringCase{"Verbatim", R"(@'c:\dir')", R"(c:\dir)", 8},
-        StringCase{"BlanksAroundTheMark", " @ \"x\\\"", "x\\", 6},
-        StringCase{"OtherQuoteInside", "'say \"x\"'", "say \"x\"", 8},
-        StringCase{"EmptyIsNotTheDefault", "\"\"", "", 1},
-        StringCase{"VerbatimEmpty", "@\"\"", "", 2},
-        StringCase{"NothingBehindTheQuote", "\"", "def", 1},
-        StringCase{"OnlyBlanks", "  ", "def", 2},
-        StringCase{"Unterminated", "\"abc", "abc", 4},
-        StringCase{"NulInside", "'a\0b'"s, "a\0b"s, 4},
-        StringCase{"SecondByteIsNoBackslash", "'\x81\x5C' x", "\x81\x5C", 3},
-        StringCase{"EscapedTwoByteCharacter", "'\\\x81\x5Cn'", "\x81\x5Cn", 5},
-        StringCase{"LoneLeadByte", "'\x81'", "\x81", 2}),
-    [](const auto& row) { return row.param.name; });
 
 TEST(ParserStrings, LongValuesAreKeptWhole) {
   const std::string value(5000, 'v');
@@ -101,41 +95,35 @@ TEST(ParserStrings, EscapeOfNulFails) {
   EXPECT_EQ(consumed, 1u);
 }
 
-struct BoolCase {
-  const char* name;
-  std::string text;
-  bool is_string;
-  bool def;
-  bool out;
-  unsigned consumed;
-};
-
-class ParserBool : public testing::TestWithParam<BoolCase> {};
-
-TEST_P(ParserBool, KnowsItsWordsAndElseTheDefault) {
-  const BoolCase& row = GetParam();
-  const ExactText text(row.text);
-  const auto parse = row.is_string ? Parser::ParseStrBool : Parser::ParseBool;
-  bool out = !row.out;
-  unsigned consumed = 99;
-  EXPECT_TRUE(parse(text.begin(), text.end(), out, consumed, row.def));
-  EXPECT_EQ(out, row.out);
-  EXPECT_EQ(consumed, row.consumed);
+TEST(ParserBool, KnowsItsWordsAndElseTheDefault) {
+  const struct {
+    const char* name;
+    std::string text;
+    bool is_string;
+    bool def;
+    bool out;
+    unsigned consumed;
+  } cases[] = {{"UpperTrue", " TRUE;", false, false, true, 5},
+               {"One", "1", false, false, true, 1},
+               {"False", "False x", false, true, false, 5},
+               {"Zero", "0", false, true, false, 1},
+               {"Yes", "yes", false, false, false, 3},
+               {"YesOtherDefault", "yes", false, true, true, 3},
+               {"Longer", "truer", false, false, false, 5},
+               {"QuotedTrue", "' True '", true, false, true, 7},
+               {"QuotedFalse", "\"false\"", true, true, false, 6},
+               {"QuotedOne", "'1'", true, false, false, 2}};
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.name);
+    const ExactText text(row.text);
+    const auto parse = row.is_string ? Parser::ParseStrBool : Parser::ParseBool;
+    bool out = !row.out;
+    unsigned consumed = 99;
+    EXPECT_TRUE(parse(text.begin(), text.end(), out, consumed, row.def));
+    EXPECT_EQ(out, row.out);
+    EXPECT_EQ(consumed, row.consumed);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Words, ParserBool,
-    testing::Values(BoolCase{"UpperTrue", " TRUE;", false, false, true, 5},
-                    BoolCase{"One", "1", false, false, true, 1},
-                    BoolCase{"False", "False x", false, true, false, 5},
-                    BoolCase{"Zero", "0", false, true, false, 1},
-                    BoolCase{"Yes", "yes", false, false, false, 3},
-                    BoolCase{"YesOtherDefault", "yes", false, true, true, 3},
-                    BoolCase{"Longer", "truer", false, false, false, 5},
-                    BoolCase{"QuotedTrue", "' True '", true, false, true, 7},
-                    BoolCase{"QuotedFalse", "\"false\"", true, true, false, 6},
-                    BoolCase{"QuotedOne", "'1'", true, false, false, 2}),
-    [](const auto& row) { return row.param.name; });
 
 TEST(ParserStrings, StrBoolLogsThatItsStringFailed) {
   const CapturedLog log;

@@ -2,13 +2,12 @@
 #define PARSER_PARSER_TESTING_H_
 
 #include <algorithm>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
 
-#include "kiv/log.h"
 #include "port/test_folder.h"
+#include "testing/test_log.h"
 
 // For the tests of this folder.
 namespace kiv::parser {
@@ -32,35 +31,17 @@ class ExactText {
 // The library's log in a fresh folder for as long as this lives.
 class CapturedLog {
  public:
-  CapturedLog() {
-    Log::g_log.Close();
-    Log::g_log.Open(
-        FileSystemPath(folder_.path().string(), FileSystemPath::native), true);
-  }
-  ~CapturedLog() { Log::g_log.Close(); }
-  CapturedLog(const CapturedLog&) = delete;
-  CapturedLog& operator=(const CapturedLog&) = delete;
-
-  // Everything logged so far.
-  std::string Text() const {
-    Log::g_log.Flush();
-    std::string text;
-    for (const auto& entry :
-         std::filesystem::directory_iterator(folder_.path())) {
-      text += ReadTestFile(entry.path());
-    }
-    return text;
-  }
+  std::string Text() const { return log_.Text(); }
 
   // Whether an error entry of the parser with exactly this message is there.
   bool Has(std::string_view message) const {
-    const std::string entry =
-        "[\xB4\xED\xCE\xF3] parser: " + std::string(message) + "\r\n";  // 错误
-    return Text().find(entry) != std::string::npos;
+    return log_.Has("[\xB4\xED\xCE\xF3] parser: " +  // 错误
+                    std::string(message) + "\r\n");
   }
 
  private:
   TestFolder folder_;
+  testing::TestLog log_{folder_.path()};
 };
 
 }  // namespace kiv::parser

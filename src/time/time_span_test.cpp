@@ -43,11 +43,12 @@ TEST(TimeSpan, ComponentsCarryTheSign) {
   EXPECT_EQ(span.Minutes(), -30);
   EXPECT_EQ(span.Seconds(), 0);
   EXPECT_EQ(span.Milliseconds(), -7);
-  EXPECT_EQ(TimeSpan(1, 25, 61, 62, 1003).Days(), 2);
-  EXPECT_EQ(TimeSpan(1, 25, 61, 62, 1003).Hours(), 2);
-  EXPECT_EQ(TimeSpan(1, 25, 61, 62, 1003).Minutes(), 2);
-  EXPECT_EQ(TimeSpan(1, 25, 61, 62, 1003).Seconds(), 3);
-  EXPECT_EQ(TimeSpan(1, 25, 61, 62, 1003).Milliseconds(), 3);
+  const TimeSpan folded(1, 25, 61, 62, 1003);
+  EXPECT_EQ(folded.Days(), 2);
+  EXPECT_EQ(folded.Hours(), 2);
+  EXPECT_EQ(folded.Minutes(), 2);
+  EXPECT_EQ(folded.Seconds(), 3);
+  EXPECT_EQ(folded.Milliseconds(), 3);
 }
 
 TEST(TimeSpan, TotalsMultiplyByTheReciprocal) {
@@ -72,41 +73,35 @@ TEST(TimeSpan, NegateRefusesTheMissingValue) {
   }
 }
 
-struct FromDoubleCase {
-  const char* name;
-  TimeSpan (*from)(double);
-  double number;
-  long long ticks;
-};
-
-class TimeSpanFromDouble : public testing::TestWithParam<FromDoubleCase> {};
-
-TEST_P(TimeSpanFromDouble, IsCutToWholeMilliseconds) {
-  EXPECT_EQ(GetParam().from(GetParam().number).Ticks(), GetParam().ticks);
-}
-
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-INSTANTIATE_TEST_SUITE_P(
-    Numbers, TimeSpanFromDouble,
-    testing::Values(
-        FromDoubleCase{"MillisecondsDropTheirFraction",
-                       TimeSpan::FromMilliseconds, 2.9, 2 * kMillisecond},
-        FromDoubleCase{"NegativeMilliseconds", TimeSpan::FromMilliseconds, -2.9,
-                       -2 * kMillisecond},
-        FromDoubleCase{"SecondsAreCutNotRounded", TimeSpan::FromSeconds, 1.0009,
-                       1000 * kMillisecond},
-        FromDoubleCase{"NegativeSeconds", TimeSpan::FromSeconds, -1.5,
-                       -1500 * kMillisecond},
-        FromDoubleCase{"Minutes", TimeSpan::FromMinutes, 1.5, 90000 * 10000ll},
-        FromDoubleCase{"Hours", TimeSpan::FromHours, -2.25, -135 * kMinute},
-        FromDoubleCase{"HalfADay", TimeSpan::FromDays, 0.5, 12 * kHour},
-        FromDoubleCase{"BeyondTheWholePart", TimeSpan::FromMilliseconds, 3e9,
-                       INT_MAX* kMillisecond},
-        FromDoubleCase{"InfiniteIsHeld", TimeSpan::FromMilliseconds, -kInfinity,
-                       INT_MIN* kMillisecond},
-        FromDoubleCase{"NotANumber", TimeSpan::FromDays, std::nan(""), 0}),
-    [](const auto& row) { return row.param.name; });
+TEST(TimeSpanFromDouble, IsCutToWholeMilliseconds) {
+  const struct {
+    const char* name;
+    TimeSpan (*from)(double);
+    double number;
+    long long ticks;
+  } cases[] = {
+      {"MillisecondsDropTheirFraction", TimeSpan::FromMilliseconds, 2.9,
+       2 * kMillisecond},
+      {"NegativeMilliseconds", TimeSpan::FromMilliseconds, -2.9,
+       -2 * kMillisecond},
+      {"SecondsAreCutNotRounded", TimeSpan::FromSeconds, 1.0009,
+       1000 * kMillisecond},
+      {"NegativeSeconds", TimeSpan::FromSeconds, -1.5, -1500 * kMillisecond},
+      {"Minutes", TimeSpan::FromMinutes, 1.5, 90000 * 10000ll},
+      {"Hours", TimeSpan::FromHours, -2.25, -135 * kMinute},
+      {"HalfADay", TimeSpan::FromDays, 0.5, 12 * kHour},
+      {"BeyondTheWholePart", TimeSpan::FromMilliseconds, 3e9,
+       INT_MAX * kMillisecond},
+      {"InfiniteIsHeld", TimeSpan::FromMilliseconds, -kInfinity,
+       INT_MIN * kMillisecond},
+      {"NotANumber", TimeSpan::FromDays, std::nan(""), 0}};
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(row.from(row.number).Ticks(), row.ticks);
+  }
+}
 
 }  // namespace
 }  // namespace kiv

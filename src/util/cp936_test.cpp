@@ -91,60 +91,42 @@ TEST(Cp936, HasExactlyTheCharactersItDecodes) {
   EXPECT_FALSE(IsInCp936(0x10041));
 }
 
-struct BadBytes {
-  const char* name;
-  std::string gb;
-  std::u16string wide;
-};
-
-class Cp936Bytes : public testing::TestWithParam<BadBytes> {};
+using namespace std::string_literals;
 
 // Alone, behind a block of ASCII and before one: the fast path and the slow one
 // meet at every place.
-TEST_P(Cp936Bytes, DecodeWithoutShiftingWhatFollows) {
-  const auto& [name, gb, wide] = GetParam();
-  for (std::size_t before = 0; before < 20; ++before) {
-    for (const std::size_t after : {0, 1, 15, 16, 40}) {
-      const std::string text =
-          std::string(before, 'a') + gb + std::string(after, '!');
-      const std::u16string expected =
-          std::u16string(before, u'a') + wide + std::u16string(after, u'!');
-      ASSERT_EQ(Cp936ToUtf16(text), expected) << before << ' ' << after;
-      ASSERT_EQ(Cp936ToUtf8(text), Utf16ToUtf8(expected));
+TEST(Cp936, BadBytesDoNotShiftWhatFollows) {
+  const struct {
+    std::string gb;
+    std::u16string wide;
+  } cases[] = {
+      {"\x80", u"\u20AC"},
+      {"\x80\x80", u"\u20AC\u20AC"},
+      {"\x80\xC8\xDD", u"\u20AC\u5BB9"},
+      {"\x80\x41", u"\u20AC\x41"},
+      {"\xFF", u"\uFFFD"},
+      {"\xFF\x41", u"\uFFFD\x41"},
+      // a lead byte before a digit, NUL, delete and 0xFF
+      {"\xB4\x31", u"\uFFFD\x31"},
+      {"\xB4\0x"s, u"\uFFFD\0x"s},
+      {"\xB4\x7F", u"\uFFFD\x7F"},
+      {"\xB4\xFF", u"\uFFFD\uFFFD"},
+      {"\x95\x5C", u"\u661E"},
+      {"\x81\x40\xFE\xFE", u"\u4E02\uE4C5"},
+  };
+  for (const auto& [gb, wide] : cases) {
+    for (std::size_t before = 0; before < 20; ++before) {
+      for (const std::size_t after : {0, 1, 15, 16, 40}) {
+        const std::string text =
+            std::string(before, 'a') + gb + std::string(after, '!');
+        const std::u16string expected =
+            std::u16string(before, u'a') + wide + std::u16string(after, u'!');
+        ASSERT_EQ(Cp936ToUtf16(text), expected) << before << ' ' << after;
+        ASSERT_EQ(Cp936ToUtf8(text), Utf16ToUtf8(expected));
+      }
     }
   }
 }
-
-using namespace std::string_literals;
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, Cp936Bytes,
-    testing::Values(
-        BadBytes{"Euro", "\x80", u"\u20AC"},
-        BadBytes{"EuroTwice", "\x80\x80", u"\u20AC\u20AC"},
-        BadBytes{"EuroBeforeCharacter", "\x80\xC8\xDD", u"\u20AC\u5BB9"},
-        BadBytes{"EuroBeforeLetter",
-                 "\x80"
-                 "A",
-                 u"\u20AC"
-                 u"A"},
-        BadBytes{"Ff", "\xFF", u"\uFFFD"},
-        BadBytes{"FfBeforeLetter",
-                 "\xFF"
-                 "A",
-                 u"\uFFFD"
-                 u"A"},
-        BadBytes{"LeadBeforeDigit",
-                 "\xB4"
-                 "1",
-                 u"\uFFFD"
-                 u"1"},
-        BadBytes{"LeadBeforeNul", "\xB4\0x"s, u"\uFFFD\0x"s},
-        BadBytes{"LeadBeforeDelete", "\xB4\x7F", u"\uFFFD\x7F"},
-        BadBytes{"LeadBeforeFf", "\xB4\xFF", u"\uFFFD\uFFFD"},
-        BadBytes{"BackslashAsTrail", "\x95\x5C", u"\u661E"},
-        BadBytes{"LowestAndHighest", "\x81\x40\xFE\xFE", u"\u4E02\uE4C5"}),
-    [](const auto& test) { return test.param.name; });
 
 TEST(Cp936, ALeadByteAtTheEndGivesOneReplacement) {
   EXPECT_EQ(Cp936ToUtf16("ab\xB4"), u"ab\uFFFD");
@@ -170,44 +152,35 @@ TEST(Cp936, WhatItLacksBecomesOneQuestionMark) {
   EXPECT_EQ(Utf8ToCp936("a\xF0\x9F\x98\x80z"), "a?z");
 }
 
-struct Utf8Case {
-  const char* name;
-  std::string text;
-  std::u16string wide;
-};
-
-class Utf8Text : public testing::TestWithParam<Utf8Case> {};
-
-TEST_P(Utf8Text, DecodesEachLongestPrefixOnce) {
-  const auto& [name, text, wide] = GetParam();
-  EXPECT_EQ(Utf8ToUtf16(text), wide);
-  const std::string behind_block = std::string(17, 'x') + text + "end";
-  EXPECT_EQ(Utf8ToUtf16(behind_block),
-            std::u16string(17, u'x') + wide + u"end");
-  const bool is_bad = wide.find(u'\uFFFD') != std::u16string::npos;
-  EXPECT_EQ(IsUtf8(text), !is_bad || text == "\xEF\xBF\xBD");
-  if (!is_bad) {
-    EXPECT_EQ(Utf16ToUtf8(wide), text);
+TEST(Utf8Text, DecodesEachLongestPrefixOnce) {
+  const struct {
+    const char* name;
+    std::string text;
+    std::u16string wide;
+  } cases[] = {
+      {"EveryLength", "a\xC2\x80\xE0\xA0\x80\xF0\x90\x80\x80",
+       u"a\u0080\u0800\U00010000"},
+      {"Highest", "\xF4\x8F\xBF\xBF\xEF\xBF\xBF", u"\U0010FFFF\uFFFF"},
+      {"ReplacementItself", "\xEF\xBF\xBD", u"\uFFFD"},
+      {"NulInside", "a\0b"s, u"a\0b"s},
+      {"Overlong", "\xC0\xAF\xE0\x80\xAF", u"\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD"},
+      {"Surrogate", "\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD"},
+      {"PastTheLast", "\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},
+      {"CutBeforeLetter", "\xE4\xB8z\xF0\x9F\x98", u"\uFFFDz\uFFFD"},
+      {"StrayContinuation", "\x80\xFFz", u"\uFFFD\uFFFDz"},
+  };
+  for (const auto& [name, text, wide] : cases) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(Utf8ToUtf16(text), wide);
+    EXPECT_EQ(Utf8ToUtf16(std::string(17, 'x') + text + "end"),
+              std::u16string(17, u'x') + wide + u"end");
+    const bool is_bad = wide.find(u'\uFFFD') != std::u16string::npos;
+    EXPECT_EQ(IsUtf8(text), !is_bad || text == "\xEF\xBF\xBD");
+    if (!is_bad) {
+      EXPECT_EQ(Utf16ToUtf8(wide), text);
+    }
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, Utf8Text,
-    testing::Values(
-        Utf8Case{"EveryLength", "a\xC2\x80\xE0\xA0\x80\xF0\x90\x80\x80",
-                 u"a\u0080\u0800\U00010000"},
-        Utf8Case{"Highest", "\xF4\x8F\xBF\xBF\xEF\xBF\xBF",
-                 u"\U0010FFFF\uFFFF"},
-        Utf8Case{"ReplacementItself", "\xEF\xBF\xBD", u"\uFFFD"},
-        Utf8Case{"NulInside", "a\0b"s, u"a\0b"s},
-        Utf8Case{"Overlong", "\xC0\xAF\xE0\x80\xAF",
-                 u"\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD"},
-        Utf8Case{"Surrogate", "\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD"},
-        Utf8Case{"PastTheLast", "\xF4\x90\x80\x80",
-                 u"\uFFFD\uFFFD\uFFFD\uFFFD"},
-        Utf8Case{"CutBeforeLetter", "\xE4\xB8z\xF0\x9F\x98", u"\uFFFDz\uFFFD"},
-        Utf8Case{"StrayContinuation", "\x80\xFFz", u"\uFFFD\uFFFDz"}),
-    [](const auto& test) { return test.param.name; });
 
 TEST(Utf8Text, AnUnpairedSurrogateBecomesTheReplacement) {
   EXPECT_EQ(Utf16ToUtf8(u"a\xD83Dz\xDE00"), "a\xEF\xBF\xBDz\xEF\xBF\xBD");

@@ -8,13 +8,10 @@ namespace kiv {
 namespace {
 
 // "容€镕—·A" in the local encoding, in UTF-16 and in UTF-8.
-constexpr char kGb[] =
-    "\xC8\xDD\x80\xE9\x46\xA1\xAA\xA1\xA4"
-    "A";
+constexpr char kGb[] = "\xC8\xDD\x80\xE9\x46\xA1\xAA\xA1\xA4\x41";
 constexpr char16_t kWide[] = u"\u5BB9\u20AC\u9555\u2014\u00B7A";
 constexpr char kUtf8[] =
-    "\xE5\xAE\xB9\xE2\x82\xAC\xE9\x95\x95\xE2\x80\x94\xC2\xB7"
-    "A";
+    "\xE5\xAE\xB9\xE2\x82\xAC\xE9\x95\x95\xE2\x80\x94\xC2\xB7\x41";
 
 TEST(Encoding, ConvertsBetweenAllThree) {
   EXPECT_STREQ(wstringToString(kWide, 0).get(), kGb);

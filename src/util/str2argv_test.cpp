@@ -12,37 +12,32 @@ std::vector<std::string> Entries(const Str2Argv& split) {
   return {split.Argv(), split.Argv() + split.Argc()};
 }
 
-struct LineCase {
-  const char* name;
-  std::string line;
-  std::vector<std::string> entries;
-};
-
-class CommandLine : public testing::TestWithParam<LineCase> {};
-
-TEST_P(CommandLine, IsCutAtEverySpace) {
-  const Str2Argv split = GetParam().line.c_str();
-  EXPECT_EQ(Entries(split), GetParam().entries);
-  if (split.Argc() > 0) {
-    EXPECT_EQ(split.Argv()[split.Argc()], nullptr);
+TEST(CommandLine, IsCutAtEverySpace) {
+  const struct {
+    const char* name;
+    std::string line;
+    std::vector<std::string> entries;
+  } cases[] = {{"Empty", "", {}},
+               {"One", "run", {"run"}},
+               {"Doubled", "a  b", {"a", "", "b"}},
+               {"Trailing", "a ", {"a", ""}},
+               {"LeadingLosesTheLast", " a b", {"", "a"}},
+               {"SpaceAlone", " ", {""}},
+               {"TwoSpaces", "  ", {"", ""}},
+               {"NoQuotesNoTabs", "\"a b\"\tc", {"\"a", "b\"\tc"}},
+               {"Chinese", "\xB4\xED \xCE\xF3", {"\xB4\xED", "\xCE\xF3"}},
+               {"LongPiece",
+                std::string(511, 'x') + " " + std::string(5000, 'y'),
+                {std::string(511, 'x'), std::string(5000, 'y')}}};
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.name);
+    const Str2Argv split = row.line.c_str();
+    EXPECT_EQ(Entries(split), row.entries);
+    if (split.Argc() > 0) {
+      EXPECT_EQ(split.Argv()[split.Argc()], nullptr);
+    }
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, CommandLine,
-    testing::Values(
-        LineCase{"Empty", "", {}}, LineCase{"One", "run", {"run"}},
-        LineCase{"Doubled", "a  b", {"a", "", "b"}},
-        LineCase{"Trailing", "a ", {"a", ""}},
-        LineCase{"LeadingLosesTheLast", " a b", {"", "a"}},
-        LineCase{"SpaceAlone", " ", {""}},
-        LineCase{"TwoSpaces", "  ", {"", ""}},
-        LineCase{"NoQuotesNoTabs", "\"a b\"\tc", {"\"a", "b\"\tc"}},
-        LineCase{"Chinese", "\xB4\xED \xCE\xF3", {"\xB4\xED", "\xCE\xF3"}},
-        LineCase{"LongPiece",
-                 std::string(511, 'x') + " " + std::string(5000, 'y'),
-                 {std::string(511, 'x'), std::string(5000, 'y')}}),
-    [](const auto& test) { return test.param.name; });
 
 TEST(Str2Argv, InitDropsTheOldVectorEvenWhenTheLineIsOneOfItsEntries) {
   Str2Argv split("first a b");

@@ -26,81 +26,62 @@ TEST(Trim, TakesAsciiWhiteSpaceAtEitherEnd) {
   EXPECT_EQ(trim(no_break), "\xA0 \x85");
 }
 
-struct ReplaceCase {
-  const char* name;
-  std::string text;
-  const char* from;
-  const char* to;
-  std::string result;
-  long count;
-};
-
-class StringReplace : public testing::TestWithParam<ReplaceCase> {};
-
-TEST_P(StringReplace, ReplacesLeftToRightOnce) {
-  std::string text = GetParam().text;
-  EXPECT_EQ(string_replace(text, GetParam().from, GetParam().to),
-            GetParam().count);
-  EXPECT_EQ(text, GetParam().result);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, StringReplace,
-    testing::Values(
-        ReplaceCase{"InsertedIsNotSearched", "aaa", "a", "aa", "aaaaaa", 3},
-        ReplaceCase{"NotOverlapping", "aaaaa", "aa", "b", "bba", 2},
-        ReplaceCase{"NullToDeletes", "a-b-", "-", nullptr, "ab", 2},
-        ReplaceCase{"NullFrom", "abc", nullptr, "x", "abc", 0},
-        ReplaceCase{"EmptyFrom", "abc", "", "x", "abc", 0},
-        ReplaceCase{"BehindNul", "a\0a\0\0a"s, "a", "b", "b\0b\0\0b"s, 3},
-        ReplaceCase{"SecondByteIsNoBackslash", "\x95\\\\", "\\", "/", "\x95\\/",
-                    1},
-        ReplaceCase{"AcrossTwoCharacters", "\xB0\xB1\xB2\xB3", "\xB1\xB2", "",
-                    "\xB0\xB1\xB2\xB3", 0}),
-    [](const auto& test) { return test.param.name; });
-
-TEST(StringReplace, TakesArgumentsThatPointIntoTheText) {
+TEST(StringReplace, ReplacesLeftToRightOnce) {
+  const struct {
+    const char* name;
+    std::string text;
+    const char* from;
+    const char* to;
+    std::string result;
+    long count;
+  } cases[] = {{"InsertedIsNotSearched", "aaa", "a", "aa", "aaaaaa", 3},
+               {"NotOverlapping", "aaaaa", "aa", "b", "bba", 2},
+               {"NullToDeletes", "a-b-", "-", nullptr, "ab", 2},
+               {"NullFrom", "abc", nullptr, "x", "abc", 0},
+               {"EmptyFrom", "abc", "", "x", "abc", 0},
+               {"BehindNul", "a\0a\0\0a"s, "a", "b", "b\0b\0\0b"s, 3},
+               {"SecondByteIsNoBackslash", "\x95\\\\", "\\", "/", "\x95\\/", 1},
+               {"AcrossTwoCharacters", "\xB0\xB1\xB2\xB3", "\xB1\xB2", "",
+                "\xB0\xB1\xB2\xB3", 0}};
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.name);
+    std::string text = row.text;
+    EXPECT_EQ(string_replace(text, row.from, row.to), row.count);
+    EXPECT_EQ(text, row.result);
+  }
   std::string text = "ab";
   EXPECT_EQ(string_replace(text, text.c_str() + 1, text.c_str()), 1);
   EXPECT_EQ(text, "aab");
 }
 
-struct SplitCase {
-  const char* name;
-  std::string text;
-  std::string separator;
-  Strings pieces;
-};
-
-class StringToVector : public testing::TestWithParam<SplitCase> {};
-
-TEST_P(StringToVector, SplitsAtEverySeparatorButNoneBehindTheLast) {
-  const auto& [name, text, separator, pieces] = GetParam();
-  Strings out{"old"};
-  EXPECT_TRUE(string_to_vector(text, separator, out, false));
-  EXPECT_EQ(out, pieces);
-  if (separator.size() == 1) {
+TEST(StringToVector, SplitsAtEverySeparatorButNoneBehindTheLast) {
+  const struct {
+    const char* name;
+    std::string text;
+    std::string separator;
+    Strings pieces;
+  } cases[] = {{"Empty", "", ",", {}},
+               {"Doubled", "a,,b", ",", {"a", "", "b"}},
+               {"Leading", ",a", ",", {"", "a"}},
+               {"Last", "a,b,", ",", {"a", "b"}},
+               {"Alone", ",", ",", {""}},
+               {"LongSeparator", "a::b:c::", "::", {"a", "b:c"}},
+               {"SecondByteIsNoBar", "\x81\x7C|x", "|", {"\x81\x7C", "x"}},
+               {"Chinese",
+                "\xB0\xA3\xAC\xB0\xA3\xAC\xB1",
+                "\xA3\xAC",
+                {"\xB0\xA3\xAC\xB0", "\xB1"}}};
+  for (const auto& [name, text, separator, pieces] : cases) {
+    SCOPED_TRACE(name);
+    Strings out{"old"};
+    EXPECT_TRUE(string_to_vector(text, separator, out, false));
+    EXPECT_EQ(out, pieces);
+    if (separator.size() != 1) continue;
     out = {"old"};
     string_to_vector(text, separator[0], out, false);
     EXPECT_EQ(out, pieces);
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, StringToVector,
-    testing::Values(
-        SplitCase{"Empty", "", ",", {}},
-        SplitCase{"Doubled", "a,,b", ",", {"a", "", "b"}},
-        SplitCase{"Leading", ",a", ",", {"", "a"}},
-        SplitCase{"Last", "a,b,", ",", {"a", "b"}},
-        SplitCase{"Alone", ",", ",", {""}},
-        SplitCase{"LongSeparator", "a::b:c::", "::", {"a", "b:c"}},
-        SplitCase{"SecondByteIsNoBar", "\x81\x7C|x", "|", {"\x81\x7C", "x"}},
-        SplitCase{"ChineseComma",
-                  "\xB0\xA3\xAC\xB0\xA3\xAC\xB1\xB2",
-                  "\xA3\xAC",
-                  {"\xB0\xA3\xAC\xB0", "\xB1\xB2"}}),
-    [](const auto& test) { return test.param.name; });
 
 TEST(StringToVector, TrimsEachPieceAndTakesNoEmptySeparator) {
   Strings out;
@@ -108,10 +89,7 @@ TEST(StringToVector, TrimsEachPieceAndTakesNoEmptySeparator) {
   EXPECT_THAT(out, ElementsAre("a", "", "b"));
   EXPECT_FALSE(string_to_vector("abc", "", out, true));
   EXPECT_THAT(out, ElementsAre("a", "", "b"));
-}
-
-TEST(StringToVector, SplitsAnElementOfItsOwnOutput) {
-  Strings out{"a,b"};
+  out = {"a,b"};
   string_to_vector(out[0], ',', out, false);
   EXPECT_THAT(out, ElementsAre("a", "b"));
 }
@@ -147,9 +125,9 @@ TEST(IsValidNumber, LooksAtTwoCharactersOnly) {
 
 TEST(IsAllDigit, NeedsADigitAndNothingElse) {
   EXPECT_TRUE(is_all_digit("0123456789"));
-  for (const char* no : {"", "1a", "-1", " 1", "\xA3\xB1"})
-    EXPECT_FALSE(is_all_digit(no)) << no;
-  EXPECT_FALSE(is_all_digit(nullptr));
+  for (const char* no :
+       {"", "1a", "-1", " 1", "\xA3\xB1", (const char*)nullptr})
+    EXPECT_FALSE(is_all_digit(no)) << (no ? no : "null");
 }
 
 TEST(IsNotEnglish, LooksAtTheGivenBytesOnly) {
@@ -199,26 +177,18 @@ TEST(Atoi, StopsAtTheFirstOtherCharacterAndStaysInRange) {
 }
 
 TEST(PathForms, TurnSeparatorsButNoSecondByte) {
-  const auto os = [](std::string path, bool keep) {
-    return toOsPath(path, keep);
+  using Path = std::string;
+  const auto turned = [](auto turn, Path path, bool keep) {
+    return turn(path, keep);
   };
-  const auto generic = [](std::string path, bool keep) {
-    return toGenericPath(path, keep);
-  };
-  EXPECT_EQ(os("a/b\\c", true), "a\\b\\c");
-  EXPECT_EQ(os("a/b", false), "A\\B");
-  EXPECT_EQ(generic("a\\\x95\\\\b", true), "a/\x95\\/b");
-  EXPECT_EQ(generic("a\\\x81\x61", false), "A/\x81\x61");
-}
-
-TEST(PathForms, ModulePathIgnoresItsFlag) {
-  const auto module = [](std::string path, bool keep) {
-    return toModulePath(path, keep);
-  };
+  EXPECT_EQ(turned(toOsPath, Path("a/b\\c"), true), "a\\b\\c");
+  EXPECT_EQ(turned(toOsPath, Path("a/b"), false), "A\\B");
+  EXPECT_EQ(turned(toGenericPath, Path("a\\\x95\\\\b"), true), "a/\x95\\/b");
+  EXPECT_EQ(turned(toGenericPath, Path("a\\\x81\x61"), false), "A/\x81\x61");
   for (const bool keep : {false, true}) {
-    EXPECT_EQ(module("bin\\worker", keep), "BIN/WORKER.DLL");
-    EXPECT_EQ(module("x.DLL", keep), "X.DLL");
-    EXPECT_EQ(module("dll", keep), "DLL.DLL");
+    EXPECT_EQ(turned(toModulePath, "bin\\worker", keep), "BIN/WORKER.DLL");
+    EXPECT_EQ(turned(toModulePath, "x.DLL", keep), "X.DLL");
+    EXPECT_EQ(turned(toModulePath, "dll", keep), "DLL.DLL");
   }
 }
 

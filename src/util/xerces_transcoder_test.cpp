@@ -2,10 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 #include <xercesc/dom/DOM.hpp>
-#include <xercesc/framework/MemBufFormatTarget.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/parsers/XercesDOMParser.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
@@ -44,27 +42,6 @@ std::u16string RootText(const std::string& document) {
   return parser.getDocument()->getDocumentElement()->getTextContent();
 }
 
-std::string Serialised(const std::u16string& text) {
-  xercesc::DOMImplementation* const implementation =
-      xercesc::DOMImplementationRegistry::getDOMImplementation(u"LS");
-  xercesc::DOMDocument* const document =
-      implementation->createDocument(nullptr, u"a", nullptr);
-  document->getDocumentElement()->setTextContent(text.c_str());
-  xercesc::DOMLSSerializer* const serialiser =
-      implementation->createLSSerializer();
-  xercesc::DOMLSOutput* const output = implementation->createLSOutput();
-  xercesc::MemBufFormatTarget target;
-  output->setByteStream(&target);
-  output->setEncoding(u"GB2312");
-  serialiser->write(document, output);
-  const std::string result(reinterpret_cast<const char*>(target.getRawBuffer()),
-                           target.getLen());
-  output->release();
-  serialiser->release();
-  document->release();
-  return result;
-}
-
 const std::string kHead = "<?xml version=\"1.0\" encoding=\"GB2312\"?>";
 
 TEST_F(XmlPlatform, KeepsTheTranscoderBetweenStartAndStop) {
@@ -76,32 +53,13 @@ TEST_F(XmlPlatform, KeepsTheTranscoderBetweenStartAndStop) {
   StartValues();
 }
 
+// What the strict set lacks is read after every start: each registers again.
 TEST_F(XmlPlatform, ReadsWhatTheStrictSetLacks) {
-  EXPECT_EQ(RootText(kHead + "<a>\xE9\x46\x80\xA1\xAA\xA1\xA4</a>"),
-            u"\u9555\u20AC\u2014\u00B7");
-  // Every start registers again.
-  StopValues();
-  StartValues();
-  EXPECT_EQ(RootText(kHead + "<a>\xE9\x46</a>"), u"\u9555");
-}
-
-TEST_F(XmlPlatform, WritesOneReferenceForWhatTheEncodingLacks) {
-  const std::u16string text = u"\u9555\u20AC\u2014\u00B7 \U0001F600\u00E9.";
-  const std::string document = Serialised(text);
-  EXPECT_NE(document.find("\xE9\x46\x80\xA1\xAA\xA1\xA4 &#x1F600;\xA8\xA6."),
-            std::string::npos)
-      << document;
-  EXPECT_EQ(RootText(document), text);
-  EXPECT_NE(Serialised(u"\u00EB").find("&#xEB;"), std::string::npos);
-}
-
-// Longer than every buffer on the way, so that characters are cut at their
-// ends.
-TEST_F(XmlPlatform, CarriesLongTextsAcrossBlocks) {
-  for (std::size_t shift = 0; shift < 4; ++shift) {
-    std::u16string text(shift, u'x');
-    for (int i = 0; i < 40'000; ++i) text += u"\u5BB9\U0001F600a\u20AC";
-    ASSERT_EQ(RootText(Serialised(text)), text) << shift;
+  for (int start = 0; start < 2; ++start) {
+    EXPECT_EQ(RootText(kHead + "<a>\xE9\x46\x80\xA1\xAA\xA1\xA4</a>"),
+              u"\u9555\u20AC\u2014\u00B7");
+    StopValues();
+    StartValues();
   }
 }
 

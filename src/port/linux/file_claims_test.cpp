@@ -166,16 +166,5 @@ TEST_F(Claims, ThatSomebodyTookAwayAreNotFound) {
   }
 }
 
-TEST_F(Claims, FindTheirEndThoughItsFolderWasRemoved) {
-  for (const char* name : {"failed", "done"})
-    WriteTestFile(fs::path("in") / name);
-  fs::remove_all("in/.failed");
-  fs::remove_all("in/.done");
-  EXPECT_TRUE(claims_->MoveToFailed(Take("failed").claim, "no reason"));
-  EXPECT_EQ(ReadTestFile("in/.failed/failed.reason"), "no reason\n");
-  EXPECT_TRUE(claims_->MoveToDone(Take("done").claim));
-  EXPECT_TRUE(fs::exists("in/.done/done"));
-}
-
 }  // namespace
 }  // namespace kiv::port

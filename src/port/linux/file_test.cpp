@@ -124,9 +124,7 @@ TEST_F(PortFile, CopyKeepsModeAndTime) {
   EXPECT_EQ(Mode("to"), 0640U);
   EXPECT_EQ(fs::last_write_time("to"), fs::last_write_time("from"));
   EXPECT_FALSE(fs::is_symlink("to"));
-}
-
-TEST_F(PortFile, CopyReadsFilesThatClaimToBeEmpty) {
+  // A file that claims to be empty.
   ASSERT_TRUE(CopyFileA("/proc/self/status", "status"));
   EXPECT_THAT(ReadTestFile("status"), testing::HasSubstr("Name:"));
 }
@@ -279,12 +277,17 @@ TEST_F(PortFile, AppendIsWholeOrTakenBack) {
   EXPECT_EQ(ReadTestFile("log"), "first\n2nd\nthird\n");
 }
 
-TEST_F(PortFile, AppendersShareAFile) {
+TEST_F(PortFile, AppendersShareAFileUntilItIsGone) {
   const auto one = AppendFile::Open("log");
   const auto two = AppendFile::Open("log");
   ASSERT_TRUE(one && two);
   EXPECT_TRUE(one->Append("1") && two->Append("2") && one->Append("3"));
   EXPECT_EQ(ReadTestFile("log"), "123");
+  EXPECT_TRUE(one->IsStillThere());
+  fs::rename("log", "log.1");
+  EXPECT_FALSE(one->IsStillThere());
+  WriteTestFile("log");
+  EXPECT_FALSE(one->IsStillThere());
 }
 
 TEST_F(PortFile, AppendNeverWaits) {
@@ -296,16 +299,6 @@ TEST_F(PortFile, AppendNeverWaits) {
   ASSERT_TRUE(full);
   EXPECT_FALSE(full->Append("x"));
   EXPECT_EQ(LastError(), ENOSPC);
-}
-
-TEST_F(PortFile, AppendNoticesThatItsFileIsGone) {
-  const auto file = AppendFile::Open("log");
-  ASSERT_TRUE(file);
-  EXPECT_TRUE(file->IsStillThere());
-  fs::rename("log", "log.1");
-  EXPECT_FALSE(file->IsStillThere());
-  WriteTestFile("log");
-  EXPECT_FALSE(file->IsStillThere());
 }
 
 }  // namespace

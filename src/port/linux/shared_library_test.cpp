@@ -8,6 +8,8 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <sstream>
+#include <string>
 
 #include "port/test_folder.h"
 
@@ -16,60 +18,43 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct LookupCase {
-  const char* name;
-  std::vector<const char*> files;
-  const char* wanted;
-  const char* found;  // null: not found
-};
-
-class ModuleOnDisk : public ::testing::TestWithParam<LookupCase> {};
-
-TEST_P(ModuleOnDisk, IsFoundUnderTheNameThatWindowsWrote) {
-  const TestFolder folder;
-  for (const char* file : GetParam().files) {
-    fs::create_directories(fs::path("./" + std::string(file)).parent_path());
-    WriteTestFile(file);
-  }
-  std::string found;
-  std::string reason;
-  const ModuleLookup result = FindModule(GetParam().wanted, found, reason);
-  if (GetParam().found == nullptr) {
-    EXPECT_EQ(result, ModuleLookup::Missing) << found;
-  } else {
-    EXPECT_EQ(result, ModuleLookup::Found) << reason;
-    EXPECT_EQ(found, GetParam().found);
+TEST(ModuleOnDisk, IsFoundUnderTheNameThatWindowsWrote) {
+  const struct {
+    const char* name;
+    std::string files;  // with blanks between
+    const char* wanted;
+    const char* found;  // null: not found
+  } cases[] = {
+      {"AsWritten", "P.DLL", "P.DLL", "P.DLL"},
+      {"OtherCase", "Lib/Proc.dll", "LIB\\PROC.DLL", "Lib/Proc.dll"},
+      {"SoForDll", "lib/proc.so", "LIB/PROC.DLL", "lib/proc.so"},
+      {"LibPrefix", "lib/libproc.so", "LIB/PROC.DLL", "lib/libproc.so"},
+      {"SoWasWritten", "libproc.so", "./LIBPROC.SO.DLL", "libproc.so"},
+      {"ExactWins", "PROC.DLL proc.so libproc.so", "PROC.DLL", "PROC.DLL"},
+      {"ExactFolderWins", "LIB/p.so lib/p.so", "LIB/P.DLL", "LIB/p.so"},
+      {"Parent", "lib/p.so bin/x", "bin/../LIB/P.DLL", "bin/../lib/p.so"},
+      {"FolderIsNoModule", "p.so/x", "P.DLL", nullptr},
+      {"FileIsNoFolder", "lib", "LIB/P.DLL", nullptr},
+      {"OtherName", "proc2.so", "PROC.DLL", nullptr},
+      {"Empty", "", "", nullptr}};
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.name);
+    const TestFolder folder;
+    std::istringstream files(row.files);
+    for (std::string file; files >> file;) {
+      fs::create_directories(fs::path("./" + file).parent_path());
+      WriteTestFile(file);
+    }
+    std::string found, reason;
+    const ModuleLookup result = FindModule(row.wanted, found, reason);
+    EXPECT_EQ(result, row.found == nullptr ? ModuleLookup::Missing
+                                           : ModuleLookup::Found)
+        << reason;
+    if (row.found != nullptr) {
+      EXPECT_EQ(found, row.found);
+    }
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Path, ModuleOnDisk,
-    ::testing::Values(
-        LookupCase{"AsWritten", {"P.DLL"}, "P.DLL", "P.DLL"},
-        LookupCase{
-            "OtherCase", {"Lib/Proc.dll"}, "LIB\\PROC.DLL", "Lib/Proc.dll"},
-        LookupCase{"SoForDll", {"lib/proc.so"}, "LIB/PROC.DLL", "lib/proc.so"},
-        LookupCase{
-            "LibPrefix", {"lib/libproc.so"}, "LIB/PROC.DLL", "lib/libproc.so"},
-        LookupCase{
-            "SoWasWritten", {"libproc.so"}, "./LIBPROC.SO.DLL", "libproc.so"},
-        LookupCase{"ExactWins",
-                   {"PROC.DLL", "proc.so", "libproc.so"},
-                   "PROC.DLL",
-                   "PROC.DLL"},
-        LookupCase{"ExactFolderWins",
-                   {"LIB/p.so", "lib/p.so"},
-                   "LIB/P.DLL",
-                   "LIB/p.so"},
-        LookupCase{"Parent",
-                   {"lib/p.so", "bin/x"},
-                   "bin/../LIB/P.DLL",
-                   "bin/../lib/p.so"},
-        LookupCase{"FolderIsNoModule", {"p.so/x"}, "P.DLL", nullptr},
-        LookupCase{"FileIsNoFolder", {"lib"}, "LIB/P.DLL", nullptr},
-        LookupCase{"OtherName", {"proc2.so"}, "PROC.DLL", nullptr},
-        LookupCase{"Empty", {}, "", nullptr}),
-    [](const auto& test) { return test.param.name; });
 
 TEST(ModuleOnDiskTwice, IsRefusedAndBothAreNamed) {
   const TestFolder folder;
@@ -106,11 +91,8 @@ class LibraryTrust : public ::testing::Test {
   std::string reason_;
 };
 
-TEST_F(LibraryTrust, TakesAFileThatOnlyItsOwnerMayWrite) {
-  EXPECT_TRUE(Loads()) << reason_;
-}
-
 TEST_F(LibraryTrust, RefusesAWorldWritableFileOrFolder) {
+  EXPECT_TRUE(Loads()) << reason_;
   ASSERT_EQ(::chmod("lib/p.so", 0757), 0);
   EXPECT_TRUE(IsRefusedFor("everybody")) << reason_;
   ASSERT_EQ(::chmod("lib/p.so", 0755), 0);
@@ -179,27 +161,21 @@ TEST_F(LibraryTrust, RefusesForeignOwnersAndGroups) {
 
 TEST(SharedLibraryOpen, SaysWhyAFileIsNoLibraryOfOurs) {
   const TestFolder folder;
-  struct Case {
+  const std::string whole = ReadTestFile(KIV_TEST_PROCESSOR);
+  std::string narrow = whole.substr(0, 4096);
+  narrow[4] = 1;
+  const struct {
     const char* name;
     std::string bytes;
     const char* reason;
-  };
-  const std::string whole = ReadTestFile(KIV_TEST_PROCESSOR);
-  std::string arm = whole.substr(0, 4096);
-  arm[18] = '\xB7';
-  arm[19] = 0;
-  std::string narrow = arm;
-  narrow[4] = 1;
-  const Case cases[] = {
+  } cases[] = {
       {"empty.so", "", "the file is empty"},
       {"windows.dll", std::string("MZ\x90\0", 4), "a Windows library"},
       {"text.so", "#!/bin/sh\nexit 0\n", "no shared library"},
       {"short.so", ELFMAG, "broken off"},
-      {"half.so", whole.substr(0, 2000), "broken off"},
-      {"arm.so", arm, "another machine (ELF machine 183"},
       {"narrow.so", narrow, "another machine"},
   };
-  for (const Case& file : cases) {
+  for (const auto& file : cases) {
     WriteTestFile(file.name, file.bytes);
     std::string reason;
     EXPECT_EQ(SharedLibrary::Open(file.name, reason), nullptr) << file.name;
@@ -210,18 +186,6 @@ TEST(SharedLibraryOpen, SaysWhyAFileIsNoLibraryOfOurs) {
   std::string reason;
   EXPECT_EQ(SharedLibrary::Open("fifo.so", reason), nullptr);
   EXPECT_EQ(reason, "this is no file");
-}
-
-TEST(SharedLibrarySymbol, IsLookedUpByItsExactName) {
-  const TestFolder folder;
-  fs::copy_file(KIV_TEST_PROCESSOR, "p.so");
-  ::chmod("p.so", 0700);
-  std::string reason;
-  const auto library = SharedLibrary::Open("p.so", reason);
-  ASSERT_NE(library, nullptr) << reason;
-  EXPECT_NE(library->Symbol("Record", reason), nullptr);
-  EXPECT_EQ(library->Symbol("record", reason), nullptr);
-  EXPECT_NE(reason.find("record"), std::string::npos) << reason;
 }
 
 }  // namespace
