@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <utility>
@@ -274,15 +273,6 @@ TEST_F(KivXdb, LooksAfterContainers) {
   EXPECT_EQ(Run({"recover"}), 0) << errors_;
   EXPECT_EQ(Run({"recover", "--catastrophic"}), 0) << errors_;
   EXPECT_EQ(Listed("c"), "a.xml\n");
-  // A file that is damaged is said to be so.
-  {
-    std::fstream file("db/c.xdb");
-    file.seekp(4096);
-    file << std::string(16384, 'x');
-  }
-  EXPECT_EQ(Run({"verify"}), 1);
-  EXPECT_TRUE(Says(output_ + errors_, "c")) << output_;
-  EXPECT_TRUE(Says(output_, "d: sound")) << output_;
 }
 
 TEST_F(KivXdb, SavesWhatCanBeReadOfADamagedContainer) {
@@ -290,6 +280,7 @@ TEST_F(KivXdb, SavesWhatCanBeReadOfADamagedContainer) {
   const std::string text(2000, 't');
   for (int i = 0; i < 300; ++i)
     WriteTestFile("in/" + std::to_string(i) + ".xml", "<a>" + text + "</a>");
+  ASSERT_EQ(Run({"create", "sound"}), 0);
   ASSERT_EQ(Run({"put", "-c", "c", "in"}), 0) << errors_;
   // What is in front of the text in some documents.
   std::string bytes = ReadTestFile("db/c.xdb");
@@ -301,6 +292,7 @@ TEST_F(KivXdb, SavesWhatCanBeReadOfADamagedContainer) {
   WriteTestFile("db/c.xdb", bytes);
   EXPECT_EQ(Run({"verify"}), 1);
   EXPECT_TRUE(Says(output_, "c: fault: document '")) << output_;
+  EXPECT_TRUE(Says(output_, "sound: sound")) << output_;
   // Whole or not at all.
   EXPECT_EQ(Run({"dump", "c", "out"}), 1);
   EXPECT_TRUE(Says(errors_, "is damaged")) << errors_;

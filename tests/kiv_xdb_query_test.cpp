@@ -1,4 +1,5 @@
 // kiv xdb query and kiv xdb shell as users run them.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 
@@ -11,6 +12,9 @@
 
 namespace kiv::testing {
 namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
 
 namespace fs = std::filesystem;
 using Words = std::vector<std::string>;
@@ -125,21 +129,19 @@ TEST_F(KivXdbQuery, ExplainsAndTellsTheTime) {
       Answer({"--explain",
               "for $o in collection('orders')/order where $o/@no > 1 return "
               "$o/line"});
-  EXPECT_NE(plan.find("return $o/line"), std::string::npos) << plan;
-  EXPECT_EQ(plan.find("cup"), std::string::npos);
+  EXPECT_THAT(plan, HasSubstr("return $o/line"));
+  EXPECT_THAT(plan, Not(HasSubstr("cup")));
   EXPECT_EQ(Run({"query", "--time", "1 to 3"}), 0);
   EXPECT_EQ(output_, "1\n2\n3\n");
   EXPECT_EQ(errors_.find("prepared in "), 0u);
-  EXPECT_NE(errors_.find(" ms: 3 items\n"), std::string::npos) << errors_;
+  EXPECT_THAT(errors_, HasSubstr(" ms: 3 items\n"));
 }
 
 TEST_F(KivXdbQuery, EndsAtItsLimits) {
-  EXPECT_NE(Answer({"--time-limit", "50", kEndless})
-                .find("the query takes more time than is allowed"),
-            std::string::npos);
-  EXPECT_NE(Answer({"--memory", "4", "count(reverse(1 to 100000000))"})
-                .find("XPDY0130"),
-            std::string::npos);
+  EXPECT_THAT(Answer({"--time-limit", "50", kEndless}),
+              HasSubstr("the query takes more time than is allowed"));
+  EXPECT_THAT(Answer({"--memory", "4", "count(reverse(1 to 100000000))"}),
+              HasSubstr("XPDY0130"));
   EXPECT_NE(Answer({"--depth", "10",
                     "declare function local:f($n) { 1 + local:f($n) }; "
                     "local:f(1)"})
@@ -150,7 +152,7 @@ TEST_F(KivXdbQuery, EndsAtItsLimits) {
 TEST_F(KivXdbQuery, ReadsFilesWhenToldTo) {
   const std::string query =
       "doc('file://" + (fs::current_path() / "in/2.xml").string() + "')//line";
-  EXPECT_NE(Answer({query}).find("FODC0002"), std::string::npos);
+  EXPECT_THAT(Answer({query}), HasSubstr("FODC0002"));
   EXPECT_EQ(Answer({"--files", query}), "<line>cup</line>\n");
 }
 
@@ -164,8 +166,7 @@ TEST_F(KivXdbQuery, IsEndedByCtrlC) {
   ASSERT_TRUE(kiv.WaitForOutput("begun")) << kiv.Errors();
   kiv.Send(SIGINT);
   EXPECT_EQ(kiv.WaitForEnd(), 1);
-  EXPECT_NE(kiv.Errors().find("the query was cancelled"), std::string::npos)
-      << kiv.Errors();
+  EXPECT_THAT(kiv.Errors(), HasSubstr("the query was cancelled"));
 }
 
 TEST_F(KivXdbQuery, ShellAsksOneQueryAfterTheOther) {
@@ -189,9 +190,8 @@ TEST_F(KivXdbQuery, ShellAsksOneQueryAfterTheOther) {
   // An empty line asks what is not whole; the others go on.
   EXPECT_EQ(Shell("<a>\n\n1 + 1\n:put orders none.xml\n:nonsense\n3\n"), 1);
   EXPECT_EQ(output_, "2\n3\n");
-  EXPECT_NE(errors_.find("the element \"a\" has no end"), std::string::npos)
-      << errors_;
-  EXPECT_NE(errors_.find("none.xml"), std::string::npos) << errors_;
+  EXPECT_THAT(errors_, HasSubstr("the element \"a\" has no end"));
+  EXPECT_THAT(errors_, HasSubstr("none.xml"));
   EXPECT_EQ(Shell("1\n:quit\n2\n"), 0);
   EXPECT_EQ(output_, "1\n");
   // The end asks what is left.
@@ -238,7 +238,7 @@ TEST_F(KivXdbQuery, ShellEditsLinesAtATerminal) {
   terminal.Send(":quit\r");
   EXPECT_EQ(kiv.WaitForEnd(), 0) << kiv.Output();
   const std::string history = ReadTestFile("history");
-  EXPECT_NE(history.find("40"), std::string::npos) << history;
+  EXPECT_THAT(history, HasSubstr("40"));
   EXPECT_EQ(fs::status("history").permissions() & fs::perms(0077),
             fs::perms::none);
 }

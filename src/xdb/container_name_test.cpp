@@ -6,55 +6,40 @@
 namespace kiv::xdb {
 namespace {
 
-struct NameCase {
-  const char* name;
-  const char* container;
-  const char* file;  // null: refused
-  const char* back;  // null: the container's name
-};
-
-class ContainerName : public testing::TestWithParam<NameCase> {};
-
-TEST_P(ContainerName, HasItsFileAndComesBack) {
-  const NameCase& expected = GetParam();
-  std::string file = "untouched";
-  const bool is_named = XDbManager::CheckDbName(expected.container, file);
-  ASSERT_EQ(is_named, expected.file != nullptr);
-  EXPECT_EQ(file, is_named ? expected.file : "untouched");
-  if (is_named) {
+TEST(ContainerName, HasItsFileAndComesBack) {
+  constexpr struct {
+    const char* container;
+    const char* file;
+    const char* back;  // null: the container's name
+  } kRows[] = {
+      {"orders", "orders.xdb", nullptr},
+      {"0", "0.xdb", nullptr},
+      {"a.b", "a.b.xdb", nullptr},
+      {"\xB6\xA9\xB5\xA5", "0xB6A9B5A5.xdb", nullptr},
+      {"dir/\xB6\xA9\xB5\xA5", "dir\\0xB6A9B5A5.xdb", "dir\\\xB6\xA9\xB5\xA5"},
+      {"\xB6\xA9\xB5\xA5/a", "\xB6\xA9\xB5\xA5\\a.xdb", "\xB6\xA9\xB5\xA5\\a"},
+      // The second byte of a character is like a separator.
+      {"a\x81\x5Cz", "0x61815C7A.xdb", nullptr},
+      {"a\xB6\xA9", "0x61B6A9.xdb", nullptr},
+      {"/srv/db/x", "\\srv\\db\\x.xdb", "\\srv\\db\\x"},
+      {"dir\\x", "dir\\x.xdb", "dir\\x"},
+      {"a/../b", "b.xdb", "b"},
+      {"dir/0xZZ!", "dir\\0xZZ!.xdb", ""},
+  };
+  for (const auto& row : kRows) {
+    std::string file;
+    EXPECT_TRUE(XDbManager::CheckDbName(row.container, file)) << row.container;
+    EXPECT_EQ(file, row.file);
     EXPECT_EQ(ContainerOfFile(file),
-              expected.back != nullptr ? expected.back : expected.container);
+              row.back != nullptr ? row.back : row.container);
+  }
+  for (const char* const refused : {"0xabc", "0Xabc", "0xdir/a", "", "a/..",
+                                    "/", static_cast<const char*>(nullptr)}) {
+    std::string file = "untouched";
+    EXPECT_FALSE(XDbManager::CheckDbName(refused, file));
+    EXPECT_EQ(file, "untouched");
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Name, ContainerName,
-    testing::Values(
-        NameCase{"Plain", "orders", "orders.xdb", nullptr},
-        NameCase{"Zero", "0", "0.xdb", nullptr},
-        NameCase{"WithDots", "a.b", "a.b.xdb", nullptr},
-        NameCase{"Chinese", "\xB6\xA9\xB5\xA5", "0xB6A9B5A5.xdb", nullptr},
-        NameCase{"ChineseInFolder", "dir/\xB6\xA9\xB5\xA5",
-                 "dir\\0xB6A9B5A5.xdb", "dir\\\xB6\xA9\xB5\xA5"},
-        NameCase{"ChineseFolder", "\xB6\xA9\xB5\xA5/a",
-                 "\xB6\xA9\xB5\xA5\\a.xdb", "\xB6\xA9\xB5\xA5\\a"},
-        NameCase{"TrailByteLikeSeparator",
-                 "a\x81\x5C"
-                 "b",
-                 "0x61815C62.xdb", nullptr},
-        NameCase{"Mixed", "a\xB6\xA9", "0x61B6A9.xdb", nullptr},
-        NameCase{"Absolute", "/srv/db/x", "\\srv\\db\\x.xdb", "\\srv\\db\\x"},
-        NameCase{"Backslash", "dir\\x", "dir\\x.xdb", "dir\\x"},
-        NameCase{"Folded", "a/../b", "b.xdb", "b"},
-        NameCase{"HexInFolder", "dir/0xZZ!", "dir\\0xZZ!.xdb", ""},
-        NameCase{"Hex", "0xabc", nullptr, nullptr},
-        NameCase{"UpperHex", "0Xabc", nullptr, nullptr},
-        NameCase{"HexFolder", "0xdir/a", nullptr, nullptr},
-        NameCase{"Empty", "", nullptr, nullptr},
-        NameCase{"Null", nullptr, nullptr, nullptr},
-        NameCase{"NothingLeft", "a/..", nullptr, nullptr},
-        NameCase{"Root", "/", nullptr, nullptr}),
-    [](const auto& row) { return row.param.name; });
 
 TEST(ContainerNameOfFile, DecodesHexadecimalOfEitherCase) {
   EXPECT_EQ(ContainerOfFile("0XB6A9b5a5.xdb"), "\xB6\xA9\xB5\xA5");

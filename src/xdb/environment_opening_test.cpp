@@ -1,6 +1,7 @@
 #include "xdb/environment_opening.h"
 
-#include <vector>
+#include <functional>
+#include <utility>
 
 #include "xdb/container/store_error.h"
 #include "xdb/query_testing.h"
@@ -52,35 +53,19 @@ class FakeEnvironment final : public OpeningEnvironment {
 
 using OpenWithRepairTest = XDbTest;
 
-TEST_F(OpenWithRepairTest, OpensASoundOneOnce) {
-  FakeEnvironment environment;
-  EXPECT_TRUE(OpenWithRepair(environment, "/home/x"));
-  EXPECT_EQ(environment.calls, "o");
-  EXPECT_EQ(LogText(), "");
-}
-
-TEST_F(OpenWithRepairTest, RepairsInTwoStages) {
-  FakeEnvironment once;
-  once.repairs_needed = 1;
-  EXPECT_TRUE(OpenWithRepair(once, "/home/x"));
-  EXPECT_EQ(once.calls, "oro");
-  EXPECT_TRUE(Logged(kFirstTry)) << LogText();
-  EXPECT_FALSE(Logged(kSecondTry));
-
-  FakeEnvironment twice;
-  twice.repairs_needed = 2;
-  EXPECT_TRUE(OpenWithRepair(twice, "/home/x"));
-  EXPECT_EQ(twice.calls, "oroCo");
-  EXPECT_TRUE(Logged(kSecondTry)) << LogText();
-  EXPECT_FALSE(Logged(kGivenUp));
-}
-
-TEST_F(OpenWithRepairTest, GivesUpBehindTheSecondRepair) {
-  FakeEnvironment environment;
-  environment.repairs_needed = 3;
-  EXPECT_FALSE(OpenWithRepair(environment, "/home/x"));
-  EXPECT_EQ(environment.calls, "oroCo");
-  EXPECT_TRUE(Logged(kGivenUp)) << LogText();
+TEST_F(OpenWithRepairTest, RepairsInTwoStagesAndGivesUpBehindThem) {
+  constexpr const char* kCalls[] = {"o", "oro", "oroCo", "oroCo"};
+  for (int needed = 0; needed < 4; ++needed) {
+    SCOPED_TRACE(needed);
+    FakeEnvironment environment;
+    environment.repairs_needed = needed;
+    EXPECT_EQ(OpenWithRepair(environment, "/home/x"), needed < 3);
+    EXPECT_EQ(environment.calls, kCalls[needed]);
+    EXPECT_EQ(LogText().empty(), needed == 0);
+    EXPECT_EQ(Logged(kFirstTry), needed > 0);
+    EXPECT_EQ(Logged(kSecondTry), needed > 1);
+    EXPECT_EQ(Logged(kGivenUp), needed > 2);
+  }
 }
 
 TEST_F(OpenWithRepairTest, GoesOnWhenARepairFails) {
@@ -89,37 +74,34 @@ TEST_F(OpenWithRepairTest, GoesOnWhenARepairFails) {
   environment.repair_fails = true;
   EXPECT_FALSE(OpenWithRepair(environment, "/home/x"));
   EXPECT_EQ(environment.calls, "oroCo");
-  EXPECT_TRUE(Logged(kFirstFailed)) << LogText();
-  EXPECT_TRUE(Logged(kSecondFailed)) << LogText();
+  ExpectLogged(kFirstFailed);
+  ExpectLogged(kSecondFailed);
 }
 
 TEST_F(OpenWithRepairTest, LeavesAloneWhatNoRepairHelps) {
   FakeEnvironment refused;
   refused.code = 22;
   EXPECT_FALSE(OpenWithRepair(refused, "/home/x"));
-  EXPECT_TRUE(
-      Logged("XDbManager::ConstructEnv open failed: '/home/x' - return 22\r"))
-      << LogText();
+  ExpectLogged("XDbManager::ConstructEnv open failed: '/home/x' - return 22\r");
   refused.error_text = "the password is wrong";
   EXPECT_FALSE(OpenWithRepair(refused, "/home/x"));
-  EXPECT_TRUE(
-      Logged("XDbManager::ConstructEnv open failed: '/home/x' - return 22: the "
-             "password is wrong"));
+  ExpectLogged(
+      "XDbManager::ConstructEnv open failed: '/home/x' - return 22: the "
+      "password is wrong");
   EXPECT_EQ(refused.calls, "oo");
 
-  FakeEnvironment other;
-  other.failure = [] { throw StoreError(Failure::OutOfSpace, "full disk"); };
-  EXPECT_FALSE(OpenWithRepair(other, "/home/x"));
-  EXPECT_TRUE(
-      Logged("XDbManager::ConstructEnv exception: '/home/x' - full disk"));
-  other.failure = [] { throw std::runtime_error("foreign"); };
-  EXPECT_FALSE(OpenWithRepair(other, "/home/x"));
-  EXPECT_TRUE(
-      Logged("XDbManager::ConstructEnv exception: '/home/x' - foreign"));
-  other.failure = [] { throw 1; };
-  EXPECT_FALSE(OpenWithRepair(other, "/home/x"));
-  EXPECT_TRUE(Logged("XDbManager::ConstructEnv exception: \r"));
-  EXPECT_EQ(other.calls, "ooo");
+  const std::pair<std::function<void()>, const char*> kFailures[] = {
+      {[] { throw StoreError(Failure::OutOfSpace, "full disk"); },
+       "'/home/x' - full disk"},
+      {[] { throw std::runtime_error("foreign"); }, "'/home/x' - foreign"},
+      {[] { throw 1; }, "\r"}};
+  for (const auto& [failure, text] : kFailures) {
+    FakeEnvironment other;
+    other.failure = failure;
+    EXPECT_FALSE(OpenWithRepair(other, "/home/x"));
+    ExpectLogged(std::string("XDbManager::ConstructEnv exception: ") + text);
+    EXPECT_EQ(other.calls, "o");
+  }
 }
 
 }  // namespace

@@ -1,11 +1,11 @@
 #ifndef XDB_QUERY_TESTING_H_
 #define XDB_QUERY_TESTING_H_
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <iostream>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -63,49 +63,19 @@ inline std::shared_ptr<const StoredDocument> MakeDocument(
   return document;
 }
 
-// Answers every query with what `answer` makes of it.
-class ListEngine : public QueryEngine {
- public:
-  using Answer = std::function<std::shared_ptr<QueryResults>(
-      const std::string& text, const QueryContext& context)>;
-
-  explicit ListEngine(Answer answer) : answer_(std::move(answer)) {}
-
-  std::shared_ptr<PreparedQuery> Prepare(const std::string& text,
-                                         const QueryContext&) override {
-    if (text == "nonsense") throw std::runtime_error("line 1: nonsense");
-    return std::make_shared<Query>(text, answer_);
-  }
-
- private:
-  class Query final : public PreparedQuery {
-   public:
-    Query(std::string text, Answer answer)
-        : text_(std::move(text)), answer_(std::move(answer)) {}
-    const std::string& Text() const override { return text_; }
-    std::shared_ptr<QueryResults> Execute(
-        const std::shared_ptr<Session>&,
-        const QueryContext& context) const override {
-      return answer_(text_, context);
-    }
-    std::string Explain(const std::shared_ptr<Session>&,
-                        const QueryContext&) const override {
-      return text_;
-    }
-
-   private:
-    const std::string text_;
-    const Answer answer_;
-  };
-
-  const Answer answer_;
-};
-
-// A fresh folder, the XML platform and the library's log.
+// A fresh folder, the XML platform and the library's log, which is shown when
+// the test fails.
 class XDbTest : public XmlTest {
  protected:
+  ~XDbTest() override {
+    if (HasFailure()) std::cout << LogText();
+  }
+
   static bool Logged(const std::string& text) {
     return LogText().find("dbxml: " + text) != std::string::npos;
+  }
+  static void ExpectLogged(const std::string& text) {
+    EXPECT_TRUE(Logged(text)) << text;
   }
 
   // A manager's inside without an environment.
@@ -116,22 +86,21 @@ class XDbTest : public XmlTest {
 // An open manager in the folder db.
 class OpenedXDbTest : public XDbTest {
  protected:
-  OpenedXDbTest() {
-    EXPECT_TRUE(manager_.Open("db", 0x0C, nullptr, nullptr))
-        << manager_.LastError();
-  }
-
-  void Answer(const ListEngine::Answer& answer) {
-    static_cast<Session*>(manager_.inner_mnr())
-        ->SetEngine(std::make_shared<ListEngine>(answer));
-  }
-  void AnswerItems(const Items& items) {
-    Answer([items](const std::string&, const QueryContext&) {
-      return std::make_shared<ListResults>(items);
-    });
-  }
+  OpenedXDbTest() { EXPECT_TRUE(manager_.Open("db", 0x0C, nullptr, nullptr)); }
 
   XDbManager manager_;
+};
+
+// A transaction, and a context whose changes are part of it.
+struct Changes {
+  explicit Changes(XDbManager& manager) {
+    EXPECT_TRUE(manager.CreateTransaction(transaction) &&
+                manager.CreateUpdateContext(context) &&
+                context.SetTransaction(transaction));
+  }
+
+  XDbTransaction transaction;
+  XDbUpdateContext context;
 };
 
 }  // namespace kiv::xdb

@@ -29,10 +29,6 @@ class Session {
     return environment_;
   }
   QueryEngine& engine() const { return *engine_; }
-  // Before queries are prepared.
-  void SetEngine(std::shared_ptr<QueryEngine> engine) {
-    engine_ = std::move(engine);
-  }
 
   // Queries may read files beside the containers.
   bool MayReadFiles() const { return may_read_files_; }
@@ -51,7 +47,7 @@ class Session {
   std::shared_ptr<Container> FindOpened(const std::string& file);
 
   std::shared_ptr<Environment> environment_;
-  std::shared_ptr<QueryEngine> engine_;
+  const std::shared_ptr<QueryEngine> engine_;
   const bool may_read_files_;
   const bool opens_containers_;
   std::mutex mutex_;

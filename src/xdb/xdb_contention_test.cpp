@@ -22,14 +22,7 @@ class XDbContentionTest : public XDbTest {
     std::filesystem::create_directory("db");
     std::ofstream("db/DB_CONFIG") << "set_lock_timeout 500000\n";
     EXPECT_TRUE(manager_.Open("db", 0x0C, nullptr, nullptr));
-    EXPECT_TRUE(manager_.CreateContainer("c", container_, 0x0C))
-        << manager_.LastError();
-  }
-
-  bool Begin(XDbTransaction& transaction, XDbUpdateContext& context) const {
-    return manager_.CreateTransaction(transaction) &&
-           manager_.CreateUpdateContext(context) &&
-           context.SetTransaction(transaction);
+    EXPECT_TRUE(manager_.CreateContainer("c", container_, 0x0C));
   }
 
   XDbManager manager_;
@@ -43,19 +36,17 @@ TEST_F(XDbContentionTest, WaitsOnceForWhatATransactionHolds) {
   XDbDocument renamed;
   ASSERT_TRUE(container_.GetDocument("a", renamed));
   ASSERT_TRUE(renamed.SetName("b"));
-  XDbTransaction transaction;
-  XDbUpdateContext context;
-  ASSERT_TRUE(Begin(transaction, context));
-  ASSERT_TRUE(container_.DeleteDocument("a", context));
+  Changes changes(manager_);
+  ASSERT_TRUE(container_.DeleteDocument("a", changes.context));
 
   const auto start = steady_clock::now();
   XDbDocument document;
   EXPECT_FALSE(container_.GetDocument("a", document));
-  EXPECT_TRUE(XDbManager::IsWorthRetrying()) << XDbManager::LastError();
+  EXPECT_TRUE(XDbManager::IsWorthRetrying());
   EXPECT_FALSE(container_.update(renamed));
-  EXPECT_TRUE(XDbManager::IsWorthRetrying()) << XDbManager::LastError();
+  EXPECT_TRUE(XDbManager::IsWorthRetrying());
   EXPECT_LT(steady_clock::now() - start, seconds(6));
-  EXPECT_TRUE(transaction.Abort());
+  EXPECT_TRUE(changes.transaction.Abort());
   EXPECT_TRUE(container_.GetDocument("a", document));
 }
 
@@ -67,20 +58,18 @@ TEST_F(XDbContentionTest, IsFoundSoundWhileOthersWrite) {
   for (int writer = 0; writer < 2; ++writer)
     writers.emplace_back([&, writer] {
       for (int i = 0; !is_over; ++i) {
-        XDbTransaction transaction;
-        XDbUpdateContext context;
-        if (!Begin(transaction, context)) return;
+        Changes changes(manager_);
         bool is_done = true;
         for (int k = 10; k > 0 && is_done; --k) {
           std::string name = std::to_string(i * k % 97) + "-" +
                              std::to_string(k) + "-" + std::to_string(writer) +
                              "-" + std::to_string(i);
-          is_done = container_.PutDocument(name, "<a>x</a>", context);
+          is_done = container_.PutDocument(name, "<a>x</a>", changes.context);
         }
-        if (is_done && transaction.Commit())
+        if (is_done && changes.transaction.Commit())
           ++committed;
         else
-          EXPECT_TRUE(XDbManager::IsWorthRetrying()) << XDbManager::LastError();
+          EXPECT_TRUE(XDbManager::IsWorthRetrying());
       }
     });
   while (committed < 20) std::this_thread::yield();
@@ -92,7 +81,7 @@ TEST_F(XDbContentionTest, IsFoundSoundWhileOthersWrite) {
       continue;
     }
     EXPECT_TRUE(problems.empty()) << problems.front();
-    EXPECT_TRUE(XDbManager::IsWorthRetrying()) << XDbManager::LastError();
+    EXPECT_TRUE(XDbManager::IsWorthRetrying());
   }
   is_over = true;
   for (std::thread& writer : writers) writer.join();

@@ -6,6 +6,8 @@
 namespace kiv::xdb {
 namespace {
 
+using ::testing::HasSubstr;
+
 constexpr char kOrderGb[] = "\xB6\xA9\xB5\xA5";  // 订单
 
 class XDbDocumentTest : public XDbTest {
@@ -24,8 +26,7 @@ TEST_F(XDbDocumentTest, KeepsNameAndBytes) {
   EXPECT_TRUE(document_.SetName(kOrderGb));
   EXPECT_EQ(document_.GetName(), kOrderGb);
   EXPECT_FALSE(document_.SetName("\x81"));
-  EXPECT_TRUE(Logged("XDbDocument::SetName: Inner call exception :the name "))
-      << LogText();
+  ExpectLogged("XDbDocument::SetName: Inner call exception :the name ");
   EXPECT_EQ(document_.GetName(), kOrderGb);
   const std::string bytes("no \0 xml\xFF", 9);
   EXPECT_TRUE(document_.setContent(bytes));
@@ -35,8 +36,8 @@ TEST_F(XDbDocumentTest, KeepsNameAndBytes) {
 TEST_F(XDbDocumentTest, TakesATreeAsGb2312) {
   const DomElement root = Parse(std::string("<a><b>") + kOrderGb + "</b></a>");
   EXPECT_TRUE(document_.setContent(XmlTest::document_));
-  EXPECT_NE(Content().find("encoding=\"GB2312\""), std::string::npos);
-  EXPECT_NE(Content().find(std::string("<b>") + kOrderGb), std::string::npos);
+  EXPECT_THAT(Content(), HasSubstr("encoding=\"GB2312\""));
+  EXPECT_THAT(Content(), HasSubstr(std::string("<b>") + kOrderGb));
   DomElement child;
   ASSERT_TRUE(root.GetFirstChildElement("b", child));
   EXPECT_TRUE(document_.setContent(child));
@@ -61,7 +62,7 @@ TEST_F(XDbDocumentTest, SaysWhenATreeCannotBeWritten) {
       "Xml: XDbDocument::setContent \xCA\xA7\xB0\xDC\xA3\xBA\xCE\xDE\xB7\xA8"
       "\xC8\xA1\xB5\xC3\xCE\xC4\xB5\xB5\xC4\xDA\xC8\xDD\xA1\xA3";
   EXPECT_FALSE(document_.setContent(deep));
-  EXPECT_NE(LogText().find(message), std::string::npos) << LogText();
+  EXPECT_THAT(LogText(), HasSubstr(message));
   EXPECT_FALSE(document_.setContent(root));
   EXPECT_EQ(Content(), "<kept/>");
 }
@@ -115,11 +116,10 @@ TEST_F(XDbDocumentTest, IsNoTreeWithoutReadableContent) {
   EXPECT_EQ(LogText(), "");
   document_.setContent("<a><b></a>");
   EXPECT_FALSE(document_.asDocument(tree));
-  EXPECT_TRUE(
-      Logged("XDbDocument::asDocument: Inner call exception :line 1, column "))
-      << LogText();
+  ExpectLogged(
+      "XDbDocument::asDocument: Inner call exception :line 1, column ");
   EXPECT_FALSE(document_.asNode(node));
-  EXPECT_TRUE(Logged("XDbDocument::asNode: Inner call exception :line 1, "));
+  ExpectLogged("XDbDocument::asNode: Inner call exception :line 1, ");
   document_.setContent("<!DOCTYPE a [<!ENTITY e SYSTEM 'x'>]><a>&e;</a>");
   EXPECT_FALSE(document_.asDocument(tree));
   EXPECT_FALSE(tree.IsValid());

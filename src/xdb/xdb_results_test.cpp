@@ -1,3 +1,5 @@
+#include <stdexcept>
+
 #include "xdb/query_testing.h"
 
 namespace kiv::xdb {
@@ -54,31 +56,21 @@ TEST_F(XDbResultsTest, AreAtBothEndsWhenEmpty) {
 
 TEST_F(XDbResultsTest, GoToAPosition) {
   Bind(Texts({"a", "b", "c", "d", "e"}));
-  EXPECT_TRUE(results_.set_pos(0));
-  EXPECT_TRUE(results_.is_bof());
-  EXPECT_TRUE(results_.set_pos(3));
-  EXPECT_EQ(results_.get_pos(), 3u);
-  EXPECT_EQ(Next(), "d");
-  EXPECT_TRUE(results_.set_pos(1));
-  EXPECT_EQ(results_.get_pos(), 1u);
-  EXPECT_EQ(Next(), "b");
-  EXPECT_TRUE(results_.set_pos(5));
-  EXPECT_EQ(results_.get_pos(), 5u);
-  EXPECT_EQ(Next(), "-");
-  EXPECT_TRUE(results_.set_pos(4));
-  EXPECT_EQ(Next(), "e");
-  EXPECT_TRUE(results_.set_pos(0));
-  EXPECT_TRUE(results_.is_bof());
-  EXPECT_EQ(Next(), "a");
-}
-
-TEST_F(XDbResultsTest, StayWhereTheyAreForAPositionBehindTheLast) {
-  Bind(Texts({"a", "b", "c"}));
-  EXPECT_FALSE(results_.set_pos(4));
-  EXPECT_TRUE(results_.is_bof());
-  Next();
-  EXPECT_FALSE(results_.set_pos(~0u));
-  EXPECT_EQ(results_.get_pos(), 1u);
+  constexpr struct {
+    unsigned position;
+    const char* next;
+  } kSteps[] = {{3, "d"}, {1, "b"}, {5, "-"}, {4, "e"}, {0, "a"}};
+  for (const auto& step : kSteps) {
+    EXPECT_TRUE(results_.set_pos(step.position));
+    EXPECT_EQ(results_.get_pos(), step.position);
+    EXPECT_EQ(results_.is_bof(), step.position == 0);
+    EXPECT_EQ(Next(), step.next);
+  }
+  // It stays where it is for a position behind the last.
+  for (const unsigned behind : {6u, ~0u}) {
+    EXPECT_FALSE(results_.set_pos(behind));
+    EXPECT_EQ(results_.get_pos(), 1u);
+  }
   EXPECT_EQ(Next(), "b");
 }
 
@@ -111,10 +103,9 @@ TEST_F(XDbResultsTest, HandOutDocuments) {
   // What is no document ends the walk, and says so.
   EXPECT_FALSE(results_.next(document));
   EXPECT_TRUE(results_.is_eof());
-  EXPECT_TRUE(
-      Logged("XDbResults::next: Xml* Inner call exception : - the item "
-             "stands in no document"))
-      << LogText();
+  ExpectLogged(
+      "XDbResults::next: Xml* Inner call exception : - the item stands in no "
+      "document");
   // From there to the item behind it.
   EXPECT_TRUE(results_.set_pos(2));
   EXPECT_EQ(results_.get_pos(), 2u);
@@ -151,48 +142,34 @@ TEST_F(XDbResultsTest, LogWhatTheQueryLanguageThrows) {
       std::make_shared<FailingResults>(Texts({"a", "b", "c", "d"}));
   inside->failing = "size";
   EXPECT_FALSE(XDbAccess::Bind(results_, session_, inside));
-  EXPECT_TRUE(
-      Logged("XDbResults::Construct: Inner size() call exception : - "
-             "size broke"));
+  ExpectLogged(
+      "XDbResults::Construct: Inner size() call exception : - size broke");
   EXPECT_EQ(results_.size(), 0u);
 
   inside->failing = "";
   ASSERT_TRUE(XDbAccess::Bind(results_, session_, inside));
+  // Where it got to counts.
   inside->failing = "next";
-  EXPECT_FALSE(results_.set_pos(2));
-  EXPECT_TRUE(
-      Logged("XDbResults::set_pos: Xml* Inner next() call exception : "
-             "- next broke"));
+  inside->calls_before = 2;
+  EXPECT_FALSE(results_.set_pos(4));
+  ExpectLogged(
+      "XDbResults::set_pos: Xml* Inner next() call exception : - next broke");
   inside->failing = "";
-  EXPECT_TRUE(results_.set_pos(3));
+  EXPECT_EQ(results_.get_pos(), 2u);
+  EXPECT_EQ(Next(), "c");
   inside->failing = "previous";
   EXPECT_FALSE(results_.set_pos(1));
-  EXPECT_TRUE(
-      Logged("XDbResults::set_pos: Xml* Inner previous() call "
-             "exception : - previous broke"));
+  ExpectLogged(
+      "XDbResults::set_pos: Xml* Inner previous() call exception : - previous "
+      "broke");
   EXPECT_EQ(results_.get_pos(), 3u);
   inside->failing = "next";
   EXPECT_EQ(Next(), "-");
-  EXPECT_TRUE(
-      Logged("XDbResults::next: Xml* Inner call exception : - next broke"));
+  ExpectLogged("XDbResults::next: Xml* Inner call exception : - next broke");
   EXPECT_TRUE(results_.is_eof());
   inside->failing = "";
   EXPECT_TRUE(results_.set_pos(2));
   EXPECT_EQ(Next(), "c");
-}
-
-// Where it got to counts.
-TEST_F(XDbResultsTest, StandWhereASetPosFailed) {
-  const auto inside =
-      std::make_shared<FailingResults>(Texts({"a", "b", "c", "d"}));
-  ASSERT_TRUE(XDbAccess::Bind(results_, session_, inside));
-  inside->failing = "next";
-  inside->calls_before = 2;
-  EXPECT_FALSE(results_.set_pos(4));
-  inside->failing = "";
-  EXPECT_EQ(results_.get_pos(), 2u);
-  EXPECT_EQ(Next(), "c");
-  EXPECT_EQ(results_.get_pos(), 3u);
 }
 
 TEST_F(XDbResultsTest, AnswerAtBestFalseWhileUnbound) {

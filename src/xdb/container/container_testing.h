@@ -62,6 +62,19 @@ class ContainerTest : public testing::Test {
     return names;
   }
 
+  // All documents, each as "name=content;".
+  static std::string Documents(const Container& container) {
+    std::string text;
+    for (const std::string& name : Names(container))
+      text += name + "=" + container.Get(name, nullptr) + ";";
+    return text;
+  }
+  // And it is sound.
+  void ExpectDocuments(const std::string& expected) const {
+    EXPECT_EQ(Documents(*container_), expected);
+    EXPECT_THAT(container_->Verify(), testing::IsEmpty());
+  }
+
   // What `call` throws; Other with "nothing" when it does not.
   template <class Call>
   static StoreError Thrown(Call call) {

@@ -62,39 +62,6 @@ TEST_F(TreeNodes, JoinTextAndSections) {
   EXPECT_EQ(tree->StringValue(0), "x<y>zwvs");
 }
 
-TEST_F(TreeNodes, HaveEqualNamesWhateverThePrefix) {
-  const auto tree =
-      TreeOf("<r xmlns:p='u' xmlns:q='u'><p:a/><q:a i='1'/><a/></r>");
-  EXPECT_EQ(Shape(*tree), "D(E r(N p=u N q=u E p:a() E q:a(A i=1) E a()))");
-  const NodeId first = tree->FirstChild(1);
-  const NodeId second = tree->End(first);
-  const NodeId third = tree->End(second);
-  EXPECT_EQ((*tree)[first].name(), (*tree)[second].name());
-  EXPECT_EQ(tree->path(first), tree->path(second));
-  EXPECT_NE((*tree)[first].name(), (*tree)[third].name());
-  EXPECT_EQ(tree->FirstChild(second), tree->End(second));
-}
-
-TEST_F(TreeNodes, KnowTheirPaths) {
-  const auto tree = TreeOf("<a><b c='1'/><b c='2'/></a>");
-  const NodeId first = tree->FirstChild(1);
-  const NodeId second = tree->End(first);
-  EXPECT_EQ(tree->path(first + 1), tree->path(second + 1));
-  const Path& path = tree->dictionary().path(tree->path(first + 1));
-  EXPECT_EQ(path.kind, PathKind::Attribute);
-  EXPECT_EQ(path.parent, tree->path(first));
-}
-
-struct IndexedValue {
-  const char* name;
-  const char* document;
-  const char* values;  // path/value of node, in order
-  const char* traits;
-};
-
-class IndexedValues : public TreeTest,
-                      public testing::WithParamInterface<IndexedValue> {};
-
 std::string PathText(const Dictionary& dictionary, PathId id) {
   const Path& path = dictionary.path(id);
   if (path.kind == PathKind::Document) return "";
@@ -103,55 +70,47 @@ std::string PathText(const Dictionary& dictionary, PathId id) {
          dictionary.name(path.name).local;
 }
 
-TEST_P(IndexedValues, AreThoseOfAttributesAndLeaves) {
-  auto dictionary = std::make_shared<Dictionary>();
-  const std::string bytes = StoredForm(GetParam().document, *dictionary);
-  const Tree tree(dictionary, nullptr, bytes);
-  std::string values;
-  std::string traits;
-  EachIndexValue(bytes, *dictionary,
-                 {.value =
-                      [&](PathId path, std::string_view value, NodeId node) {
-                        values += PathText(*dictionary, path) + "=" +
-                                  std::string(value) + ";";
-                        EXPECT_EQ(tree.StringValue(node), value);
-                        EXPECT_EQ(tree.path(node), path);
-                      },
-                  .trait =
-                      [&](PathId path, PathTrait trait) {
-                        traits += PathText(*dictionary, path) + "=" +
-                                  std::to_string(trait) + ";";
-                      }});
-  EXPECT_EQ(values, GetParam().values);
-  EXPECT_EQ(traits, GetParam().traits);
+TEST_F(TreeNodes, HaveTheirValuesInTheIndexWhereTheyAreLeaves) {
+  const std::string longest(64, 'x');
+  const std::string too_long(65, 'x');
+  const struct {
+    std::string document;
+    std::string values;  // path and value of each, in order
+    std::string traits;
+  } kRows[] = {
+      {"<a b='1'><c>2</c><d/><e f='3'>4</e></a>",
+       "/a/@b=1;/a/c=2;/a/d=;/a/e/@f=3;/a/e=4;", "/a=1;"},
+      {"<a><b>x<!--c-->y<?i?>z</b><b><![CDATA[u]]>v</b></a>",
+       "/a/b=xyz;/a/b=uv;", "/a/b=4;/a=1;"},
+      {"<a><b>x</b><b>y<c/>z</b></a>", "/a/b=x;/a/b/c=;", "/a/b=1;/a=1;"},
+      {"<a b='" + longest + "'/>", "/a/@b=" + longest + ";/a=;", ""},
+      {"<a b='" + too_long + "'><c>" + too_long + "</c></a>", "",
+       "/a/@b=2;/a/c=2;/a=1;"},
+      {"<a>" + longest + "<!--c-->x</a>", "", "/a=4;/a=2;"}};
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.document);
+    auto dictionary = std::make_shared<Dictionary>();
+    const std::string bytes = StoredForm(row.document, *dictionary);
+    const Tree tree(dictionary, nullptr, bytes);
+    std::string values;
+    std::string traits;
+    EachIndexValue(bytes, *dictionary,
+                   {.value =
+                        [&](PathId path, std::string_view value, NodeId node) {
+                          values += PathText(*dictionary, path) + "=" +
+                                    std::string(value) + ";";
+                          EXPECT_EQ(tree.StringValue(node), value);
+                          EXPECT_EQ(tree.path(node), path);
+                        },
+                    .trait =
+                        [&](PathId path, PathTrait trait) {
+                          traits += PathText(*dictionary, path) + "=" +
+                                    std::to_string(trait) + ";";
+                        }});
+    EXPECT_EQ(values, row.values);
+    EXPECT_EQ(traits, row.traits);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Document, IndexedValues,
-    testing::Values(
-        IndexedValue{"Leaves", "<a b='1'><c>2</c><d/><e f='3'>4</e></a>",
-                     "/a/@b=1;/a/c=2;/a/d=;/a/e/@f=3;/a/e=4;", "/a=1;"},
-        IndexedValue{"TextInPieces",
-                     "<a><b>x<!--c-->y<?i?>z</b><b><![CDATA[u]]>v</b></a>",
-                     "/a/b=xyz;/a/b=uv;", "/a/b=4;/a=1;"},
-        IndexedValue{"OneThatHasChildren", "<a><b>x</b><b>y<c/>z</b></a>",
-                     "/a/b=x;/a/b/c=;", "/a/b=1;/a=1;"},
-        IndexedValue{"Longest",
-                     "<a b='0123456789012345678901234567890123456789012345678"
-                     "901234567890123'/>",
-                     "/a/@b=0123456789012345678901234567890123456789012345678"
-                     "901234567890123;/a=;",
-                     ""},
-        IndexedValue{"TooLong",
-                     "<a b='0123456789012345678901234567890123456789012345678"
-                     "9012345678901234'><c>0123456789012345678901234567890123"
-                     "4567890123456789012345678901234</c></a>",
-                     "", "/a/@b=2;/a/c=2;/a=1;"},
-        IndexedValue{"TooLongInPieces",
-                     "<a>01234567890123456789012345678901234567890<!--c-->"
-                     "01234567890123456789012345678901234567890</a>",
-                     "", "/a=4;/a=2;"}),
-    [](const auto& test) { return test.param.name; });
 
 constexpr char kSample[] =
     "<?xml version='1.0' encoding='UTF-8'?><a xmlns:p='u' x='1'><b>text</b>"

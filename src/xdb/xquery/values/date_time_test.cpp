@@ -34,78 +34,13 @@ TEST(Calendar, CountsEveryDayOnce) {
   EXPECT_EQ(DaysOf(CivilDate{1970, 1, 1}), 719'162);
 }
 
-struct PartCase {
-  const char* name;
-  const char* value;
-  Item (*part)(const Item&);
-  const char* result;
-};
-
-class PartOf : public ::testing::TestWithParam<PartCase> {};
-
-TEST_P(PartOf, IsTakenOut) {
-  EXPECT_EQ(Shown(GetParam().part(ValueOf(GetParam().value))),
-            GetParam().result);
+TEST(DateTime, HasPartsThatCanBeTakenOut) {
+  EXPECT_EQ(Shown(YearOf(ValueOf("date -0001-12-31"))), "integer -1");
+  EXPECT_EQ(Shown(SecondsOf(ValueOf("time 00:00:59.000000000000000001"))),
+            "decimal 59.000000000000000001");
+  EXPECT_EQ(Shown(MonthOf(ValueOf("yearMonthDuration -P15M"))), "integer -3");
+  EXPECT_EQ(Shown(MinutesOf(ValueOf("duration P1YT3661S"))), "integer 1");
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Values, PartOf,
-    ::testing::Values(
-        PartCase{"YearBeforeFirst", "date -0001-12-31", YearOf, "integer -1"},
-        PartCase{"LocalDay", "dateTime 2000-02-29T23:00:00-14:00", DayOf,
-                 "integer 29"},
-        PartCase{"Month", "date 2000-02-29", MonthOf, "integer 2"},
-        PartCase{"Hours", "time 23:59:59", HoursOf, "integer 23"},
-        PartCase{"Minutes", "dateTime -0044-03-15T23:59:59", MinutesOf,
-                 "integer 59"},
-        PartCase{"Seconds", "time 00:00:59.000000000000000001", SecondsOf,
-                 "decimal 59.000000000000000001"},
-        PartCase{"WholeSeconds", "time 00:00:59", SecondsOf, "decimal 59"},
-        PartCase{"Zone", "date 2000-01-01-05:30", TimezoneOf,
-                 "dayTimeDuration -PT5H30M"},
-        PartCase{"NoZone", "time 00:00:00", TimezoneOf, "none"},
-        PartCase{"YearsOfMonths", "yearMonthDuration -P15M", YearOf,
-                 "integer -1"},
-        PartCase{"MonthsOfMonths", "yearMonthDuration -P15M", MonthOf,
-                 "integer -3"},
-        PartCase{"DaysOfTimes", "dayTimeDuration -PT49H", DayOf, "integer -2"},
-        PartCase{"HoursOfTimes", "dayTimeDuration -PT49H", HoursOf,
-                 "integer -1"},
-        PartCase{"MinutesOfPlain", "duration P1YT3661S", MinutesOf,
-                 "integer 1"},
-        PartCase{"SecondsOfTimes", "dayTimeDuration -PT61.5S", SecondsOf,
-                 "decimal -1.5"},
-        PartCase{"MonthsHaveNoDays", "yearMonthDuration P1M", DayOf,
-                 "integer 0"}),
-    [](const auto& row) { return row.param.name; });
-
-struct ZoneCase {
-  const char* name;
-  const char* value;
-  std::optional<int> zone;
-  const char* result;
-};
-
-class Adjusted : public ::testing::TestWithParam<ZoneCase> {};
-
-TEST_P(Adjusted, ToAZoneOrNone) {
-  EXPECT_EQ(Shown(AdjustToTimezone(ValueOf(GetParam().value), GetParam().zone)),
-            GetParam().result);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Values, Adjusted,
-    ::testing::Values(ZoneCase{"Moves", "dateTime 2002-03-07T10:00:00-07:00",
-                               600, "dateTime 2002-03-08T03:00:00+10:00"},
-                      ZoneCase{"Gains", "dateTime 2002-03-07T10:00:00", -300,
-                               "dateTime 2002-03-07T10:00:00-05:00"},
-                      ZoneCase{"Loses", "time 10:00:00-07:00", std::nullopt,
-                               "time 10:00:00"},
-                      ZoneCase{"DateMovesBack", "date 2002-03-07-07:00", -600,
-                               "date 2002-03-06-10:00"},
-                      ZoneCase{"TimeWraps", "time 10:00:00-07:00", 600,
-                               "time 03:00:00+10:00"}),
-    [](const auto& row) { return row.param.name; });
 
 TEST(DateTime, ZonesAreWholeMinutesWithin14Hours) {
   const auto zone = [](const char* duration) {

@@ -13,55 +13,23 @@ namespace {
 
 Decimal Number(std::string_view text) { return *Decimal::FromText(text); }
 
-// -------------------------------------------------------------------- text
-
-struct TextCase {
-  const char* name;
-  const char* text;
-  const char* canonical;  // null: no decimal
-};
-
-class DecimalText : public ::testing::TestWithParam<TextCase> {};
-
-TEST_P(DecimalText, IsReadAndWrittenCanonically) {
-  const auto value = Decimal::FromText(GetParam().text);
-  ASSERT_EQ(value.has_value(), GetParam().canonical != nullptr);
-  if (value) {
-    EXPECT_EQ(value->ToText(), GetParam().canonical);
-  }
+TEST(Decimal, IsReadAndWrittenCanonically) {
+  constexpr const char* kTexts[][2] = {
+      {"-000.000", "0"},
+      {"+1.50", "1.5"},
+      {".5", "0.5"},
+      {"5.", "5"},
+      {"-9223372036854775808", "-9223372036854775808"},
+      {"-9223372036854775809", "-9223372036854775809"},
+      {"0.000000000000000001", "0.000000000000000001"},
+      {"-0.00000000000000000120", "-0.0000000000000000012"},
+      {"1000000000000000000000000000.5", "1000000000000000000000000000.5"},
+      {"00000000000000000000000012.50", "12.5"}};
+  for (const auto& [text, canonical] : kTexts)
+    EXPECT_EQ(Number(text).ToText(), canonical) << text;
+  for (const char* text : {"", ".", "-", "1.2.3", "1e3", "1-2"})
+    EXPECT_FALSE(Decimal::FromText(text)) << text;
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Form, DecimalText,
-    ::testing::Values(
-        TextCase{"Zeros", "-000.000", "0"}, TextCase{"Plus", "+1.50", "1.5"},
-        TextCase{"NoWhole", ".5", "0.5"}, TextCase{"NoFraction", "5.", "5"},
-        TextCase{"Least64", "-9223372036854775808", "-9223372036854775808"},
-        TextCase{"PastLeast64", "-9223372036854775809", "-9223372036854775809"},
-        TextCase{"SmallUnit", "0.000000000000000001", "0.000000000000000001"},
-        TextCase{"LongFraction", "-0.00000000000000000120",
-                 "-0.0000000000000000012"},
-        TextCase{"LimbBorder", "1000000000000000000000000000.5",
-                 "1000000000000000000000000000.5"},
-        TextCase{"LongButSmall", "00000000000000000000000012.50", "12.5"},
-        TextCase{"Empty", "", nullptr}, TextCase{"OnlyPoint", ".", nullptr},
-        TextCase{"OnlySign", "-", nullptr},
-        TextCase{"TwoPoints", "1.2.3", nullptr},
-        TextCase{"Exponent", "1e3", nullptr},
-        TextCase{"InnerSign", "1-2", nullptr}),
-    [](const auto& row) { return row.param.name; });
-
-// --------------------------------------------------------------- operators
-
-struct OperatorCase {
-  const char* name;
-  const char* left;
-  const char* op;
-  const char* right;
-  const char* result;
-};
-
-class DecimalOperator : public ::testing::TestWithParam<OperatorCase> {};
 
 Decimal Apply(const Decimal& left, std::string_view op, const Decimal& right) {
   if (op == "+") return left + right;
@@ -72,53 +40,40 @@ Decimal Apply(const Decimal& left, std::string_view op, const Decimal& right) {
   return Decimal::Remainder(left, right);
 }
 
-TEST_P(DecimalOperator, GivesTheResult) {
-  const OperatorCase& row = GetParam();
-  EXPECT_EQ(Apply(Number(row.left), row.op, Number(row.right)).ToText(),
-            row.result);
+TEST(Decimal, OperatorsGiveTheResult) {
+  constexpr const char* kRows[][4] = {
+      {"0.1", "+", "0.02", "0.12"},
+      {"0.5", "+", "0.5", "1"},
+      {"9223372036854775807", "+", "1", "9223372036854775808"},
+      {"9223372036854775808", "-", "1", "9223372036854775807"},
+      {"999999999999999999999999999", "+", "1", "1000000000000000000000000000"},
+      {"1000000000000000000000000000", "-", "1", "999999999999999999999999999"},
+      {"1000000000000000000000", "-", "1000000000000000000001", "-1"},
+      {"100000000000000000000", "+", "0.00000000000000000001",
+       "100000000000000000000.00000000000000000001"},
+      {"-999999999999999999999", "*", "999999999999999999999",
+       "-999999999999999999998000000000000000000001"},
+      {"0.000000000001", "*", "0.000000000001", "0.000000000000000000000001"},
+      // Twenty digits that count, the last one rounded.
+      {"1", "/", "8", "0.125"},
+      {"1", "/", "3", "0.33333333333333333333"},
+      {"-2", "/", "3", "-0.66666666666666666667"},
+      {"1", "/", "999999999999999999",
+       "0.000000000000000001000000000000000001"},
+      {"1000000000000000000000000000000", "/", "7000000000",
+       "142857142857142857142.85714285714285714286"},
+      // The first estimate of a digit is too large.
+      {"999999999000000000999999999", "idiv", "999999999999999999",
+       "999999999"},
+      {"-7.5", "idiv", "2", "-3"},
+      {"-7.5", "mod", "2", "-1.5"},
+      {"5.7", "mod", "0.2", "0.1"},
+      {"1000000000000000000000000000007", "mod", "1000000000000000000", "7"}};
+  for (const auto& [left, op, right, result] : kRows) {
+    EXPECT_EQ(Apply(Number(left), op, Number(right)).ToText(), result)
+        << left << " " << op << " " << right;
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Of, DecimalOperator,
-    ::testing::Values(
-        OperatorCase{"ScalesMeet", "0.1", "+", "0.02", "0.12"},
-        OperatorCase{"FractionGoes", "0.5", "+", "0.5", "1"},
-        OperatorCase{"PastInt64", "9223372036854775807", "+", "1",
-                     "9223372036854775808"},
-        OperatorCase{"BackIntoInt64", "9223372036854775808", "-", "1",
-                     "9223372036854775807"},
-        OperatorCase{"LongCarry", "999999999999999999999999999", "+", "1",
-                     "1000000000000000000000000000"},
-        OperatorCase{"LongBorrow", "1000000000000000000000000000", "-", "1",
-                     "999999999999999999999999999"},
-        OperatorCase{"SignFlips", "1000000000000000000000", "-",
-                     "1000000000000000000001", "-1"},
-        OperatorCase{"FarScales", "100000000000000000000", "+",
-                     "0.00000000000000000001",
-                     "100000000000000000000.00000000000000000001"},
-        OperatorCase{"LongProduct", "-999999999999999999999", "*",
-                     "999999999999999999999",
-                     "-999999999999999999998000000000000000000001"},
-        OperatorCase{"ProductOfUnits", "0.000000000001", "*", "0.000000000001",
-                     "0.000000000000000000000001"},
-        OperatorCase{"Exact", "1", "/", "8", "0.125"},
-        OperatorCase{"TwentyDigits", "1", "/", "3", "0.33333333333333333333"},
-        OperatorCase{"RoundsUp", "2", "/", "3", "0.66666666666666666667"},
-        OperatorCase{"RoundsAwayFromZeroByNearest", "-2", "/", "3",
-                     "-0.66666666666666666667"},
-        OperatorCase{"KeepsTwentyThatCount", "1", "/", "999999999999999999",
-                     "0.000000000000000001000000000000000001"},
-        OperatorCase{"LongDivision", "1000000000000000000000000000000", "/",
-                     "7000000000",
-                     "142857142857142857142.85714285714285714286"},
-        OperatorCase{"EstimateTooLarge", "999999999000000000999999999", "idiv",
-                     "999999999999999999", "999999999"},
-        OperatorCase{"CutTowardZero", "-7.5", "idiv", "2", "-3"},
-        OperatorCase{"RemainderHasSignOfLeft", "-7.5", "mod", "2", "-1.5"},
-        OperatorCase{"RemainderOfFractions", "5.7", "mod", "0.2", "0.1"},
-        OperatorCase{"LongRemainder", "1000000000000000000000000000007", "mod",
-                     "1000000000000000000", "7"}),
-    [](const auto& row) { return row.param.name; });
 
 // Sums and products undo, quotient and remainder rebuild the dividend, whatever
 // the sizes; the numbers lie around the borders of the short forms.
@@ -156,21 +111,15 @@ TEST(Decimal, RefusesWhatHasNoResult) {
     }
     return std::string("none");
   };
-  const Decimal zero, one(1);
-  EXPECT_EQ(code([&] { one / zero; }), "FOAR0001");
-  EXPECT_EQ(code([&] { Decimal::IntegerQuotient(one, zero); }), "FOAR0001");
-  EXPECT_EQ(code([&] { Decimal::Remainder(one, zero); }), "FOAR0001");
+  for (const char* op : {"/", "idiv", "mod"})
+    EXPECT_EQ(code([&] { Apply(Decimal(1), op, Decimal()); }), "FOAR0001");
   EXPECT_EQ(code([] {
-              Decimal power(10);
-              while (true) power = power * power;
+              for (Decimal power(10);;) power = power * power;
             }),
             "FOAR0002");
 }
 
-// --------------------------------------------------------------- rounding
-
 struct RoundingCase {
-  const char* name;
   const char* number;
   int digits;
   const char* floor;
@@ -179,38 +128,30 @@ struct RoundingCase {
   const char* half_even;
 };
 
-class DecimalRounding : public ::testing::TestWithParam<RoundingCase> {};
-
-TEST_P(DecimalRounding, KnowsItsFourWays) {
+TEST(Decimal, KnowsFourWaysOfRounding) {
   using Rounding = Decimal::Rounding;
-  const RoundingCase& row = GetParam();
-  const Decimal number = Number(row.number);
-  const auto rounded = [&](Rounding way) {
-    return number.Round(row.digits, way).ToText();
+  constexpr RoundingCase kRows[] = {
+      {"2.5", 0, "2", "3", "3", "2"},
+      {"-2.5", 0, "-3", "-2", "-2", "-2"},
+      {"-3.5", 0, "-4", "-3", "-3", "-4"},
+      {"2.5000000000000000000001", 0, "2", "3", "3", "3"},
+      {"12350", -2, "12300", "12400", "12400", "12400"},
+      {"4.9", -1, "0", "10", "0", "0"},
+      {"9", -2, "0", "100", "0", "0"},
+      {"99.95", 1, "99.9", "100", "100", "100"},
+      {"1.25", 5, "1.25", "1.25", "1.25", "1.25"},
   };
-  EXPECT_EQ(rounded(Rounding::Floor), row.floor);
-  EXPECT_EQ(rounded(Rounding::Ceiling), row.ceiling);
-  EXPECT_EQ(rounded(Rounding::HalfUp), row.half_up);
-  EXPECT_EQ(rounded(Rounding::HalfEven), row.half_even);
+  for (const RoundingCase& row : kRows) {
+    SCOPED_TRACE(row.number);
+    const auto rounded = [&](Rounding way) {
+      return Number(row.number).Round(row.digits, way).ToText();
+    };
+    EXPECT_EQ(rounded(Rounding::Floor), row.floor);
+    EXPECT_EQ(rounded(Rounding::Ceiling), row.ceiling);
+    EXPECT_EQ(rounded(Rounding::HalfUp), row.half_up);
+    EXPECT_EQ(rounded(Rounding::HalfEven), row.half_even);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Of, DecimalRounding,
-    ::testing::Values(
-        RoundingCase{"Half", "2.5", 0, "2", "3", "3", "2"},
-        RoundingCase{"NegativeHalf", "-2.5", 0, "-3", "-2", "-2", "-2"},
-        RoundingCase{"OddHalf", "-3.5", 0, "-4", "-3", "-3", "-4"},
-        RoundingCase{"JustAboveHalf", "2.5000000000000000000001", 0, "2", "3",
-                     "3", "3"},
-        RoundingCase{"BeforeThePoint", "12350", -2, "12300", "12400", "12400",
-                     "12400"},
-        RoundingCase{"AllDigits", "4.9", -1, "0", "10", "0", "0"},
-        RoundingCase{"MoreThanAllDigits", "9", -2, "0", "100", "0", "0"},
-        RoundingCase{"CarryThrough", "99.95", 1, "99.9", "100", "100", "100"},
-        RoundingCase{"Nothing", "1.25", 5, "1.25", "1.25", "1.25", "1.25"}),
-    [](const auto& row) { return row.param.name; });
-
-// ------------------------------------------------------ floating point
 
 TEST(Decimal, BecomesTheNearestFloatingPointNumber) {
   EXPECT_EQ(Number("0.1").ToDouble(), 0.1);

@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "testing/xquery_values.h"
+#include "xdb/tree/tree.h"
+#include "xdb/tree/tree_builder.h"
 
 namespace kiv::xdb::xq {
 namespace {
@@ -71,6 +74,30 @@ TEST(Item, BorrowedOnesAreNotCounted) {
     EXPECT_FALSE(borrowed.IsCounted());
     EXPECT_EQ(Shown(Item(borrowed)), Shown(item));
   }
+}
+
+TEST(Item, TextOfATreeKeepsTheTree) {
+  const auto dictionary = std::make_shared<Dictionary>();
+  GrowingPaths paths(*dictionary);
+  TreeBuilder builder(paths);
+  const XmlAttribute x{{"", "", "x"}, "1"};
+  builder.StartElement({"", "", "a"}, {}, {&x, 1});
+  builder.Text("text");
+  builder.EndElement();
+  const auto bytes = std::make_shared<std::string>();
+  builder.TakeTree(*bytes);
+  const auto* const held = Counted::Make<HeldTree>(
+      0, std::make_shared<Tree>(dictionary, bytes, *bytes), 1u);
+  {
+    const std::int64_t before = ValueMemory::OfThisThread().used_bytes;
+    const Item text = Item::OfTreeText(held, 1);
+    EXPECT_EQ(Shown(text), "untypedAtomic text");
+    EXPECT_EQ(Item::OfTreeText(held, 2).AsText(), "1");
+    const Item as_string = Cast(text, Type::String);
+    EXPECT_EQ(as_string.AsText().data(), text.AsText().data());
+    EXPECT_EQ(ValueMemory::OfThisThread().used_bytes, before);
+  }
+  held->Drop();
 }
 
 TEST(Item, PastTheLimitNoneIsMade) {
