@@ -172,8 +172,8 @@ TEST_F(SchemaImport, RegistersOrRefuses) {
       ASSERT_TRUE(dm_o_reset_registry());
       EXPECT_EQ(Declare(row.declarations, row.replace), row.done);
       void* const type = dm_o_get_metadata("t");
-      ASSERT_EQ(type != nullptr, row.type != nullptr);
-      if (type == nullptr) continue;
+      EXPECT_EQ(type != nullptr, row.type != nullptr);
+      if (type == nullptr || row.type == nullptr) continue;
       EXPECT_EQ(dm_o_is_struct_type_from_metadata(type)
                     ? ShownType(type)
                     : dm_o_type_name_from_metadata(type),
