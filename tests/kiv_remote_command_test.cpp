@@ -61,8 +61,8 @@ TEST_F(KivRemote, SetsShowsAndListsServices) {
   EXPECT_EQ(Answer({"set", "a", "--ip", "h"}),
             "1: kiv remote: 'a' has no identity yet: --svc says it\n");
   EXPECT_EQ(Answer({"set", "a", "--svc", "\xF0\x9F\x98\x80"}),
-            "1: kiv remote: --svc has a character that GB2312 (code page 936) "
-            "lacks\n");
+            "1: kiv remote: --svc is no UTF-8 text, or holds a character that "
+            "GB2312 (code page 936) lacks\n");
   // A file that only needs mending is not replaced.
   WriteTestFile("../conf/client.xml", "<config>");
   EXPECT_EQ(Run({"set", "a", "--ip", "h"}), 1);
