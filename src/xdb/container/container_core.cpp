@@ -1,7 +1,9 @@
 #include "xdb/container/container_core.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
+#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -33,6 +35,13 @@ bool Offers(DbEnv& environment, u_int32_t flag) {
   return (flags & flag) != 0;
 }
 
+// Of Berkeley DB's errors only the text tells it from other damage.
+bool HasPartOfAPage(const StoreError& error) {
+  return error.code() == EINVAL &&
+         std::string_view(error.what()).find("BDB3037") !=
+             std::string_view::npos;
+}
+
 // Those that met go on at different times.
 void WaitBeforeTry(int tries) {
   const auto spread = std::hash<std::thread::id>()(std::this_thread::get_id());
@@ -59,10 +68,23 @@ ContainerCore::ContainerCore(std::shared_ptr<Environment> environment,
     offered = {.create = switches.create};
   }
   is_transactional_ = offered.transactional;
-  tables_ = std::make_unique<ContainerTables>(*handle_, file_name_,
-                                              is_transactional_);
-  tables_->Open(port::SystemPath(file_name_), offered);
+  OpenTables(offered);
   dictionary_ = std::make_unique<StoredDictionary>(tables_->dictionary);
+}
+
+// The system lets a file grow in steps of its own, which are smaller than our
+// pages: whoever opens it while another process writes may see part of one.
+void ContainerCore::OpenTables(const ContainerSwitches& switches) {
+  for (int tries = 1;; ++tries) {
+    tables_ = std::make_unique<ContainerTables>(*handle_, file_name_,
+                                                is_transactional_);
+    try {
+      return tables_->Open(port::SystemPath(file_name_), switches);
+    } catch (const StoreError& error) {
+      if (tries == kMostTries || !HasPartOfAPage(error)) throw;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
 }
 
 void ContainerCore::OpenPrivate() {

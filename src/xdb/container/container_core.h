@@ -76,6 +76,7 @@ class ContainerCore : public std::enable_shared_from_this<ContainerCore> {
   friend class ContainerPart;
 
   void OpenPrivate();
+  void OpenTables(const ContainerSwitches& switches);
   Scope ScopeOf(Transaction* given);
   void Guarded(const std::string& document, const std::function<void()>& call);
   // Held where Berkeley DB does not keep operations apart.

@@ -1,9 +1,11 @@
 #include <db_cxx.h>
 
+#include <chrono>
 #include <filesystem>
 #include <map>
 #include <random>
 #include <string>
+#include <thread>
 
 #include "xdb/container/container_testing.h"
 #include "xdb/container/document_record.h"
@@ -74,6 +76,20 @@ TEST_F(ContainerFile, IsRefusedWhenItIsNone) {
     database.close(0);
   }
   EXPECT_EQ(Thrown([] { OpenAlone(); }).failure(), Failure::BadFormat);
+}
+
+// As another process leaves it for a moment while it writes.
+TEST_F(ContainerFile, IsOpenedThatEndsInPartOfAPageForAMoment) {
+  OpenAlone()->Put("a", "<a/>", nullptr);
+  const auto whole = std::filesystem::file_size(kFile);
+  std::filesystem::resize_file(kFile, whole + 4096);
+  EXPECT_EQ(Thrown([] { OpenAlone(); }).failure(), Failure::BadFormat);
+  std::thread writer([whole] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    std::filesystem::resize_file(kFile, whole);
+  });
+  EXPECT_EQ(OpenAlone()->Get("a", nullptr), "<a/>");
+  writer.join();
 }
 
 TEST_F(ContainerFile, IsRefusedPolitelyWhenItIsNewerOrOlder) {

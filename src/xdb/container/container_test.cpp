@@ -55,7 +55,7 @@ TEST_F(ContainerTest, ReplacesRenamesAndDeletes) {
   EXPECT_EQ(container_->Get("b", nullptr), "<a i=\"1\" j=\"2\">two</a>");
   EXPECT_FALSE(container_->Has("a", nullptr));
   EXPECT_THAT(container_->Verify(), IsEmpty());
-  const ContainerStatistics statistics = container_->Statistics();
+  const XDbContainerStatistics statistics = container_->Statistics();
   EXPECT_EQ(statistics.document_count, 1U);
   EXPECT_EQ(statistics.index_entry_count, 3U);
   EXPECT_EQ(statistics.name_count, 3U);
