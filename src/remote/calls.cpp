@@ -32,7 +32,7 @@ Cause CauseAtLoopback(const RemoteProxy& proxy, const Cause& refused) {
         ->ice_invocationTimeout(timeout_ms)
         ->ice_ping();
   } catch (...) {
-    const Cause cause = CurrentCause(timeout_ms);
+    Cause cause = CurrentCause(timeout_ms);
     if (cause.code == RMT_NOT_ICE || cause.code == RMT_INSECURE) return cause;
   }
   return refused;

@@ -26,6 +26,8 @@ struct ProxyKey {
   std::string identity;
   std::string endpoint;
 
+  // It takes the 0 of the comparison for a pointer.
+  // NOLINTNEXTLINE(modernize-use-nullptr)
   auto operator<=>(const ProxyKey&) const = default;
 };
 

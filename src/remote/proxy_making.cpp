@@ -178,8 +178,6 @@ bool GetProjectProxy(RemoteProxyList* list, const ProxyRequest& request,
 
 }  // namespace kiv::remote
 
-using kiv::remote::ProxyRequest;
-
 RemoteProxy* rmt_get_proxy(RemoteProxyList* list, const char* ip, int32_t port,
                            const char* svc, int32_t engine_version,
                            int32_t document_version) {

@@ -48,6 +48,7 @@ bool Table::CreateColumns(const dm::ObjectPtr<dm::StructType>& type) {
   return true;
 }
 
+// By value, as published. NOLINTNEXTLINE(performance-unnecessary-value-param)
 bool Table::GetRow(std::string, std::vector<dm::ObjectPtr<int*>>&) const {
   return false;
 }

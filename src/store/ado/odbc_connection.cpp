@@ -22,7 +22,7 @@ OdbcConnection::OdbcConnection(const Target& target)
 
 std::shared_ptr<OdbcConnection> OdbcConnection::Open(
     const Target& target, const std::string& odbc_text) {
-  const std::shared_ptr<OdbcConnection> connection(new OdbcConnection(target));
+  std::shared_ptr<OdbcConnection> connection(new OdbcConnection(target));
   try {
     connection->Connect(target, odbc_text);
     connection->RequireDatabase();
@@ -51,15 +51,13 @@ void OdbcConnection::Connect(const Target& target,
           SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &environment_)))
     throw std::bad_alloc();
   Check(SQLSetEnvAttr(environment_, SQL_ATTR_ODBC_VERSION,
-                      reinterpret_cast<void*>(SQL_OV_ODBC3), 0),
+                      NumberAttribute(SQL_OV_ODBC3), 0),
         SQL_HANDLE_ENV, environment_);
   Check(SQLAllocHandle(SQL_HANDLE_DBC, environment_, &connection_),
         SQL_HANDLE_ENV, environment_);
   // Drivers that cannot wait a limited time say so, and are used all the same.
   SQLSetConnectAttr(connection_, SQL_ATTR_LOGIN_TIMEOUT,
-                    reinterpret_cast<void*>(
-                        static_cast<std::uintptr_t>(target.login_timeout_s)),
-                    SQL_IS_UINTEGER);
+                    NumberAttribute(target.login_timeout_s), SQL_IS_UINTEGER);
   SQLRETURN result;
   if (is_wide_) {
     WideText text(odbc_text);
@@ -162,8 +160,7 @@ void OdbcConnection::MarkTransaction() {
     is_in_transaction_ = false;
     SQLEndTran(SQL_HANDLE_DBC, connection_, SQL_ROLLBACK);
     SQLSetConnectAttr(connection_, SQL_ATTR_AUTOCOMMIT,
-                      reinterpret_cast<void*>(SQL_AUTOCOMMIT_ON),
-                      SQL_IS_UINTEGER);
+                      NumberAttribute(SQL_AUTOCOMMIT_ON), SQL_IS_UINTEGER);
     throw;
   }
 }
@@ -188,9 +185,9 @@ void OdbcConnection::RequireAlive() const {
 }
 
 void OdbcConnection::SetAutocommit(bool is_on) {
-  const std::uintptr_t value = is_on ? SQL_AUTOCOMMIT_ON : SQL_AUTOCOMMIT_OFF;
+  const SQLULEN value = is_on ? SQL_AUTOCOMMIT_ON : SQL_AUTOCOMMIT_OFF;
   Check(SQLSetConnectAttr(connection_, SQL_ATTR_AUTOCOMMIT,
-                          reinterpret_cast<void*>(value), SQL_IS_UINTEGER),
+                          NumberAttribute(value), SQL_IS_UINTEGER),
         SQL_HANDLE_DBC, connection_);
 }
 

@@ -15,6 +15,12 @@
 
 namespace kiv::store::ado {
 
+// ODBC takes attributes that are numbers as pointers.
+inline SQLPOINTER NumberAttribute(SQLULEN value) {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr)
+  return reinterpret_cast<SQLPOINTER>(value);
+}
+
 // One ODBC connection, and what its driver can do. Texts in UTF-8; they go to
 // the driver as it wants them, through the W functions or not. Failures throw
 // _com_error.

@@ -224,7 +224,7 @@ long OdbcStatement::GetNumber(SQLUSMALLINT column) const {
 }
 
 void OdbcStatement::SetAttribute(SQLINTEGER attribute, std::size_t value) {
-  SetAttribute(attribute, reinterpret_cast<void*>(value));
+  SetAttribute(attribute, NumberAttribute(value));
 }
 
 void OdbcStatement::SetAttribute(SQLINTEGER attribute, void* value) {

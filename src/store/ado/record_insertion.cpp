@@ -6,6 +6,7 @@
 
 #include "dm/layout.h"
 #include "dm/values.h"
+#include "store/ado/odbc_connection.h"
 #include "store/ado/parameters.h"
 #include "store/ado/records.h"
 #include "store/ado/statements.h"
@@ -19,7 +20,7 @@ constexpr std::size_t kMaxBlock = 500;
 // As many parameters as every SQLite takes, and as many rows as help.
 constexpr std::size_t kMaxParameters = 999;
 constexpr std::size_t kMaxStatementRows = 50;
-constexpr std::size_t kMaxBlockBytes = 4 * 1024 * 1024;
+constexpr std::size_t kMaxBlockBytes = std::size_t{4} * 1024 * 1024;
 
 // A field of the records, which lies at one place in all of them.
 struct Source {
@@ -205,7 +206,7 @@ class Insertion {
     SQLULEN size = 0;
     const SQLRETURN result =
         SQLSetStmtAttr(statement_->handle(), SQL_ATTR_PARAMSET_SIZE,
-                       reinterpret_cast<void*>(kMaxBlock), 0);
+                       NumberAttribute(kMaxBlock), 0);
     return SQL_SUCCEEDED(result) &&
            SQL_SUCCEEDED(SQLGetStmtAttr(statement_->handle(),
                                         SQL_ATTR_PARAMSET_SIZE, &size,

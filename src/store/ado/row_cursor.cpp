@@ -22,7 +22,7 @@ namespace {
 constexpr long kCharactersWithReread = 128;
 constexpr long kCharactersWithout = 4000;
 constexpr std::size_t kMaxBlock = 128;
-constexpr std::size_t kMaxBlockBytes = 1024 * 1024;
+constexpr std::size_t kMaxBlockBytes = std::size_t{1024} * 1024;
 
 // Texts of numbers, dates and GUIDs.
 constexpr SQLLEN kShortText = 48;
