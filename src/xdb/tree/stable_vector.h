@@ -55,6 +55,8 @@ class StableVector {
     if (index >> kFirstBits == 0)
       return blocks_[0].load(std::memory_order_acquire) + index;
     const unsigned block = Block(index);
+    // No index is so large that the width above is 0.
+    // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult)
     const std::size_t first = ((std::size_t{1} << block) - 1) << kFirstBits;
     return blocks_[block].load(std::memory_order_acquire) + (index - first);
   }
