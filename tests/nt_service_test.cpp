@@ -191,8 +191,7 @@ class ServiceSetup : public Service {
     fs::permissions("path/systemctl", fs::perms::owner_all);
   }
 
-  RunningProgram Ask(const Words& words,
-                       const std::string& fails = "nothing") {
+  RunningProgram Ask(const Words& words, const std::string& fails = "nothing") {
     Words all{"-user"};
     all.insert(all.end(), words.begin(), words.end());
     return Run(all, {"PATH=" + (folder_.path() / "path").string() + ":/bin",

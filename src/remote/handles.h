@@ -26,8 +26,7 @@ struct ProxyKey {
   std::string identity;
   std::string endpoint;
 
-  // It takes the 0 of the comparison for a pointer.
-  // NOLINTNEXTLINE(modernize-use-nullptr)
+  // NOLINTNEXTLINE(modernize-use-nullptr): takes its 0 for a pointer
   auto operator<=>(const ProxyKey&) const = default;
 };
 

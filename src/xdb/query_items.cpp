@@ -199,7 +199,8 @@ class DeadNode final : public NodeValue {
 
   std::string AsString() const override { return text_; }
   std::string AsXml() const override {
-    return document_ != nullptr ? document_->content : fragment_;
+    if (document_ == nullptr) return fragment_;
+    return document_->content;
   }
   bool Equals(const QueryValue& other) const override { return this == &other; }
   NodePlace Place() const override {

@@ -104,13 +104,17 @@ constexpr std::size_t kMagicWord = 3;
 constexpr std::size_t kCipherWord = 6;
 constexpr std::uint32_t kBtreeMagic = 0x053162;
 
+std::string PathIn(const std::string& folder, const std::string& name) {
+  return folder + "\\" + name;
+}
+
 // Ends when `each` answers false.
 bool EachContainer(const std::string& folder, int depth,
                    const std::function<bool(const std::string& name,
                                             const ContainerHead& head)>& each) {
   constexpr int kDeepest = 8;
   for (const std::string& name : NamesIn(folder)) {
-    const std::string path = folder + "\\" + name;
+    const std::string path = PathIn(folder, name);
     port::FileAttributes attributes;
     if (!port::GetEntryAttributesA(path, attributes)) continue;
     if (attributes.is_directory) {
@@ -240,7 +244,7 @@ std::vector<LifeTable::Facts::Region> FindRegions(const std::string& home) {
   std::vector<LifeTable::Facts::Region> regions;
   for (const std::string& name : RegionNames(home)) {
     port::FileAttributes attributes;
-    if (port::GetEntryAttributesA(home + "\\" + name, attributes))
+    if (port::GetEntryAttributesA(PathIn(home, name), attributes))
       regions.push_back({attributes.index, attributes.size_bytes});
   }
   return regions;
@@ -271,7 +275,7 @@ void RequireRegions(const std::string& home, const LifeTable::Facts& facts) {
 
 void RemoveRegions(const std::string& home) {
   for (const std::string& name : RegionNames(home)) {
-    const std::string path = home + "\\" + name;
+    const std::string path = PathIn(home, name);
     if (!port::DeleteFileA(path) && !port::IsNotFound(port::LastError())) {
       const int error = port::LastError();
       throw StoreError(
@@ -287,7 +291,7 @@ int ReserveRegions(const std::string& home, std::uint64_t cache_bytes) {
   constexpr std::uint64_t kMostLocksBytes = 32u << 20;
   const std::vector<std::string> names = RegionNames(home);
   for (const std::string& name : names) {
-    const std::string path = home + "\\" + name;
+    const std::string path = PathIn(home, name);
     port::FileAttributes attributes;
     if (!port::GetEntryAttributesA(path, attributes)) return port::LastError();
     std::uint64_t size_bytes = attributes.size_bytes;

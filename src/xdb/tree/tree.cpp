@@ -191,7 +191,8 @@ std::size_t Tree::MemoryBytes() const {
   std::size_t bytes = sizeof(Tree) + bytes_.size() +
                       nodes_.capacity() * sizeof(Node) +
                       prefixes_.capacity() * sizeof(prefixes_.front());
-  for (const std::string& text : joined_) bytes += sizeof(text) + text.size();
+  for (const std::string& text : joined_)
+    bytes += sizeof(std::string) + text.size();
   if (node_count() >= kNodesForLists) bytes += node_count() * sizeof(NodeId);
   return bytes;
 }

@@ -25,7 +25,7 @@ Item ValueOfLiteral(const ast::Literal& literal) {
     case ast::LiteralKind::Decimal:
       return FromText(literal.text, Type::Decimal);
     case ast::LiteralKind::Double: {
-      const Item value = FromText(literal.text, Type::Double);
+      Item value = FromText(literal.text, Type::Double);
       if (std::isinf(value.AsDouble()))
         throw Error("FOAR0002", literal.text + " is too large");
       return value;

@@ -61,7 +61,7 @@ struct Pattern::Compiled {
 
   static UBool U_CALLCONV GoesOn(const void* context, std::int32_t) {
     const MatchLimits& limits = static_cast<const Compiled*>(context)->limits;
-    return limits.may_go_on(limits.argument);
+    return limits.may_go_on(limits.argument) ? 1 : 0;
   }
 
   std::unique_ptr<icu::RegexPattern> pattern;

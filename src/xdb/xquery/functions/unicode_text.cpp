@@ -87,6 +87,7 @@ std::vector<CharacterRange> WithCaseVariants(CharacterRange range) {
                       static_cast<UChar32>(range.last));
   set.closeOver(USET_CASE_INSENSITIVE);
   std::vector<CharacterRange> ranges;
+  ranges.reserve(static_cast<std::size_t>(set.getRangeCount()));
   // Behind its ranges a set holds strings, which a class has no use for.
   for (std::int32_t i = 0; i < set.getRangeCount(); ++i) {
     ranges.push_back({static_cast<char32_t>(set.getRangeStart(i)),

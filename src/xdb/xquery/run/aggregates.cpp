@@ -52,7 +52,7 @@ Item Total(const Frame& frame, const Plan& plan, const char* name,
 
 Item Avg(const Frame& frame, const Plans& arguments) {
   std::int64_t count;
-  const Item total = Total(frame, *arguments[0], "avg", count);
+  Item total = Total(frame, *arguments[0], "avg", count);
   if (total.IsNone()) return total;
   return Calculate(Operator::Divide, total, Item::OfInteger(count),
                    frame.run->zone());
@@ -60,7 +60,7 @@ Item Avg(const Frame& frame, const Plans& arguments) {
 
 Item Sum(const Frame& frame, const Plans& arguments) {
   std::int64_t count;
-  const Item total = Total(frame, *arguments[0], "sum", count);
+  Item total = Total(frame, *arguments[0], "sum", count);
   if (!total.IsNone()) return total;
   return arguments.size() > 1 ? arguments[1]->One(frame) : Item::OfInteger(0);
 }

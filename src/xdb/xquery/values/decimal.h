@@ -95,7 +95,7 @@ class Decimal {
   friend std::strong_ordering operator<=>(const Decimal& left,
                                           const Decimal& right);
   friend bool operator==(const Decimal& left, const Decimal& right) {
-    return (left <=> right) == 0;
+    return std::is_eq(left <=> right);
   }
 
  private:

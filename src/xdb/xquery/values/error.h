@@ -16,6 +16,7 @@ struct Position {
   std::uint32_t column = 0;
 
   bool IsKnown() const { return line != 0; }
+  // NOLINTNEXTLINE(modernize-use-nullptr): takes its 0 for a pointer
   friend auto operator<=>(const Position&, const Position&) = default;
 };
 
