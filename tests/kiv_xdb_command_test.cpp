@@ -12,6 +12,7 @@
 #include "kiv/startup.h"
 #include "kiv/xdb.h"
 #include "testing/eventually.h"
+#include "testing/kiv_command.h"
 #include "testing/pseudo_terminal.h"
 #include "testing/running_program.h"
 #include "xdb/container/container.h"
@@ -21,25 +22,17 @@ namespace kiv::testing {
 namespace {
 
 namespace fs = std::filesystem;
-using Words = std::vector<std::string>;
 
 constexpr char kOrder[] = "\xE8\xAE\xA2\xE5\x8D\x95";  // 订单
 constexpr char kOrderGb[] = "\xB6\xA9\xB5\xA5";
 
-class KivXdb : public ::testing::Test {
+class KivXdb : public KivCommand<::testing::Test> {
  protected:
-  // The exit code; output and errors are kept.
-  int Run(const Words& words, const PseudoTerminal* terminal = nullptr) {
-    Words all{"xdb", "-d", "db"};
-    all.insert(all.end(), words.begin(), words.end());
-    RunningProgram kiv(KIV_PROGRAM, all, {.terminal = terminal});
-    return Keep(kiv);
-  }
-  // With redirections.
-  int Shell(const std::string& command) {
-    RunningProgram shell("/bin/sh", {"-c", command},
-                         {.variables = {"KIV=" KIV_PROGRAM}});
-    return Keep(shell);
+  KivXdb() : KivCommand("xdb") {}
+
+  int Run(Words words, const PseudoTerminal* terminal = nullptr) {
+    words.insert(words.begin(), {"-d", "db"});
+    return KivCommand::Run(words, terminal);
   }
   // The documents of a container, a line each.
   std::string Listed(const std::string& container) {
@@ -50,23 +43,13 @@ class KivXdb : public ::testing::Test {
     return Run({"get", container, name}) == 0 ? output_ : "-";
   }
   bool Fails(const Words& words, const std::string& error) {
-    return Run(words) == 1 && errors_.find(error) != std::string::npos;
+    return Run(words) == 1 && KivCommand::Says(error);
   }
   static bool Says(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
   }
 
   const TestFolder folder_;
-  std::string output_;
-  std::string errors_;
-
- private:
-  int Keep(RunningProgram& program) {
-    const int exit_code = program.WaitForEnd();
-    output_ = program.Output();
-    errors_ = program.Errors();
-    return exit_code;
-  }
 };
 
 TEST_F(KivXdb, MakesAFolderOnlyWhenToldTo) {
