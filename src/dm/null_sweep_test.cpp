@@ -134,7 +134,8 @@ TEST_F(Sweep, NullGivesNothing) {
   EXPECT_FALSE(dm_guid_to_string(&guid, nullptr, sizeof text));
   EXPECT_FALSE(dm_string_to_guid(nullptr, &guid));
   EXPECT_FALSE(dm_string_to_guid("", &guid));
-  EXPECT_FALSE(dm_string_to_guid(text, nullptr));
+  EXPECT_FALSE(
+      dm_string_to_guid("01234567-89ab-cdef-1032-547698badcfe", nullptr));
 
   const Any number = NewObject(DM_INT32);
   EXPECT_FALSE(dm_o_read_value(number.get(), nullptr, 4));

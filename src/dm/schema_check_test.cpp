@@ -91,7 +91,8 @@ TEST_F(SchemaCheck, TellsTheReasonOfARefusal) {
 TEST_F(SchemaCheck, TellsWhatIsWrongWithTheFileAndWhere) {
   EXPECT_EQ(Check("<s>\n<e></s>"), (Lines{"2 ! : expected end of tag 'e'"}));
   EXPECT_EQ(Check("<s><include/></s>").size(), 1u);
-  for (const char* const path : {"missing.xsd", "", (const char*)nullptr}) {
+  for (const char* const path :
+       {"missing.xsd", "", static_cast<const char*>(nullptr)}) {
     const auto findings = CheckSchema(path);
     ASSERT_EQ(findings.size(), 1u);
     EXPECT_EQ(findings[0].outcome, Outcome::Fault);

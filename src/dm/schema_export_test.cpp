@@ -90,7 +90,7 @@ TEST_F(SchemaExport, WritesAFileWholeOrNotAtAll) {
   const std::string before = Logged();
   EXPECT_FALSE(dm_o_metadata_to_xsd_file(type.get(), "T", "no/types.xsd"));
   EXPECT_NE(Logged().find("'no/types.xsd'", before.size()), std::string::npos);
-  for (const char* const path : {"", (const char*)nullptr}) {
+  for (const char* const path : {"", static_cast<const char*>(nullptr)}) {
     EXPECT_FALSE(dm_o_metadata_to_xsd_file(type.get(), "T", path));
     EXPECT_FALSE(dm_o_metadata_to_xsd_file(type.get(), path, "types.xsd"));
   }

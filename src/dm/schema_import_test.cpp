@@ -302,7 +302,7 @@ TEST_F(SchemaImport, ReadsFiles) {
   EXPECT_FALSE(dm_o_declare_from_uri("./types.xsd", 0, false));
   EXPECT_TRUE(dm_o_declare_from_uri("./types.xsd", 0, true));
   for (const char* const path :
-       {"missing.xsd", ".", "", (const char*)nullptr}) {
+       {"missing.xsd", ".", "", static_cast<const char*>(nullptr)}) {
     EXPECT_FALSE(dm_o_declare_from_uri(path, 0, false));
     EXPECT_EQ(dm_o_struct_metadata_from_uri(path, 0), nullptr);
   }

@@ -72,7 +72,7 @@ TEST_F(Struct, FirstFieldOfANameIsFoundAndNoneInNothing) {
   const Any object = NewInstance(type);
   EXPECT_EQ(dm_o_struct_field_index(object.get(), "x"), 0);
   EXPECT_EQ(dm_o_struct_field_index(object.get(), "X"), 1);
-  for (const char* const none : {"y", "", (const char*)nullptr}) {
+  for (const char* const none : {"y", "", static_cast<const char*>(nullptr)}) {
     EXPECT_EQ(dm_o_struct_field_index(object.get(), none), -1);
   }
   EXPECT_EQ(dm_o_struct_field_count(object.get()), 3u);

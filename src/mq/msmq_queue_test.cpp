@@ -234,6 +234,7 @@ TEST_F(MsmqHost, LeavesARealtimeQueueToItsHost) {
   ASSERT_TRUE(Open(kSend)->Send("one"));
   EXPECT_NE(Open(kPeek)->Receive(), nullptr);
   EXPECT_EQ(config.Queues()[0]->Status().state, QueueState::LeftToHost);
+  EXPECT_TRUE(config.Queues()[0]->Stop(0));
 }
 
 TEST_F(MsmqHost, DoesNotListenOnAQueueThatCannotBe) {

@@ -138,7 +138,7 @@ TEST(Sleep, TakesSecondsAndNothingBelowOne) {
   EXPECT_GE(Steady::now() - start, std::chrono::milliseconds(990));
 }
 
-TEST(Identity, UuidHasItsFormAndAnAddressIsDotted) {
+TEST(Identity, UuidHasItsFormAndTheAddressIsTheSystems) {
   std::string uuid = "old";
   generateUUID(uuid);
   ASSERT_EQ(uuid.size(), 36u);

@@ -13,7 +13,6 @@ namespace kiv {
 namespace {
 
 using testing::_;
-using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 

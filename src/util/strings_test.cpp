@@ -126,7 +126,7 @@ TEST(IsValidNumber, LooksAtTwoCharactersOnly) {
 TEST(IsAllDigit, NeedsADigitAndNothingElse) {
   EXPECT_TRUE(is_all_digit("0123456789"));
   for (const char* no :
-       {"", "1a", "-1", " 1", "\xA3\xB1", (const char*)nullptr})
+       {"", "1a", "-1", " 1", "\xA3\xB1", static_cast<const char*>(nullptr)})
     EXPECT_FALSE(is_all_digit(no)) << (no ? no : "null");
 }
 

@@ -168,6 +168,8 @@ TEST_F(DirectoryChanges, OfNoneCostNothing) {
     Watch("in" + std::to_string(i), static_cast<std::size_t>(i),
           {.skips_hidden = true, .reports_present = true});
   long switches = -1;
+  Outcome last = Outcome::Change;
+  DirectoryChange change;
   std::thread waiting([&] {
     const auto voluntary = [] {
       rusage usage{};
@@ -175,15 +177,15 @@ TEST_F(DirectoryChanges, OfNoneCostNothing) {
       return usage.ru_nvcsw;
     };
     const long before = voluntary();
-    DirectoryChange change;
-    while (watch_->Wait(-1, change) == Outcome::Change) {
-    }
+    while (last == Outcome::Change) last = watch_->Wait(-1, change);
     switches = voluntary() - before;
   });
   std::this_thread::sleep_for(std::chrono::seconds(2));
   watch_->Stop();
   waiting.join();
   EXPECT_LE(switches, 2);  // it went to sleep once
+  EXPECT_EQ(last, Outcome::Stopped);
+  EXPECT_EQ(watch_->Wait(-1, change), Outcome::Stopped);
 }
 
 TEST(FileSystemKind, KnowsThoseThatOthersChange) {

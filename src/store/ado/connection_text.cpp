@@ -137,6 +137,17 @@ void ConnectionText::Set(std::string_view key, std::string value) {
   }
 }
 
+std::string ConnectionText::FirstOf(
+    std::initializer_list<const char*> keys) const {
+  for (const char* const key : keys)
+    if (const std::string* const value = Find(key)) return *value;
+  return {};
+}
+
+void ConnectionText::AddMissing(std::string_view key, std::string value) {
+  if (Find(key) == nullptr) Add(std::string(key), std::move(value));
+}
+
 void ConnectionText::Remove(std::string_view key) {
   std::erase_if(pairs_, [&](const TextPair& pair) {
     return EqualIgnoreCase(pair.key, key);
@@ -172,6 +183,13 @@ bool ConnectionText::ToPlainOdbc(std::string& out_utf8) const {
   }
   out_utf8 = std::move(text);
   return true;
+}
+
+bool IsYes(std::string_view value) {
+  for (const char* const yes :
+       {"yes", "true", "1", "sspi", "mandatory", "strict", "require"})
+    if (EqualIgnoreCase(value, yes)) return true;
+  return false;
 }
 
 }  // namespace kiv::store::ado

@@ -1,6 +1,7 @@
 #ifndef STORE_ADO_CONNECTION_TEXT_H_
 #define STORE_ADO_CONNECTION_TEXT_H_
 
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -39,7 +40,10 @@ class ConnectionText {
   // text cannot mean one thing to us and another to a driver.
   const std::string* Find(std::string_view key) const;
   std::string* Find(std::string_view key);
+  // Of the first of these names for one thing that is there, else empty.
+  std::string FirstOf(std::initializer_list<const char*> keys) const;
   void Add(std::string key, std::string value);
+  void AddMissing(std::string_view key, std::string value);
   // Replaces the value or adds the pair.
   void Set(std::string_view key, std::string value);
   void Remove(std::string_view key);
@@ -52,6 +56,9 @@ class ConnectionText {
  private:
   std::vector<TextPair> pairs_;
 };
+
+// As any provider or driver says yes.
+bool IsYes(std::string_view value);
 
 // The text with *** for every password in it, whatever else is wrong with it:
 // values of PWD and of keys that have "password" in them, whether in quotes, in

@@ -16,24 +16,6 @@
 
 namespace kiv::store::ado {
 
-std::string FirstOf(const ConnectionText& text,
-                    std::initializer_list<const char*> keys) {
-  for (const char* const key : keys)
-    if (const std::string* const value = text.Find(key)) return *value;
-  return {};
-}
-
-bool IsYes(const std::string& value) {
-  for (const char* const yes :
-       {"yes", "true", "1", "sspi", "mandatory", "strict", "require"})
-    if (EqualIgnoreCase(value, yes)) return true;
-  return false;
-}
-
-void Put(ConnectionText& pairs, std::string_view key, std::string value) {
-  if (pairs.Find(key) == nullptr) pairs.Add(std::string(key), std::move(value));
-}
-
 void SetTexts(ConnectionText pairs, const char* server_database,
               Target& target) {
   target.odbc_text = pairs.ToOdbc();
@@ -78,7 +60,7 @@ Provider Read(const std::string& text, ConnectionText& out) {
 
 void SetTimeout(const ConnectionText& text, Target& target) {
   const std::string value =
-      FirstOf(text, {"Connect Timeout", "Connection Timeout", "Timeout"});
+      text.FirstOf({"Connect Timeout", "Connection Timeout", "Timeout"});
   int seconds = 0;
   const auto read =
       std::from_chars(value.data(), value.data() + value.size(), seconds);
@@ -133,7 +115,8 @@ void CompleteSqlite(ConnectionText pairs, OpenMode mode, Target& target) {
   }
   // Otherwise the driver makes a file that is not there.
   if (mode == OpenMode::Existing) pairs.Set("NoCreat", "1");
-  Put(pairs, "Timeout", "10000");  // milliseconds to wait for another writer
+  pairs.AddMissing("Timeout",
+                   "10000");  // milliseconds to wait for another writer
   target.is_file = true;
   SetPlainText(pairs, target);
 }
@@ -192,17 +175,18 @@ ConnectionText OdbcPairs(const ConnectionText& text) {
     for (const auto& [ole_db, odbc] : kTranslations)
       if (is_key(ole_db)) key = odbc;
     if (has_driver && is_key("Data Source")) key = "Server";
-    Put(pairs, key, pair.value);
+    pairs.AddMissing(key, pair.value);
   }
-  if (IsYes(FirstOf(text, {"Integrated Security"})))
-    Put(pairs, "Trusted_Connection", "Yes");
+  if (IsYes(text.FirstOf({"Integrated Security"})))
+    pairs.AddMissing("Trusted_Connection", "Yes");
   if (const std::string* const properties = text.Find("Extended Properties")) {
     ConnectionText inner;
     std::string fault;
     if (!ConnectionText::Parse(*properties, Kind::Odbc, inner, fault))
       Raise(kInvalidArgument,
             "the Extended Properties cannot be read: " + fault);
-    for (const TextPair& pair : inner.pairs()) Put(pairs, pair.key, pair.value);
+    for (const TextPair& pair : inner.pairs())
+      pairs.AddMissing(pair.key, pair.value);
   }
   return pairs;
 }
@@ -243,7 +227,7 @@ Target OdbcTarget(const ConnectionText& text, const std::string& user,
                   const std::string& password, OpenMode mode) {
   ConnectionText pairs = OdbcPairs(text);
   const auto driver = DriverOf(pairs);
-  if (!driver) return JetTarget(FirstOf(pairs, {"DBQ"}), mode);
+  if (!driver) return JetTarget(pairs.FirstOf({"DBQ"}), mode);
   Target target;
   target.driver = *driver;
   // A DSN stays one: its other settings are in odbc.ini.
@@ -256,13 +240,13 @@ Target OdbcTarget(const ConnectionText& text, const std::string& user,
   if (!user.empty()) pairs.Set("UID", user);
   if (!password.empty()) pairs.Set("PWD", password);
   for (const TextPair& pair : pairs.pairs()) complete.Add(pair.key, pair.value);
-  target.password = FirstOf(complete, {"PWD"});
+  target.password = complete.FirstOf({"PWD"});
   switch (driver->dialect) {
     case Dialect::Sqlite:
       CompleteSqlite(std::move(complete), mode, target);
       break;
     case Dialect::Access:
-      if (const std::string path = FirstOf(complete, {"DBQ"}); !path.empty()) {
+      if (const std::string path = complete.FirstOf({"DBQ"}); !path.empty()) {
         RequireFile(path, OpenMode::Existing);
         target.database = port::SystemPath(path);
         complete.Set("DBQ", Utf8ToCp936(target.database));
@@ -272,9 +256,9 @@ Target OdbcTarget(const ConnectionText& text, const std::string& user,
       break;
     case Dialect::PostgreSql:
       // Else a bool is a text.
-      Put(complete, "BoolsAsChar", "0");
+      complete.AddMissing("BoolsAsChar", "0");
       if (!driver->is_wide)
-        Put(complete, "ConnSettings", "SET client_encoding TO 'UTF8'");
+        complete.AddMissing("ConnSettings", "SET client_encoding TO 'UTF8'");
       SetTexts(std::move(complete), "postgres", target);
       break;
     case Dialect::SqlServer:
@@ -298,13 +282,13 @@ Target TargetOf(const std::string& text, const std::string& user,
   Target target;
   switch (provider) {
     case Provider::Jet:
-      target = JetTarget(FirstOf(pairs, {"Data Source"}), mode);
+      target = JetTarget(pairs.FirstOf({"Data Source"}), mode);
       break;
     case Provider::SqlServer:
       target = SqlServerTarget(
           pairs,
-          user.empty() ? FirstOf(pairs, {"User ID", "UID", "User"}) : user,
-          password.empty() ? FirstOf(pairs, {"Password", "PWD"}) : password);
+          user.empty() ? pairs.FirstOf({"User ID", "UID", "User"}) : user,
+          password.empty() ? pairs.FirstOf({"Password", "PWD"}) : password);
       break;
     case Provider::Odbc:
       target = OdbcTarget(pairs, user, password, mode);

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "store/ado/connection_text.h"
 #include "store/ado/driver_lookup.h"
 
 namespace kiv::store::ado {
@@ -31,6 +32,11 @@ enum class OpenMode { Existing, New };
 // driver is missing. For `New`, a file must not be there yet.
 Target TargetOf(const std::string& text, const std::string& user,
                 const std::string& password, OpenMode mode);
+
+// Sets the texts and the database of a server's target; `server_database` is
+// one that is there before any other.
+void SetTexts(ConnectionText pairs, const char* server_database,
+              Target& target);
 
 }  // namespace kiv::store::ado
 

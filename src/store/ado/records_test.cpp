@@ -528,5 +528,11 @@ TEST(RowValues, AreNoNumbersWithTwoSigns) {
   EXPECT_EQ(IntegerOf(RowCursor::Form::IntegerText, "+-5"), std::nullopt);
 }
 
+TEST(RowValues, AreDatesWithoutSecondsToo) {
+  const auto ticks = TicksOf(RowCursor::Form::DateText, " 2004-01-31 09:05 ");
+  ASSERT_TRUE(ticks);
+  EXPECT_EQ(*ticks, DateTime(2004, 1, 31, 9, 5, 0, 0).Ticks());
+}
+
 }  // namespace
 }  // namespace kiv::store::ado

@@ -52,10 +52,10 @@ void AddServer(const std::string& address, const Driver& driver,
 
 void CompleteSqlServer(ConnectionText pairs, Target& target) {
   if (IsFreeTds(target.driver)) {
-    Put(pairs, "ClientCharset", "UTF-8");
+    pairs.AddMissing("ClientCharset", "UTF-8");
     // Left to find it out, the driver waits without end for a server that says
     // nothing. A server that knows less answers with what it knows.
-    Put(pairs, "TDS_Version", "7.4");
+    pairs.AddMissing("TDS_Version", "7.4");
   }
   SetTexts(std::move(pairs), "master", target);
 }
@@ -66,12 +66,12 @@ Target SqlServerTarget(const ConnectionText& text, const std::string& user,
   target.driver = SqlServerDriver();
   ConnectionText pairs;
   pairs.Add("Driver", target.driver.name);
-  AddServer(FirstOf(text, {"Data Source", "Server", "Address", "Addr",
-                           "Network Address"}),
+  AddServer(text.FirstOf({"Data Source", "Server", "Address", "Addr",
+                          "Network Address"}),
             target.driver, pairs);
-  const std::string database = FirstOf(text, {"Initial Catalog", "Database"});
+  const std::string database = text.FirstOf({"Initial Catalog", "Database"});
   if (!database.empty()) pairs.Add("Database", database);
-  if (IsYes(FirstOf(text, {"Integrated Security", "Trusted_Connection"})) &&
+  if (IsYes(text.FirstOf({"Integrated Security", "Trusted_Connection"})) &&
       user.empty()) {
     pairs.Add("Trusted_Connection", "Yes");
   } else {
@@ -79,19 +79,19 @@ Target SqlServerTarget(const ConnectionText& text, const std::string& user,
     pairs.Add("PWD", password);
     target.password = password;
   }
-  if (const std::string name = FirstOf(text, {"Application Name", "APP"});
+  if (const std::string name = text.FirstOf({"Application Name", "APP"});
       !name.empty())
     pairs.Add("APP", name);
-  if (const std::string name = FirstOf(text, {"Workstation ID", "WSID"});
+  if (const std::string name = text.FirstOf({"Workstation ID", "WSID"});
       !name.empty())
     pairs.Add("WSID", name);
-  if (IsYes(FirstOf(text, {"Use Encryption for Data", "Encrypt"}))) {
+  if (IsYes(text.FirstOf({"Use Encryption for Data", "Encrypt"}))) {
     if (IsFreeTds(target.driver)) {
       pairs.Add("Encryption", "require");
     } else {
       pairs.Add("Encrypt", "Yes");
-      if (IsYes(FirstOf(
-              text, {"Trust Server Certificate", "TrustServerCertificate"})))
+      if (IsYes(text.FirstOf(
+              {"Trust Server Certificate", "TrustServerCertificate"})))
         pairs.Add("TrustServerCertificate", "Yes");
     }
   }
