@@ -27,9 +27,26 @@ configure_file(packaging/kivcorelib10.pc.in
   ${PROJECT_BINARY_DIR}/packaging/kivcorelib10.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/packaging/kivcorelib10.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
-file(GLOB examples CONFIGURE_DEPENDS examples/*.cpp)
+file(GLOB examples CONFIGURE_DEPENDS examples/*.cpp examples/*.c examples/*.py
+  examples/*.recording)
 install(FILES ${examples}
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development)
+install(FILES README.md CHANGELOG.md
+  DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR}
+  COMPONENT development FILES_MATCHING PATTERN "*.md" PATTERN "*.svg")
+# The one page that is made of the sources.
+find_program(KIV_PYTHON python3)
+if(KIV_PYTHON)
+  install(CODE "
+    execute_process(COMMAND ${KIV_PYTHON}
+      \"${PROJECT_SOURCE_DIR}/tools/message_index.py\" --page
+      \"${PROJECT_SOURCE_DIR}\"
+      OUTPUT_FILE \"${PROJECT_BINARY_DIR}/messages.md\"
+      COMMAND_ERROR_IS_FATAL ANY)" COMPONENT development)
+  install(FILES ${PROJECT_BINARY_DIR}/messages.md
+    DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT development)
+endif()
 
 # The tools, and what the program says of itself.
 set(manual ${PROJECT_BINARY_DIR}/manual)
@@ -72,7 +89,7 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION admin)
 set(CPACK_COMPONENT_LIBRARY_DESCRIPTION
     "The shared library that service programs link and load.")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
-    "Headers, CMake and pkg-config files, and examples.")
+    "Headers, CMake and pkg-config files, documentation and examples.")
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION
     "kiv, which hosts, checks and looks after services.")
 # The libraries' packages are found by what the files need; those of ours, which
@@ -85,5 +102,9 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
     "libkivcorelib10 (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS
     "libkivcorelib10 (>= ${PROJECT_VERSION})")
+# The record store reaches every database by its ODBC driver.
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_RECOMMENDS "libsqliteodbc")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SUGGESTS
+    "odbc-postgresql, tdsodbc, odbc-mdbtools")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS "systemd")
 include(CPack)

@@ -29,7 +29,7 @@ install_packages() {
 build_packages=(g++ cmake ninja-build ccache pkg-config libxerces-c-dev
   libcli11-dev libsqlite3-dev librabbitmq-dev libdb5.3++-dev libicu-dev
   libedit-dev unixodbc-dev libsqliteodbc libzeroc-ice-dev zeroc-ice-compilers)
-package_packages=(dpkg-dev file)
+package_packages=(dpkg-dev file python3)
 test_packages=(libgtest-dev libgmock-dev python3 python3-zeroc-ice openssl
   strace odbc-postgresql tdsodbc odbc-mdbtools nlohmann-json3-dev zlib1g-dev
   bash-completion man-db python3-markdown "${package_packages[@]}")

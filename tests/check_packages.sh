@@ -33,8 +33,14 @@ expect() {
 expect libkivcorelib10 'libxerces-c3\.2.*' 'lib/.*libkivcorelib10\.so\.10'
 grep -q 'libkivcorelib10\.so$' "$work/contents" &&
   fail 'the name for linking belongs to libkivcorelib-dev'
+dpkg-deb --field "$work"/libkivcorelib10_*.deb Recommends |
+  grep -q libsqliteodbc ||
+  fail 'libkivcorelib10 recommends no driver of a database'
 expect libkivcorelib-dev 'libkivcorelib10 \(= ' include/kiv/log.h \
   'lib/.*libkivcorelib10\.so ->' 'lib/.*/kivcorelib10-config\.cmake' \
-  'lib/.*/kivcorelib10\.pc'
+  'lib/.*/kivcorelib10\.pc' share/doc/sharelib/CHANGELOG.md \
+  share/doc/sharelib/docs/queues.md share/doc/sharelib/docs/messages.md \
+  share/doc/sharelib/examples/remote_client.c \
+  share/doc/sharelib/examples/remote_servant.py
 expect kiv 'libkivcorelib10 \(>= .*libstdc\+\+6|libstdc\+\+6.*libkivcorelib10 \(>= ' \
   bin/kiv share/man/man1/kiv.1 share/bash-completion/completions/kiv

@@ -140,6 +140,10 @@ INSTANTIATE_TEST_SUITE_P(
         UseCase{"HostNoFile", "host empty", 1, nullptr, "no queue"},
         UseCase{"HostBrokenFile", "host unread", 1, nullptr, "queue.xml"},
         UseCase{"HostBadQueue", "host faulty", 1, nullptr, "queue gate"},
+        UseCase{"HostSwitchOfAService", "host faulty /DEBUG", 1, nullptr,
+                "kiv-faulty: has ended with a failure"},
+        UseCase{"HostSwitchesOfAUser", "host faulty -USER -Stop", 1, nullptr,
+                "not installed"},
         UseCase{"HostBadDirectory", "host blind", 1, nullptr,
                 "fileq.xml are not watched"},
         UseCase{"CheckDirectory", "check-config watching", 0,
@@ -157,7 +161,9 @@ INSTANTIATE_TEST_SUITE_P(
                 "odd/conf/queue.xml:2: warning: queue /dev", nullptr},
         UseCase{"CheckGood", "check-config good", 0,
                 "good/conf/queue.xml:2: good: queue /dev", nullptr},
-        UseCase{"LogOfNoToday", "log good", 1, nullptr, "is not there"},
+        UseCase{"LogOfNoToday", "log good", 0, nullptr,
+                "nothing was logged today"},
+        UseCase{"LogOfNoService", "log lib", 1, nullptr, "is not there"},
         UseCase{"LogOfADay", "log good --date 20200131", 0, "old\n", nullptr},
         UseCase{"LogOfBin", "log good/bin -d 20200131", 0, "old\n", nullptr},
         UseCase{"LogOfNoDay", "log good --date 20200132", 1, nullptr,
@@ -203,7 +209,8 @@ INSTANTIATE_TEST_SUITE_P(Signal, KivFollow, ::testing::Values(SIGINT, SIGTERM));
 
 TEST_F(Kiv, FollowsALogThatIsYetToCome) {
   KivProgram kiv({"log", "good", "--follow"});
-  ASSERT_TRUE(Eventually([&] { return Has(kiv.Errors(), "is not there"); }));
+  ASSERT_TRUE(
+      Eventually([&] { return Has(kiv.Errors(), "nothing was logged"); }));
   WriteLog("good", Today(), "first\r\n");
   EXPECT_TRUE(kiv.WaitForOutput("first\n"));
 }

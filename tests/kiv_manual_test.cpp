@@ -58,6 +58,23 @@ TEST(KivManual, HasAPageThatPrintsForEveryCommand) {
   }
 }
 
+TEST(KivManual, SaysOfOptionsWhatTheirHelpSays) {
+  const TestFolder folder;
+  OutputOf(KIV_PROGRAM, {"man", "pages"});
+  const std::string page = ReadTestFile("pages/kiv-xdb.1");
+  for (const char* part :
+       {"(default 1000)", "(xml, plain; default xml)",
+        "cannot be\nencrypted later.\n.nf\n  kiv xdb", ".B KIV_HISTORY\n"})
+    EXPECT_NE(page.find(part), std::string::npos) << part << " in " << page;
+}
+
+TEST(KivHelp, EndsWithNothingOfAnotherCommand) {
+  EXPECT_EQ(OutputOf(KIV_PROGRAM, {"init", "--help"}).find("COMMAND"),
+            std::string::npos);
+  EXPECT_EQ(OutputOf(KIV_PROGRAM, {"queue", "list", "--help"}).find("COMMAND"),
+            std::string::npos);
+}
+
 struct CompletionCase {
   const char* name;
   const char* line;  // up to the cursor, words with one blank between

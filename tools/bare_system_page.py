@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Makes a page of what scripts/bare noted: bare_system_page.py NOTES PAGE [REMARK]
+"""Makes a page of what scripts/bare noted:
+bare_system_page.py NOTES PAGE COMMIT [REMARK]
 
 NOTES has a line TITLE|RESULT|SECONDS for each step.
 """
@@ -15,9 +16,9 @@ def main():
     lines = [
         "# From a bare system", "",
         "What `scripts/bare` did in bare Debian 12 systems, folders that debootstrap "
-        f"made, and how long that took: {machine.when_and_what()}. The script writes "
+        f"made, and how long that took: {machine.when_and_what(sys.argv[3])}. The script writes "
         "this page; it is not to be changed by hand." + "".join(
-            " " + remark for remark in sys.argv[3:]), "",
+            " " + remark for remark in sys.argv[4:]), "",
         "| step | outcome | seconds |", "|---|---|--:|"]
     for title, result, seconds in steps:
         lines.append(f"| {title} | {result} | {float(seconds):.1f} |")

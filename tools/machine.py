@@ -38,7 +38,8 @@ def system():
     return match.group(1) if match else os.uname().sysname
 
 
-def when_and_what():
-    return (f"{datetime.date.today().isoformat()}, commit {commit()}, "
+def when_and_what(of=None):
+    """The day, the commit, or the one that was given, and the machine."""
+    return (f"{datetime.date.today().isoformat()}, commit {of or commit()}, "
             f"{processor()}, {os.cpu_count()} processors, "
             f"{memory_gib()} GiB, {system()}")

@@ -101,7 +101,8 @@ def main():
         "The script writes this page; it is not to be changed by hand.", "",
         "A ratio above 1 is in our favour; \"asked\" is the ratio that the "
         "benchmark fails below. Where there is no peer but a limit, the ratio "
-        "says how often the figure fits into it.", "",
+        "says how often the figure fits into it. Curves show how those grow that "
+        "were measured with several sizes.", "",
         f"{met} of {len(counted)} benchmarks give what is asked."]
     if len(counted) < len(results):
         lines[-1] += f" {len(results) - len(counted)} could not be measured."

@@ -46,6 +46,9 @@ img{max-width:100%}
 """
 
 
+# How the title of every page ends.
+MARK = " - sharelib</title>"
+
 # Pages that a run writes, and what runs.
 WRITTEN = {"reliability": "scripts/scenarios", "performance": "scripts/bench",
            "bare-system": "scripts/bare"}
@@ -162,7 +165,7 @@ def main():
                 (docs / "architecture.txt").read_text("utf-8"))):
         faults.append("architecture.svg is not what architecture.txt says: "
                       "scripts/docs draws it")
-    pictures = set()
+    pictures, written = set(), set()
     bodies = {name: markdown.markdown(
         text, extensions=["tables", "fenced_code", "toc", "sane_lists"])
         for name, text in pages.items()}
@@ -170,15 +173,20 @@ def main():
                for name in unreachable(pages, bodies)]
     for name, text in pages.items():
         file = out / (name + ".html")
+        written.add(file)
         file.parent.mkdir(parents=True, exist_ok=True)
         body = linked(name, bodies, docs, pictures, faults)
         file.write_text(
             '<!doctype html>\n<html lang="en"><head><meta charset="utf-8">\n'
             '<meta name="viewport" content="width=device-width">\n'
-            f"<title>{html.escape(title_of(text, name))} - sharelib</title>\n"
+            f"<title>{html.escape(title_of(text, name))}{MARK}\n"
             f"<style>{STYLE}</style></head><body>\n"
             f"<nav>{navigation(name, pages)}</nav>\n"
             f"<main>{body}</main>\n</body></html>\n", "utf-8")
+    # Pages of an earlier run that are none any more.
+    for file in set(out.rglob("*.html")) - written:
+        if MARK in file.read_text("utf-8", "replace"):
+            file.unlink()
     for picture in pictures:
         (out / picture).parent.mkdir(parents=True, exist_ok=True)
         shutil.copy(docs / picture, out / picture)

@@ -11,15 +11,13 @@ constexpr const char* kAppend = "FileSystemPath::m_path_append Failed: ";
 }  // namespace
 
 std::string InvalidName(std::string_view name, std::string_view source) {
-  std::string text = kAppend;
-  text.append("无效的 name (").append(name);
-  return text.append(") 在路径 (").append(source).append(") 中。");
+  return std::string(kAppend) + "无效的 name (" + std::string(name) +
+         ") 在路径 (" + std::string(source) + ") 中。";
 }
 
 // Readers of this text know it without the closing parenthesis.
 std::string InvalidPathSyntax(std::string_view source) {
-  std::string text = kAppend;
-  return text.append("无效的路径语法 (").append(source).append("。");
+  return std::string(kAppend) + "无效的路径语法 (" + std::string(source) + "。";
 }
 
 }  // namespace kiv::message

@@ -15,8 +15,8 @@ namespace kiv_tool {
 int TellParseError(const CLI::App& app, const CLI::ParseError& error);
 
 void AddHost(CLI::App& program, int& exit_code);
-// The words of the command line, in which kiv host's switches may bear one
-// dash, as services write them.
+// The words of the command line, with kiv host's switches as its options: they
+// may be written as those of services are.
 std::vector<std::string> HostWords(int argc, const char* const* argv);
 void AddCheckConfig(CLI::App& program, int& exit_code);
 void AddQueue(CLI::App& program, int& exit_code);

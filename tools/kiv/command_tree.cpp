@@ -6,6 +6,17 @@
 namespace kiv_tool {
 namespace {
 
+// Of "TEXT:{xml,plain}", as CLI11 names the type of what may be one of these.
+std::string Choices(const std::string& type) {
+  const std::size_t begin = type.find('{');
+  const std::size_t end = type.find('}', begin);
+  if (end == std::string::npos) return {};
+  std::string choices;
+  for (const char c : type.substr(begin + 1, end - begin - 1))
+    choices += c == ',' ? std::string(", ") : std::string(1, c);
+  return choices;
+}
+
 CommandTree::Option ReadOption(const CLI::Option& option) {
   CommandTree::Option result;
   for (const std::string& name : option.get_snames())
@@ -13,6 +24,8 @@ CommandTree::Option ReadOption(const CLI::Option& option) {
   for (const std::string& name : option.get_lnames())
     result.names.push_back("--" + name);
   result.description = option.get_description();
+  result.choices = Choices(option.get_type_name());
+  result.fallback = option.get_default_str();
   result.is_positional = result.names.empty();
   result.is_required = option.get_required();
   result.may_repeat = option.get_items_expected_max() > 1;

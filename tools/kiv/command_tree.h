@@ -14,6 +14,8 @@ struct CommandTree {
     std::vector<std::string> names;  // "-f", "--file"; of an argument none
     std::string argument;            // "FILE"; empty for a flag
     std::string description;
+    std::string choices;   // "xml, plain"; empty when anything may stand there
+    std::string fallback;  // what it is when nothing is said
     bool is_positional = false;
     bool is_required = false;
     bool may_repeat = false;

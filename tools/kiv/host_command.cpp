@@ -294,16 +294,29 @@ constexpr ActionFlag kActionFlags[] = {
      "Run here, saying nothing to a service manager"},
 };
 
+// The flag that a word means in any of the ways in which services take their
+// switches; null for another word. A folder is no switch, whatever its name.
+const char* FlagOf(const std::string& word) {
+  std::error_code ignored;
+  if (word.starts_with('/') && std::filesystem::is_directory(word, ignored))
+    return nullptr;
+  for (const char* user : {"-user", "--user", "/user"})
+    if (CLI::detail::to_lower(word) == user) return "--user";
+  auto action = kiv::NTService::Action::Run;
+  if (!kiv::NTService::ReadSwitch(word.c_str(), action)) return nullptr;
+  for (const ActionFlag& flag : kActionFlags)
+    if (flag.action == action) return flag.name;
+  return nullptr;
+}
+
 }  // namespace
 
 std::vector<std::string> HostWords(int argc, const char* const* argv) {
   std::vector<std::string> words(argv, argv + argc);
   if (words.size() < 2 || words[1] != "host") return words;
-  auto action = kiv::NTService::Action::Run;
-  for (std::string& word : words)
-    if (word.starts_with('-') && !word.starts_with("--") &&
-        kiv::NTService::ReadSwitch(word.c_str(), action))
-      word.insert(0, "-");
+  for (std::size_t i = 2; i < words.size(); ++i)
+    if (const char* const flag = FlagOf(words[i]); flag != nullptr)
+      words[i] = flag;
   return words;
 }
 
@@ -330,7 +343,8 @@ void AddHost(CLI::App& program, int& exit_code) {
   command->add_option("--name", options->name,
                       "The service's name; kiv- and that of its folder without "
                       "it");
-  command->footer("These switches may also be written -install and so on.");
+  command->footer(
+      "The switches may also be written -install or /install, in any case.");
   command->callback([options, &exit_code] { exit_code = Run(*options); });
 }
 

@@ -125,6 +125,20 @@ void Follow(const std::string& folder, LogReader reader) {
   }
 }
 
+// Says why there is nothing to show. The exit code: a service that logged
+// nothing today is in order.
+int TellMissing(const LogOptions& options, const fs::path& file) {
+  std::string ignored;
+  if (options.date.empty() && FindServiceFolder(options.folder, ignored)) {
+    std::cerr << "kiv log: nothing was logged today\n";
+    return 0;
+  }
+  std::cerr << "kiv log: " << file.string()
+            << " is not there; name the service folder, or another day with "
+               "--date\n";
+  return 1;
+}
+
 int Run(const LogOptions& options) {
   const std::string name =
       options.date.empty() ? TodaysFile() : options.date + kSuffix;
@@ -134,10 +148,8 @@ int Run(const LogOptions& options) {
       std::signal(number, [](int) { interrupted = true; });
   }
   if (!fs::is_regular_file(reader.path())) {
-    std::cerr << "kiv log: " << reader.path().string()
-              << " is not there"
-                 "; name the service folder, or another day with --date\n";
-    if (!options.follow) return 1;
+    const int exit_code = TellMissing(options, reader.path());
+    if (!options.follow) return exit_code;
   } else {
     PrintTail(reader, options.lines);
   }

@@ -10,6 +10,14 @@
 
 namespace {
 
+// CLI11 hands a command's footer down to the commands below it that have none.
+void DropInheritedFooters(CLI::App& app) {
+  for (CLI::App* const inner : app.get_subcommands({})) {
+    DropInheritedFooters(*inner);
+    if (inner->get_footer() == app.get_footer()) inner->footer("");
+  }
+}
+
 int Run(int argc, char** argv) {
   CLI::App program{
       "Runs and looks after message-queue services, record stores, XML "
@@ -33,6 +41,7 @@ int Run(int argc, char** argv) {
   kiv_tool::AddRemote(program, exit_code);
   kiv_tool::AddInit(program, exit_code);
   kiv_tool::AddManual(program, exit_code);
+  DropInheritedFooters(program);
 
   try {
     std::vector<std::string> words = kiv_tool::HostWords(argc, argv);

@@ -2,9 +2,37 @@
 
 #include <algorithm>
 #include <sstream>
+#include <string_view>
 
 namespace kiv_tool {
 namespace {
+
+// What a page says of the environment, and whose pages.
+struct Variable {
+  std::string_view commands;  // names with a blank on either side
+  const char* name;
+  const char* description;
+};
+
+constexpr Variable kVariables[] = {
+    {" store ", "KIV_STORE", "Where the store is, when neither option says it"},
+    {" xdb ", "KIV_HISTORY",
+     "The file in which the shell keeps what was typed, instead of "
+     "~/.kiv_history; empty: nowhere"},
+    {" host check-config ", "KIV_COM1, KIV_COM2, ...",
+     "The devices of the serial ports COM1, COM2, ..."},
+    {" host check-config queue ", "KIV_MSMQ_URL",
+     "The broker that durable queues lie on; without it they lie in files"},
+    {" host check-config queue ", "KIV_MSMQ_CA",
+     "The certificates that vouch for the broker"},
+    {" host check-config ", "KIV_MODULE_TRUST",
+     "any: processor libraries are loaded that others may write"},
+    {" host ", "KIV_PROCESSOR_ISOLATION",
+     "process: processors run in processes of their own"},
+    {" host ", "KIV_PROCESSOR_HOST",
+     "The program of these processes, where it is not beside the library"},
+    {" remote ", "ICE_CONFIG", "A file of properties of Ice, as those of TLS"},
+};
 
 // Text as troff prints it: no line is a request, no character an escape.
 std::string Roff(const std::string& text) {
@@ -17,8 +45,6 @@ std::string Roff(const std::string& text) {
       out += "\\e";
     else if (c == '-')
       out += "\\-";
-    else if (c == '\n')
-      out += "\n.br\n";
     else
       out += c;
   }
@@ -53,6 +79,14 @@ std::string Synopsis(const std::string& path, const CommandTree& command) {
   return text;
 }
 
+// " (xml, plain; default xml)", or nothing.
+std::string Values(const CommandTree::Option& option) {
+  std::string text = option.choices;
+  if (!option.fallback.empty())
+    text += (text.empty() ? "default " : "; default ") + option.fallback;
+  return text.empty() ? text : " (" + text + ')';
+}
+
 std::string OptionList(const CommandTree& command) {
   std::string text;
   for (const CommandTree::Option& option : command.options) {
@@ -62,15 +96,36 @@ std::string OptionList(const CommandTree& command) {
       names += (names.empty() ? "\\fB" : "\\fR, \\fB") + Roff(name);
     if (!option.argument.empty())
       names += (names.empty() ? "\\fI" : "\\fR \\fI") + Roff(option.argument);
-    text += ".TP\n" + names + "\\fR\n" + Roff(option.description) + '\n';
+    text += ".TP\n" + names + "\\fR\n" + Roff(option.description) +
+            Roff(Values(option)) + '\n';
   }
   return text;
 }
 
-// The footer keeps its lines: they are examples and short rules.
+// Prose is broken where the page wants it; lines that begin with a blank are
+// examples and stay as they are.
 std::string Footer(const CommandTree& command) {
   if (command.footer.empty()) return {};
-  return ".PP\n" + Roff(command.footer) + '\n';
+  std::string text = ".PP\n";
+  std::istringstream lines(command.footer);
+  bool is_example = false;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with(' ') != is_example) {
+      is_example = !is_example;
+      text += is_example ? ".nf\n" : ".fi\n";
+    }
+    text += Roff(line) + '\n';
+  }
+  return is_example ? text + ".fi\n" : text;
+}
+
+std::string Environment(const std::string& command) {
+  std::string text;
+  for (const Variable& variable : kVariables)
+    if (variable.commands.find(' ' + command + ' ') != std::string_view::npos)
+      text += std::string(".TP\n.B ") + variable.name + '\n' +
+              Roff(variable.description) + '\n';
+  return text.empty() ? text : ".SH ENVIRONMENT\n" + text;
 }
 
 std::string Head(const std::string& path, const std::string& description) {
@@ -103,7 +158,7 @@ std::string Page(const std::string& path, const CommandTree& command) {
     text += ".SH COMMANDS\n";
     AddSections(path, command, text);
   }
-  return text + ".SH SEE ALSO\n.BR kiv (1)\n";
+  return text + Environment(command.name) + ".SH SEE ALSO\n.BR kiv (1)\n";
 }
 
 // One word of the shell's.
@@ -134,7 +189,10 @@ std::map<std::string, std::string> ManualPages(const CommandTree& program) {
         ".TP\n.BR " + Roff(name) + " (1)\n" + Roff(command.description) + '\n';
     pages[name + ".1"] = Page(program.name + ' ' + command.name, command);
   }
-  pages[program.name + ".1"] = text + Footer(program);
+  pages[program.name + ".1"] =
+      text + Footer(program) +
+      ".SH ENVIRONMENT\n.TP\n.B NO_COLOR\nWhen it is set to anything, output "
+      "has no colour\n";
   return pages;
 }
 

@@ -156,7 +156,7 @@ int XdbDump(XdbPlace& place, const XdbOptions& options) {
   dump.End();
   if (!dump.IsWhole()) return 1;
   if (!folder.Finish(reason)) return place.Fault(reason);
-  std::cerr << dump.Written() << " documents written\n";
+  std::cerr << Counted(dump.Written(), "document") << " written\n";
   return 0;
 }
 
@@ -186,7 +186,7 @@ int XdbLoad(XdbPlace& place, const XdbOptions& options) {
     if (!loading.AddFile(name, file)) return 1;
   }
   if (!loading.Finish()) return 1;
-  std::cerr << loading.Stored() << " documents stored\n";
+  std::cerr << Counted(loading.Stored(), "document") << " stored\n";
   return 0;
 }
 
