@@ -327,5 +327,30 @@ TEST_F(Scenario19DamagedStores, SayThatTheyLieOnAReadOnlyDisk) {
   ::umount2("disk", MNT_DETACH);
 }
 
+// Nothing but the container is left, and a part of it.
+TEST_F(Scenario19DamagedStores, GiveUpWhatCanStillBeRead) {
+  Store store("home");
+  store.Fill();
+  store.Close();
+  fs::create_directory("salvage");
+  const auto size =
+      static_cast<std::streamoff>(fs::file_size("home/orders.xdb"));
+  fs::copy("home/orders.xdb", "salvage/orders.xdb");
+  // Past the first pages, which say what the file is.
+  for (std::streamoff at = size / 2; at < size * 6 / 10; at += 8192)
+    Overwrite("salvage/orders.xdb", at + 100, std::string(3000, '\xA5'));
+  const auto container = xdb::OpenContainer(nullptr, "salvage/orders.xdb",
+                                            xdb::ContainerSwitches());
+  EXPECT_FALSE(container->Verify().empty());
+  int saved = 0;
+  container->Salvage([&](const std::string& name, const std::string& content) {
+    const int number = std::stoi(name.substr(NameOf(0).size() - 1));
+    EXPECT_EQ(content, XdbContent("store", number * 50)) << name;
+    ++saved;
+  });
+  EXPECT_GT(saved, kDocuments / 2);
+  EXPECT_LT(saved, kDocuments);
+}
+
 }  // namespace
 }  // namespace kiv::testing

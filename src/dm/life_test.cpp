@@ -276,20 +276,26 @@ TEST_F(Life, InstancesAreWhatTheirMetadataSays) {
   EXPECT_TRUE(dm_o_is_metadata(own));
   EXPECT_TRUE(dm_o_is_metadata(NewStructType().get()));
   EXPECT_EQ(Load<dm_sign>(own), 0x120Du);
-  for (const char* const name :
-       {"int", "time", "System.Binary", "string", "value_vector",
-        "object_vector", "data_pointer", "object_pointer"}) {
+  constexpr struct {
+    const char* name;
+    bool is_value;
+    bool is_big;
+    const char* type_name;
+  } kRows[] = {{"int", true, false, "System.Int32"},
+               {"time", true, false, "System.DateTime"},
+               {"System.Binary", true, false, "System.Binary"},
+               {"string", false, true, "System.String"},
+               {"value_vector", false, false, "System.ValueVector"},
+               {"object_vector", false, false, "System.ObjectVector"},
+               {"data_pointer", false, false, "System.DataPointer"},
+               {"object_pointer", false, false, "System.ObjectPointer"}};
+  for (const auto& [name, is_value, is_big, type_name] : kRows) {
     SCOPED_TRACE(name);
     void* const metadata = dm_o_get_metadata(name);
-    const dm_type_info_t* const info = dm_o_type_info_from_metadata(metadata);
-    const auto* const header =
-        info->header_info == nullptr ? nullptr : info->header_info();
-    const bool is_value = header == dm_value_header_info();
-    const bool is_big = header == dm_big_value_header_info();
     EXPECT_EQ(dm_o_is_value_type_from_metadata(metadata), is_value);
     EXPECT_EQ(dm_o_is_big_value_type_from_metadata(metadata), is_big);
     EXPECT_FALSE(dm_o_is_struct_type_from_metadata(metadata));
-    EXPECT_STREQ(dm_o_type_name_from_metadata(metadata), info->type_name);
+    EXPECT_STREQ(dm_o_type_name_from_metadata(metadata), type_name);
 
     const Any object = Any::Take(dm_o_instance_from_metadata(metadata));
     ASSERT_TRUE(object);

@@ -1,6 +1,7 @@
 #include "mq/com_line.h"
 
 #include <algorithm>
+#include <mutex>
 
 #include "kiv/mq/queue_config.h"
 #include "port/file.h"
@@ -83,7 +84,9 @@ ComLine::Step ComLine::Open(int timeout_ms, const port::WakeEvent& stop) {
     const int wait_ms = std::min(timeout_ms, static_cast<int>(left.count()));
     return stop.WaitFor(wait_ms) ? Step::Stopped : Step::Nothing;
   }
+  std::unique_lock trial(port_trial);
   auto com = std::make_unique<ComWin32>(name_, kInputSize, kOutputSize);
+  trial.unlock();
   if (!com->IsOpen()) return OpenFailed(*com);
   com_ = std::move(com);
   opened_at_ = now;

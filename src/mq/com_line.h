@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstddef>
 #include <memory>
+#include <mutex>
 #include <set>
 #include <string>
 
@@ -21,6 +22,11 @@ struct ComWin32::Impl {
   int input_size = 0;
   int output_size = 0;
 };
+
+// Held while a port is opened to be read, and as long as one is open only to
+// see that it can be: else a reader that starts would take its own program for
+// another one that has the port.
+inline std::mutex port_trial;
 
 // What a queue's configuration says of its line.
 struct ComSettings {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <exception>
+#include <mutex>
 #include <utility>
 
 #include "kiv/mq/queue_config.h"
@@ -117,6 +118,7 @@ bool ComQueueInfo::IsPortName(const char* name) {
 bool ComQueueInfo::Create(const char* name, const char* /*label*/,
                           bool /*transactional*/) {
   if (!IsPortName(name)) return false;
+  const std::lock_guard trial(port_trial);
   return ComWin32(name, ComLine::kInputSize, ComLine::kOutputSize).IsOpen();
 }
 

@@ -238,7 +238,7 @@ bool XDbManager::Salvage(
       container = xdb::OpenContainer(is_encrypted ? environment_ : nullptr,
                                      file, switches);
     } catch (const StoreError& error) {
-      if (is_encrypted || error.failure() == Failure::OtherFormat) throw;
+      if (is_encrypted || error.failure() == Failure::NewerFormat) throw;
     }
     // Of one that cannot be opened there are still the pages.
     if (container != nullptr)

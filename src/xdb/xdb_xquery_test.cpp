@@ -142,6 +142,10 @@ TEST_F(XDbXQueryTest, GivesTheNodeInItsDocument) {
   }
   DomNode node;
   EXPECT_FALSE(ValueOf("attribute a {1}").asNode(node));
+  XDbDocument document;
+  ASSERT_TRUE(manager_->CreateDocument(document) && document.SetName("kept"));
+  EXPECT_FALSE(ValueOf("text {'x'}").asDocument(document));
+  EXPECT_EQ(document.GetName(), "kept");
 }
 
 TEST_F(XDbXQueryTest, LiveNodesAreTheirDocumentsAndDeadOnesCopies) {
@@ -403,6 +407,13 @@ TEST_F(XDbXQueryTest, LogsTheCodeAndThePlaceOfAnError) {
       Answer("1 +\n +"),
       "XDbManager::Prepare exception: XPST0003 at line 2, column 3: expected "
       "an expression, found the end of the query");
+  for (const auto& [query, text] :
+       {std::pair("count()", "count of 0 arguments"),
+        std::pair("length(1)", "length of 1 argument")})
+    EXPECT_EQ(Answer(query),
+              std::string("XDbManager::Prepare exception: XPST0017 at line 1, "
+                          "column 1: there is no function ") +
+                  text);
   EXPECT_EQ(Answer("1 + <a>\xB6\xA9</a>"),
             kFailed +
                 "FORG0001 at line 1, column 3: xs:untypedAtomic \"\xB6\xA9\" "

@@ -93,7 +93,7 @@ class RunningProgram {
 
   // The exit code; the negative signal that ended it; -1000, and an end by
   // force, when it does not end.
-  int WaitForEnd(std::chrono::milliseconds limit = std::chrono::seconds(20)) {
+  int WaitForEnd(std::chrono::milliseconds limit = std::chrono::seconds(60)) {
     const auto has_ended = [this] {
       Output();  // a full terminal would hold it up
       return !IsRunning();

@@ -19,6 +19,9 @@ struct ContainerSwitches {
   bool encrypted = false;
   bool thread = false;
   bool transactional = false;
+  // Between tries to open a file that another process is making longer; null:
+  // 10 ms.
+  void (*wait)() = nullptr;
 };
 
 // A set of named XML documents in one file. Names and texts are UTF-8; document

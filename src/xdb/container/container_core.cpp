@@ -42,6 +42,10 @@ bool HasPartOfAPage(const StoreError& error) {
              std::string_view::npos;
 }
 
+void WaitForWriter() {
+  std::this_thread::sleep_for(std::chrono::milliseconds(10));
+}
+
 // Those that met go on at different times.
 void WaitBeforeTry(int tries) {
   const auto spread = std::hash<std::thread::id>()(std::this_thread::get_id());
@@ -65,7 +69,7 @@ ContainerCore::ContainerCore(std::shared_ptr<Environment> environment,
     offered.encrypted &= environment_->IsEncrypted();
   } else {
     OpenPrivate();
-    offered = {.create = switches.create};
+    offered = {.create = switches.create, .wait = switches.wait};
   }
   is_transactional_ = offered.transactional;
   OpenTables(offered);
@@ -83,7 +87,7 @@ void ContainerCore::OpenTables(const ContainerSwitches& switches) {
     } catch (const StoreError& error) {
       if (tries == kMostTries || !HasPartOfAPage(error)) throw;
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    (switches.wait != nullptr ? switches.wait : WaitForWriter)();
   }
 }
 

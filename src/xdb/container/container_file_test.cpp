@@ -1,12 +1,11 @@
 #include <db_cxx.h>
 
-#include <chrono>
 #include <filesystem>
 #include <map>
 #include <random>
 #include <string>
-#include <thread>
 
+#include "kiv/xdb_manager.h"
 #include "xdb/container/container_testing.h"
 #include "xdb/container/document_record.h"
 #include "xdb/container/index_key.h"
@@ -81,39 +80,50 @@ TEST_F(ContainerFile, IsRefusedWhenItIsNone) {
 // As another process leaves it for a moment while it writes.
 TEST_F(ContainerFile, IsOpenedThatEndsInPartOfAPageForAMoment) {
   OpenAlone()->Put("a", "<a/>", nullptr);
-  const auto whole = std::filesystem::file_size(kFile);
-  std::filesystem::resize_file(kFile, whole + 4096);
+  std::filesystem::resize_file(kFile, std::filesystem::file_size(kFile) + 4096);
   EXPECT_EQ(Thrown([] { OpenAlone(); }).failure(), Failure::BadFormat);
-  std::thread writer([whole] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    std::filesystem::resize_file(kFile, whole);
-  });
-  EXPECT_EQ(OpenAlone()->Get("a", nullptr), "<a/>");
-  writer.join();
+  const auto end_the_page = [] {
+    std::filesystem::resize_file(kFile,
+                                 std::filesystem::file_size(kFile) + 4096);
+  };
+  EXPECT_EQ(
+      OpenContainer(nullptr, kFile, {.wait = end_the_page})->Get("a", nullptr),
+      "<a/>");
 }
 
-TEST_F(ContainerFile, IsRefusedPolitelyWhenItIsNewerOrOlder) {
+TEST_F(ContainerFile, IsRefusedPolitelyWhenItIsNewerAndElseSaved) {
   OpenAlone()->Put("a", "<a/>", nullptr);
-  const auto refused_as = [](const char* format) {
-    Tamper(kFile, "meta", "format",
-           [format](const std::string&) { return format; });
-    return Thrown([] { OpenAlone(); });
+  XDbManager manager;
+  ASSERT_TRUE(manager.Open("db", 0, nullptr, nullptr))
+      << XDbManager::LastError();
+  const std::string name = std::filesystem::absolute("alone").string();
+  const auto set_format = [](const std::string& format) {
+    Tamper(kFile, "meta", "format", [&](const std::string&) { return format; });
   };
-  const auto newer = refused_as("\3");
-  EXPECT_EQ(newer.failure(), Failure::OtherFormat);
+  std::string saved;
+  const auto save = [&] {
+    saved.clear();
+    return manager.Salvage(name.c_str(), [&](const std::string& document,
+                                             const std::string& content) {
+      saved += document + "=" + content;
+    });
+  };
+  set_format("\3");
+  const auto newer = Thrown([] { OpenAlone(); });
+  EXPECT_EQ(newer.failure(), Failure::NewerFormat);
   EXPECT_THAT(newer.what(), HasSubstr("'alone.xdb' is a container of format 3; "
                                       "this version of the library reads "
                                       "format 2"));
-  const auto older = refused_as("\1");
-  EXPECT_EQ(older.failure(), Failure::OtherFormat);
-  EXPECT_THAT(older.what(), HasSubstr("is a container of format 1; this"));
-  // Its documents are there all the same.
-  std::string saved;
-  SalvageContainerFile(
-      kFile, [&](const std::string& name, const std::string& content) {
-        saved += name + "=" + content;
-      });
-  EXPECT_EQ(saved, "a=<a/>");
+  EXPECT_FALSE(save());
+  // There are no older ones: this is damage. The last one is cut off.
+  for (const char format : {'\0', '\1', '\x82'}) {
+    set_format(std::string(1, format));
+    const auto damaged = Thrown([] { OpenAlone(); });
+    EXPECT_EQ(damaged.failure(), Failure::BadFormat);
+    EXPECT_THAT(damaged.what(), HasSubstr("'alone.xdb' is damaged: "));
+    EXPECT_TRUE(save());
+    EXPECT_EQ(saved, "a=<a/>");
+  }
 }
 
 TEST_F(ContainerFile, ShowsADamagedDocumentAndSavesTheOthers) {

@@ -8,6 +8,7 @@
 #include "util/log_entry.h"
 #include "xdb/container/environment_access.h"
 #include "xdb/container/raw_transaction.h"
+#include "xdb/tree/tree_error.h"
 #include "xdb/tree/varint.h"
 
 namespace kiv::xdb {
@@ -118,8 +119,12 @@ void ContainerTables::CheckFormat(DbTxn* transaction, bool may_create) {
     meta.Get(transaction, kFormatKey, value);
   }
   format_version_ = StoredBytes(value.view()).Varint32();
-  if (format_version_ != kFormatVersion)
-    throw StoreError(Failure::OtherFormat,
+  // Which no version ever wrote.
+  if (format_version_ < kFormatVersion)
+    throw TreeError("format " + std::to_string(format_version_) +
+                    ", which there never was");
+  if (format_version_ > kFormatVersion)
+    throw StoreError(Failure::NewerFormat,
                      "'" + Shown(file_name_) + "' is a container of format " +
                          std::to_string(format_version_) +
                          "; this version of the library reads format " +

@@ -222,6 +222,22 @@ TEST_F(EnvironmentTest, AbortsWhatIsLeftWhenItIsClosed) {
   }
 }
 
+// Closing the one neither takes the other's locks nor recovers under it.
+TEST_F(EnvironmentTest, CanBeOpenedTwiceInOneProcess) {
+  Environment first;
+  Environment second;
+  Open(first);
+  Open(second);
+  {
+    Records mine(first);
+    Records others(second);
+    mine.Put("key", "value");
+    EXPECT_EQ(others.Get("key"), "value");
+  }
+  EXPECT_EQ(first.Close(), 0);
+  EXPECT_EQ(Records(second).Get("key"), "value");
+}
+
 TEST_F(EnvironmentTest, ListsTheLogFilesThatNobodyNeedsAndKeepsThem) {
   WriteTestFile("home/DB_CONFIG", "set_lg_max 300000\nset_lg_bsize 65536\n");
   Environment environment;

@@ -17,7 +17,7 @@ enum class Failure {
   NeedsRecovery,  // the environment; close it everywhere, then open it again
   WrongPassword,  // or one where there is none, or none where there is one
   BadFormat,      // the file is no container, or damaged
-  OtherFormat,    // a container of another version of this library
+  NewerFormat,    // a container of a later version of this library
   OutOfSpace,     // disk, locks or memory of the environment
   ReadOnly,       // file system or file
 };

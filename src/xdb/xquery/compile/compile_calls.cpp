@@ -9,9 +9,11 @@ namespace kiv::xdb::xq {
 namespace {
 
 [[noreturn]] void ThrowNoFunction(const ast::FunctionCall& expr) {
+  const std::size_t count = expr.arguments.size();
   throw Error("XPST0017",
               "there is no function " + expr.name.Text() + " of " +
-                  std::to_string(expr.arguments.size()) + " arguments",
+                  std::to_string(count) +
+                  (count == 1 ? " argument" : " arguments"),
               expr.position);
 }
 

@@ -51,6 +51,9 @@ std::vector<ContentPart> Compiler::Content(const std::vector<ast::Part>& parts,
     if (!part.expr) continue;
     made.plan = Compile(part.expr);
     if (is_value) made.plan = Atomize(std::move(made.plan));
+    // An enclosed expression begins behind its brace.
+    made.is_nested = part.expr->kind == ast::ExprKind::DirectElement &&
+                     part.expr->position == part.position;
   }
   return content;
 }

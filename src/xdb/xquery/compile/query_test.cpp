@@ -58,6 +58,24 @@ TEST(Queries, GiveTheirAnswer) {
       {"let $a := attribute {QName('u', 'p:x')} {1} return "
        "<a xmlns:p='v'>{$a}</a>",
        "<a xmlns:ns0=\"u\" xmlns:p=\"v\" ns0:x=\"1\"/>"},
+      // What is nested does not inherit what is only used around it, a copy
+      // does.
+      {"declare namespace a = 'u'; declare namespace b = 'v'; "
+       "let $n := <n a:x=''><c/></n> let $d := "
+       "<r b:x=''><n a:x=''><c/></n>{<n a:x=''><c/></n>}{$n}</r> "
+       "return (for $c in ($d, $d//c) return (in-scope-prefixes($c), '|'), $d)",
+       "xml b | xml | xml b | xml b |<r xmlns:b=\"v\" b:x=\"\">"
+       "<n xmlns:a=\"u\" a:x=\"\"><c/></n><n xmlns:a=\"u\" a:x=\"\"><c/></n>"
+       "<n xmlns:a=\"u\" a:x=\"\"><c/></n></r>"},
+      {"declare namespace a = 'u'; let $n := <n a:x=''><c/></n> return "
+       "(<r a:x=''>{$n}</r>, <r xmlns:a='w'>{$n}</r>)//c/"
+       "namespace-uri-for-prefix('a', .)",
+       "u w"},
+      {"declare copy-namespaces no-preserve, inherit; "
+       "declare namespace a = 'u'; let $n := <n a:x=''>{<c/>}</n> "
+       "return (<r>{$n}</r>, <r>{<n a:x=''>{<c/>}</n>}</r>)//c/"
+       "in-scope-prefixes(.)",
+       "xml xml"},
       {"for $x at $i in ('b', 'a', 'b', 'a') order by $x return concat($x, $i)",
        "a2 a4 b1 b3"},
       {"count((1, error()))", "FOER0000"},
@@ -79,6 +97,84 @@ TEST(Queries, GiveTheirAnswer) {
        "$d instance of document-node(element(a)), "
        "$d instance of document-node(element(b)))",
        "true false true false true false"},
+  };
+  for (const QueryCase& row : kRows)
+    EXPECT_EQ(Answer(row.query), row.answer) << row.query;
+}
+
+TEST(Queries, AreRefusedWithTheCodeOfTheReason) {
+  const QueryCase kRows[] = {
+      {"normalize-unicode('a', 'NFX')", "FOCH0003"},
+      {"id('a', <a/>)", "FODC0001"},
+      {"collection(':a')", "FODC0004"},
+      {"doc(':a')", "FODC0005"},
+      {"resolve-QName('p:a', <a/>)", "FONS0004"},
+      {"xs:QName('p:a')", "FONS0004"},
+      {"resolve-uri('a')", "FONS0005"},
+      {"zero-or-one((1, 2))", "FORG0003"},
+      {"one-or-more(())", "FORG0004"},
+      {"exactly-one(())", "FORG0005"},
+      {"exactly-one((1, 2))", "FORG0005"},
+      {"boolean((1, 2))", "FORG0006"},
+      {"not(current-date())", "FORG0006"},
+      {"sum(true())", "FORG0006"},
+      {"matches('a', 'a', 'g')", "FORX0001"},
+      {"tokenize('a', 'x*')", "FORX0003"},
+      {"'a' treat as xs:integer", "XPDY0050"},
+      {"<a/>/(/)", "XPDY0050"},
+      {"1 instance of xs:none", "XPST0051"},
+      {"1 cast as xs:NOTATION", "XPST0080"},
+      {"p:a", "XPST0081"},
+      {"declare option a ''; 1", "XPST0081"},
+      {"<a/>/(1, .)", "XPTY0018"},
+      {"(1)/a", "XPTY0019"},
+      {"<a/>/(1, .)/b", "XPTY0019"},
+      {"(1)[a]", "XPTY0020"},
+      {"(1)[/]", "XPTY0020"},
+      {"<a b='1'>{attribute b {1}}</a>", "XQDY0025"},
+      {"processing-instruction a {'?>'}", "XQDY0026"},
+      {"processing-instruction {'p:a'} {}", "XQDY0041"},
+      {"attribute xmlns {1}", "XQDY0044"},
+      {"attribute {'xmlns'} {1}", "XQDY0044"},
+      {"processing-instruction XmL {}", "XQDY0064"},
+      {"comment {'a--b'}", "XQDY0072"},
+      {"comment {'a-'}", "XQDY0072"},
+      {"element {'p:a'} {}", "XQDY0074"},
+      {"element {'1'} {}", "XQDY0074"},
+      {"element {QName('http://www.w3.org/2000/xmlns/', 'a')} {}", "XQDY0096"},
+      {"<a xmlns:p='{1}'/>", "XQST0022"},
+      {"xquery version '1.1'; 1", "XQST0031"},
+      {"declare base-uri 'a'; declare base-uri 'a'; 1", "XQST0032"},
+      {"declare namespace p='u'; declare namespace p='u'; 1", "XQST0033"},
+      {"declare function local:f() {1}; declare function local:f() {1}; 1",
+       "XQST0034"},
+      {"declare default collation 'a'; 1", "XQST0038"},
+      {"declare function local:f($a, $a) {1}; 1", "XQST0039"},
+      {"<a b='1' b='2'/>", "XQST0040"},
+      {"declare function f() {1}; 1", "XQST0045"},
+      {"declare namespace p = ':a'; 1", "XQST0046"},
+      {"<a xmlns:p=':a'/>", "XQST0046"},
+      {"declare variable $a := 1; declare variable $a := 1; 1", "XQST0049"},
+      {"declare copy-namespaces preserve, inherit; declare copy-namespaces "
+       "preserve, inherit; 1",
+       "XQST0055"},
+      {"declare default function namespace ''; declare function f() {1}; 1",
+       "XQST0060"},
+      {"declare ordering ordered; declare ordering ordered; 1", "XQST0065"},
+      {"declare construction strip; declare construction strip; 1", "XQST0067"},
+      {"declare default order empty least; declare default order empty least; "
+       "1",
+       "XQST0069"},
+      {"declare namespace xml = 'u'; 1", "XQST0070"},
+      {"<a xmlns:xmlns='u'/>", "XQST0070"},
+      {"for $a in 1 order by $a collation 'c' return 1", "XQST0076"},
+      {"declare namespace p = 'u'; (# p:a #) {}", "XQST0079"},
+      {"<a xmlns:p=''/>", "XQST0085"},
+      {"xquery version '1.0' encoding 'a b'; 1", "XQST0087"},
+      {"import module ''; 1", "XQST0088"},
+      {"module namespace p = ''; 1", "XQST0088"},
+      {"for $a at $a in 1 return 1", "XQST0089"},
+      {"<a>x{attribute b {1}}</a>", "XQTY0024"},
   };
   for (const QueryCase& row : kRows)
     EXPECT_EQ(Answer(row.query), row.answer) << row.query;

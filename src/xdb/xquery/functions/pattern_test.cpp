@@ -70,7 +70,9 @@ TEST(Match, IsFoundOrNotOrRefused) {
       // What follows from no other row, and what other languages have.
       {"a", "", "", "yes"},
       {"aa", "\\1(a)", "", "FORX0002"},
+      {"aa", "(a\\1)", "", "FORX0002"},
       {"aaa", "a{3,2}", "", "FORX0002"},
+      {"a", "a{99999999999}", "", "no"},
       {"aaa", "a{,2}", "", "FORX0002"},
       {"aaa", "a++", "", "FORX0002"},
       {"a", "(?:a)", "", "FORX0002"},

@@ -26,6 +26,8 @@ void WriteItems(const Plan& plan, const Frame& frame, NodeWriter& out,
   }
 }
 
+// What is written in place is as a copy of it would be, if a copy keeps its
+// namespaces.
 void WriteContent(const std::vector<ContentPart>& content, const Frame& frame,
                   NodeWriter& out, const CopyModes& modes) {
   for (const ContentPart& part : content) {
@@ -33,7 +35,9 @@ void WriteContent(const std::vector<ContentPart>& content, const Frame& frame,
       out.Text(part.text);
     } else if (const auto* constructor =
                    dynamic_cast<const ConstructorPlan*>(part.plan.get());
-               constructor != nullptr && constructor->IsPart()) {
+               constructor != nullptr && constructor->IsPart() &&
+               (part.is_nested || modes.preserve)) {
+      if (part.is_nested) out.NestNext();
       constructor->Write(frame, out);
     } else {
       WriteItems(*part.plan, frame, out, modes);

@@ -38,6 +38,7 @@ class ConstructorPlan : public SinglePlan {
 struct ContentPart {
   std::string text;
   PlanPtr plan;
+  bool is_nested = false;  // a direct element in another one, which is no copy
 };
 
 // The name is constant, or a plan of one atomised item at most.

@@ -21,9 +21,10 @@ bool IsUsed(const Tree& tree, NodeId element, std::string_view prefix) {
 NodeWriter::NodeWriter(Execution& run, std::string base_uri)
     : run_(run), assembler_(run.dictionary()), base_uri_(std::move(base_uri)) {}
 
-const std::string* NodeWriter::Find(std::string_view prefix) const {
-  for (auto entry = scope_.rbegin(); entry != scope_.rend(); ++entry)
-    if (entry->first == prefix) return &entry->second;
+const std::string* NodeWriter::FindAmong(std::size_t count,
+                                         std::string_view prefix) const {
+  for (std::size_t i = count; i != 0; --i)
+    if (scope_[i - 1].first == prefix) return &scope_[i - 1].second;
   return nullptr;
 }
 
@@ -48,13 +49,16 @@ void NodeWriter::Count() {
 
 void NodeWriter::StartDocument() {
   assembler_.StartDocument();
-  levels_.push_back({scope_.size(), true});
+  levels_.push_back({scope_.size(), scope_.size(), true});
 }
 
 void NodeWriter::StartElement(const QName& name) {
   Flush();
   Count();
-  levels_.push_back({scope_.size(), false});
+  const std::size_t inherited = std::exchange(is_nested_, false)
+                                    ? levels_.back().inherited
+                                    : scope_.size();
+  levels_.push_back({scope_.size(), inherited, false});
   pending_ = name;
 }
 
@@ -107,18 +111,20 @@ std::string NodeWriter::PrefixFor(const QName& name) {
   }
 }
 
-// All that neither the element nor its attributes declare or use.
+// All that is not inherited, and that neither the element nor its attributes
+// declare or use.
 void NodeWriter::TakeOutOfScope(const QName& name) {
-  const std::size_t inherited = levels_.back().scope_size;
-  for (std::size_t i = 0; i != inherited; ++i) {
+  const Level& level = levels_.back();
+  for (std::size_t i = level.inherited; i != level.scope_size; ++i) {
     const std::string prefix = scope_[i].first;
-    const std::string* uri = Find(prefix);
-    bool is_kept = uri->empty() || IsDeclaredHere(prefix) ||
-                   name.prefix == prefix ||
+    bool is_kept = IsDeclaredHere(prefix) || name.prefix == prefix ||
                    std::find(own_.begin(), own_.end(), prefix) != own_.end();
     for (const PendingAttribute& attribute : attributes_)
       is_kept = is_kept || (!prefix.empty() && attribute.name.prefix == prefix);
-    if (!is_kept) scope_.emplace_back(prefix, "");
+    if (is_kept) continue;
+    const std::string* inherited = FindAmong(level.inherited, prefix);
+    const std::string uri = inherited != nullptr ? *inherited : "";
+    if (*Find(prefix) != uri) scope_.emplace_back(prefix, uri);
   }
 }
 
@@ -141,7 +147,7 @@ void NodeWriter::Flush() {
     else
       attribute.name.prefix.clear();
   }
-  if (!std::exchange(inherits_, true)) TakeOutOfScope(name);
+  TakeOutOfScope(name);
   own_.clear();
   assembler_.StartElement(name.prefix, name.uri, name.local);
   for (std::size_t i = levels_.back().scope_size; i != scope_.size(); ++i)
@@ -188,26 +194,19 @@ void NodeWriter::OnlyText(std::string_view text) {
 
 void NodeWriter::Copy(const Item& node, const CopyModes& modes) {
   const Tree& tree = node.tree();
-  if (tree.kind(node.node()) == NodeKind::Document)
-    CopyChildren(tree, node.node(), modes);
-  else
-    CopyNode(tree, node.node(), modes, true);
-}
-
-void NodeWriter::CopyChildren(const Tree& tree, NodeId node,
-                              const CopyModes& modes) {
-  const bool is_document = tree.kind(node) == NodeKind::Document;
-  for (NodeId child = tree.FirstChild(node); child < tree.End(node);
-       child = tree.End(child)) {
-    CopyNode(tree, child, modes, is_document);
+  if (tree.kind(node.node()) != NodeKind::Document)
+    return CopyNode(tree, node.node(), modes);
+  for (NodeId child = tree.FirstChild(node.node());
+       child < tree.End(node.node()); child = tree.End(child)) {
+    CopyNode(tree, child, modes);
   }
 }
 
-void NodeWriter::CopyNode(const Tree& tree, NodeId node, const CopyModes& modes,
-                          bool is_top) {
+void NodeWriter::CopyNode(const Tree& tree, NodeId node,
+                          const CopyModes& modes) {
   switch (tree.kind(node)) {
     case NodeKind::Element:
-      return CopyElement(tree, node, modes, is_top);
+      return CopyElement(tree, node, modes);
     case NodeKind::Attribute: {
       const Name& name = tree.name(node);
       return Attribute({std::string(tree.prefix(node)), name.uri, name.local},
@@ -225,38 +224,54 @@ void NodeWriter::CopyNode(const Tree& tree, NodeId node, const CopyModes& modes,
 }
 
 void NodeWriter::CopyNamespaces(const Tree& tree, NodeId node,
-                                const CopyModes& modes, bool is_top) {
-  if (is_top) {
-    const Namespaces own = NamespacesOf(tree, node);
-    if (!modes.inherit) InheritNothing();
-    for (const auto& [prefix, uri] : own)
-      if (modes.preserve || IsUsed(tree, node, prefix)) Declare(prefix, uri);
-    return;
-  }
+                                const CopyModes& modes) {
+  if (!modes.inherit) InheritNothing();
+  for (const auto& [prefix, uri] : NamespacesOf(tree, node))
+    if (modes.preserve || IsUsed(tree, node, prefix)) Declare(prefix, uri);
+}
+
+// Of an element inside the one that is copied, which inherits from around that
+// one: the first `outer` entries of the scope.
+void NodeWriter::CopyInnerNamespaces(const Tree& tree, NodeId node,
+                                     const CopyModes& modes,
+                                     std::size_t outer) {
+  if (!modes.inherit) outer = 0;
+  if (!modes.preserve) levels_.back().inherited = outer;
   for (NodeId i = node + 1;
        i < tree.End(node) && tree.kind(i) == NodeKind::Namespace; ++i) {
     const std::string prefix(tree.target(i));
-    if (modes.preserve || IsUsed(tree, node, prefix))
+    const bool is_used = IsUsed(tree, node, prefix);
+    if (!modes.preserve && !is_used) continue;
+    const std::string* uri = FindAmong(outer, prefix);
+    if (is_used || uri == nullptr || !tree.value(i).empty())
       Declare(prefix, std::string(tree.value(i)));
+    else
+      Declare(prefix, std::string(*uri));
   }
 }
 
 // By a stack of its own, for elements may lie deeper than the native one can
 // bear.
 void NodeWriter::CopyElement(const Tree& tree, NodeId node,
-                             const CopyModes& modes, bool is_top) {
+                             const CopyModes& modes) {
   std::vector<NodeId> ends;
   const NodeId end = tree.End(node);
+  std::size_t outer = 0;
   for (NodeId i = node; i != end;) {
     for (; !ends.empty() && ends.back() == i; ends.pop_back()) End();
     if (tree.kind(i) != NodeKind::Element) {
-      if (tree.kind(i) != NodeKind::Namespace) CopyNode(tree, i, modes, false);
+      if (tree.kind(i) != NodeKind::Namespace) CopyNode(tree, i, modes);
       ++i;
       continue;
     }
     const Name& name = tree.name(i);
     StartElement({std::string(tree.prefix(i)), name.uri, name.local});
-    CopyNamespaces(tree, i, modes, is_top && i == node);
+    if (i == node) {
+      outer = levels_.back().scope_size;
+      CopyNamespaces(tree, i, modes);
+    } else {
+      CopyInnerNamespaces(tree, i, modes, outer);
+    }
     ends.push_back(tree.End(i));
     ++i;
   }

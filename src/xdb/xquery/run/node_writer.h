@@ -26,10 +26,14 @@ class NodeWriter {
 
   void StartDocument();
   void StartElement(const QName& name);
+  // The next element is no copy, as what an enclosed expression gives is: what
+  // came into scope with the elements around it by being used is not in scope
+  // of it.
+  void NestNext() { is_nested_ = true; }
   // Of the element that was started last, before anything else of it.
   void DeclareNamespace(const std::string& prefix, const std::string& uri);
   // What is in scope around it and not of its own is not in scope of it.
-  void InheritNothing() { inherits_ = false; }
+  void InheritNothing() { levels_.back().inherited = 0; }
   // XQDY0025 for a name twice; XQTY0024, or XPTY0004 in a document, behind
   // other content.
   void Attribute(const QName& name, std::string_view value);
@@ -53,10 +57,17 @@ class NodeWriter {
   };
   struct Level {
     std::size_t scope_size;
+    // So many entries of the scope around it are in scope of it as well.
+    std::size_t inherited;
     bool is_document;
   };
 
-  const std::string* Find(std::string_view prefix) const;
+  const std::string* Find(std::string_view prefix) const {
+    return FindAmong(scope_.size(), prefix);
+  }
+  // In the first so many entries of the scope.
+  const std::string* FindAmong(std::size_t count,
+                               std::string_view prefix) const;
   bool IsDeclaredHere(const std::string& prefix) const;
   void Declare(const std::string& prefix, const std::string& uri);
   std::string PrefixFor(const QName& name);
@@ -65,13 +76,11 @@ class NodeWriter {
   void Flush();
   // Whatever is made passes here.
   void Count();
-  void CopyElement(const Tree& tree, NodeId node, const CopyModes& modes,
-                   bool is_top);
-  void CopyNamespaces(const Tree& tree, NodeId node, const CopyModes& modes,
-                      bool is_top);
-  void CopyChildren(const Tree& tree, NodeId node, const CopyModes& modes);
-  void CopyNode(const Tree& tree, NodeId node, const CopyModes& modes,
-                bool is_top);
+  void CopyElement(const Tree& tree, NodeId node, const CopyModes& modes);
+  void CopyNamespaces(const Tree& tree, NodeId node, const CopyModes& modes);
+  void CopyInnerNamespaces(const Tree& tree, NodeId node,
+                           const CopyModes& modes, std::size_t outer);
+  void CopyNode(const Tree& tree, NodeId node, const CopyModes& modes);
 
   Execution& run_;
   TreeAssembler assembler_;
@@ -83,7 +92,7 @@ class NodeWriter {
   std::optional<QName> pending_;
   // Prefixes of the declarations of its own, known ones as well.
   std::vector<std::string> own_;
-  bool inherits_ = true;
+  bool is_nested_ = false;
   std::vector<PendingAttribute> attributes_;
   std::size_t attribute_bytes_ = 0;
 };
