@@ -66,7 +66,7 @@ int EmptyQueue(const char* command, const QueueOptions& options) {
 // In the working directory, under a name that is free; empty where that fails.
 std::string KeepAsFile(const std::string& body) {
   for (int number = 1; number <= 1000; ++number) {
-    const std::string name = "kiv-receive-" + std::to_string(number) + ".body";
+    std::string name = "kiv-receive-" + std::to_string(number) + ".body";
     std::FILE* const file = std::fopen(name.c_str(), "wbx");
     if (file == nullptr) {
       if (errno == EEXIST) continue;

@@ -104,7 +104,7 @@ std::string NodeWriter::PrefixFor(const QName& name) {
     }
   }
   for (int i = 0;; ++i) {
-    const std::string made = "ns" + std::to_string(i);
+    std::string made = "ns" + std::to_string(i);
     if (Find(made) != nullptr) continue;
     Declare(made, name.uri);
     return made;

@@ -48,17 +48,17 @@ bool IsForEquality(Comparison comparison) {
 bool Holds(Comparison comparison, Order order) {
   switch (comparison) {
     case Comparison::Eq:
-      return order == 0;
+      return std::is_eq(order);
     case Comparison::Ne:
-      return order != 0;
+      return std::is_neq(order);
     case Comparison::Lt:
-      return order < 0;
+      return std::is_lt(order);
     case Comparison::Le:
-      return order <= 0;
+      return std::is_lteq(order);
     case Comparison::Gt:
-      return order > 0;
+      return std::is_gt(order);
     case Comparison::Ge:
-      return order >= 0;
+      return std::is_gteq(order);
   }
   return false;
 }
@@ -92,7 +92,8 @@ Order OrderOfDurations(const Item& left, const Item& right) {
   // Months and seconds have no order among each other; only one kind of them is
   // there where anybody asks for it.
   const auto months = first.months <=> second.months;
-  return months != 0 ? months : first.attoseconds <=> second.attoseconds;
+  return std::is_neq(months) ? months
+                             : first.attoseconds <=> second.attoseconds;
 }
 
 // Of one family. Where there is no order, not equal is unordered.
@@ -203,7 +204,7 @@ bool CompareGeneral(Comparison comparison, const Item& left, const Item& right,
 
 bool IsSameKey(const Item& left, const Item& right, int zone) {
   if (FamilyOf(left.type()) != FamilyOf(right.type())) return false;
-  if (OrderOf(left, right, zone) == 0) return true;
+  if (std::is_eq(OrderOf(left, right, zone))) return true;
   return IsNan(left) && IsNan(right);
 }
 
@@ -243,7 +244,7 @@ int CompareForOrder(const Item& left, const Item& right, bool is_none_least,
   if (!HasComparison(Comparison::Gt, left.type(), right.type()))
     ThrowNoComparison(Comparison::Gt, left, right);
   const Order order = OrderOf(left, right, zone);
-  return order < 0 ? -1 : order > 0 ? 1 : 0;
+  return std::is_lt(order) ? -1 : std::is_gt(order) ? 1 : 0;
 }
 
 bool EffectiveBoolean(const Item& item) {

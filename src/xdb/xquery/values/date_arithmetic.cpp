@@ -18,7 +18,7 @@ namespace {
 
 Int128 SecondsAtUtc(const CalendarValue& value, int zone) {
   return Int128{value.seconds} -
-         60 * (value.zone == kNoZone ? zone : value.zone);
+         Int128{60} * (value.zone == kNoZone ? zone : value.zone);
 }
 
 Item MonthSpan(const std::optional<std::int64_t>& months) {

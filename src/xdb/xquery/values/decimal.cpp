@@ -104,7 +104,7 @@ Decimal DivideWide(WideDecimal left, const WideDecimal& right,
   const Natural same = rest;
   rest.Add(same);
   const auto half = rest <=> right.magnitude;
-  if (half > 0 || (half == 0 && left.magnitude.IsOdd()))
+  if (std::is_gt(half) || (std::is_eq(half) && left.magnitude.IsOdd()))
     left.magnitude.Increment();
   left.is_negative = left.is_negative != right.is_negative;
   left.scale = scale;
@@ -235,8 +235,8 @@ Decimal operator*(const Decimal& left, const Decimal& right) {
   // What rounding will not save is not computed: it takes longest.
   const std::size_t digits =
       first.magnitude.DigitCount() + second.magnitude.DigitCount();
-  if (digits > 2 * Decimal::kMaxFraction + 1)
-    RefuseDigits(digits - 2 * Decimal::kMaxFraction - 1);
+  constexpr std::size_t kMost = 2 * std::size_t{Decimal::kMaxFraction} + 1;
+  if (digits > kMost) RefuseDigits(digits - kMost);
   return Narrow({first.is_negative != second.is_negative,
                  first.magnitude * second.magnitude,
                  first.scale + second.scale});
@@ -316,7 +316,7 @@ Decimal Decimal::Round(std::int64_t digits, Rounding rounding) const {
       IsSmall() ? static_cast<std::size_t>(scale_) : big_->value().scale);
   if (digits >= scale) return *this;
   // Further left than any digit, all that can be left is zero or one unit.
-  digits = std::max<std::int64_t>(digits, -2 * kMaxDigits);
+  digits = std::max<std::int64_t>(digits, -2 * std::int64_t{kMaxDigits});
   WideDecimal wide = Widen(*this);
   const Natural::Lost lost =
       wide.magnitude.ShiftDown(static_cast<std::size_t>(scale - digits));

@@ -32,10 +32,7 @@ bool ReadUnits(Scanner& scanner, Type type, Sums& sums) {
   std::size_t next = 0;
   bool is_time = false, has_part = false;
   while (!scanner.IsAtEnd()) {
-    if (!is_time && scanner.Skip('T')) {
-      is_time = true;
-      has_part = false;
-    }
+    if (!is_time && scanner.Skip('T')) is_time = true;
     const std::string_view digits = scanner.Digits();
     if (digits.empty()) return false;
     std::string_view fraction;
