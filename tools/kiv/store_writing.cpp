@@ -14,6 +14,7 @@ class CsvWriter final : public RowWriter {
   explicit CsvWriter(std::ostream& out) : out_(out) {}
   void Begin(const std::vector<std::string>& columns) override {
     std::vector<StoreCell> header;
+    header.reserve(columns.size());
     for (const std::string& name : columns) header.push_back({false, name});
     Add(header);
   }
@@ -120,10 +121,12 @@ class TableWriter final : public RowWriter {
  public:
   explicit TableWriter(std::ostream& out) : out_(out) {}
   void Begin(const std::vector<std::string>& columns) override {
+    header_.reserve(columns.size());
     for (const std::string& name : columns) header_.push_back(Printable(name));
   }
   void Add(const std::vector<StoreCell>& row) override {
     std::vector<Cell> cells;
+    cells.reserve(row.size());
     for (const StoreCell& cell : row)
       cells.push_back(cell.is_null ? Cell{"null", Color::Dim}
                                    : Cell{Printable(cell.text)});
