@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
+#include <type_traits>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -125,6 +127,42 @@ inline bool HasSurrogate(const char16_t* from) {
 }
 
 #endif
+
+// Converts a whole text: ASCII by `copy_block`, which is one of Widen, Copy and
+// Narrow; the rest by `convert_one(in, end, out)`, which reads the character at
+// `in`, writes it to `out` and moves both on. Wherever a block is left to read,
+// `out` has room for one. Returns how many units were written.
+template <class In, class Out, class CopyBlock, class ConvertOne>
+inline std::size_t ConvertText(std::basic_string_view<In> text, Out* out,
+                               CopyBlock copy_block, ConvertOne convert_one) {
+  constexpr std::size_t kBlock = sizeof(In) == 1 ? kBytes : kUnits;
+  const In* in = text.data();
+  const In* const end = in + text.size();
+  Out* const start = out;
+  const auto is_ascii = [](In unit) {
+    return static_cast<std::make_unsigned_t<In>>(unit) < 0x80;
+  };
+  while (end - in >= static_cast<std::ptrdiff_t>(kBlock)) {
+    const std::size_t ascii = copy_block(in, out);
+    if (ascii == kBlock) {
+      in += kBlock;
+      out += kBlock;
+      continue;
+    }
+    in += ascii;
+    out += ascii;
+    do convert_one(in, end, out);
+    while (in != end && !is_ascii(*in));
+  }
+  // Short texts are all rest, and their ASCII needs no look-up.
+  while (in != end) {
+    if (is_ascii(*in))
+      *out++ = static_cast<Out>(*in++);
+    else
+      convert_one(in, end, out);
+  }
+  return static_cast<std::size_t>(out - start);
+}
 
 }  // namespace kiv::ascii_block
 

@@ -89,51 +89,23 @@ inline const char16_t* EncodeOne(const char16_t* in, const char16_t* end,
   return in;
 }
 
-// ASCII goes a block at a time: `copy` moves its leading ASCII and says how
-// much that is. `encode` writes one unit and returns how far it came.
-template <class Out, class Copy, class Encode>
-std::size_t DecodeAll(std::string_view text, Out* out, Copy copy,
-                      Encode encode) {
-  const char* in = text.data();
-  const char* const end = in + text.size();
-  Out* const start = out;
-  const auto put = [&](char16_t unit) { out += encode(unit, out); };
-  // The room is never smaller than what is left to read, so a whole block fits.
-  while (end - in >= static_cast<std::ptrdiff_t>(ascii_block::kBytes)) {
-    const std::size_t ascii = copy(in, out);
-    if (ascii == ascii_block::kBytes) {
-      in += ascii_block::kBytes;
-      out += ascii_block::kBytes;
-      continue;
-    }
-    in += ascii;
-    out += ascii;
-    do in = DecodeOne(in, end, put);
-    while (in != end && !IsAscii(*in));
-  }
-  while (in != end) in = DecodeOne(in, end, put);
-  return static_cast<std::size_t>(out - start);
-}
-
 }  // namespace
 
 std::size_t Cp936ToUtf16(std::string_view text, char16_t* out) {
-  return DecodeAll(
-      text, out,
-      [](const char* in, char16_t* room) {
-        return ascii_block::Widen(in, room);
-      },
-      [](char16_t unit, char16_t* room) {
-        *room = unit;
-        return 1;
+  return ascii_block::ConvertText(
+      text, out, ascii_block::Widen,
+      [](const char*& in, const char* end, char16_t*& to) {
+        in = DecodeOne(in, end, [&](char16_t unit) { *to++ = unit; });
       });
 }
 
 std::size_t Cp936ToUtf8(std::string_view text, char* out) {
-  return DecodeAll(
-      text, out,
-      [](const char* in, char* room) { return ascii_block::Copy(in, room); },
-      [](char16_t unit, char* room) { return utf8::EncodeOne(unit, room); });
+  return ascii_block::ConvertText(
+      text, out, ascii_block::Copy,
+      [](const char*& in, const char* end, char*& to) {
+        in = DecodeOne(in, end,
+                       [&](char16_t unit) { to += utf8::EncodeOne(unit, to); });
+      });
 }
 
 std::size_t Utf16ToCp936(std::u16string_view text, char* out) {
@@ -162,37 +134,16 @@ std::size_t Utf16ToCp936(std::u16string_view text, char* out) {
 }
 
 std::size_t Utf8ToCp936(std::string_view text, char* out) {
-  const char* in = text.data();
-  const char* const end = in + text.size();
-  char* const start = out;
-  const auto one = [&] {
-    char32_t character;
-    in = utf8::DecodeOne(in, end, character);
-    const std::uint16_t bytes =
-        character > 0xFFFF ? std::uint16_t{'?'} : kEncoded[character];
-    *out++ = static_cast<char>(bytes);
-    if (bytes > 0xFF) *out++ = static_cast<char>(bytes >> 8);
-  };
-  while (end - in >= static_cast<std::ptrdiff_t>(ascii_block::kBytes)) {
-    const std::size_t ascii = ascii_block::Copy(in, out);
-    if (ascii == ascii_block::kBytes) {
-      in += ascii_block::kBytes;
-      out += ascii_block::kBytes;
-      continue;
-    }
-    in += ascii;
-    out += ascii;
-    do one();
-    while (in != end && !IsAscii(*in));
-  }
-  // Short texts are all rest, and their ASCII needs no look-up.
-  while (in != end) {
-    if (IsAscii(*in))
-      *out++ = *in++;
-    else
-      one();
-  }
-  return static_cast<std::size_t>(out - start);
+  return ascii_block::ConvertText(
+      text, out, ascii_block::Copy,
+      [](const char*& in, const char* end, char*& to) {
+        char32_t character;
+        in = utf8::DecodeOne(in, end, character);
+        const std::uint16_t bytes =
+            character > 0xFFFF ? std::uint16_t{'?'} : kEncoded[character];
+        *to++ = static_cast<char>(bytes);
+        if (bytes > 0xFF) *to++ = static_cast<char>(bytes >> 8);
+      });
 }
 
 std::u16string Cp936ToUtf16(std::string_view text) {

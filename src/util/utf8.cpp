@@ -6,65 +6,35 @@
 namespace kiv {
 
 std::size_t Utf8ToUtf16(std::string_view text, char16_t* out) {
-  const char* in = text.data();
-  const char* const end = in + text.size();
-  char16_t* const start = out;
-  const auto one = [&] {
-    char32_t character;
-    in = utf8::DecodeOne(in, end, character);
-    if (character <= 0xFFFF) {
-      *out++ = static_cast<char16_t>(character);
-    } else {
-      *out++ = static_cast<char16_t>(0xD7C0 + (character >> 10));
-      *out++ = static_cast<char16_t>(0xDC00 | (character & 0x3FF));
-    }
-  };
   // No character takes more units than bytes, so where a block is left to read,
   // one fits.
-  while (end - in >= static_cast<std::ptrdiff_t>(ascii_block::kBytes)) {
-    const std::size_t ascii = ascii_block::Widen(in, out);
-    if (ascii == ascii_block::kBytes) {
-      in += ascii_block::kBytes;
-      out += ascii_block::kBytes;
-      continue;
-    }
-    in += ascii;
-    out += ascii;
-    do one();
-    while (in != end && !IsAscii(*in));
-  }
-  while (in != end) one();
-  return static_cast<std::size_t>(out - start);
+  return ascii_block::ConvertText(
+      text, out, ascii_block::Widen,
+      [](const char*& in, const char* end, char16_t*& to) {
+        char32_t character;
+        in = utf8::DecodeOne(in, end, character);
+        if (character <= 0xFFFF) {
+          *to++ = static_cast<char16_t>(character);
+        } else {
+          *to++ = static_cast<char16_t>(0xD7C0 + (character >> 10));
+          *to++ = static_cast<char16_t>(0xDC00 | (character & 0x3FF));
+        }
+      });
 }
 
 std::size_t Utf16ToUtf8(std::u16string_view text, char* out) {
-  const char16_t* in = text.data();
-  const char16_t* const end = in + text.size();
-  char* const start = out;
-  const auto one = [&] {
-    char32_t character = *in++;
-    if (IsHighSurrogate(static_cast<char16_t>(character)) && in != end &&
-        IsLowSurrogate(*in)) {
-      character = 0x10000 + ((character & 0x3FF) << 10 | (*in++ & 0x3FFU));
-    } else if ((character & 0xF800) == 0xD800) {
-      character = kReplacementUnit;
-    }
-    out += utf8::EncodeOne(character, out);
-  };
-  while (end - in >= static_cast<std::ptrdiff_t>(ascii_block::kUnits)) {
-    const std::size_t ascii = ascii_block::Narrow(in, out);
-    if (ascii == ascii_block::kUnits) {
-      in += ascii_block::kUnits;
-      out += ascii_block::kUnits;
-      continue;
-    }
-    in += ascii;
-    out += ascii;
-    do one();
-    while (in != end && *in >= 0x80);
-  }
-  while (in != end) one();
-  return static_cast<std::size_t>(out - start);
+  return ascii_block::ConvertText(
+      text, out, ascii_block::Narrow,
+      [](const char16_t*& in, const char16_t* end, char*& to) {
+        char32_t character = *in++;
+        if (IsHighSurrogate(static_cast<char16_t>(character)) && in != end &&
+            IsLowSurrogate(*in)) {
+          character = 0x10000 + ((character & 0x3FF) << 10 | (*in++ & 0x3FFU));
+        } else if ((character & 0xF800) == 0xD800) {
+          character = kReplacementUnit;
+        }
+        to += utf8::EncodeOne(character, to);
+      });
 }
 
 std::u16string Utf8ToUtf16(std::string_view text) {
