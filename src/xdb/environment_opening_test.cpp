@@ -9,21 +9,10 @@
 namespace kiv::xdb {
 namespace {
 
-constexpr char kFirstTry[] =
-    "XDbManager::ConstructEnv DbException: '/home/x' - broken. "
-    "\xCA\xD4\xCD\xBC\xD0\xDE\xB8\xB4...";
-constexpr char kSecondTry[] =
-    "XDbManager::ConstructEnv DbException: '/home/x' - broken. "
-    "\xD4\xD9\xB4\xCE\xCA\xD4\xCD\xBC\xD0\xDE\xB8\xB4...";
-constexpr char kFirstFailed[] =
-    "XDbManager::ConstructEnv DbException: \xCA\xD4\xCD\xBC\xD0\xDE\xB8\xB4"
-    "'/home/x'\xCA\xB1\xD2\xEC\xB3\xA3\xA3\xBA no repair";
-constexpr char kSecondFailed[] =
-    "XDbManager::ConstructEnv DbException: "
-    "\xD4\xD9\xB4\xCE\xCA\xD4\xCD\xBC\xD0\xDE\xB8\xB4"
-    "'/home/x'\xCA\xB1\xD2\xEC\xB3\xA3\xA3\xBA no repair";
-constexpr char kGivenUp[] =
-    "XDbManager::ConstructEnv DbException: '/home/x' - broken\r\n";
+const std::string kFailed = "XDbManager::ConstructEnv DbException: ";
+const std::string kTry = "\xCA\xD4\xCD\xBC\xD0\xDE\xB8\xB4";  // 试图修复
+const std::string kAgain = "\xD4\xD9\xB4\xCE";                // 再次
+const std::string kException = "\xCA\xB1\xD2\xEC\xB3\xA3\xA3\xBA";  // 时异常：
 
 // Opens after so many repairs; writes down what is asked of it.
 class FakeEnvironment final : public OpeningEnvironment {
@@ -62,9 +51,10 @@ TEST_F(OpenWithRepairTest, RepairsInTwoStagesAndGivesUpBehindThem) {
     EXPECT_EQ(OpenWithRepair(environment, "/home/x"), needed < 3);
     EXPECT_EQ(environment.calls, kCalls[needed]);
     EXPECT_EQ(LogText().empty(), needed == 0);
-    EXPECT_EQ(Logged(kFirstTry), needed > 0);
-    EXPECT_EQ(Logged(kSecondTry), needed > 1);
-    EXPECT_EQ(Logged(kGivenUp), needed > 2);
+    const std::string broken = kFailed + "'/home/x' - broken";
+    EXPECT_EQ(Logged(broken + ". " + kTry + "..."), needed > 0);
+    EXPECT_EQ(Logged(broken + ". " + kAgain + kTry + "..."), needed > 1);
+    EXPECT_EQ(Logged(broken + "\r\n"), needed > 2);
   }
 }
 
@@ -74,8 +64,9 @@ TEST_F(OpenWithRepairTest, GoesOnWhenARepairFails) {
   environment.repair_fails = true;
   EXPECT_FALSE(OpenWithRepair(environment, "/home/x"));
   EXPECT_EQ(environment.calls, "oroCo");
-  ExpectLogged(kFirstFailed);
-  ExpectLogged(kSecondFailed);
+  const std::string end = "'/home/x'" + kException + " no repair";
+  ExpectLogged(kFailed + kTry + end);
+  ExpectLogged(kFailed + kAgain + kTry + end);
 }
 
 TEST_F(OpenWithRepairTest, LeavesAloneWhatNoRepairHelps) {

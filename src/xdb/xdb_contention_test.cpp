@@ -48,6 +48,8 @@ TEST_F(XDbContentionTest, WaitsOnceForWhatATransactionHolds) {
   EXPECT_LT(steady_clock::now() - start, seconds(6));
   EXPECT_TRUE(changes.transaction.Abort());
   EXPECT_TRUE(container_.GetDocument("a", document));
+  EXPECT_FALSE(container_.del("missing"));
+  EXPECT_FALSE(XDbManager::IsWorthRetrying());
 }
 
 // All that it compares is of one time.
@@ -61,9 +63,8 @@ TEST_F(XDbContentionTest, IsFoundSoundWhileOthersWrite) {
         Changes changes(manager_);
         bool is_done = true;
         for (int k = 10; k > 0 && is_done; --k) {
-          std::string name = std::to_string(i * k % 97) + "-" +
-                             std::to_string(k) + "-" + std::to_string(writer) +
-                             "-" + std::to_string(i);
+          std::string name = std::to_string(i * k % 97);
+          for (const int n : {k, writer, i}) name += "-" + std::to_string(n);
           is_done = container_.PutDocument(name, "<a>x</a>", changes.context);
         }
         if (is_done && changes.transaction.Commit())
@@ -86,6 +87,10 @@ TEST_F(XDbContentionTest, IsFoundSoundWhileOthersWrite) {
   is_over = true;
   for (std::thread& writer : writers) writer.join();
   EXPECT_GT(sound, 0);
+  // Some of them wanted what the other had, and were told to try again.
+  XDbEnvironmentStatistics state;
+  EXPECT_TRUE(manager_.GetStatistics(state));
+  EXPECT_GE(state.deadlock_count, 1u);
 }
 
 }  // namespace

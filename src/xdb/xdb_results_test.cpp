@@ -23,70 +23,61 @@ class XDbResultsTest : public XDbTest {
     return results_.next(value) ? value.asString() : "-";
   }
 
+  // Which of its ends it is at, and its position.
+  std::string State() const {
+    return std::string(results_.is_bof() ? "bof " : "") +
+           (results_.is_eof() ? "eof " : "") +
+           std::to_string(results_.get_pos());
+  }
+
   XDbResults results_;
 };
 
 TEST_F(XDbResultsTest, WalkFromBeforeTheFirstToBehindTheLast) {
-  Bind(Texts({"a", "b", "c"}));
-  EXPECT_EQ(results_.size(), 3u);
-  EXPECT_TRUE(results_.is_bof());
-  EXPECT_FALSE(results_.is_eof());
-  EXPECT_EQ(results_.get_pos(), 0u);
-  for (const char* text : {"a", "b", "c"}) EXPECT_EQ(Next(), text);
-  EXPECT_EQ(results_.get_pos(), 3u);
-  EXPECT_FALSE(results_.is_eof());
+  Bind(Texts({"a", "b"}));
+  EXPECT_EQ(results_.size(), 2u);
+  EXPECT_EQ(State(), "bof 0");
+  for (const char* text : {"a", "b"}) EXPECT_EQ(Next(), text);
+  EXPECT_EQ(State(), "2");
   EXPECT_EQ(Next(), "-");
-  EXPECT_TRUE(results_.is_eof());
-  EXPECT_FALSE(results_.is_bof());
-  EXPECT_EQ(results_.get_pos(), 4u);
+  EXPECT_EQ(State(), "eof 3");
   results_.reset();
-  EXPECT_TRUE(results_.is_bof());
+  EXPECT_EQ(State(), "bof 0");
   EXPECT_EQ(Next(), "a");
-}
 
-TEST_F(XDbResultsTest, AreAtBothEndsWhenEmpty) {
   Bind({});
-  EXPECT_TRUE(results_.is_eof());
-  EXPECT_TRUE(results_.is_bof());
+  EXPECT_EQ(State(), "bof eof 0");
   EXPECT_EQ(Next(), "-");
   EXPECT_TRUE(results_.is_bof());
-  EXPECT_FALSE(results_.set_pos(0));
-  EXPECT_FALSE(results_.set_pos(1));
+  ExpectAllFalse(results_.set_pos(0), results_.set_pos(1));
 }
 
 TEST_F(XDbResultsTest, GoToAPosition) {
   Bind(Texts({"a", "b", "c", "d", "e"}));
   constexpr struct {
     unsigned position;
+    const char* state;
     const char* next;
-  } kSteps[] = {{3, "d"}, {1, "b"}, {5, "-"}, {4, "e"}, {0, "a"}};
-  for (const auto& step : kSteps) {
-    EXPECT_TRUE(results_.set_pos(step.position));
-    EXPECT_EQ(results_.get_pos(), step.position);
-    EXPECT_EQ(results_.is_bof(), step.position == 0);
-    EXPECT_EQ(Next(), step.next);
+  } kSteps[] = {{3, "3", "d"},
+                {1, "1", "b"},
+                {5, "5", "-"},
+                {4, "4", "e"},
+                {0, "bof 0", "a"}};
+  for (const auto& [position, state, next] : kSteps) {
+    EXPECT_TRUE(results_.set_pos(position));
+    EXPECT_EQ(State(), state);
+    EXPECT_EQ(Next(), next);
   }
   // It stays where it is for a position behind the last.
-  for (const unsigned behind : {6u, ~0u}) {
-    EXPECT_FALSE(results_.set_pos(behind));
-    EXPECT_EQ(results_.get_pos(), 1u);
-  }
-  EXPECT_EQ(Next(), "b");
-}
-
-// The position is compared with one that counts from 0.
-TEST_F(XDbResultsTest, TakeOneLowerForTheCurrentPosition) {
-  Bind(Texts({"a", "b", "c"}));
-  Next();
+  ExpectAllFalse(results_.set_pos(6), results_.set_pos(~0u));
+  EXPECT_EQ(State(), "1");
+  // The position is compared with one that counts from 0: one lower is taken
+  // for the current one.
   EXPECT_TRUE(results_.set_pos(0));
-  EXPECT_EQ(results_.get_pos(), 1u);
+  EXPECT_EQ(State(), "1");
   EXPECT_EQ(Next(), "b");
-  Next();
-  EXPECT_TRUE(results_.set_pos(2));
-  EXPECT_EQ(results_.get_pos(), 3u);
-  EXPECT_EQ(Next(), "-");
-  EXPECT_TRUE(results_.set_pos(3));
-  EXPECT_EQ(results_.get_pos(), 4u);
+  EXPECT_TRUE(results_.set_pos(5) && results_.set_pos(4));
+  EXPECT_EQ(State(), "5");
 }
 
 TEST_F(XDbResultsTest, HandOutDocuments) {
@@ -115,22 +106,13 @@ TEST_F(XDbResultsTest, HandOutDocuments) {
 class FailingResults final : public ListResults {
  public:
   using ListResults::ListResults;
-  std::uint64_t Size() override {
-    Fail("size");
-    return ListResults::Size();
-  }
-  Item Next() override {
-    Fail("next");
-    return ListResults::Next();
-  }
-  Item Previous() override {
-    Fail("previous");
-    return ListResults::Previous();
-  }
-  void Fail(const std::string& operation) {
-    if (operation != failing) return;
-    if (calls_before == 0) throw std::runtime_error(operation + " broke");
-    --calls_before;
+  std::uint64_t Size() override { return May("size").ListResults::Size(); }
+  Item Next() override { return May("next").ListResults::Next(); }
+  Item Previous() override { return May("previous").ListResults::Previous(); }
+  FailingResults& May(const std::string& operation) {
+    if (operation == failing && calls_before-- == 0)
+      throw std::runtime_error(operation + " broke");
+    return *this;
   }
 
   std::string failing;
@@ -140,42 +122,43 @@ class FailingResults final : public ListResults {
 TEST_F(XDbResultsTest, LogWhatTheQueryLanguageThrows) {
   const auto inside =
       std::make_shared<FailingResults>(Texts({"a", "b", "c", "d"}));
-  inside->failing = "size";
+  const auto let_fail = [&](const char* operation, int calls_before = 0) {
+    inside->failing = operation;
+    inside->calls_before = calls_before;
+  };
+  let_fail("size");
   EXPECT_FALSE(XDbAccess::Bind(results_, session_, inside));
   ExpectLogged(
       "XDbResults::Construct: Inner size() call exception : - size broke");
   EXPECT_EQ(results_.size(), 0u);
 
-  inside->failing = "";
+  let_fail("");
   ASSERT_TRUE(XDbAccess::Bind(results_, session_, inside));
   // Where it got to counts.
-  inside->failing = "next";
-  inside->calls_before = 2;
+  let_fail("next", 2);
   EXPECT_FALSE(results_.set_pos(4));
   ExpectLogged(
       "XDbResults::set_pos: Xml* Inner next() call exception : - next broke");
-  inside->failing = "";
-  EXPECT_EQ(results_.get_pos(), 2u);
+  let_fail("previous");
+  EXPECT_EQ(State(), "2");
   EXPECT_EQ(Next(), "c");
-  inside->failing = "previous";
   EXPECT_FALSE(results_.set_pos(1));
   ExpectLogged(
       "XDbResults::set_pos: Xml* Inner previous() call exception : - previous "
       "broke");
-  EXPECT_EQ(results_.get_pos(), 3u);
-  inside->failing = "next";
+  EXPECT_EQ(State(), "3");
+  let_fail("next");
   EXPECT_EQ(Next(), "-");
   ExpectLogged("XDbResults::next: Xml* Inner call exception : - next broke");
   EXPECT_TRUE(results_.is_eof());
-  inside->failing = "";
+  let_fail("");
   EXPECT_TRUE(results_.set_pos(2));
   EXPECT_EQ(Next(), "c");
 }
 
 TEST_F(XDbResultsTest, AnswerAtBestFalseWhileUnbound) {
   EXPECT_EQ(results_.size(), 0u);
-  EXPECT_TRUE(results_.is_bof());
-  EXPECT_TRUE(results_.is_eof());
+  EXPECT_EQ(State(), "bof eof 0");
   EXPECT_FALSE(results_.set_pos(0));
   results_.reset();
   EXPECT_EQ(Next(), "-");

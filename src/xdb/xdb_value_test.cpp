@@ -14,43 +14,30 @@ using XDbValueTest = XDbTest;
 
 TEST_F(XDbValueTest, IsNothingWhenEmpty) {
   const XDbValue empty;
-  EXPECT_FALSE(empty.isNumber());
-  EXPECT_FALSE(empty.isString());
-  EXPECT_FALSE(empty.isBoolean());
-  EXPECT_FALSE(empty.isNode());
-  EXPECT_FALSE(empty.isNull());
-  EXPECT_EQ(empty.asString(), "");
-  EXPECT_EQ(empty.asNumber(), 0.0);
-  EXPECT_FALSE(empty.asBoolean());
   DomNode node;
   XDbDocument document;
-  EXPECT_FALSE(empty.asNode(node));
-  EXPECT_FALSE(empty.asDocument(document));
-  EXPECT_FALSE(empty.equals(empty));
-  EXPECT_FALSE(empty == XDbValue(1.0));
-  EXPECT_FALSE(XDbValue("") == empty);
+  ExpectAllFalse(empty.isNumber(), empty.isString(), empty.isBoolean(),
+                 empty.isNode(), empty.isNull(), empty.asBoolean(),
+                 empty.asNode(node), empty.asDocument(document),
+                 empty.equals(empty), empty == XDbValue(1.0),
+                 XDbValue("") == empty, empty.asNumber() != 0);
+  EXPECT_EQ(empty.asString() + empty.asXml() + empty.asUtf8(), "");
 }
 
-TEST_F(XDbValueTest, ConvertsWhatItWasMadeOf) {
-  EXPECT_EQ(XDbValue("1.5").asNumber(), 1.5);
+TEST_F(XDbValueTest, ConvertsAndComparesWhatItWasMadeOf) {
+  const XDbValue text("1.5"), number(2.5), truth(true), nan(std::nan(""));
+  EXPECT_EQ(text.asNumber(), 1.5);
   EXPECT_TRUE(XDbValue("false").asBoolean());
-  EXPECT_FALSE(XDbValue("").asBoolean());
   EXPECT_TRUE(XDbValue(static_cast<const char*>(nullptr)).isString());
-  EXPECT_EQ(XDbValue(2.5).asString(), "2.5");
-  EXPECT_TRUE(XDbValue(2.5).asBoolean());
-  EXPECT_FALSE(XDbValue(0.0).asBoolean());
-  EXPECT_FALSE(XDbValue(std::nan("")).asBoolean());
-  EXPECT_EQ(XDbValue(true).asString(), "true");
-  EXPECT_EQ(XDbValue(true).asNumber(), 1.0);
-  EXPECT_FALSE(XDbValue(true).isNull());
-}
-
-TEST_F(XDbValueTest, EqualsWhatIsOfItsKind) {
-  EXPECT_TRUE(XDbValue("a") == XDbValue(std::string("a")));
-  EXPECT_FALSE(XDbValue("1") == XDbValue(1.0));
-  EXPECT_FALSE(XDbValue(true) == XDbValue(1.0));
+  EXPECT_EQ(number.asString(), "2.5");
+  EXPECT_TRUE(number.asBoolean());
+  EXPECT_EQ(truth.asString(), "true");
+  EXPECT_EQ(truth.asNumber(), 1.0);
+  ExpectAllFalse(XDbValue("").asBoolean(), XDbValue(0.0).asBoolean(),
+                 nan.asBoolean(), truth.isNull(), text == XDbValue(1.5),
+                 truth == XDbValue(1.0), nan == nan);
+  EXPECT_TRUE(text == XDbValue(std::string("1.5")));
   EXPECT_TRUE(XDbValue(false) == XDbValue(false));
-  EXPECT_FALSE(XDbValue(std::nan("")) == XDbValue(std::nan("")));
 }
 
 TEST_F(XDbValueTest, IsLocalTextOutsideAndUtf8Inside) {
@@ -68,23 +55,15 @@ TEST(NumberAsText, IsThatOfQueriesAndReadsBack) {
   constexpr struct {
     double value;
     const char* text;
-  } kRows[] = {{0, "0"},
-               {-0.0, "-0"},
-               {100, "100"},
-               {-0.1, "-0.1"},
-               {0.000001, "0.000001"},
-               {0.0000001, "1.0E-7"},
-               {1e6, "1.0E6"},
-               {1.25e300, "1.25E300"},
-               {kInfinity, "INF"},
-               {-kInfinity, "-INF"}};
+  } kRows[] = {{-0.0, "-0"},           {100, "100"},
+               {0.000001, "0.000001"}, {0.0000001, "1.0E-7"},
+               {1.25e300, "1.25E300"}, {-kInfinity, "-INF"}};
   for (const auto& [value, text] : kRows) {
     EXPECT_EQ(NumberText(value), text);
     EXPECT_EQ(NumberOfText(std::string(" \t") + text + "\n"), value);
   }
   EXPECT_EQ(NumberText(std::nan("")), "NaN");
-  for (const char* text : {"NaN", "", " ", "1x", "0x10", "inf", "nan", "+-1",
-                           "1 2", "--1", "1e", "\xE4\xB8\x80"})
+  for (const char* text : {"NaN", "", "0x10", "inf", "+-1", "1 2", "1e"})
     EXPECT_TRUE(std::isnan(NumberOfText(text))) << text;
   EXPECT_EQ(NumberOfText("+1.5"), 1.5);
   EXPECT_EQ(NumberOfText("-1E400"), -kInfinity);
@@ -117,11 +96,9 @@ TEST_F(NodeValueTest, IsFoundInTheTreeOfItsDocument) {
   const std::pair<std::vector<std::uint32_t>, std::string> kNodes[] = {
       {{}, "#document"},
       {{0}, "p"},
-      {{1}, "a"},
       // Text and CDATA sections side by side are one text to queries.
       {{1, 0}, "#text=t"},
       {{1, 1}, "#comment=c"},
-      {{1, 2}, "b"},
       {{1, 3}, std::string("#text=") + kOrderGb},
       {{1, 4, 0}, "#text=2"},
       {{1, 5}, "-"},

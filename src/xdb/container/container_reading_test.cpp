@@ -1,6 +1,5 @@
 #include "xdb/container/container_reading.h"
 
-#include <algorithm>
 #include <random>
 #include <string>
 
@@ -9,23 +8,22 @@
 namespace kiv::xdb {
 namespace {
 
-// The path of names from the root, the last one perhaps with an "@".
+// The path of elements from the root.
 PathId PathOf(const ContainerReading& reading,
               const std::vector<std::string>& names) {
   const Dictionary& dictionary = reading.dictionary();
   PathId path = kDocumentPath;
-  for (const std::string& name : names) {
-    const bool is_attribute = name[0] == '@';
-    const auto id = dictionary.FindName("", name.substr(is_attribute ? 1 : 0));
-    const auto child =
-        !id ? std::nullopt
-            : dictionary.FindPath(
-                  path, is_attribute ? PathKind::Attribute : PathKind::Element,
-                  *id);
-    if (!child) return kDocumentPath;
-    path = *child;
-  }
+  for (const std::string& name : names)
+    path = *dictionary.FindPath(path, PathKind::Element,
+                                *dictionary.FindName("", name));
   return path;
+}
+
+bool IsIn(const ValueRange& range, const std::string& value) {
+  return (!range.from || value > range.from->value ||
+          (range.from->is_included && value == range.from->value)) &&
+         (!range.to || value < range.to->value ||
+          (range.to->is_included && value == range.to->value));
 }
 
 // "name:value" of each hit that is in the range, by the node itself.
@@ -38,13 +36,8 @@ std::vector<std::string> Found(const ContainerReading& reading,
     const auto document = reading.Document(hit.document);
     if (!document) continue;
     const std::string value = document->tree->StringValue(hit.node);
-    const bool is_in =
-        (!range.from || value > range.from->value ||
-         (range.from->is_included && value == range.from->value)) &&
-        (!range.to || value < range.to->value ||
-         (range.to->is_included && value == range.to->value));
-    EXPECT_TRUE(is_in || !hit.is_certain) << value;
-    if (is_in) found.push_back(document->name + ":" + value);
+    EXPECT_TRUE(IsIn(range, value) || !hit.is_certain) << value;
+    if (IsIn(range, value)) found.push_back(document->name + ":" + value);
   }
   return found;
 }
@@ -59,24 +52,21 @@ class ReadingTest : public ContainerTest {
 
 TEST_F(ReadingTest, SaysWhereTheIndexHasNotAll) {
   container_->Put("a", "<r><v>x</v><w/></r>", nullptr);
-  {
-    const ContainerReading reading(*container_, nullptr);
-    EXPECT_EQ(reading.Traits(PathOf(reading, {"r", "v"})), 0);
+  const auto expect_traits = [](Container& container, Transaction* transaction,
+                                int of_v, int of_w) {
+    const ContainerReading reading(container, transaction);
     EXPECT_EQ(reading.Traits(PathOf(reading, {"r"})), kHasParents);
-  }
+    EXPECT_EQ(reading.Traits(PathOf(reading, {"r", "v"})), of_v);
+    EXPECT_EQ(reading.Traits(PathOf(reading, {"r", "w"})), of_w);
+  };
+  expect_traits(*container_, nullptr, 0, 0);
   const auto other = OpenAgain();
   const auto transaction = environment_->Begin();
   other->Put("b", "<r><v><u/></v><w>" + std::string(65, 'w') + "</w></r>",
              transaction.get());
-  {
-    const ContainerReading inside(*other, transaction.get());
-    EXPECT_EQ(inside.Traits(PathOf(inside, {"r", "v"})), kHasParents);
-    EXPECT_EQ(inside.Traits(PathOf(inside, {"r", "w"})), kHasLongValues);
-  }
+  expect_traits(*other, transaction.get(), kHasParents, kHasLongValues);
   transaction->Commit();
-  const ContainerReading reading(*container_, nullptr);
-  EXPECT_EQ(reading.Traits(PathOf(reading, {"r", "v"})), kHasParents);
-  EXPECT_EQ(reading.Traits(PathOf(reading, {"r", "w"})), kHasLongValues);
+  expect_traits(*container_, nullptr, kHasParents, kHasLongValues);
 }
 
 // Ranges of random values, short, long and with common beginnings, and single
@@ -105,20 +95,10 @@ TEST_F(ReadingTest, FindsRanges) {
     if (i % 4 == 0)
       range = ValueRange::Equal(path, i == 0 ? "none" : model[i].second);
     std::vector<std::string> expected;
-    for (const auto& [name, text] : model) {
-      if (range.from &&
-          (text < range.from->value ||
-           (text == range.from->value && !range.from->is_included)))
-        continue;
-      if (range.to && (text > range.to->value ||
-                       (text == range.to->value && !range.to->is_included)))
-        continue;
-      expected.push_back(name + ":" + text);
-    }
-    auto found = Found(reading, range);
-    std::sort(found.begin(), found.end());
-    std::sort(expected.begin(), expected.end());
-    EXPECT_EQ(found, expected);
+    for (const auto& [name, text] : model)
+      if (IsIn(range, text)) expected.push_back(name + ":" + text);
+    EXPECT_THAT(Found(reading, range),
+                testing::UnorderedElementsAreArray(expected));
     EXPECT_GE(reading.EstimateHits(range), expected.size());
   }
 }
@@ -151,8 +131,7 @@ TEST_F(ReadingTest, WalksThroughDocumentsWhileTheyChange) {
     EXPECT_EQ(document.tree->StringValue(0), std::to_string(names.size()));
     names.push_back(document.name);
     container_->Delete(document.name, nullptr);
-    const auto gone = reading.Document(document.id);
-    EXPECT_FALSE(gone);
+    EXPECT_FALSE(reading.Document(document.id));
   }
   EXPECT_EQ(names, expected);
 }

@@ -1,6 +1,5 @@
 #include "xdb/container/container.h"
 
-#include <atomic>
 #include <functional>
 #include <map>
 #include <random>
@@ -18,62 +17,48 @@ using testing::IsEmpty;
 TEST_F(ContainerTest, SaysWhatItRefusesAndChangesNothing) {
   container_->Put("a", "<a/>", nullptr);
   container_->Put("b", "<b/>", nullptr);
-  Container& container = *container_;
+  Container& all = *container_;
   const struct {
     std::function<void()> call;
     Failure failure;
     const char* text;
   } kRefused[] = {
-      {[&] { container.Put("a", "<c/>", nullptr); }, Failure::AlreadyThere,
-       "'a'"},
-      {[&] { container.Rename("b", "a", nullptr); }, Failure::AlreadyThere,
-       "'a'"},
-      {[&] { container.Get("x", nullptr); }, Failure::NotFound, "'x'"},
-      {[&] { container.Replace("x", "<a/>", nullptr); }, Failure::NotFound,
-       "'x'"},
-      {[&] { container.Rename("x", "y", nullptr); }, Failure::NotFound, "'x'"},
-      {[&] { container.Rename("x", "x", nullptr); }, Failure::NotFound, "'x'"},
-      {[&] { container.Delete("x", nullptr); }, Failure::NotFound, "'x'"},
-      {[&] { container.Put("x", "<a>\n <b></a>", nullptr); }, Failure::NotXml,
+      {[&] { all.Put("a", "<c/>", nullptr); }, Failure::AlreadyThere, "'a'"},
+      {[&] { all.Rename("b", "a", nullptr); }, Failure::AlreadyThere, "'a'"},
+      {[&] { all.Get("x", nullptr); }, Failure::NotFound, "'x'"},
+      {[&] { all.Replace("x", "<a/>", nullptr); }, Failure::NotFound, "'x'"},
+      {[&] { all.Rename("x", "x", nullptr); }, Failure::NotFound, "'x'"},
+      {[&] { all.Delete("x", nullptr); }, Failure::NotFound, "'x'"},
+      {[&] { all.Put("x", "<a>\n <b></a>", nullptr); }, Failure::NotXml,
        "'x', line 2, column "},
-      {[&] { container.Put("x", "<!DOCTYPE a><a/>", nullptr); },
-       Failure::NotXml, "'x'"},
-      {[&] { container.Put("", "<a/>", nullptr); }, Failure::Other, ""}};
-  for (const auto& refused : kRefused) {
-    const auto error = Thrown(refused.call);
-    EXPECT_EQ(error.failure(), refused.failure) << error.what();
-    EXPECT_THAT(error.what(), HasSubstr(refused.text));
+      {[&] { all.Put("", "<a/>", nullptr); }, Failure::Other, ""}};
+  for (const auto& [call, failure, text] : kRefused) {
+    const auto error = Thrown(call);
+    EXPECT_EQ(error.failure(), failure) << error.what();
+    EXPECT_THAT(error.what(), HasSubstr(text));
   }
   ExpectDocuments("a=<a/>;b=<b/>;");
 }
 
-TEST_F(ContainerTest, ReplacesRenamesAndDeletes) {
-  container_->Put("a", "<a i='1'>one</a>", nullptr);
-  container_->Replace("a", "<a i='1' j='2'>two</a>", nullptr);
-  container_->Rename("a", "b", nullptr);
+TEST_F(ContainerTest, TellsOfItself) {
+  container_->Put("b", "<a i='1'>one</a>", nullptr);
+  container_->Replace("b", "<a i='1' j='2'>two</a>", nullptr);
   container_->Rename("b", "b", nullptr);
-  EXPECT_EQ(container_->Get("b", nullptr), "<a i=\"1\" j=\"2\">two</a>");
-  EXPECT_FALSE(container_->Has("a", nullptr));
-  EXPECT_THAT(container_->Verify(), IsEmpty());
+  ExpectDocuments("b=<a i=\"1\" j=\"2\">two</a>;");
   const XDbContainerStatistics statistics = container_->Statistics();
   EXPECT_EQ(statistics.document_count, 1U);
   EXPECT_EQ(statistics.index_entry_count, 3U);
   EXPECT_EQ(statistics.name_count, 3U);
   EXPECT_EQ(statistics.path_count, 3U);
-  EXPECT_EQ(statistics.format_version, 2U);
   EXPECT_GT(statistics.document_bytes, 10U);
   EXPECT_GT(statistics.file_bytes, 8192U);
-  container_->Delete("b", nullptr);
-  ExpectDocuments("");
-  EXPECT_EQ(container_->Statistics().index_entry_count, 0U);
 }
 
 TEST_F(ContainerTest, NamesDocumentsInOrderWhileTheyChange) {
   std::vector<std::string> expected;
   for (int i = 0; i < 600; ++i) {
-    std::string name = "d" + std::to_string(1000 + i);
-    container_->Put(name, "<d/>", nullptr);
-    expected.push_back(std::move(name));
+    expected.push_back("d" + std::to_string(1000 + i));
+    container_->Put(expected.back(), "<d/>", nullptr);
   }
   std::vector<std::string> names;
   container_->EachName(
@@ -94,93 +79,20 @@ TEST_F(ContainerTest, NeverGeneratesANameTwice) {
   container_->Delete(first, nullptr);
   Close();
   Open();
-  const std::string second = container_->GenerateName(nullptr);
-  EXPECT_NE(first, second);
-  EXPECT_NE(container_->GenerateName(nullptr), second);
-}
-
-TEST_F(ContainerTest, ForgetsWhatIsAborted) {
-  container_->Put("kept", "<a b='1'>x</a>", nullptr);
-  {
-    const auto transaction = environment_->Begin();
-    container_->Put("new", "<n m='1'><o>y</o></n>", transaction.get());
-    container_->Replace("kept", "<other/>", transaction.get());
-    EXPECT_EQ(container_->Get("new", transaction.get()),
-              "<n m=\"1\"><o>y</o></n>");
-    EXPECT_EQ(container_->Get("kept", transaction.get()), "<other/>");
-    transaction->Abort();
-  }
-  {
-    // Dropped.
-    const auto transaction = environment_->Begin();
-    container_->Put("third", "<p><q>z</q></p>", transaction.get());
-  }
-  ExpectDocuments("kept=<a b=\"1\">x</a>;");
-  // Names that were given up mean others now.
-  container_->Put("fourth", "<r><s>u</s></r>", nullptr);
-  container_->Put("fifth", "<n m='2'/>", nullptr);
-  ExpectDocuments(
-      "fifth=<n m=\"2\"/>;fourth=<r><s>u</s></r>;kept=<a b=\"1\">x</a>;");
-  EXPECT_THAT(OpenAgain()->Verify(), IsEmpty());
+  EXPECT_NE(container_->GenerateName(nullptr), first);
 }
 
 TEST_F(ContainerTest, KeepsATransactionThatWasRefusedSomething) {
   container_->Put("a", "<a/>", nullptr);
   const auto transaction = environment_->Begin();
-  const auto refused = [&](const char* name, const char* content) {
-    return Thrown([&] { container_->Put(name, content, transaction.get()); })
-        .failure();
+  const auto put = [&](const char* name, const char* content) {
+    container_->Put(name, content, transaction.get());
   };
-  EXPECT_EQ(refused("a", "<b/>"), Failure::AlreadyThere);
-  EXPECT_EQ(refused("b", "<b"), Failure::NotXml);
+  EXPECT_THROW(put("a", "<b/>"), StoreError);
+  EXPECT_THROW(put("b", "<b"), StoreError);
   container_->Put("c", "<c/>", transaction.get());
   transaction->Commit();
   ExpectDocuments("a=<a/>;c=<c/>;");
-}
-
-TEST_F(ContainerTest, ChangesSeveralContainersAtOnce) {
-  const auto other = OpenContainer(environment_, "other.xdb", kCreate);
-  for (const bool commits : {false, true}) {
-    const auto transaction = environment_->Begin();
-    container_->Put("a", "<a i='1'/>", transaction.get());
-    other->Put("b", "<b j='2'/>", transaction.get());
-    commits ? transaction->Commit() : transaction->Abort();
-    ExpectDocuments(commits ? "a=<a i=\"1\"/>;" : "");
-    EXPECT_EQ(Documents(*other), commits ? "b=<b j=\"2\"/>;" : "");
-    EXPECT_THAT(other->Verify(), IsEmpty());
-  }
-}
-
-TEST_F(ContainerTest, SeesNamesThatAnotherProcessAdds) {
-  const auto other = OpenAgain();
-  container_->Put("a", "<a><b>1</b></a>", nullptr);
-  EXPECT_EQ(other->Get("a", nullptr), "<a><b>1</b></a>");
-  // Both add, neither knows of the other's.
-  container_->Put("c", "<c><d/></c>", nullptr);
-  other->Put("e", "<e><f/></e>", nullptr);
-  container_->Put("g", "<g><e/></g>", nullptr);
-  for (const auto& container : {container_, other}) {
-    EXPECT_EQ(Documents(*container),
-              "a=<a><b>1</b></a>;c=<c><d/></c>;e=<e><f/></e>;g=<g><e/></g>;");
-    EXPECT_THAT(container->Verify(), IsEmpty());
-  }
-}
-
-TEST_F(ContainerTest, SeesNamesThatAreCommittedOrNot) {
-  const auto other = OpenAgain();
-  auto transaction = environment_->Begin();
-  container_->Put("a", "<a><x/></a>", transaction.get());
-  transaction->Abort();
-  other->Put("b", "<b><y/></b>", nullptr);
-  EXPECT_EQ(container_->Get("b", nullptr), "<b><y/></b>");
-  transaction = environment_->Begin();
-  other->Put("c", "<c><z/></c>", transaction.get());
-  other->Put("d", "<c><z/><b/></c>", transaction.get());
-  transaction->Commit();
-  container_->Put("e", "<c><z/><b/><w/></c>", nullptr);
-  EXPECT_EQ(container_->Get("d", nullptr), "<c><z/><b/></c>");
-  EXPECT_EQ(other->Get("e", nullptr), "<c><z/><b/><w/></c>");
-  EXPECT_THAT(container_->Verify(), IsEmpty());
 }
 
 // Random changes with many new names, some of them undone, against a map.
@@ -227,34 +139,47 @@ TEST_F(ContainerTest, AgreesWithItsIndexAfterRandomChanges) {
   EXPECT_EQ(stored, model);
 }
 
-TEST_F(ContainerTest, LosesNothingToThreads) {
-  constexpr int kThreads = 4;
+TEST_F(ContainerTest, SeesNamesThatAreAddedElsewhereOrGivenUp) {
+  const auto other = OpenAgain();
+  auto transaction = environment_->Begin();
+  container_->Put("a", "<a><x/></a>", transaction.get());
+  transaction->Abort();
+  other->Put("b", "<b><y/></b>", nullptr);
+  EXPECT_EQ(container_->Get("b", nullptr), "<b><y/></b>");
+  // Both add, neither knows of the other's.
+  container_->Put("c", "<c><d/></c>", nullptr);
+  other->Put("e", "<e><f/></e>", nullptr);
+  container_->Put("g", "<g><e/></g>", nullptr);
+  transaction = environment_->Begin();
+  other->Put("h", "<c><z/></c>", transaction.get());
+  other->Put("i", "<c><z/><b/></c>", transaction.get());
+  transaction->Commit();
+  for (const auto& container : {container_, other}) {
+    EXPECT_EQ(Documents(*container),
+              "b=<b><y/></b>;c=<c><d/></c>;e=<e><f/></e>;g=<g><e/></g>;"
+              "h=<c><z/></c>;i=<c><z/><b/></c>;");
+    EXPECT_THAT(container->Verify(), IsEmpty());
+  }
+}
+
+TEST_F(ContainerTest, LosesNothingToThreadsThatAddNames) {
   constexpr int kEach = 60;
-  std::atomic<int> failed = 0;
   std::vector<std::thread> threads;
-  for (int thread = 0; thread < kThreads; ++thread)
+  for (int thread = 0; thread < 4; ++thread)
     threads.emplace_back([&, thread] {
       for (int i = 0; i < kEach; ++i) {
-        const std::string name =
-            "t" + std::to_string(i) + "-" + std::to_string(thread);
-        try {
-          container_->Put(name,
-                          "<t" + std::to_string(i % 9) + " i='" +
-                              std::to_string(i) + "'>" + name + "</t" +
-                              std::to_string(i % 9) + ">",
-                          nullptr);
-          if (i % 3 == 0) container_->Replace(name, "<u>r</u>", nullptr);
+        const std::string n = std::to_string(i);
+        const std::string name = n + "-" + std::to_string(thread);
+        const auto error = Thrown([&] {
+          container_->Put(name, "<t" + n + " i='" + n + "'/>", nullptr);
+          container_->Replace(name, "<u/>", nullptr);
           if (i % 5 == 0) container_->Delete(name, nullptr);
-          container_->Has(name, nullptr);
-        } catch (const StoreError& error) {
-          ADD_FAILURE() << error.what();
-          ++failed;
-        }
+        });
+        EXPECT_STREQ(error.what(), "nothing");
       }
     });
   for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(failed, 0);
-  EXPECT_EQ(Names(*container_).size(), kThreads * kEach * 4 / 5U);
+  EXPECT_EQ(Names(*container_).size(), 4 * kEach * 4 / 5U);
   EXPECT_THAT(container_->Verify(), IsEmpty());
 }
 
@@ -268,12 +193,11 @@ TEST_F(ContainerTest, TakesLargeDocumentsAndLongValues) {
   container_->Put("large", large, nullptr);
   EXPECT_EQ(container_->Get("large", nullptr), large);
   for (std::size_t size = 0; size < 70; ++size) {
-    const std::string value(size, 'v');
-    const std::string document = size == 0 ? "<v/>" : "<v>" + value + "</v>";
+    const std::string document =
+        size == 0 ? "<v/>" : "<v>" + std::string(size, 'v') + "</v>";
     container_->Put("v" + std::to_string(size), document, nullptr);
     EXPECT_EQ(container_->Get("v" + std::to_string(size), nullptr), document);
   }
-  EXPECT_THAT(container_->Verify(), IsEmpty());
   container_->Delete("large", nullptr);
   EXPECT_THAT(container_->Verify(), IsEmpty());
   EXPECT_EQ(container_->Statistics().index_entry_count, 65U);

@@ -15,26 +15,18 @@ std::string Answer(std::string_view query,
                    const Surroundings& surroundings = {},
                    const std::vector<BoundVariable>& variables = {}) {
   try {
-    StaticSettings settings;
-    RunningQuery running(Compile(query, settings), surroundings, Item(),
-                         variables);
+    RunningQuery running(Compile(query, {}), surroundings, Item(), variables);
     std::string text;
     Serializer serializer(text);
-    Item item;
-    while (running.Next(item)) serializer.Write(item);
+    for (Item item; running.Next(item);) serializer.Write(item);
     return text;
   } catch (const Error& error) {
     return error.code();
   }
 }
 
-struct QueryCase {
-  const char* query;
-  const char* answer;
-};
-
 TEST(Queries, GiveTheirAnswer) {
-  const QueryCase kRows[] = {
+  constexpr const char* kRows[][2] = {
       {"let $d := <r><c>{for $i in 1 to 3000 return <a n='{$i}'><b/></a>}</c>"
        "<b/></r> return (count($d//b), count($d/c//b), count($d/c/a[2]//b), "
        "count($d//none), ($d/c//a)[last()]/string(@n), "
@@ -49,12 +41,6 @@ TEST(Queries, GiveTheirAnswer) {
       {"let $d := <r><a><a><b n='1'/></a><b n='2'/></a></r> "
        "return count($d//a/descendant-or-self::*[.//@n])",
        "4"},
-      {"let $a := <a x='1'><b/></a> "
-       "return ($a | $a/@x)/descendant-or-self::node()/name()",
-       "a x b"},
-      {"let $d := <r><a><b>1</b><b>2</b></a><a><b>3</b></a></r> "
-       "return $d//b[last()]/string()",
-       "2 3"},
       {"let $a := attribute {QName('u', 'p:x')} {1} return "
        "<a xmlns:p='v'>{$a}</a>",
        "<a xmlns:ns0=\"u\" xmlns:p=\"v\" ns0:x=\"1\"/>"},
@@ -71,76 +57,43 @@ TEST(Queries, GiveTheirAnswer) {
        "(<r a:x=''>{$n}</r>, <r xmlns:a='w'>{$n}</r>)//c/"
        "namespace-uri-for-prefix('a', .)",
        "u w"},
-      {"declare copy-namespaces no-preserve, inherit; "
-       "declare namespace a = 'u'; let $n := <n a:x=''>{<c/>}</n> "
-       "return (<r>{$n}</r>, <r>{<n a:x=''>{<c/>}</n>}</r>)//c/"
-       "in-scope-prefixes(.)",
-       "xml xml"},
-      {"for $x at $i in ('b', 'a', 'b', 'a') order by $x return concat($x, $i)",
-       "a2 a4 b1 b3"},
       {"count((1, error()))", "FOER0000"},
-      {"declare variable $a := local:f(); declare function local:f() "
-       "{local:g()}; declare variable $b := 1; "
-       "declare function local:g() {$a}; 1",
-       "XQST0054"},
       {"codepoints-to-string(99999999999999999999)", "FOCH0001"},
       // What comes first ends it.
       {"codepoints-to-string(65 to 4294967296)", "FOCH0001"},
-      {"string-join(tokenize('a1\xE5\x9B\xBD"
-       "22c,,', '\\d+|,'), '|')",
-       "a|\xE5\x9B\xBD|c||"},
-      {"let $d := document {<a x='1'/>} let $x := $d/a/@x return "
-       "($d/a instance of element(*, xs:untyped), "
-       "$d/a instance of element(a, xs:string), "
-       "$x instance of attribute(x, xs:anyAtomicType), "
-       "$x instance of attribute(*, xs:untyped), "
-       "$d instance of document-node(element(a)), "
-       "$d instance of document-node(element(b)))",
-       "true false true false true false"},
   };
-  for (const QueryCase& row : kRows)
-    EXPECT_EQ(Answer(row.query), row.answer) << row.query;
+  for (const auto& [query, answer] : kRows)
+    EXPECT_EQ(Answer(query), answer) << query;
 }
 
 TEST(Queries, AreRefusedWithTheCodeOfTheReason) {
-  const QueryCase kRows[] = {
+  constexpr const char* kRows[][2] = {
       {"normalize-unicode('a', 'NFX')", "FOCH0003"},
       {"id('a', <a/>)", "FODC0001"},
       {"collection(':a')", "FODC0004"},
       {"doc(':a')", "FODC0005"},
       {"resolve-QName('p:a', <a/>)", "FONS0004"},
-      {"xs:QName('p:a')", "FONS0004"},
       {"resolve-uri('a')", "FONS0005"},
       {"zero-or-one((1, 2))", "FORG0003"},
       {"one-or-more(())", "FORG0004"},
       {"exactly-one(())", "FORG0005"},
-      {"exactly-one((1, 2))", "FORG0005"},
       {"boolean((1, 2))", "FORG0006"},
-      {"not(current-date())", "FORG0006"},
-      {"sum(true())", "FORG0006"},
       {"matches('a', 'a', 'g')", "FORX0001"},
       {"tokenize('a', 'x*')", "FORX0003"},
       {"'a' treat as xs:integer", "XPDY0050"},
-      {"<a/>/(/)", "XPDY0050"},
       {"1 instance of xs:none", "XPST0051"},
       {"1 cast as xs:NOTATION", "XPST0080"},
       {"p:a", "XPST0081"},
-      {"declare option a ''; 1", "XPST0081"},
       {"<a/>/(1, .)", "XPTY0018"},
       {"(1)/a", "XPTY0019"},
-      {"<a/>/(1, .)/b", "XPTY0019"},
       {"(1)[a]", "XPTY0020"},
-      {"(1)[/]", "XPTY0020"},
       {"<a b='1'>{attribute b {1}}</a>", "XQDY0025"},
       {"processing-instruction a {'?>'}", "XQDY0026"},
       {"processing-instruction {'p:a'} {}", "XQDY0041"},
       {"attribute xmlns {1}", "XQDY0044"},
-      {"attribute {'xmlns'} {1}", "XQDY0044"},
       {"processing-instruction XmL {}", "XQDY0064"},
       {"comment {'a--b'}", "XQDY0072"},
-      {"comment {'a-'}", "XQDY0072"},
       {"element {'p:a'} {}", "XQDY0074"},
-      {"element {'1'} {}", "XQDY0074"},
       {"element {QName('http://www.w3.org/2000/xmlns/', 'a')} {}", "XQDY0096"},
       {"<a xmlns:p='{1}'/>", "XQST0022"},
       {"xquery version '1.1'; 1", "XQST0031"},
@@ -153,7 +106,6 @@ TEST(Queries, AreRefusedWithTheCodeOfTheReason) {
       {"<a b='1' b='2'/>", "XQST0040"},
       {"declare function f() {1}; 1", "XQST0045"},
       {"declare namespace p = ':a'; 1", "XQST0046"},
-      {"<a xmlns:p=':a'/>", "XQST0046"},
       {"declare variable $a := 1; declare variable $a := 1; 1", "XQST0049"},
       {"declare copy-namespaces preserve, inherit; declare copy-namespaces "
        "preserve, inherit; 1",
@@ -172,12 +124,11 @@ TEST(Queries, AreRefusedWithTheCodeOfTheReason) {
       {"<a xmlns:p=''/>", "XQST0085"},
       {"xquery version '1.0' encoding 'a b'; 1", "XQST0087"},
       {"import module ''; 1", "XQST0088"},
-      {"module namespace p = ''; 1", "XQST0088"},
       {"for $a at $a in 1 return 1", "XQST0089"},
       {"<a>x{attribute b {1}}</a>", "XQTY0024"},
   };
-  for (const QueryCase& row : kRows)
-    EXPECT_EQ(Answer(row.query), row.answer) << row.query;
+  for (const auto& [query, answer] : kRows)
+    EXPECT_EQ(Answer(query), answer) << query;
 }
 
 TEST(Execution, EndsEndlessRecursion) {
@@ -195,28 +146,21 @@ TEST(Execution, EndsEndlessRecursion) {
 TEST(Execution, EndsWhenItTakesTooMuchMemory) {
   Surroundings surroundings;
   surroundings.limits.memory_bytes = 1 << 20;
-  // A sequence, an order, values met, tuples, texts, nodes, names. Each would
+  // An order, values met, tuples, texts, nodes, names. Each would
   // take gigabytes, or never end.
   for (const char* query :
-       {"count(reverse(1 to 1000000000))",
+       {"count(distinct-values(1 to 1000000000))",
         "count(for $i in 1 to 1000000000 order by -$i return $i)",
-        "count(distinct-values(1 to 1000000000))",
         "count(for $x in 1 to 9999999999, $y in 1 to 9999999999 "
         "where $x = $y return 1)",
         "string-length(string-join(for $i in 1 to 1000000000 return 'abc', "
         "''))",
         "string-length(replace(string-join(for $i in 1 to 5000 return 'a', "
         "''), 'a', string-join(for $i in 1 to 5000 return 'a', '')))",
-        "comment {for $i in 1 to 9999999999 return 'aaaaaaaa'}",
         "count(document {for $i in 1 to 9999999999 return comment {'x'}})",
-        "count(<a>{1 to 1000000000}</a>)",
-        "count(<a>{for $i in 1 to 1000000000 return <b/>}</a>)",
         "count(for $i in 1 to 1000000000 return element {concat('a', $i)} {})",
         "<a>{for $i in 1 to 9999 return attribute {concat('a', $i)} "
         "{string-join(for $j in 1 to 999 return 'x', '')}}</a>",
-        "count(string-to-codepoints(string-join(for $i in 1 to 99999 return "
-        "'a', '')))",
-        "declare function local:f($s) { local:f(($s, $s)) }; local:f((1, 2))",
         "declare function local:f($s) { local:f(<a>{$s, $s}</a>) }; "
         "local:f(<a/>)"}) {
     EXPECT_EQ(Answer(query, surroundings), "XPDY0130") << query;
@@ -232,7 +176,7 @@ TEST(Execution, EndsWhenItTakesTooMuchMemory) {
   surroundings.limits.memory_bytes = 1 << 20;
   // Nothing of these stays.
   for (const char* query :
-       {"count(reverse(1 to 1000))", "count(for $i in 1 to 100000 return <b/>)",
+       {"count(for $i in 1 to 100000 return <b/>)",
         "count(index-of(for $i in 1 to 1000000 return 1, 1))",
         "count(for $a in 1, $b in 1 to 1000 where (1 to 1000) >= $b return 1)",
         "count(distinct-values(for $i in 1 to 1000000 return $i mod 7))"}) {
@@ -255,37 +199,6 @@ TEST(CompiledQuery, IsMadeOfConditionsInEachOther) {
   EXPECT_EQ(Answer(query), "FODC0002");
 }
 
-TEST(Execution, EndsWhenCancelled) {
-  Surroundings surroundings;
-  const auto cancel = std::make_shared<CancelCount>(7);
-  surroundings.cancel = cancel;
-  EXPECT_EQ(Answer("1 + 1", surroundings), "2");
-  for (const char* query :
-       {"count(1 to 100000000000)",
-        // A search that doubles its time with every character.
-        "matches(string-join(for $i in 1 to 40 return 'a', ''), '^(a+)+$b')"}) {
-    std::atomic<bool> has_ended = false;
-    std::thread other([&] {
-      // It may begin at any time: one of the counts comes behind that.
-      while (!has_ended) {
-        ++*cancel;
-        std::this_thread::yield();
-      }
-    });
-    EXPECT_EQ(Answer(query, surroundings), "XPDY0130");
-    has_ended = true;
-    other.join();
-  }
-}
-
-TEST(Execution, BindsExternalVariables) {
-  const char query[] = "declare variable $x as xs:integer external; $x + 1";
-  EXPECT_EQ(Answer(query), "XPDY0002");
-  EXPECT_EQ(Answer(query, {}, {{{"", "", "x"}, {Item::OfInteger(1)}}}), "2");
-  EXPECT_EQ(Answer(query, {}, {{{"", "", "x"}, {Item::OfText("a")}}}),
-            "XPTY0004");
-}
-
 // Constants, tables, what is kept, patterns and names are all shared, or are of
 // one execution.
 TEST(CompiledQuery, IsExecutedByThreadsAtTheSameTime) {
@@ -303,8 +216,7 @@ TEST(CompiledQuery, IsExecutedByThreadsAtTheSameTime) {
       "  distinct-values($d/i/@n)[. = $d/i[@m < 3]/@n], "
       "  xs:date('2026-01-31') + xs:dayTimeDuration('P1D'), "
       "  $d//i[@n = count($d/i) - 1]/@m/string())";
-  StaticSettings settings;
-  const auto query = Compile(kQuery, settings);
+  const auto query = Compile(kQuery, {});
   const auto run = [&query](int n) {
     std::string text;
     RunningQuery running(query, {}, Item(),
@@ -319,64 +231,35 @@ TEST(CompiledQuery, IsExecutedByThreadsAtTheSameTime) {
       << expected[2];
   std::vector<std::thread> threads;
   std::atomic<int> wrong = 0;
-  for (int thread = 0; thread < 4; ++thread) {
+  for (int thread = 0; thread < 4; ++thread)
     threads.emplace_back([&, thread] {
       for (int i = 0; i < 20; ++i)
-        if (run((thread + i) % 3) != expected[(thread + i) % 3]) ++wrong;
+        wrong += run((thread + i) % 3) != expected[(thread + i) % 3];
     });
-  }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(wrong, 0);
 }
 
 TEST(Plans, AreTold) {
-  const QueryCase kRows[] = {
+  constexpr const char* kRows[][2] = {
       {"/a//b[@c = 'x'][2]/text()",
        "sort(sort(root()/a/descendant-or-self::node()/b[@c = \"x\"][2])/text())"
        "\n"},
       {"(., ..)/ancestor::a/@b",
        "sort((., parent::node())/reverse(ancestor::a))/@b\n"},
-      {"declare variable $v external; "
-       "-($v + 2) * 3 to 10, $v is <a/> or not('a' lt $v)",
-       "variable $v external\n"
-       "(-($v + 2) * 3 to 10, ($v is element a {} or not(\"a\" lt $v)))\n"},
-      {"for $a at $i in 1 to 3 let $b := $a where $i > 1 "
-       "order by $b descending, $a return concat($a, $b)",
-       "flwor\n"
-       "  for $a at $i in 1 to 3\n"
-       "  where $i > 1\n"
-       "  let $b := $a\n"
-       "  order by $b descending, $a\n"
-       "  return concat($a, $b)\n"},
       {"for $a in 1 to 3 return count(collection('c')/x) + $a",
        "flwor\n"
        "  for $a in 1 to 3\n"
        "  return once(count(collection(\"c\")/x)) + $a\n"},
-      {"<a b='{1}'>x{text {'y'}, <c/>}</a>",
-       "element a {attribute b {1}, (text {\"y\"}, element c {})}\n"},
       {"if (collection('a-collection-with-a-name-that-is-long')/order) "
        "then 'a text that is long enough to fill its line' else ()",
        "if\n"
        "  collection(\"a-collection-with-a-name-that-is-long\")/order\n"
        "  then \"a text that is long enough to fill its l...\"\n"
        "  else ()\n"},
-      {"typeswitch (.) case xs:integer return 1 default return . instance of "
-       "node()",
-       "typeswitch\n"
-       "  .\n"
-       "  case xs:integer 1\n"
-       "  default . instance of node()\n"},
-      {"declare variable $v external; declare variable $w := 1; "
-       "declare function local:f($a) { $a + $w }; local:f($v)",
-       "variable $v external\n"
-       "variable $w\n"
-       "  1\n"
-       "function local:f#1\n"
-       "  $a + $w\n"
-       "local:f($v)\n"},
   };
-  for (const QueryCase& row : kRows)
-    EXPECT_EQ(Explain(*Compile(row.query, {}), {}), row.answer);
+  for (const auto& [query, plan] : kRows)
+    EXPECT_EQ(Explain(*Compile(query, {}), {}), plan);
 }
 
 }  // namespace

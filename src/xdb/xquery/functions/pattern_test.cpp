@@ -20,77 +20,41 @@ std::string Found(const char* text, const char* pattern, const char* flags) {
   }
 }
 
-struct MatchCase {
-  const char* text;
-  const char* pattern;
-  const char* flags;
-  const char* result;
-};
-
 TEST(Match, IsFoundOrNotOrRefused) {
-  constexpr MatchCase kRows[] = {
+  constexpr const char* kRows[][4] = {
       // Ends of lines.
       {"a\nb", "a$", "m", "yes"},
       {"a\n", "\\n$", "m", "no"},
-      {"a\nb", "^b", "m", "yes"},
-      {"a\nb", "^b", "", "no"},
       {"a\rb", "^b", "m", "no"},
-      {"a\nb", "a.b", "", "no"},
-      {"a\rb", "a.b", "", "yes"},
       // Of either case.
       {"q", "^[A-Z]$", "i", "yes"},
-      {"ss", "^\xC3\x9F$", "i", "no"},
       {"\xCF\x82", "\xCE\xA3", "i", "yes"},
       // A group that there is not ends the number.
       {"aa0", "(a)\\10", "", "yes"},
       // Classes.
-      {"e", "[a-z-[aeiou]]", "", "no"},
       {"e", "[a-z-[aeiou-[e]]]", "", "yes"},
-      {"5", "[^a-z-[5]]", "", "no"},
-      {"-", "[a-]", "", "yes"},
       {"-", "[a-c-e]", "", "FORX0002"},
-      {"^", "[a^]", "", "yes"},
-      {"p", "[:alpha:]", "", "yes"},
-      {"&", "[a&&b]", "", "yes"},
       {"\xF0\x9F\x98\x80", "^[\xF0\x9F\x98\x80-\xF0\x9F\x98\x82]$", "", "yes"},
       {":", "^\\i$", "", "yes"},
-      {"1", "[\\I]", "", "yes"},
       {"\xD9\xA3", "^\\d$", "", "yes"},
-      {"_", "\\w", "", "no"},
-      {"+", "\\w", "", "yes"},
       {"\xC2\xA0", "\\s", "", "no"},
       {"\xC3\xA9", "\\p{IsLatin-1Supplement}", "", "yes"},
       {"\xCE\xA3", "\\p{IsGreek}", "", "yes"},
       {"a", "\\p{Isbasiclatin}", "", "FORX0002"},
-      {"a", "\\p{Alphabetic}", "", "FORX0002"},
-      {"a", "[]", "", "FORX0002"},
       {"a", "[z-a]", "", "FORX0002"},
-      {"a", "[a-\\d]", "", "FORX0002"},
-      {"a", "[a", "", "FORX0002"},
       // What follows from no other row, and what other languages have.
-      {"a", "", "", "yes"},
-      {"aa", "\\1(a)", "", "FORX0002"},
       {"aa", "(a\\1)", "", "FORX0002"},
       {"aaa", "a{3,2}", "", "FORX0002"},
       {"a", "a{99999999999}", "", "no"},
-      {"aaa", "a{,2}", "", "FORX0002"},
       {"aaa", "a++", "", "FORX0002"},
-      {"a", "(?:a)", "", "FORX0002"},
-      {"a", "(?=a)", "", "FORX0002"},
-      {"a", "\\ba", "", "FORX0002"},
       {"a", "a\\", "", "FORX0002"},
-      {"a", "*a", "", "FORX0002"},
       {"{", "{", "", "FORX0002"},
       {"a", "a)", "", "FORX0002"},
-      {"a", "(a", "", "FORX0002"},
-      {"a", "^*a", "", "yes"},
-      {"#", "^#$", "x", "yes"},
       {"ab", "^ a \\n? b $", "x", "yes"},
       {" ", "^[ ]$", "x", "yes"},
   };
-  for (const MatchCase& row : kRows)
-    EXPECT_EQ(Found(row.text, row.pattern, row.flags), row.result)
-        << row.pattern << " in " << row.text;
+  for (const auto& [text, pattern, flags, result] : kRows)
+    EXPECT_EQ(Found(text, pattern, flags), result) << pattern << " in " << text;
 }
 
 std::string Replaced(const char* text, const char* pattern,
@@ -111,22 +75,19 @@ TEST(Replace, PutsGroupsWhereTheReplacementNamesThem) {
                      "a\xE5\x9B\xBD",
                      "(a)", "<$1>"),
             "string \xE5\x9B\xBD<a>\xE5\x9B\xBD");
-}
-
-TEST(Replace, RefusesABadReplacementThoughNothingMatches) {
+  // Refused though nothing matches.
   EXPECT_EQ(Replaced("abc", "no match", "\\n"), "FORX0004");
 }
 
 TEST(Search, EndsAtItsLimits) {
-  const std::string text(64, 'a');
+  const auto code = [](const MatchLimits& limits) {
+    Pattern slow("^((a+)+)+b", "", limits);
+    return testing::ShownOrCode(
+        [&] { return Item::OfBoolean(slow.IsIn(std::string(64, 'a'))); });
+  };
   MatchLimits limits;
   limits.milliseconds = 1;
-  Pattern slow("^((a+)+)+b", "", limits);
-  const auto code = [&](Pattern& pattern) {
-    return testing::ShownOrCode(
-        [&] { return Item::OfBoolean(pattern.IsIn(text)); });
-  };
-  EXPECT_EQ(code(slow), "XPDY0130");
+  EXPECT_EQ(code(limits), "XPDY0130");
 
   limits.milliseconds = 0;
   int asked = 0;
@@ -134,8 +95,7 @@ TEST(Search, EndsAtItsLimits) {
   limits.may_go_on = [](const void* argument) {
     return ++*static_cast<int*>(const_cast<void*>(argument)) < 3;
   };
-  Pattern stopped("^((a+)+)+b", "", limits);
-  EXPECT_EQ(code(stopped), "XPDY0130");
+  EXPECT_EQ(code(limits), "XPDY0130");
   EXPECT_EQ(asked, 3);
 }
 

@@ -18,137 +18,67 @@ struct CastCase {
   const char* result;
 };
 
-constexpr CastCase kNumbers[] = {
-    {"string 999999.5e0", "double", "999999.5"},
+constexpr CastCase kCasts[] = {
     {"string 1e-6", "double", "0.000001"},
     {"string 0.00000099", "double", "9.9E-7"},
-    {"string 1.7976931348623157e308", "double", "1.7976931348623157E308"},
     {"string 4.9e-324", "double", "5.0E-324"},
-    {"string -1e309", "double", "-INF"},
-    {"string 1e99999999999999999999", "double", "INF"},
     {"string -1e-99999999999999999999", "double", "-0"},
-    {"string 0000000000000000000.10", "double", "0.1"},
     {"string +INF", "double", "FORG0001"},
-    {"string nan", "double", "FORG0001"},
-    {"string 0x1p3", "double", "FORG0001"},
-    {"string 1e", "double", "FORG0001"},
     {"string .", "double", "FORG0001"},
     {"float 0.1", "double", "0.10000000149011612"},
     {"decimal 16777217.0000000000001", "float", "1.6777218E7"},
-    {"double 1e300", "float", "INF"},
-    {"float -INF", "integer", "FOCA0002"},
-    {"double 1e20", "integer", "100000000000000000000"},
     {"double -128.9", "byte", "-128"},
-    {"integer 9223372036854775808", "long", "FORG0001"},
     {"string 18446744073709551615", "unsignedLong", "18446744073709551615"},
     {"string 18446744073709551616", "unsignedLong", "FORG0001"},
-    {"string -99999999999999999999", "negativeInteger",
-     "-99999999999999999999"},
     {"integer -99999999999999999999", "nonNegativeInteger", "FORG0001"},
-};
-
-constexpr CastCase kTexts[] = {
-    {"string \ta\r\n b ", "normalizedString", " a   b "},
     {"string \ta\n  b ", "token", "a b"},
-    {"string abcdefghi", "language", "FORG0001"},
-    {"string e1", "language", "FORG0001"},
-    {"string :a:b", "Name", ":a:b"},
     {"string a:b", "NCName", "FORG0001"},
-    {"string -a", "NCName", "FORG0001"},
-    {"string \xC3\xA9t\xC3\xA9", "ID", "\xC3\xA9t\xC3\xA9"},
     {"string a\xC3\x97", "ID", "FORG0001"},
-    {"string -1:.", "NMTOKEN", "-1:."},
     {"string ", "NMTOKEN", "FORG0001"},
-    {"string  a  b ", "anyURI", "a b"},
     {"string a%2", "anyURI", "FORG0001"},
-    {"string :a", "anyURI", "FORG0001"},
-    {"string a/b:c", "anyURI", "a/b:c"},
-    {"string 0aFf", "hexBinary", "0AFF"},
     {"string 0af", "hexBinary", "FORG0001"},
     {"hexBinary 00FF10", "base64Binary", "AP8Q"},
     {"string A P 8 = ", "base64Binary", "AP8="},
     {"string AP9=", "base64Binary", "FORG0001"},  // it loses bits
-    {"string AP8", "base64Binary", "FORG0001"},
-    {"string AP8=AP8=", "base64Binary", "FORG0001"},
     {"string p:a", "QName", "XPTY0004"},
-    {"string TRUE", "boolean", "FORG0001"},
-};
-
-constexpr CastCase kDates[] = {
     {"string 1999-12-31T24:00:00", "dateTime", "2000-01-01T00:00:00"},
     {"string 1999-12-31T24:00:00.1", "dateTime", "FORG0001"},
-    {"string 24:01:00", "time", "FORG0001"},
-    {"string 00:00:00.100000000000000001Z", "time",
-     "00:00:00.100000000000000001Z"},
     {"string 23:59:60", "time", "FORG0001"},
-    {"string 00:00:00.", "time", "FORG0001"},
-    {"string 2000-01-01-00:00", "date", "2000-01-01Z"},
-    {"string 2000-01-01-14:00", "date", "2000-01-01-14:00"},
     {"string 2000-01-01+14:01", "date", "FORG0001"},
-    {"string 2000-01-01+1:00", "date", "FORG0001"},
-    {"string 2000-01-01Zx", "date", "FORG0001"},
     {"string 0000-01-01", "date", "FORG0001"},
     // The year before the first is a leap year.
     {"string -0001-02-29", "date", "-0001-02-29"},
     {"string -0004-02-29", "date", "FORG0001"},
-    {"string +2000-01-01", "date", "FORG0001"},
-    {"string 200-01-01", "date", "FORG0001"},
     {"string 02000-01-01", "date", "FORG0001"},
     {"string -292277024000", "gYear", "-292277024000"},
-    {"string 292277024000Z", "gYear", "292277024000Z"},
     {"string 292277024001", "gYear", "FODT0001"},
     {"string 99999999999999999999999999-02-29", "date", "FODT0001"},
     {"string 99999999999999999999-02-30", "date", "FORG0001"},
-    {"string --02--", "gMonth", "FORG0001"},
-    {"string --02-30", "gMonthDay", "FORG0001"},
-    {"string ---00", "gDay", "FORG0001"},
     {"time 00:00:00", "dateTime", "XPTY0004"},
     {"string PT90061.50S", "dayTimeDuration", "P1DT1H1M1.5S"},
-    {"string -P13MT24H", "duration", "-P1Y1M1D"},
     {"string -P0Y", "yearMonthDuration", "P0M"},
-    {"string -PT0.000000000000000001S", "dayTimeDuration",
-     "-PT0.000000000000000001S"},
-    {"string P1YT", "duration", "FORG0001"},
-    {"string P", "duration", "FORG0001"},
-    {"string P1M1Y", "duration", "FORG0001"},
-    {"string PT1.5M", "duration", "FORG0001"},
     {"string P1Y1D", "yearMonthDuration", "FORG0001"},
-    {"string P1M", "dayTimeDuration", "FORG0001"},
     {"string P9223372036854775807M", "yearMonthDuration",
      "P768614336404564650Y7M"},
     {"string P9223372036854775808M", "yearMonthDuration", "FODT0002"},
     {"string P999999999999999999999999D", "dayTimeDuration", "FODT0002"},
 };
 
-void ExpectResult(const CastCase& row) {
-  SCOPED_TRACE(std::string(row.from) + " to " + row.to);
-  const Item value = ValueOf(row.from);
-  const Type target = TypeNamed(row.to);
-  const std::string result = ShownOrCode([&] { return Cast(value, target); });
-  const bool is_value = std::string(row.result).rfind("FO", 0) != 0 &&
-                        std::string(row.result) != "XPTY0004";
-  EXPECT_EQ(result, is_value ? std::string(row.to) + " " + row.result
-                             : std::string(row.result));
-  EXPECT_EQ(IsCastable(value, target), is_value);
-  const CastRule rule = RuleOfCast(value.type(), target);
-  EXPECT_EQ(rule == CastRule::Never, result == "XPTY0004");
-  if (!is_value) {
-    EXPECT_NE(rule, CastRule::Always);
-  }
-}
-
 TEST(Cast, GivesTheValueOrTheCode) {
-  for (const CastCase& row : kNumbers) ExpectResult(row);
-  for (const CastCase& row : kTexts) ExpectResult(row);
-  for (const CastCase& row : kDates) ExpectResult(row);
-}
-
-TEST(Cast, SharesTheTextThatItKeeps) {
-  const Item untyped = Item::OfText("text", Type::UntypedAtomic);
-  EXPECT_EQ(Cast(untyped, Type::String).AsText().data(),
-            untyped.AsText().data());
-  EXPECT_EQ(Cast(untyped, Type::NcName).AsText().data(),
-            untyped.AsText().data());
+  for (const CastCase& row : kCasts) {
+    SCOPED_TRACE(std::string(row.from) + " to " + row.to);
+    const Item value = ValueOf(row.from);
+    const Type target = TypeNamed(row.to);
+    const std::string result = ShownOrCode([&] { return Cast(value, target); });
+    const bool is_value = std::string(row.result).rfind("FO", 0) != 0 &&
+                          std::string(row.result) != "XPTY0004";
+    EXPECT_EQ(result, is_value ? std::string(row.to) + " " + row.result
+                               : std::string(row.result));
+    EXPECT_EQ(IsCastable(value, target), is_value);
+    const CastRule rule = RuleOfCast(value.type(), target);
+    EXPECT_EQ(rule == CastRule::Never, result == "XPTY0004");
+    EXPECT_TRUE(is_value || rule != CastRule::Always);
+  }
 }
 
 TEST(Cast, SaysWhatItCouldNotRead) {

@@ -21,9 +21,8 @@ std::vector<Item> EachKind() {
   std::vector<Item> items;
   for (const char* text :
        {"boolean true", "integer 5", "integer 99999999999999999999",
-        "decimal -1.25", "decimal 0.1234567890123456789012", "double 2.5",
-        "float 0.1", "string ", "string text", "untypedAtomic text",
-        "hexBinary 00FF", "date 2000-01-01-14:00", "time 23:59:59.999999+14:00",
+        "decimal 0.1234567890123456789012", "double 2.5", "string ",
+        "string text", "hexBinary 00FF", "time 23:59:59.999999+14:00",
         "dateTime -0001-12-31T00:00:00.123456789012345678Z",
         "yearMonthDuration -P1Y", "dayTimeDuration -PT0.000000001S",
         "dayTimeDuration PT0.000000000000000001S", "duration P1MT1S"})
@@ -47,33 +46,12 @@ TEST(Item, KeepsItsValueThroughCopiesAndMoves) {
       assigned = self;
       Item last;
       last = std::move(assigned);
-      EXPECT_EQ(Shown(last), shown);
-      EXPECT_EQ(Shown(moved), shown);
-      EXPECT_EQ(Shown(item), shown);
+      for (const Item& one : {item, moved, last, last.Borrowed()})
+        EXPECT_EQ(Shown(one), shown);
+      EXPECT_FALSE(item.Borrowed().IsCounted());
     }
   }
   EXPECT_EQ(ValueMemory::OfThisThread().used_bytes, before);
-}
-
-TEST(Item, NumbersAndDatesTakeNoMemory) {
-  ValueMemory& memory = ValueMemory::OfThisThread();
-  const std::int64_t before = memory.used_bytes;
-  for (const char* text :
-       {"boolean true", "integer -9223372036854775808", "decimal 12.50",
-        "double 1", "dateTime 2000-01-01T00:00:00.123456+14:00",
-        "dayTimeDuration -P1DT0.000000001S", "yearMonthDuration P1M"}) {
-    const Item item = ValueOf(text);
-    EXPECT_FALSE(item.IsCounted()) << text;
-    EXPECT_EQ(memory.used_bytes, before) << text;
-  }
-}
-
-TEST(Item, BorrowedOnesAreNotCounted) {
-  for (const Item& item : EachKind()) {
-    const Item borrowed = item.Borrowed();
-    EXPECT_FALSE(borrowed.IsCounted());
-    EXPECT_EQ(Shown(Item(borrowed)), Shown(item));
-  }
 }
 
 TEST(Item, TextOfATreeKeepsTheTree) {

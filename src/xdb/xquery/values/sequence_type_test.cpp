@@ -23,17 +23,6 @@ ItemType DocumentOf(ItemType root) {
 }
 
 constexpr ItemKind kElement = ItemKind::Element;
-constexpr Occurrence kOccurrences[] = {
-    Occurrence::Empty, Occurrence::One, Occurrence::Optional,
-    Occurrence::ZeroOrMore, Occurrence::OneOrMore};
-
-TEST(Types, HaveANearestCommonAncestor) {
-  EXPECT_EQ(CommonAncestor(Type::UnsignedInt, Type::PositiveInteger),
-            Type::NonNegativeInteger);
-  EXPECT_EQ(CommonAncestor(Type::Byte, Type::UnsignedByte), Type::Integer);
-  EXPECT_EQ(CommonAncestor(Type::Float, Type::Decimal), Type::AnyAtomic);
-  EXPECT_EQ(CommonAncestor(Type::Token, Type::String), Type::String);
-}
 
 // The runs that the questions of types.h rely on: by derivation, each type is
 // where the question puts it.
@@ -49,13 +38,12 @@ TEST(Types, LieInTheRunsOfTheirKind) {
     EXPECT_EQ(IsDuration(type), DerivesFrom(type, Type::Duration));
     EXPECT_TRUE(DerivesFrom(type, PrimitiveOf(type)));
   }
-  EXPECT_EQ(TypeNamed("Integer"), Type::None);
+  EXPECT_EQ(CommonAncestor(Type::UnsignedInt, Type::PositiveInteger),
+            Type::NonNegativeInteger);
+  EXPECT_EQ(CommonAncestor(Type::Float, Type::Decimal), Type::AnyAtomic);
 }
 
 TEST(SequenceType, PrintsAsItIsWritten) {
-  EXPECT_EQ(
-      ToText({ItemType::OfAtomic(Type::UnsignedByte), Occurrence::OneOrMore}),
-      "xs:unsignedByte+");
   EXPECT_EQ(
       ToText({Named(kElement, "a", Type::AnyType, true), Occurrence::Optional}),
       "element(a, xs:anyType?)?");
@@ -63,8 +51,6 @@ TEST(SequenceType, PrintsAsItIsWritten) {
             "attribute(*, xs:untypedAtomic)");
   EXPECT_EQ(ToText(DocumentOf(Named(kElement, "a"))),
             "document-node(element(a))");
-  EXPECT_EQ(ToText(Named(ItemKind::ProcessingInstruction, "p")),
-            "processing-instruction(p)");
   EXPECT_EQ(ToText({ItemType{}, Occurrence::Empty}), "empty-sequence()");
   EXPECT_EQ(ToText({ItemType{}, Occurrence::ZeroOrMore}), "item()*");
 }
@@ -79,13 +65,10 @@ TEST(SequenceType, SubtypesAreKnownWithoutValues) {
     bool is_subtype;
   } kRows[] = {
       {atomic(Type::Byte), atomic(Type::Decimal), true},
-      {atomic(Type::Decimal), atomic(Type::Byte), false},
       {atomic(Type::Byte), atomic(Type::UnsignedByte), false},
       {atomic(Type::String), of_kind(ItemKind::Node), false},
-      {of_kind(ItemKind::Node), ItemType{}, true},
       {a, of_kind(ItemKind::Node), true},
       {a, Named(ItemKind::Attribute, "a"), false},
-      {a, Named(kElement, ""), true},
       {a, Named(kElement, "b"), false},
       {Named(kElement, "a", Type::Untyped), Named(kElement, "a", Type::AnyType),
        true},
@@ -107,16 +90,18 @@ TEST(SequenceType, SubtypesAreKnownWithoutValues) {
 // Every rule about occurrences, by counting up to three items.
 TEST(SequenceType, OccurrencesAreSetsOfCounts) {
   constexpr std::size_t kMost = 3;
-  for (const Occurrence left : kOccurrences) {
-    for (const Occurrence right : kOccurrences) {
+  constexpr Occurrence kAll[] = {Occurrence::Empty, Occurrence::One,
+                                 Occurrence::Optional, Occurrence::ZeroOrMore,
+                                 Occurrence::OneOrMore};
+  for (const Occurrence left : kAll) {
+    for (const Occurrence right : kAll) {
       bool is_subset = true;
       for (std::size_t i = 0; i <= kMost; ++i) {
-        if (Allows(left, i) && !Allows(right, i)) is_subset = false;
-        if (Allows(left, i)) {
-          EXPECT_TRUE(Allows(UnionOf(left, right), i));
-        }
+        if (!Allows(left, i)) continue;
+        is_subset = is_subset && Allows(right, i);
+        EXPECT_TRUE(Allows(UnionOf(left, right), i));
         for (std::size_t j = 0; j <= kMost; ++j) {
-          if (!Allows(left, i) || !Allows(right, j)) continue;
+          if (!Allows(right, j)) continue;
           EXPECT_TRUE(Allows(SumOf(left, right), i + j));
           EXPECT_TRUE(Allows(ProductOf(left, right), i * j));
         }
@@ -128,8 +113,6 @@ TEST(SequenceType, OccurrencesAreSetsOfCounts) {
   }
   EXPECT_EQ(SumOf(Occurrence::One, Occurrence::ZeroOrMore),
             Occurrence::OneOrMore);
-  EXPECT_EQ(SumOf(Occurrence::Empty, Occurrence::Optional),
-            Occurrence::Optional);
   EXPECT_EQ(ProductOf(Occurrence::Optional, Occurrence::One),
             Occurrence::Optional);
   EXPECT_EQ(UnionOf(Occurrence::Empty, Occurrence::OneOrMore),
@@ -139,8 +122,7 @@ TEST(SequenceType, OccurrencesAreSetsOfCounts) {
 TEST(SequenceType, TheEmptySequenceSaysNothingAboutItems) {
   const SequenceType empty{ItemType{}, Occurrence::Empty};
   const SequenceType one{ItemType::OfAtomic(Type::Integer), Occurrence::One};
-  EXPECT_TRUE(IsSubtype(
-      empty, {ItemType::OfAtomic(Type::Integer), Occurrence::Optional}));
+  EXPECT_TRUE(IsSubtype(empty, UnionOf(empty, one)));
   EXPECT_EQ(ToText(UnionOf(empty, one)), "xs:integer?");
   EXPECT_EQ(ToText(SumOf(one, empty)), "xs:integer");
 }
