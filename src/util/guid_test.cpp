@@ -4,7 +4,8 @@
 
 #include <cstring>
 #include <set>
-#include <string>
+
+#include "kiv/environment.h"
 
 namespace {
 
@@ -32,16 +33,9 @@ TEST(Guid, RefusesEveryOtherFormAndLeavesTheValue) {
   const std::string good = kKnownText;
   std::set<std::string> bad = {"", good + "0", good.substr(1),
                                "{" + good + "}"};
-  for (std::size_t i = 0; i < good.size(); ++i) {
-    for (const char wrong : {'g', ' ', '\xB0'}) {
-      std::string text = good;
-      text[i] = wrong;
-      bad.insert(text);
-    }
-    std::string text = good;
-    text[i] = text[i] == '-' ? '0' : '-';
-    bad.insert(text);
-  }
+  for (std::size_t i = 0; i < good.size(); ++i)
+    for (const char wrong : {'g', ' ', '\xB0', good[i] == '-' ? '0' : '-'})
+      bad.insert(std::string(good).replace(i, 1, 1, wrong));
   GUID guid = kKnown;
   for (const std::string& text : bad)
     EXPECT_FALSE(dm_string_to_guid(text.c_str(), &guid)) << text;
@@ -51,11 +45,9 @@ TEST(Guid, RefusesEveryOtherFormAndLeavesTheValue) {
 TEST(Guid, FreshOnesAreRandomOfVersion4) {
   std::set<std::string> seen;
   for (int i = 0; i < 1000; ++i) {
-    GUID guid;
-    ASSERT_TRUE(dm_generate_guid(&guid));
-    char text[37];
-    dm_guid_to_string(&guid, text, sizeof text);
-    EXPECT_EQ(text[14], '4');
+    std::string text;
+    kiv::generateUUID(text);
+    EXPECT_EQ(text.at(14), '4');
     EXPECT_NE(std::strchr("89ab", text[19]), nullptr) << text;
     seen.insert(text);
   }

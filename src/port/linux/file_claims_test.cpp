@@ -9,9 +9,7 @@
 #include <unistd.h>
 
 #include <cstdarg>
-#include <filesystem>
 #include <functional>
-#include <string>
 #include <thread>
 #include <utility>
 
@@ -98,20 +96,18 @@ TEST_F(Claims, WaitForWhoHoldsTheFile) {
 }
 
 TEST_F(Claims, LeaveFilesThatCannotBeOpenedNowForLater) {
-  WriteTestFile("in/file", "1");
-  WriteTestFile("in/sub/file", "2");
-  rlimit before{};
-  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
-  const rlimit none{0, before.rlim_max};
-  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
-  const FileClaims::Taking above = Take("file");
-  const FileClaims::Taking below = Take("sub/file");
-  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
-  EXPECT_EQ(above.outcome, Outcome::Refused);
-  EXPECT_EQ(above.reason, "it cannot be opened now: Too many open files");
-  EXPECT_EQ(below.outcome, Outcome::Refused);
-  EXPECT_EQ(Take("file").outcome, Outcome::Taken);
-  EXPECT_EQ(Take("sub/file").outcome, Outcome::Taken);
+  for (const std::string name : {"file", "sub/file"}) {
+    WriteTestFile("in/" + name);
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{0, before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    const FileClaims::Taking taking = Take(name);
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_EQ(taking.outcome, Outcome::Refused);
+    EXPECT_EQ(taking.reason, "it cannot be opened now: Too many open files");
+    EXPECT_EQ(Take(name).outcome, Outcome::Taken);
+  }
 }
 
 // Linked by another user's program, which then took the first name away: nobody
@@ -131,24 +127,6 @@ TEST_F(Claims, AreUnsureOfANewNameOfAnothersFile) {
     EXPECT_EQ(Take("file", Certainty::Found).outcome, Outcome::Unsure);
     EXPECT_EQ(Take("file", Certainty::Stable).outcome, Outcome::Taken);
   }).join();
-}
-
-TEST_F(Claims, AreLostWithTheFoldersTheyAreKeptIn) {
-  WriteTestFile("in/first");
-  ASSERT_EQ(Take("first").outcome, Outcome::Taken);
-  for (const char* name : {"in/file", "in/sub/file"}) WriteTestFile(name);
-  EXPECT_EQ(Take("none").outcome, Outcome::Gone);
-  // The folder of the first attempt alone, and then all of them.
-  for (const auto& run : fs::directory_iterator("in/.processing"))
-    fs::remove_all(run.path() / "1");
-  EXPECT_EQ(Take("file").outcome, Outcome::Lost);
-  claims_ = FileClaims::Open("in", reason_);
-  ASSERT_EQ(Take("file").outcome, Outcome::Taken);
-  fs::remove_all("in/.processing");
-  EXPECT_EQ(Take("sub/file").outcome, Outcome::Lost);
-  EXPECT_TRUE(fs::exists("in/sub/file"));
-  claims_ = FileClaims::Open("in", reason_);
-  EXPECT_EQ(Take("sub/file").outcome, Outcome::Taken);
 }
 
 TEST_F(Claims, ThatSomebodyTookAwayAreNotFound) {

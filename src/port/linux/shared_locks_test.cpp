@@ -38,17 +38,26 @@ class SharedLocks : public testing::Test {
   static void Elsewhere(Call call) {
     std::thread(call).join();
   }
+  void LoseLocks() {
+    Elsewhere([this] {
+      kiv_shared_mutex_lock(&mutex_);
+      kiv_shared_rwlock_wrlock(&lock_);
+    });
+  }
 
   pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
   pthread_rwlock_t lock_ = PTHREAD_RWLOCK_INITIALIZER;
   pthread_cond_t condition_ = PTHREAD_COND_INITIALIZER;
 };
 
-TEST_F(SharedLocks, AreNotWaitedForOnceTheWaitIsAbandoned) {
-  Elsewhere([this] {
-    kiv_shared_mutex_lock(&mutex_);
-    kiv_shared_rwlock_wrlock(&lock_);
-  });
+TEST_F(SharedLocks, AreNotWaitedForLongerThanIsEnough) {
+  LoseLocks();
+  {
+    int asked = 0;
+    const ImpatientWaits three_times([&asked] { return ++asked == 3; });
+    EXPECT_EQ(kiv_shared_mutex_lock(&mutex_), EOWNERDEAD);
+    EXPECT_EQ(asked, 3);
+  }
   const std::atomic<bool> is_abandoned = true;
   AbandonWaitsWhen(&is_abandoned);
   EXPECT_EQ(kiv_shared_mutex_lock(&mutex_), EOWNERDEAD);
@@ -56,32 +65,22 @@ TEST_F(SharedLocks, AreNotWaitedForOnceTheWaitIsAbandoned) {
   EXPECT_EQ(kiv_shared_rwlock_wrlock(&lock_), EOWNERDEAD);
 }
 
-TEST_F(SharedLocks, AreNotWaitedForLongerThanIsEnough) {
-  Elsewhere([this] { kiv_shared_mutex_lock(&mutex_); });
-  int asked = 0;
-  const ImpatientWaits three_times([&asked] { return ++asked == 3; });
-  EXPECT_EQ(kiv_shared_mutex_lock(&mutex_), EOWNERDEAD);
-  EXPECT_EQ(asked, 3);
-}
-
 TEST_F(SharedLocks, EndTriesThatAreMadeInPlaceOfWaits) {
-  Elsewhere([this] {
-    kiv_shared_mutex_lock(&mutex_);
-    kiv_shared_rwlock_wrlock(&lock_);
-  });
+  LoseLocks();
+  const auto expect_tries = [&](int answer) {
+    EXPECT_EQ(kiv_shared_mutex_trylock(&mutex_), answer);
+    EXPECT_EQ(kiv_shared_rwlock_trywrlock(&lock_), answer);
+  };
   bool is_enough = true;
   {
     const ImpatientWaits at_once([] { return true; });
-    EXPECT_EQ(kiv_shared_mutex_trylock(&mutex_), EBUSY);
-    EXPECT_EQ(kiv_shared_rwlock_trywrlock(&lock_), EBUSY);
+    expect_tries(EBUSY);
   }
   const ImpatientWaits clearing_up([&] { return is_enough; },
                                    ImpatientWaits::Tries::AreWaits);
-  EXPECT_EQ(kiv_shared_mutex_trylock(&mutex_), EOWNERDEAD);
-  EXPECT_EQ(kiv_shared_rwlock_trywrlock(&lock_), EOWNERDEAD);
+  expect_tries(EOWNERDEAD);
   is_enough = false;
-  EXPECT_EQ(kiv_shared_mutex_trylock(&mutex_), EBUSY);
-  EXPECT_EQ(kiv_shared_rwlock_trywrlock(&lock_), EBUSY);
+  expect_tries(EBUSY);
 }
 
 // Free ones too.
@@ -145,7 +144,7 @@ TEST_F(SharedLocks, OfAWriterAreGivenBackByHimAlone) {
   EXPECT_EQ(kiv_shared_rwlock_trywrlock(&lock_), 0);
 }
 
-TEST_F(SharedLocks, AreHadWhenTheyComeFree) {
+TEST_F(SharedLocks, AreHadAgainBehindAWaitForACondition) {
   kiv_shared_cond_init(&condition_, nullptr);
   std::atomic<bool> is_ready = false;
   ASSERT_EQ(kiv_shared_mutex_lock(&mutex_), 0);
@@ -157,13 +156,7 @@ TEST_F(SharedLocks, AreHadWhenTheyComeFree) {
   });
   while (!is_ready) ASSERT_EQ(kiv_shared_cond_wait(&condition_, &mutex_), 0);
   EXPECT_EQ(pthread_mutex_trylock(&mutex_), EBUSY) << "held by the waiter";
-  pthread_mutex_unlock(&mutex_);
   other.join();
-}
-
-TEST_F(SharedLocks, LetAWaitForAConditionEnd) {
-  kiv_shared_cond_init(&condition_, nullptr);
-  ASSERT_EQ(kiv_shared_mutex_lock(&mutex_), 0);
   const timespec past = {};
   EXPECT_EQ(kiv_shared_cond_timedwait(&condition_, &mutex_, &past), ETIMEDOUT);
   const std::atomic<bool> is_abandoned = true;
