@@ -2,32 +2,19 @@
 // password survives masking. And what a factory is handed.
 //
 // Input: one byte for the kind of text, then the text.
-#include <unistd.h>
-
-#include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <filesystem>
-#include <string>
-
-#include "kiv/log.h"
+#include "input_of_fuzz.h"
 #include "kiv/store/factory.h"
 #include "store/ado/connection_text.h"
 #include "util/cp936.h"
 #include "util/gb_text.h"
 
-namespace {
+namespace kiv::fuzz {
 
-using kiv::store::ado::ConnectionText;
-using kiv::store::ado::Masked;
-
-void Expect(bool holds) {
-  if (!holds) std::abort();
-}
+using store::ado::ConnectionText;
+using store::ado::Masked;
 
 bool IsOfPassword(std::string key) {
-  kiv::LowerAscii(key);
+  LowerAscii(key);
   return key.find("password") != std::string::npos || key.ends_with("pwd");
 }
 
@@ -36,87 +23,46 @@ void CheckMasked(const std::string& text, const ConnectionText& read) {
   Expect(Masked(masked).size() <= masked.size() + 3 * text.size());
   // A value that is nowhere else in the text is not in the masked one.
   for (const auto& pair : read.pairs()) {
-    if (!IsOfPassword(pair.key) || pair.value.size() < 4) continue;
     const std::size_t first = text.find(pair.value);
-    if (first != std::string::npos &&
+    if (IsOfPassword(pair.key) && pair.value.size() >= 4 &&
+        first != std::string::npos &&
         text.find(pair.value, first + 1) == std::string::npos)
       Expect(masked.find(pair.value) == std::string::npos);
   }
 }
 
 void CheckOdbc(const ConnectionText& read) {
-  const std::string written = read.ToOdbc();
   ConnectionText again;
   std::string fault;
-  Expect(ConnectionText::Parse(kiv::Utf8ToCp936(written),
+  // A key may have what only OLE DB allows in it.
+  const auto is_odd = [](const auto& pair) {
+    return pair.key.find_first_of("=;{}") != std::string::npos ||
+           !IsCp936(pair.key + pair.value);
+  };
+  Expect(ConnectionText::Parse(Utf8ToCp936(read.ToOdbc()),
                                ConnectionText::Kind::Odbc, again, fault) ||
-         // A key may have what only OLE DB allows in it.
-         std::any_of(
-             read.pairs().begin(), read.pairs().end(), [](const auto& pair) {
-               return pair.key.find_first_of("=;{}") != std::string::npos ||
-                      !kiv::IsCp936(pair.key + pair.value);
-             }));
+         std::any_of(read.pairs().begin(), read.pairs().end(), is_odd));
 }
 
-// A log that is thrown away from time to time: every text that is refused goes
-// there.
-class PassingLog {
- public:
-  PassingLog() : folder_(std::filesystem::temp_directory_path() / Name()) {
-    Open();
-  }
-  ~PassingLog() { Remove(); }
-  PassingLog(const PassingLog&) = delete;
-  PassingLog& operator=(const PassingLog&) = delete;
-
-  void Next() {
-    if (++inputs_ % 4096 != 0) return;
-    Remove();
-    Open();
-  }
-
- private:
-  static std::string Name() {
-    return "kiv_connection_text_fuzz_" + std::to_string(::getpid());
-  }
-  void Open() const {
-    kiv::Log::Instance().Open(kiv::FileSystemPath(folder_.string()), true);
-  }
-  void Remove() const {
-    kiv::Log::Instance().Close();
-    std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
-  }
-
-  std::filesystem::path folder_;
-  unsigned inputs_ = 0;
-};
-
 void CheckFactory(const std::string& text) {
-  static PassingLog log;
-  log.Next();
+  Session::Next();
   const bool is_made =
-      kiv::store::Factory().CreateConnection("ado:" + text) != nullptr;
+      store::Factory().CreateConnection("ado:" + text) != nullptr;
   // There is a word for the kind of database, and something behind it.
   const std::size_t end = text.find(':');
   Expect(!is_made || (end != std::string::npos && end + 1 < text.size()));
-  kiv::store::Factory().CreateConnection(text);
+  store::Factory().CreateConnection(text);
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
-                                      std::size_t size) {
-  if (size == 0 || size > 4096) return 0;
-  const std::string text(reinterpret_cast<const char*>(data + 1), size - 1);
-  if (data[0] % 4 == 3) {
-    CheckFactory(text);
-    return 0;
-  }
-  const auto kind = static_cast<ConnectionText::Kind>(data[0] % 4);
+void Run(std::string_view input) {
+  if (input.empty() || input.size() > 4096) return;
+  const int kind = TakeByte(input) % 4;
+  const std::string text(input);
+  if (kind == 3) return CheckFactory(text);
   ConnectionText read;
   std::string fault;
-  if (ConnectionText::Parse(text, kind, read, fault)) {
+  if (ConnectionText::Parse(text, static_cast<ConnectionText::Kind>(kind), read,
+                            fault)) {
     Expect(fault.empty());
     CheckMasked(text, read);
     CheckOdbc(read);
@@ -124,5 +70,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
     Expect(!fault.empty() && read.pairs().empty());
     Masked(text);
   }
-  return 0;
 }
+
+}  // namespace kiv::fuzz

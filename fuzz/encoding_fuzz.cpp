@@ -1,36 +1,29 @@
 // Any bytes as local text, as UTF-8 and as UTF-16: nothing may be read or
 // written outside, and what a conversion gave converts back to itself.
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <string>
-#include <vector>
 
+#include "input_of_fuzz.h"
 #include "kiv/encoding.h"
 #include "kiv/strings.h"
 #include "util/cp936.h"
 #include "util/gb_text.h"
 
-namespace {
-
-void Check(bool holds) {
-  if (!holds) std::abort();
-}
+namespace kiv::fuzz {
 
 void CheckLocal(const std::string& text) {
-  const std::u16string wide = kiv::Cp936ToUtf16(text);
-  Check(kiv::Cp936ToUtf8(text) == kiv::Utf16ToUtf8(wide));
-  Check(kiv::IsCp936(text) == (wide.find(u'\uFFFD') == std::u16string::npos));
-  if (kiv::IsCp936(text)) Check(kiv::Utf16ToCp936(wide) == text);
+  const std::u16string wide = Cp936ToUtf16(text);
+  Expect(Cp936ToUtf8(text) == Utf16ToUtf8(wide));
+  Expect(IsCp936(text) == (wide.find(u'\uFFFD') == std::u16string::npos));
+  if (IsCp936(text)) Expect(Utf16ToCp936(wide) == text);
 
   std::string lower = text;
-  kiv::LowerAscii(lower);
-  Check(kiv::CompareIgnoreCase(lower, text) == 0);
+  LowerAscii(lower);
+  Expect(CompareIgnoreCase(lower, text) == 0);
   std::string replaced = text;
   std::string expected = text;
-  kiv::ReplaceAscii(expected, '\\', '/');
-  kiv::string_replace(replaced, "\\", "/");
-  Check(replaced == expected);
+  ReplaceAscii(expected, '\\', '/');
+  string_replace(replaced, "\\", "/");
+  Expect(replaced == expected);
 
   // In blocks, as the XML platform reads.
   std::u16string pieces;
@@ -38,44 +31,38 @@ void CheckLocal(const std::string& text) {
   while (!rest.empty()) {
     char16_t units[33];
     unsigned char sizes[33];
-    const kiv::BlockProgress done =
-        kiv::DecodeCp936Block(rest.substr(0, 40), units, 33, sizes);
+    const BlockProgress done =
+        DecodeCp936Block(rest.substr(0, 40), units, 33, sizes);
     if (done.read == 0) break;
     pieces.append(units, done.written);
     rest.remove_prefix(done.read);
   }
   if (rest.size() == 1) pieces += u'\uFFFD';
-  Check(pieces == wide);
+  Expect(pieces == wide);
 }
 
 void CheckWide(const std::u16string& wide) {
-  const std::string text = kiv::Utf16ToCp936(wide);
-  Check(kiv::IsCp936(text));
-  Check(kiv::Utf16ToCp936(kiv::Cp936ToUtf16(text)) == text);
-  const std::string utf8 = kiv::Utf16ToUtf8(wide);
-  Check(kiv::IsUtf8(utf8));
-  Check(kiv::Utf16ToUtf8(kiv::Utf8ToUtf16(utf8)) == utf8);
-  Check(kiv::Utf8ToCp936(utf8).size() <= text.size());
+  const std::string text = Utf16ToCp936(wide);
+  Expect(IsCp936(text));
+  Expect(Utf16ToCp936(Cp936ToUtf16(text)) == text);
+  const std::string utf8 = Utf16ToUtf8(wide);
+  Expect(IsUtf8(utf8));
+  Expect(Utf16ToUtf8(Utf8ToUtf16(utf8)) == utf8);
+  Expect(Utf8ToCp936(utf8).size() <= text.size());
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes,
-                                      std::size_t size) {
-  const std::vector<char> exact(bytes, bytes + size);
-  const std::string text(exact.begin(), exact.end());
+void Run(std::string_view input) {
+  const std::string text(input);
   CheckLocal(text);
-  CheckWide(kiv::Utf8ToUtf16(text));
-  Check(kiv::Utf8ToCp936(text) == kiv::Utf16ToCp936(kiv::Utf8ToUtf16(text)));
-  std::u16string wide(size / 2, u'\0');
-  std::memcpy(wide.data(), bytes, size / 2 * 2);
+  CheckWide(Utf8ToUtf16(text));
+  Expect(Utf8ToCp936(text) == Utf16ToCp936(Utf8ToUtf16(text)));
+  std::u16string wide(input.size() / 2, u'\0');
+  std::memcpy(wide.data(), input.data(), 2 * wide.size());
   CheckWide(wide);
-  if (size > 0) {
-    const auto length = static_cast<unsigned>(size);
-    const auto narrow = kiv::stringToUtf8(exact.data(), length);
-    Check(std::strlen(narrow.get()) <= 3 * size);
-    const auto units = kiv::stringToWstring(exact.data(), length);
-    Check(kiv::strlen(units.get()) <= size);
-  }
-  return 0;
+  if (input.empty()) return;
+  const auto size = static_cast<unsigned>(input.size());
+  Expect(std::strlen(stringToUtf8(input.data(), size).get()) <= 3 * size);
+  Expect(kiv::strlen(stringToWstring(input.data(), size).get()) <= size);
 }
+
+}  // namespace kiv::fuzz

@@ -1,23 +1,13 @@
-// The composite readers on one text in a block of exactly its size: connection
-// and location expressions, local paths, dates and times.
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <memory>
+// The composite readers on one text: connection and location expressions, local
+// paths, dates and times.
 #include <stdexcept>
-#include <string>
 
+#include "input_of_fuzz.h"
 #include "kiv/parser/parser.h"
 
-using kiv::DateTime;
-using kiv::parser::Parser;
+namespace kiv::fuzz {
 
-namespace {
-
-void Expect(bool holds) {
-  if (!holds) std::abort();
-}
+using parser::Parser;
 
 void ReadExpressions(const char* begin, const char* end) {
   const std::string text(begin, end);
@@ -30,20 +20,18 @@ void ReadExpressions(const char* begin, const char* end) {
   Expect(Parser::ParseConnectionExpression(begin, end, protocol, rest,
                                            consumed) == has_protocol);
   if (has_protocol) Expect(protocol + "://" + rest == text);
-  if (!Parser::ParseLocationExpression(begin, end, protocol, location, part2,
-                                       part3, consumed, false)) {
-    Expect(consumed == 0 && location.empty());
-    return;
-  }
+  const auto read_location = [&](bool flag) {
+    return Parser::ParseLocationExpression(begin, end, protocol, location,
+                                           part2, part3, consumed, flag);
+  };
+  if (!read_location(false)) return Expect(consumed == 0 && location.empty());
   Expect(consumed == text.size() && !location.empty());
   const std::string parts = location + ":" + part2 + ":" + part3;
   Expect(rest == parts.substr(0, rest.size()));
-  Parser::ParseLocationExpression(begin, end, protocol, location, part2, part3,
-                                  consumed, true);
+  read_location(true);
 }
 
-void ReadPaths(const char* begin, const char* end) {
-  const auto size = static_cast<unsigned>(end - begin);
+void ReadPaths(const char* begin, const char* end, unsigned size) {
   std::string out;
   unsigned consumed = 0;
   for (const char* const current : {"/srv/app/bin", "c:\\app", ""}) {
@@ -56,8 +44,7 @@ void ReadPaths(const char* begin, const char* end) {
   }
 }
 
-void ReadTimes(const char* begin, const char* end) {
-  const auto size = static_cast<unsigned>(end - begin);
+void ReadTimes(const char* begin, const char* end, unsigned size) {
   unsigned consumed = 0;
   DateTime time;
   try {
@@ -74,20 +61,18 @@ void ReadTimes(const char* begin, const char* end) {
                           again, consumed);
     Expect(again == time || again == DateTime());
   }
-  if (Parser::ParseTime(begin, end, time, consumed)) {
+  if (Parser::ParseTime(begin, end, time, consumed))
     Expect(time.Year() == 1 && time.DayOfYear() == 1);
-  }
   Expect(consumed <= size);
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes,
-                                      std::size_t size) {
-  const std::unique_ptr<char[]> block(new char[size]);
-  if (size > 0) std::memcpy(block.get(), bytes, size);
-  ReadExpressions(block.get(), block.get() + size);
-  ReadPaths(block.get(), block.get() + size);
-  ReadTimes(block.get(), block.get() + size);
-  return 0;
+void Run(std::string_view input) {
+  const char* const begin = input.data();
+  const char* const end = begin + input.size();
+  const auto size = static_cast<unsigned>(input.size());
+  ReadExpressions(begin, end);
+  ReadPaths(begin, end, size);
+  ReadTimes(begin, end, size);
 }
+
+}  // namespace kiv::fuzz

@@ -1,34 +1,30 @@
 // Any bytes as digits: what is accepted must come back, and nothing may be read
 // or written outside.
-#include <cstdint>
-#include <cstdlib>
-#include <string>
 #include <vector>
 
+#include "input_of_fuzz.h"
 #include "kiv/hex.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes,
-                                      std::size_t size) {
-  // Copies of the exact size, so that the sanitizer sees every overrun.
-  const std::vector<char> text(bytes, bytes + size);
-  const auto length = static_cast<unsigned>(size);
+namespace kiv::fuzz {
+
+void Run(std::string_view input) {
+  const auto* bytes = reinterpret_cast<const unsigned char*>(input.data());
+  const auto size = static_cast<unsigned>(input.size());
+  // Of the exact size, so that the sanitizer sees every overrun.
   std::vector<unsigned char> raw(size / 2);
   std::string decoded;
-  const bool is_hex = kiv::hexToString(text.data(), length, decoded);
-  if (kiv::hexToBytes(text.data(), length, raw.data(), length / 2) != is_hex)
-    std::abort();
-  if (is_hex && decoded != std::string(raw.begin(), raw.end())) std::abort();
+  const bool is_hex = hexToString(input.data(), size, decoded);
+  Expect(hexToBytes(input.data(), size, raw.data(), size / 2) == is_hex);
+  Expect(!is_hex || decoded == std::string(raw.begin(), raw.end()));
+  if (size == 0) return;
 
   std::string encoded;
-  kiv::bytesToHex(bytes, length, encoded);
-  if (size == 0) return 0;
+  bytesToHex(bytes, size, encoded);
   std::vector<char> digits(2 * size + 1);
-  if (!kiv::bytesToHex(bytes, length, digits.data(), 2 * length + 1, true) ||
-      encoded != digits.data())
-    std::abort();
+  Expect(bytesToHex(bytes, size, digits.data(), 2 * size + 1, true) &&
+         encoded == digits.data());
   std::string back;
-  if (!kiv::hexToString(encoded.data(), 2 * length, back) ||
-      back != std::string(bytes, bytes + size))
-    std::abort();
-  return 0;
+  Expect(hexToString(encoded.data(), 2 * size, back) && back == input);
 }
+
+}  // namespace kiv::fuzz

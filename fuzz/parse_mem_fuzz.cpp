@@ -1,59 +1,9 @@
 // Any bytes as a document: parsed by both parsers, walked, written, and what
 // was written parses again to the same tree.
-#include <unistd.h>
-
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <memory>
-#include <string>
-
+#include "input_of_fuzz.h"
 #include "kiv/dom.h"
-#include "kiv/log.h"
-#include "kiv/startup.h"
 
-using namespace kiv;
-
-namespace {
-
-void Expect(bool holds) {
-  if (!holds) std::abort();
-}
-
-// The library, with a log that is thrown away from time to time: refused
-// documents fill it.
-class Session {
- public:
-  Session() : folder_(std::filesystem::temp_directory_path() / Name()) {
-    GlobalInit();
-    OpenLog();
-  }
-  ~Session() { RemoveLog(); }
-
-  void Next() {
-    if (++inputs_ % 4096 != 0) return;
-    RemoveLog();
-    OpenLog();
-  }
-
- private:
-  static std::string Name() {
-    return "kiv_parse_mem_fuzz_" + std::to_string(::getpid());
-  }
-  void OpenLog() const {
-    Log::Instance().Open(FileSystemPath(folder_.string()), true);
-  }
-  void RemoveLog() const {
-    Log::Instance().Close();
-    std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
-  }
-
-  std::filesystem::path folder_;
-  unsigned inputs_ = 0;
-};
+namespace kiv::fuzz {
 
 void WalkElement(const DomElement& element, int depth) {
   Expect(depth <= static_cast<int>(DomParser::MaxDepth()));
@@ -84,18 +34,24 @@ void WalkElement(const DomElement& element, int depth) {
   }
 }
 
+bool ParseRoot(DomParser& parser, std::string_view text, DomDocument& document,
+               DomElement& root) {
+  if (!parser.parseMem(text.data(), static_cast<unsigned>(text.size()),
+                       document))
+    return false;
+  Expect(document.GetDocumentElement(root));
+  return true;
+}
+
 void Reread(const DomDocument& document, const DomElement& root,
             const char* encoding) {
   DomDocumentContent content;
   // False for what the encoding lacks in a name or a comment.
   if (!document.GetDocumentContent(content, encoding)) return;
-  const std::string text = content.GetContent();
   DomParser parser;
   DomDocument again;
   DomElement again_root;
-  Expect(
-      parser.parseMem(text.data(), static_cast<unsigned>(text.size()), again) &&
-      again.GetDocumentElement(again_root));
+  Expect(ParseRoot(parser, content.GetContent(), again, again_root));
   std::string before;
   std::string after;
   root.GetTextContent(before);
@@ -103,26 +59,17 @@ void Reread(const DomDocument& document, const DomElement& root,
   Expect(before == after);
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes,
-                                      std::size_t size) {
-  static Session session;
-  session.Next();
-  // A block of exactly its size: one byte too far is seen.
-  const std::unique_ptr<char[]> text(new char[size]);
-  if (size > 0) std::memcpy(text.get(), bytes, size);
-
+void Run(std::string_view input) {
+  Session::Next();
   DomParser parser;
   DomDocument document;
   DomElement root;
-  if (!parser.parseMem(text.get(), static_cast<unsigned>(size), document))
-    return 0;
-  Expect(document.GetDocumentElement(root));
+  if (!ParseRoot(parser, input, document, root)) return;
   WalkElement(root, 1);
   DomNode copy;
   Expect(root.CloneNode(true, copy) && copy.IsEqualNode(root));
   Reread(document, root, "UTF-8");
   Reread(document, root, "GB2312");
-  return 0;
 }
+
+}  // namespace kiv::fuzz

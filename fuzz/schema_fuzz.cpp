@@ -1,69 +1,20 @@
 // Any bytes as a schema: declared once and once more in place of itself; every
 // record type that came of it is laid out without a gap, has an instance, and
 // comes back equal when it is exported.
-#include <unistd.h>
-
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <memory>
-#include <string>
 #include <vector>
 
 #include "dm/object.h"
 #include "dm/schema.h"
+#include "input_of_fuzz.h"
 #include "kiv/dom.h"
-#include "kiv/log.h"
-#include "kiv/startup.h"
 
-using dm::ObjectPtr;
+namespace kiv::fuzz {
 
-namespace {
+using ::dm::ObjectPtr;
 
 // Larger instances are laid out but not made, larger types not written.
 constexpr std::size_t kLargestInstance = 1 << 17;
-
-void Expect(bool holds) {
-  if (!holds) std::abort();
-}
-
-// The library, with a log that is thrown away from time to time: refused
-// documents fill it.
-class Session {
- public:
-  Session() : folder_(std::filesystem::temp_directory_path() / Name()) {
-    kiv::GlobalInit();
-    // A schema that asks for more writes more than a test may take.
-    kiv::DomParser::SetMaxBytes(kLargestInstance);
-    OpenLog();
-  }
-  ~Session() { RemoveLog(); }
-
-  void Next() {
-    Expect(dm_o_reset_registry());
-    if (++inputs_ % 4096 != 0) return;
-    RemoveLog();
-    OpenLog();
-  }
-
- private:
-  static std::string Name() {
-    return "kiv_schema_fuzz_" + std::to_string(::getpid());
-  }
-  void OpenLog() const {
-    kiv::Log::Instance().Open(kiv::FileSystemPath(folder_.string()), true);
-  }
-  void RemoveLog() const {
-    kiv::Log::Instance().Close();
-    std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
-  }
-
-  std::filesystem::path folder_;
-  unsigned inputs_ = 0;
-};
 
 // Whether the fields, nested ones too, follow each other without a gap.
 void ExpectPacked(const void* metadata) {
@@ -83,35 +34,25 @@ void ExpectPacked(const void* metadata) {
          !dm_o_is_struct_type_from_metadata(metadata));
 }
 
-bool AreEqual(const void* a, const void* b) {
-  if (!dm_o_is_struct_type_from_metadata(a)) {
-    return dm_o_type_info_from_metadata(a) == dm_o_type_info_from_metadata(b);
-  }
+void ExpectEqual(const void* a, const void* b) {
+  const bool is_struct = dm_o_is_struct_type_from_metadata(a);
+  Expect(is_struct == dm_o_is_struct_type_from_metadata(b));
+  if (!is_struct)
+    return Expect(dm_o_type_info_from_metadata(a) ==
+                  dm_o_type_info_from_metadata(b));
   const std::size_t count = dm_o_struct_metadata_field_count(a);
-  if (!dm_o_is_struct_type_from_metadata(b) ||
-      count != dm_o_struct_metadata_field_count(b)) {
-    return false;
-  }
+  Expect(count == dm_o_struct_metadata_field_count(b));
   for (std::size_t i = 0; i < count; ++i) {
-    if (std::strcmp(dm_o_struct_metadata_field_name(a, i),
-                    dm_o_struct_metadata_field_name(b, i)) != 0 ||
-        !AreEqual(dm_o_struct_metadata_field_metadata(a, i),
-                  dm_o_struct_metadata_field_metadata(b, i))) {
-      return false;
-    }
+    Expect(std::strcmp(dm_o_struct_metadata_field_name(a, i),
+                       dm_o_struct_metadata_field_name(b, i)) == 0);
+    ExpectEqual(dm_o_struct_metadata_field_metadata(a, i),
+                dm_o_struct_metadata_field_metadata(b, i));
   }
-  return true;
 }
 
-void ExpectComesBack(const void* metadata) {
-  const auto text = ObjectPtr<int*>::Take(dm_o_metadata_to_xsd(metadata, 0));
-  // A field of a type without a schema name, or too many fields.
-  if (!text) return;
-  const auto again =
-      ObjectPtr<dm::StructType>::Take(dm_o_struct_metadata_from_mem(
-          dm_o_string_text(text.get()),
-          static_cast<unsigned>(dm_o_string_size(text.get())), 0));
-  Expect(again && AreEqual(metadata, again.get()));
+ObjectPtr<::dm::StructType> Built(const char* text, std::size_t size) {
+  return ObjectPtr<::dm::StructType>::Take(
+      dm_o_struct_metadata_from_mem(text, static_cast<unsigned>(size), 0));
 }
 
 void Use(void* metadata) {
@@ -119,10 +60,15 @@ void Use(void* metadata) {
   if (!dm_o_is_struct_type_from_metadata(metadata)) return;
   ExpectPacked(metadata);
   if (dm_o_instance_data_size(metadata) >= kLargestInstance) return;
-  const auto instance =
-      ObjectPtr<int*>::Take(dm_o_instance_from_metadata(metadata));
-  Expect(static_cast<bool>(instance));
-  ExpectComesBack(metadata);
+  Expect(static_cast<bool>(
+      ObjectPtr<int*>::Take(dm_o_instance_from_metadata(metadata))));
+  const auto text = ObjectPtr<int*>::Take(dm_o_metadata_to_xsd(metadata, 0));
+  // A field of a type without a schema name, or too many fields.
+  if (!text) return;
+  const auto again =
+      Built(dm_o_string_text(text.get()), dm_o_string_size(text.get()));
+  Expect(static_cast<bool>(again));
+  ExpectEqual(metadata, again.get());
 }
 
 std::vector<void*> RegisteredTypes() {
@@ -136,28 +82,25 @@ std::vector<void*> RegisteredTypes() {
   return types;
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes,
-                                      std::size_t size) {
-  static Session session;
-  session.Next();
-  // A block of exactly its size: one byte too far is seen.
-  const std::unique_ptr<char[]> text(new char[size]);
-  if (size > 0) std::memcpy(text.get(), bytes, size);
-  const auto length = static_cast<unsigned>(size);
-
-  const bool done = dm_o_declare_from_mem(text.get(), length, 0, false);
+void Run(std::string_view input) {
+  Session::Next();
+  // A schema that asks for more writes more than a test may take.
+  DomParser::SetMaxBytes(kLargestInstance);
+  Expect(dm_o_reset_registry());
+  const auto declare = [&](bool replaces) {
+    return dm_o_declare_from_mem(
+        input.data(), static_cast<unsigned>(input.size()), 0, replaces);
+  };
+  const bool done = declare(false);
   const std::size_t names = RegisteredTypes().size();
   if (done) {
     // In place of what is there, the same again. Not of the built-in types,
     // which others refer to.
-    dm_o_declare_from_mem(text.get(), length, 0, true);
+    declare(true);
     Expect(RegisteredTypes().size() <= names);
   }
   for (void* const type : RegisteredTypes()) Use(type);
-  const auto built = ObjectPtr<dm::StructType>::Take(
-      dm_o_struct_metadata_from_mem(text.get(), length, 0));
-  if (built) Use(built.get());
-  return 0;
+  if (const auto built = Built(input.data(), input.size())) Use(built.get());
 }
+
+}  // namespace kiv::fuzz

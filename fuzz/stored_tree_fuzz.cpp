@@ -1,26 +1,15 @@
 // Any bytes as the stored form of a tree whose paths are those of a fixed
 // dictionary: refused, or walked through, written and indexed without harm.
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <memory>
-#include <string>
-
+#include "input_of_fuzz.h"
 #include "xdb/tree/index_values.h"
 #include "xdb/tree/tree.h"
 #include "xdb/tree/tree_builder.h"
 #include "xdb/tree/tree_error.h"
 #include "xdb/tree/tree_text.h"
 
-using namespace kiv;
+namespace kiv::fuzz {
+
 using namespace kiv::xdb;
-
-namespace {
-
-void Expect(bool holds) {
-  if (!holds) std::abort();
-}
 
 // Paths 1 to 14: a, a/@x, a/b and so on, some of them with a namespace.
 std::shared_ptr<Dictionary> MakeDictionary() {
@@ -59,28 +48,21 @@ void Walk(const Tree& tree) {
   tree.StringValue(0);
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes,
-                                      std::size_t size) {
+void Run(std::string_view input) {
   static const std::shared_ptr<Dictionary> dictionary = MakeDictionary();
-  // A block of exactly its size: one byte too far is seen.
-  const std::unique_ptr<char[]> block(new char[size]);
-  if (size > 0) std::memcpy(block.get(), bytes, size);
-  const std::string_view stored(block.get(), size);
   try {
-    const Tree tree(dictionary, nullptr, stored);
+    const Tree tree(dictionary, nullptr, input);
     Walk(tree);
     // Whoever can decode it can write and index it.
-    TreeText(stored, *dictionary);
-    EachIndexValue(stored, *dictionary,
-                   {.value =
-                        [&](PathId path, std::string_view value, NodeId node) {
-                          Expect(tree.path(node) == path);
-                          Expect(tree.StringValue(node) == value);
-                        },
-                    .trait = [](PathId, PathTrait) {}});
+    TreeText(input, *dictionary);
+    const auto expect_same = [&](PathId path, std::string_view value,
+                                 NodeId node) {
+      Expect(tree.path(node) == path && tree.StringValue(node) == value);
+    };
+    EachIndexValue(input, *dictionary,
+                   {.value = expect_same, .trait = [](PathId, PathTrait) {}});
   } catch (const TreeError&) {
   }
-  return 0;
 }
+
+}  // namespace kiv::fuzz

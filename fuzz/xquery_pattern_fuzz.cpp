@@ -1,24 +1,14 @@
 // Any pattern on any text: a first line of flags, one of the pattern, the text
 // in the rest. The pattern is refused with its code or compiles; a search ends,
 // and the pieces between and in the matches are the text.
-#include <algorithm>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <string_view>
-
+#include "input_of_fuzz.h"
 #include "util/utf8.h"
 #include "xdb/xquery/functions/pattern.h"
 #include "xdb/xquery/values/error.h"
 
-namespace {
+namespace kiv::fuzz {
 
-using kiv::xdb::xq::Error;
-using kiv::xdb::xq::Pattern;
-
-void Require(bool holds) {
-  if (!holds) std::abort();
-}
+using namespace kiv::xdb::xq;
 
 std::string_view TakeLine(std::string_view& rest) {
   const std::size_t end = std::min(rest.find('\n'), rest.size());
@@ -39,27 +29,24 @@ void SearchAll(Pattern& pattern, std::string_view text) {
     pattern.AppendGroup(pattern.group_count(), group);
   }
   pattern.AppendBetween(together);
-  Require(together == text);
-  Require(pattern.IsIn(text) == is_found);
+  Expect(together == text);
+  Expect(pattern.IsIn(text) == is_found);
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes,
-                                      std::size_t size) {
-  std::string_view rest(reinterpret_cast<const char*>(bytes), size);
-  if (!kiv::IsUtf8(rest)) return 0;
-  const std::string_view flags = TakeLine(rest);
-  const std::string_view source = TakeLine(rest);
-  kiv::xdb::xq::MatchLimits limits;
+void Run(std::string_view input) {
+  if (!IsUtf8(input)) return;
+  const std::string_view flags = TakeLine(input);
+  const std::string_view source = TakeLine(input);
+  MatchLimits limits;
   limits.milliseconds = 20;
   try {
     Pattern pattern(source, flags, limits);
     // As replace and tokenize have it.
-    if (!pattern.MatchesEmptyText()) SearchAll(pattern, rest);
+    if (!pattern.MatchesEmptyText()) SearchAll(pattern, input);
   } catch (const Error& error) {
-    Require(error.code() == "FORX0001" || error.code() == "FORX0002" ||
-            error.code() == "XPDY0130");
+    Expect(error.code() == "FORX0001" || error.code() == "FORX0002" ||
+           error.code() == "XPDY0130");
   }
-  return 0;
 }
+
+}  // namespace kiv::fuzz

@@ -1,21 +1,17 @@
 // Any text as a query over a few small documents, doc('c/d') and
 // collection('c') with its index: a result or an error, within its limits. What
 // it gives can be written out, and so can its plan.
-#include <cstdint>
-#include <string>
-
-#include "util/runtime.h"
+#include "input_of_fuzz.h"
 #include "xdb/xquery/compile/query.h"
 #include "xdb/xquery/run/listed_documents_testing.h"
 #include "xdb/xquery/run/serializer.h"
 
-namespace {
+namespace kiv::fuzz {
 
-namespace xq = kiv::xdb::xq;
+namespace xq = xdb::xq;
 
 struct Documents : xq::ListedDocuments {
   Documents() {
-    kiv::StartValues();
     Add("e", "<r n='10'><a n='2'>10</a><a>x</a></r>");
     Add("d",
         "<r xmlns:p='u' id='1'>x<a n='1'>2</a><p:b>3<a>y<!--c--></a></p:b>"
@@ -23,19 +19,16 @@ struct Documents : xq::ListedDocuments {
   }
 };
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes,
-                                      std::size_t size) {
+void Run(std::string_view input) {
+  Session::Next();
   static Documents documents;
-  const std::string query(bytes, bytes + size);
   xq::Surroundings surroundings;
   surroundings.documents = &documents;
   surroundings.limits.call_depth = 300;
   surroundings.limits.memory_bytes = 16 << 20;
   surroundings.limits.time = std::chrono::milliseconds(200);
   try {
-    const auto compiled = xq::Compile(query, {});
+    const auto compiled = xq::Compile(std::string(input), {});
     std::string text = xq::Explain(*compiled, surroundings);
     xq::Execution holder({}, 0);
     xq::RunningQuery running(compiled, surroundings,
@@ -46,5 +39,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes,
   } catch (const xq::Error&) {
     // Any query may fail.
   }
-  return 0;
 }
+
+}  // namespace kiv::fuzz
