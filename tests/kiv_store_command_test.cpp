@@ -3,10 +3,8 @@
 
 #include <filesystem>
 #include <string>
-#include <vector>
 
-#include "port/test_folder.h"
-#include "testing/kiv_command.h"
+#include "kiv_session.h"
 
 namespace kiv::testing {
 namespace {
@@ -18,7 +16,6 @@ namespace fs = std::filesystem;
 #define CUSTOMER "\xE5\xAE\xA2\xE6\x88\xB7"
 #define PLATE "\xE4\xBA\xAC\x41\xC2\xB7\xE9\x95\x95\x30\x30\x31\x37"
 
-constexpr char kSqlite[] = "KIV_STORE=ado:ado:Driver=SQLite3;Database=store.db";
 constexpr char kSchema[] =
     "<?xml version='1.0' encoding='UTF-8'?>\n"
     "<s><complexType name='" ORDER
@@ -28,250 +25,171 @@ constexpr char kSchema[] =
     "<element name='tons' type='double'/><element name='due' type='dateTime'/>"
     "<element name='paid' type='boolean'/>"
     "</sequence></complexType></s>";
+#define HEADER "id," CUSTOMER ",tons,due,paid\n"
 constexpr char kRows[] =
-    "id," CUSTOMER
-    ",tons,due,paid\n"
-    "1," PLATE
-    ",0.1,2004-01-31T09:05:07.1234567,true\n"
-    "2,\"a \"\"b\"\", c\",-1e+100,1753-01-01T00:00:00,false\n"
-    "-2147483648,\"line\nfeed\",,,\n"
-    ",\"\",0,9999-12-31T23:59:59,true\n";
+    HEADER "1," PLATE
+           ",0.1,2004-01-31T09:05:07.1234567,true\n"
+           "2,\"a \"\"b\"\", c\",-1e+100,1753-01-01T00:00:00,false\n"
+           "-2147483648,\"line\nfeed\",,,\n"
+           ",\"\",0,9999-12-31T23:59:59,true\n";
 
-class KivStore : public KivCommand<> {
+class KivStore : public KivSession<> {
  protected:
-  KivStore() : KivCommand("store") { variable_ = kSqlite; }
-
-  void MakeOrders() {
+  KivStore() : KivSession("store") {
+    variable_ = "KIV_STORE=ado:ado:Driver=SQLite3;Database=store.db";
     WriteTestFile("types.xsd", kSchema);
-    ASSERT_EQ(Run({"create", ORDER, "types.xsd", "-c"}), 0) << errors_;
-    EXPECT_EQ(errors_, "");
-  }
-  void FillOrders() {
-    MakeOrders();
     WriteTestFile("rows.csv", kRows);
-    ASSERT_EQ(Run({"import", ORDER, "rows.csv"}), 0) << errors_;
+  }
+
+  void FillOrders() {
+    Expect({{"create " ORDER " types.xsd -c", ""},
+            {"import " ORDER " rows.csv", "! 4 rows imported\n"}});
   }
 
   const TestFolder folder_;
 };
 
 TEST_F(KivStore, MakesATableFromASchema) {
-  EXPECT_TRUE(
-      Fails({"tables"}, "kiv store tables: the store cannot be opened"));
+  Expect({{"tables", "1: ! kiv store tables: the store cannot be opened*"}});
   EXPECT_FALSE(fs::exists("store.db"));
-  MakeOrders();
-  EXPECT_EQ(Run({"tables"}), 0);
-  EXPECT_EQ(output_, ORDER "\n");
-  EXPECT_EQ(Run({"columns", ORDER}), 0);
-  EXPECT_EQ(output_,
-            "name  type             size  null\n"
-            "id    System.Int32           null\n" CUSTOMER
-            "  System.String      50  null\n"
-            "tons  System.Double          null\n"
-            "due   System.DateTime        null\n"
-            "paid  System.Boolean         null\n");
-  EXPECT_EQ(Run({"ping"}), 0);
-  EXPECT_EQ(output_.substr(0, 15), "open, 1 table, ");
-  EXPECT_TRUE(Fails({"create", ORDER, "types.xsd"}, "already"));
-  EXPECT_TRUE(Fails({"create", "t", "types.xsd"}, "no record type is named"));
-  EXPECT_TRUE(Fails({"create", "t", "missing.xsd"}, "missing.xsd"));
-  EXPECT_EQ(Run({"create", "t", "types.xsd", "-t", ORDER, "--text-length=9"}),
-            0);
-  EXPECT_EQ(Run({"columns", "t"}), 0);
-  EXPECT_NE(output_.find("System.String       9"), std::string::npos);
+  Expect({{"create " ORDER " types.xsd -c", ""},
+          {"tables", ORDER "\n"},
+          {"columns " ORDER,
+           "name  type             size  null\n"
+           "id    System.Int32           null\n" CUSTOMER
+           "  System.String      50  null\n"
+           "tons  System.Double          null\n"
+           "due   System.DateTime        null\n"
+           "paid  System.Boolean         null\n"},
+          {"ping", "open, 1 table, *"},
+          {"create " ORDER " types.xsd", "1: ! *already*"},
+          {"create t types.xsd", "1: ! *no record type is named*"},
+          {"create t types.xsd -t " ORDER " --text-length=9", ""},
+          {"columns t", "*System.String       9*"}});
   EXPECT_FALSE(fs::exists("Logfiles"));
 }
 
+#define FIELD "    <field name=\"" CUSTOMER "\""
 TEST_F(KivStore, RowsComeOutAsTheyWentIn) {
   FillOrders();
-  EXPECT_EQ(errors_, "4 rows imported\n");
-  EXPECT_EQ(Run({"dump", ORDER}), 0) << errors_;
-  EXPECT_EQ(output_, kRows);
-  EXPECT_EQ(Run({"dump", ORDER, "-o", "copy.csv"}), 0) << errors_;
-  EXPECT_EQ(errors_, "4 rows written\n");
-  EXPECT_EQ(ReadTestFile("copy.csv"), kRows);
-  EXPECT_FALSE(fs::exists("copy.csv.part"));
-  // Both ways through a pipe.
-  EXPECT_EQ(Shell("$KIV store create copy types.xsd -t " ORDER
-                  " && $KIV store dump " ORDER " | $KIV store import copy -"),
-            0)
-      << errors_;
-  EXPECT_EQ(Run({"dump", "copy"}), 0);
-  EXPECT_EQ(output_, kRows);
-}
-
-TEST_F(KivStore, DumpsXmlThatHoldsEverything) {
-  FillOrders();
-  ASSERT_EQ(Run({"query", "-x",
-                 "update \"" ORDER "\" set \"" CUSTOMER
-                 "\" = char(1) || '<&' where id = 2"}),
-            0)
-      << errors_;
-  EXPECT_EQ(output_, "1 row changed\n");
-  EXPECT_EQ(Run({"dump", ORDER, "--format", "xml"}), 0) << errors_;
-  EXPECT_EQ(output_,
-            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<rows>\n"
-            "  <row>\n    <field name=\"id\">1</field>\n"
-            "    <field name=\"" CUSTOMER "\">" PLATE
-            "</field>\n"
-            "    <field name=\"tons\">0.1</field>\n"
-            "    <field name=\"due\">2004-01-31T09:05:07.1234567</field>\n"
-            "    <field name=\"paid\">true</field>\n  </row>\n"
-            "  <row>\n    <field name=\"id\">2</field>\n"
-            "    <field name=\"" CUSTOMER
-            "\" hex=\"true\">013C26</field>\n"
-            "    <field name=\"tons\">-1e+100</field>\n"
-            "    <field name=\"due\">1753-01-01T00:00:00</field>\n"
-            "    <field name=\"paid\">false</field>\n  </row>\n"
-            "  <row>\n    <field name=\"id\">-2147483648</field>\n"
-            "    <field name=\"" CUSTOMER
-            "\">line&#10;feed</field>\n  </row>\n"
-            "  <row>\n    <field name=\"" CUSTOMER
-            "\"></field>\n"
-            "    <field name=\"tons\">0</field>\n"
-            "    <field name=\"due\">9999-12-31T23:59:59</field>\n"
-            "    <field name=\"paid\">true</field>\n  </row>\n</rows>\n");
-}
-
-TEST_F(KivStore, DumpKeepsWhatTheLibrarysEncodingLacks) {
-  MakeOrders();
-  ASSERT_EQ(Run({"query", "-x",
-                 "insert into \"" ORDER "\" (id, \"" CUSTOMER
-                 "\") values (1, char(128512))"}),
-            0)
-      << errors_;
-  EXPECT_EQ(Run({"dump", ORDER}), 0);
-  EXPECT_EQ(output_, "id," CUSTOMER ",tons,due,paid\n1,\xF0\x9F\x98\x80,,,\n");
-  WriteTestFile("rows.csv", output_);
-  EXPECT_TRUE(Fails({"import", ORDER, "rows.csv"}, "line 2: "));
+  // Both ways through a pipe; XML holds everything.
+  Expect({{"dump " ORDER, kRows},
+          {"create copy types.xsd -t " ORDER " && $KIV store dump " ORDER
+           " | $KIV store import copy -",
+           "! 4 rows imported\n"},
+          {"dump copy", kRows},
+          {"query -x \"update " ORDER " set " CUSTOMER
+           " = char(1) || '<&' where id = 2\"",
+           "1 row changed\n"},
+          {"query --format xml 'select id, " CUSTOMER " from " ORDER "'",
+           "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<rows>\n"
+           "  <row>\n    <field name=\"id\">1</field>\n" FIELD ">" PLATE
+           "</field>\n  </row>\n"
+           "  <row>\n    <field name=\"id\">2</field>\n" FIELD
+           " hex=\"true\">013C26</field>\n  </row>\n"
+           "  <row>\n    <field name=\"id\">-2147483648</field>\n" FIELD
+           ">line&#10;feed</field>\n  </row>\n"
+           "  <row>\n" FIELD "></field>\n  </row>\n</rows>\n"}});
 }
 
 TEST_F(KivStore, ImportsAllRowsOrNone) {
-  MakeOrders();
-  const struct {
-    const char* rows;
-    const char* error;
-  } cases[] = {
+  Expect({{"create " ORDER " types.xsd -c", ""}});
+  const char* const cases[][2] = {
       {"", "the file is empty"},
       {"id,none\n1,2\n", "has no column 'none'"},
       {"id,id\n1,2\n", "'id' stands in the header twice"},
       {"id,tons\n1,2\n1\n", "line 3: 1 values for 2 columns"},
-      {"id,tons\n1,2\nx,3\n", "line 3: 'x' is no System.Int32"},
       {"id\n1\n2147483648\n", "line 3: '2147483648' is no System.Int32"},
       {"due\n2004-01-31\n2004-02-31\n", "line 3: '2004-02-31' is no"},
       {"id," CUSTOMER "\n1,a\n2,\"b\n", "line 3: a quote is not closed"},
       {"id," CUSTOMER "\n1,a\n2,\"b\"c\n", "line 3: text stands behind"},
-      {"id," CUSTOMER "\n1,a\n2,b\"c\"\n", "line 3: a quote stands inside"},
-  };
-  for (const auto& given : cases) {
-    WriteTestFile("rows.csv", given.rows);
-    EXPECT_TRUE(Fails({"import", ORDER, "rows.csv"}, given.error))
-        << given.error << "\n"
-        << errors_;
+      {"id," CUSTOMER "\n1,a\n2,b\"c\"\n", "line 3: a quote stands inside"}};
+  for (const auto& [rows, error] : cases) {
+    WriteTestFile("rows.csv", rows);
+    Expect(
+        {{"import " ORDER " rows.csv", std::string("1: ! *") + error + "*"}});
   }
-  EXPECT_EQ(Run({"dump", ORDER}), 0);
-  EXPECT_EQ(output_, "id," CUSTOMER ",tons,due,paid\n");
-  EXPECT_TRUE(
-      Fails({"import", "none", "rows.csv"}, "there is no table 'none'"));
-  EXPECT_TRUE(Fails({"import", ORDER, "none.csv"}, "none.csv cannot be read"));
+  Expect(
+      {{"dump " ORDER, HEADER},
+       {"import none rows.csv", "1: ! *there is no table 'none'*"},
+       {"import " ORDER " none.csv", "1: ! *none.csv cannot be read*"},
+       // What the library's encoding lacks comes out, and not in.
+       {"query -x 'insert into " ORDER " (" CUSTOMER ") values (char(128512))'",
+        "1 row changed\n"},
+       {"dump " ORDER " -o rows.csv", "! 1 row written\n"},
+       {"import " ORDER " rows.csv", "1: ! *line 2: *"}});
+  EXPECT_EQ(ReadTestFile("rows.csv"), HEADER ",\xF0\x9F\x98\x80,,,\n");
 }
 
 TEST_F(KivStore, AsksWithValuesAndShowsATableOnATerminal) {
   FillOrders();
-  EXPECT_EQ(
-      Run({"query", "select id from \"" ORDER "\" where \"" CUSTOMER "\" = ?",
-           PLATE}),
-      0)
-      << errors_;
-  EXPECT_EQ(output_, "id\n1\n");
+  Expect(
+      {{"query 'select id from " ORDER " where " CUSTOMER " = ?' '" PLATE "'",
+        "id\n1\n"},
+       {"query 'select nonsense'", "1: ! *the statement failed*nonsense*"}});
   const PseudoTerminal terminal;
-  EXPECT_EQ(Run({"query", "select id, tons from \"" ORDER
-                          "\" where id is not null order by id"},
-                &terminal),
-            0);
+  Run({"query", "select id, tons from " ORDER " order by id"}, &terminal);
   EXPECT_TRUE(Shows("-2147483648  null")) << output_;
-  EXPECT_TRUE(Shows("3 rows")) << output_;
-  EXPECT_TRUE(Fails({"query", "select nonsense"}, "the statement failed"));
-  EXPECT_TRUE(Says("nonsense"));
-  EXPECT_EQ(Run({"query", "-x", "delete from \"" ORDER "\""}), 0);
-  EXPECT_EQ(output_, "4 rows changed\n");
+  EXPECT_TRUE(Shows("4 rows")) << output_;
 }
 
 TEST_F(KivStore, TakesTheTextFromWhereItIsAndShowsNoPassword) {
-  MakeOrders();
+  FillOrders();
   variable_ = "KIV_STORE=";
-  EXPECT_TRUE(Fails({"tables"}, "KIV_STORE"));
   WriteTestFile("where", "ado:ado:Driver=SQLite3;Database=store.db\r\n");
-  EXPECT_EQ(Run({"-f", "where", "tables"}), 0);
-  EXPECT_EQ(Run({"tables", "-f", "where"}), 0);
-  EXPECT_EQ(Run({"-C", "ado:access:Driver=SQLite3;Database=store.db", "ping"}),
-            0);
-  EXPECT_EQ(Run({"-C", "x", "-f", "where", "ping"}), 2);
   WriteTestFile("empty", "\n");
-  EXPECT_TRUE(Fails({"-f", "empty", "ping"}, "empty has no connection text"));
-  EXPECT_TRUE(Fails({"-C", "nonsense", "ping"}, "that is no connection text"));
-  EXPECT_TRUE(
-      Fails({"-C", "ado:none:Driver=SQLite3;PWD=geheim", "ping"}, "PWD=***"));
-  EXPECT_FALSE(Says("geheim"));
   WriteTestFile("password", "geheim2\n");
-  EXPECT_TRUE(Fails({"-C", "ado:ado:Driver=SQLite3;Database=none.db;PWD=geheim",
-                     "--password-file", "password", "ping"},
-                    "cannot be opened"));
+  Expect(
+      {{"tables -f where", ORDER "\n"},
+       {"-C 'ado:access:Driver=SQLite3;Database=store.db' tables", ORDER "\n"},
+       {"ping", "1: ! *KIV_STORE*"},
+       {"-f empty ping", "1: ! *empty has no connection text*"},
+       {"-C nonsense ping", "1: ! *that is no connection text*"},
+       {"-C 'ado:none:Driver=SQLite3;PWD=geheim' ping",
+        "1: ! *PWD=[*][*][*]*"}});
   EXPECT_FALSE(Says("geheim"));
-}
-
-TEST_F(KivStore, LeavesDocumentsToKivXdb) {
+  Expect(
+      {{"-C 'ado:ado:Driver=SQLite3;Database=none.db;PWD=geheim' "
+        "--password-file password ping",
+        "1: ! *cannot be opened*"}});
+  EXPECT_FALSE(Says("geheim"));
+  // Documents are for kiv xdb.
   variable_ = "KIV_STORE=xmldb:documents";
-  WriteTestFile("types.xsd", kSchema);
-  EXPECT_EQ(Run({"create", ORDER, "types.xsd", "-c"}), 0) << errors_;
-  EXPECT_EQ(Run({"tables"}), 0);
-  EXPECT_EQ(output_, ORDER "\n");
-  EXPECT_EQ(Run({"ping"}), 0);
-  EXPECT_TRUE(Fails({"columns", ORDER}, "see kiv xdb"));
-  EXPECT_TRUE(Fails({"dump", ORDER}, "see kiv xdb"));
+  Expect({{"create " ORDER " types.xsd -c", ""},
+          {"tables", ORDER "\n"},
+          {"dump " ORDER, "1: ! *see kiv xdb*"}});
 }
 
 TEST_F(KivStore, ReplacesAFileAndNothingElse) {
   FillOrders();
   WriteTestFile("copy.csv", "older");
-  fs::permissions("copy.csv", fs::perms::owner_read | fs::perms::owner_write);
+  fs::permissions("copy.csv", fs::perms(0600));
   fs::create_symlink("copy.csv", "link");
-  EXPECT_EQ(Run({"dump", ORDER, "-o", "link"}), 0) << errors_;
-  EXPECT_TRUE(fs::is_symlink("link"));
+  Expect({{"dump " ORDER " -o link && test -L link", "! 4 rows written\n"},
+          {"dump " ORDER " > /dev/full", "1: ! *standard output cannot be*"},
+          {"dump " ORDER " -o none/x.csv", "1: ! *none/x.csv*"}});
+  EXPECT_EQ(Shell("mkfifo pipe; { cat pipe > got & } && $KIV store dump " ORDER
+                  " -o pipe; wait; test -p pipe"),
+            0);
   EXPECT_EQ(ReadTestFile("copy.csv"), kRows);
-  EXPECT_EQ(fs::status("copy.csv").permissions(),
-            fs::perms::owner_read | fs::perms::owner_write);
-  EXPECT_EQ(
-      Shell("mkfifo pipe && { cat pipe > got & } && $KIV store dump " ORDER
-            " -o pipe; wait; test -p pipe"),
-      0)
-      << errors_;
+  EXPECT_EQ(fs::status("copy.csv").permissions(), fs::perms(0600));
   EXPECT_EQ(ReadTestFile("got"), kRows);
-  EXPECT_EQ(Shell("$KIV store dump " ORDER " > /dev/full"), 1);
-  EXPECT_TRUE(Says("standard output cannot be written"));
   // Nothing stays beside them.
-  EXPECT_TRUE(Fails({"dump", ORDER, "-o", "none/x.csv"}, "none/x.csv"));
-  std::size_t files = 0;
-  for (const auto& entry : fs::directory_iterator("."))
-    files += entry.path().string().find("copy.csv") != std::string::npos;
-  EXPECT_EQ(files, 1U);
+  EXPECT_EQ(Shell("test \"$(ls | grep copy.csv)\" = copy.csv"), 0);
 }
 
 TEST_F(KivStore, DumpsNoPartOfADamagedTable) {
-  MakeOrders();
-  std::string rows = "id," CUSTOMER "\n";
-  for (int i = 0; i < 20000; ++i)
-    rows += std::to_string(i) + ",customer of this row\n";
-  WriteTestFile("rows.csv", rows);
-  ASSERT_EQ(Run({"import", ORDER, "rows.csv"}), 0) << errors_;
+  Expect(
+      {{"create " ORDER " types.xsd -c", ""},
+       {"query -x 'insert into " ORDER " (id) with recursive n(i) as (select "
+        "1 union all select i + 1 from n where i < 90000) select * from n'",
+        "90000 rows changed\n"}});
   std::string file = ReadTestFile("store.db");
-  ASSERT_GT(file.size(), 100000u);
   file.replace(file.size() / 2, 8192, std::string(8192, '\xFF'));
   WriteTestFile("store.db", file);
-  EXPECT_TRUE(Fails({"dump", ORDER, "-o", "copy.csv"}, "malformed")) << errors_;
+  Expect({{"dump " ORDER " -o copy.csv", "1: ! *malformed*"},
+          {"query 'select * from " ORDER "'", "1: *malformed*"}});
   EXPECT_FALSE(fs::exists("copy.csv"));
-  EXPECT_TRUE(Fails({"query", "select * from \"" ORDER "\""}, "malformed"))
-      << errors_;
 }
 
 }  // namespace

@@ -1,13 +1,20 @@
+// The start of the library, and the end of a process whose queues still run.
 #include "kiv/startup.h"
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "dm/dm.h"
+#include "kiv/mq/factory.h"
+#include "testing/pseudo_terminal.h"
+#include "testing/service_folder.h"
+#include "testing/test_processor.h"
 
 namespace kiv {
 namespace {
@@ -41,7 +48,7 @@ TEST(Startup, OneUninitTooManyDisablesTheNextInit) {
         GlobalInit();
         std::_Exit(IsStarted() ? 1 : 0);
       },
-      testing::ExitedWithCode(0), "");
+      ::testing::ExitedWithCode(0), "");
 }
 
 TEST(Startup, ThreadsMayStartAtOnce) {
@@ -58,13 +65,42 @@ TEST(Startup, ThreadsMayStartAtOnce) {
   EXPECT_FALSE(IsStarted());
 }
 
-TEST(Identity, NamesTheModuleAndItsBuild) {
-  const std::string where = WhereAmI();
-  EXPECT_FALSE(where.empty());
-  EXPECT_LE(where.size(), 260u);
-  EXPECT_EQ(WhereAmI(), WhereAmI());
+TEST(Identity, NamesItsBuildAndItsOwners) {
   EXPECT_STREQ(BuildInfo(), "BuildInfo");
   EXPECT_EQ(std::string(Copyright()).substr(0, 4), "\xB0\xE6\xC8\xA8");  // 版权
+}
+
+// Runs a host on a serial line and exits while it reads; `is_busy`: while its
+// processor is at work and will not end.
+[[noreturn]] void HostAndExit(bool is_busy) {
+  GlobalInit();
+  // Still there while the process ends.
+  static const auto& service = *new testing::ServiceFolder;
+  static auto& processor = *new testing::TestProcessor("../lib/p.so");
+  static auto& line = *new testing::PseudoTerminal;
+  if (is_busy)
+    processor.answer = [](std::string_view, void*) {
+      std::this_thread::sleep_for(std::chrono::hours(1));
+      return true;
+    };
+  service.WriteQueues("<q type='com' name='" + line.Device() +
+                      "' processor='dll://../lib/p:Record'/>");
+  const bool is_listening = mq::Factory::GetConfig()->StartListen();
+  line.Send("message\r");
+  const bool is_received = processor.WaitForMessages(1);
+  std::error_code ignored;
+  std::filesystem::remove_all(service.path(), ignored);
+  std::exit(is_listening && is_received ? 7 : 1);
+}
+
+TEST(QueueHostEnd, StopsTheReadersAndDoesNotWaitForAProcessorThatHangs) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  for (const bool is_busy : {false, true}) {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EXIT(HostAndExit(is_busy), ::testing::ExitedWithCode(7), "");
+    EXPECT_LT(std::chrono::steady_clock::now() - start,
+              std::chrono::seconds(30));
+  }
 }
 
 }  // namespace
