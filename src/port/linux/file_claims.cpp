@@ -307,10 +307,10 @@ bool LinuxFileClaims::Finish(const FileClaim& claim, const char* where,
   }
   // Not found shall be the claim, never what it was to go to.
   const int error = errno;
-  const bool is_target =
-      error == ENOENT && ::faccessat(place.folder, place.leaf.c_str(), F_OK,
-                                     AT_SYMLINK_NOFOLLOW) == 0;
-  return Fail(is_target ? EAGAIN : error);
+  if (!IsNotFound(error) || ::faccessat(place.folder, place.leaf.c_str(), F_OK,
+                                        AT_SYMLINK_NOFOLLOW) != 0)
+    return Fail(error);
+  return Fail(error == ENOTDIR ? EEXIST : EAGAIN);
 }
 
 bool LinuxFileClaims::MoveToDone(const FileClaim& claim) {

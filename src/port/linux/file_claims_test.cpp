@@ -144,5 +144,17 @@ TEST_F(Claims, ThatSomebodyTookAwayAreNotFound) {
   }
 }
 
+TEST_F(Claims, AreThereStillWhereAFileIsInTheWay) {
+  WriteTestFile("in/file");
+  const FileClaims::Taking taking = Take("file");
+  ASSERT_EQ(taking.outcome, Outcome::Taken);
+  fs::remove_all("in/.failed");
+  WriteTestFile("in/.failed");
+  EXPECT_FALSE(claims_->MoveToFailed(taking.claim, "why"));
+  EXPECT_FALSE(IsNotFound(LastError()));
+  fs::remove("in/.failed");
+  EXPECT_TRUE(claims_->MoveToFailed(taking.claim, "why"));
+}
+
 }  // namespace
 }  // namespace kiv::port
