@@ -1,12 +1,7 @@
 // Remote services that are not there, silent, something else, or end in the
 // middle: a neutral result in time, each with a text of its own.
-#include <gtest/gtest.h>
 
-#include <chrono>
-#include <cstring>
-#include <memory>
-#include <string>
-#include <thread>
+#include <future>
 
 #include "testing/listener.h"
 #include "testing/remote_fixture.h"
@@ -15,18 +10,18 @@ namespace kiv::testing {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 constexpr int kTimeoutMs = 1'000;
+constexpr char kAnyPort[] = "tcp -h 127.0.0.1 -p 0";
 
 class Scenario20Remote : public RemoteTest {
  protected:
   // Makes a call that must fail and says how long it took.
-  milliseconds Fail(RemoteProxy* proxy) {
+  static Clock::duration Fail(RemoteProxy* proxy) {
     const auto start = Clock::now();
     EXPECT_EQ(rmt_max_message_size(proxy), 0);
-    return std::chrono::duration_cast<milliseconds>(Clock::now() - start);
+    return Clock::now() - start;
   }
   static std::string Place(int port) {
     return "127.0.0.1:" + std::to_string(port);
@@ -36,12 +31,8 @@ class Scenario20Remote : public RemoteTest {
 };
 
 TEST_F(Scenario20Remote, AClosedPortIsRefusedAtOnce) {
-  int port = 0;
-  {
-    const Listener listener;
-    port = listener.Port();
-  }
-  EXPECT_LT(Fail(client_.Proxy(port, kTimeoutMs)), milliseconds(kTimeoutMs));
+  const int port = Listener().Port();
+  EXPECT_LT(Fail(client_.Proxy(port, kTimeoutMs)), seconds(1));
   EXPECT_EQ(rmt_last_error_code(), RMT_REFUSED);
   EXPECT_EQ(rmt_last_error(), Place(port) + ": connection refused");
   EXPECT_EQ(log_.Count("rmt_max_message_size Failed: " + Place(port) +
@@ -56,49 +47,39 @@ TEST_F(Scenario20Remote, ASilentListenerIsGivenUpInTime) {
   {
     const RemoteClient client;
     RemoteProxy* const proxy = client.Proxy(listener.Port(), kTimeoutMs);
-    for (int call = 0; call < 2; ++call) {
-      const milliseconds taken = Fail(proxy);
-      EXPECT_GE(taken, milliseconds(kTimeoutMs - 100));
-      EXPECT_LT(taken, milliseconds(2 * kTimeoutMs));
-      EXPECT_EQ(rmt_last_error_code(), RMT_NO_ANSWER);
-      EXPECT_EQ(rmt_last_error(),
-                Place(listener.Port()) + ": no answer in 1 s");
-    }
+    const auto taken = Fail(proxy);
+    EXPECT_GE(taken, std::chrono::milliseconds(900));
+    EXPECT_LT(taken, seconds(2));
+    EXPECT_EQ(rmt_last_error_code(), RMT_NO_ANSWER);
+    EXPECT_EQ(rmt_last_error(), Place(listener.Port()) + ": no answer in 1 s");
   }
   // Nor does the end of the communicator wait for it.
-  EXPECT_LT(Clock::now() - start, milliseconds(4 * kTimeoutMs));
+  EXPECT_LT(Clock::now() - start, seconds(3));
 }
 
-TEST_F(Scenario20Remote, TheDefaultTimeoutIsTenSecondsAndNotDoubled) {
+TEST_F(Scenario20Remote, TheTimeoutIsThatOfTheElementOrTenSeconds) {
   const Listener listener;
   RemoteProjectProxy result{};
-  const auto start = Clock::now();
+  auto start = Clock::now();
   EXPECT_FALSE(rmt_get_project_proxy(client_.List(), "localhost",
                                      listener.Port(), "Svc", "", "", 1, 0,
                                      &result));
-  EXPECT_GE(Clock::now() - start, milliseconds(9'900));
-  EXPECT_LT(Clock::now() - start, seconds(15));
-  EXPECT_EQ(rmt_last_error(), "localhost:" + std::to_string(listener.Port()) +
-                                  ": no answer in 10 s");
-}
-
-TEST_F(Scenario20Remote, TheTimeoutOfAServiceIsThatOfItsElement) {
-  const Listener listener;
+  EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(9'900));
+  EXPECT_LT(Clock::now() - start, seconds(15)) << "not doubled";
+  EXPECT_TRUE(std::string(rmt_last_error()).ends_with(": no answer in 10 s"));
   WriteTestFile("../conf/client.xml",
                 "<config><services><service name='a' ip='127.0.0.1' port='" +
                     std::to_string(listener.Port()) +
                     "' svc='Svc' timeout='1'/></services></config>");
-  RemoteProjectProxy result{};
-  const auto start = Clock::now();
-  EXPECT_FALSE(rmt_get_named_proxy(client_.List(), "a", &result));
+  start = Clock::now();
+  EXPECT_FALSE(rmt_get_named_proxy(RemoteClient().List(), "a", &result));
   EXPECT_LT(Clock::now() - start, seconds(2));
   EXPECT_EQ(rmt_last_error_code(), RMT_NO_ANSWER);
 }
 
 TEST_F(Scenario20Remote, AnHttpServerIsNoIceServer) {
   const Listener listener("HTTP/1.1 400 Bad Request\r\nServer: any\r\n\r\n");
-  EXPECT_LT(Fail(client_.Proxy(listener.Port(), kTimeoutMs)),
-            milliseconds(2 * kTimeoutMs));
+  EXPECT_LT(Fail(client_.Proxy(listener.Port(), kTimeoutMs)), seconds(2));
   EXPECT_EQ(rmt_last_error_code(), RMT_NOT_ICE);
   EXPECT_TRUE(std::string(rmt_last_error())
                   .starts_with(Place(listener.Port()) + ": not an Ice server"))
@@ -111,21 +92,17 @@ TEST_F(Scenario20Remote, AServerKilledInMidCallIsNoticedAndFoundAgain) {
   const RemoteClient observer;
   RemoteProxy* const proxy = client_.Proxy(port);
   Command(proxy, "seconds 60");
-  std::int32_t result = -1;
-  int code = RMT_DONE;
-  std::thread caller([&] {
-    result = rmt_max_message_size(proxy);
-    code = rmt_last_error_code();
+  auto code = std::async(std::launch::async, [&] {
+    Fail(proxy);
+    return rmt_last_error_code();
   });
   EXPECT_TRUE(Eventually([&] {
     return Command(observer.Proxy(port), "count MaxMessageSize") == "1";
   }));
   const auto start = Clock::now();
   servant->Kill();
-  caller.join();
+  EXPECT_EQ(code.get(), RMT_LOST);
   EXPECT_LT(Clock::now() - start, seconds(2));
-  EXPECT_EQ(result, 0);
-  EXPECT_EQ(code, RMT_LOST);
   EXPECT_TRUE(log_.Has("the connection was lost before the answer came"))
       << log_.Text();
 
@@ -134,19 +111,11 @@ TEST_F(Scenario20Remote, AServerKilledInMidCallIsNoticedAndFoundAgain) {
   EXPECT_EQ(rmt_max_message_size(proxy), 1048576) << rmt_last_error();
 }
 
-TEST_F(Scenario20Remote, AServerThatFallsSilentInMidCallIsGivenUp) {
-  const RemoteServant servant;
-  RemoteProxy* const proxy = client_.Proxy(servant.Port(), kTimeoutMs);
-  Command(proxy, "seconds 3");
-  EXPECT_LT(Fail(proxy), milliseconds(2 * kTimeoutMs));
-  EXPECT_EQ(rmt_last_error_code(), RMT_NO_ANSWER);
-}
-
 TEST_F(Scenario20Remote, OnlyShutdownIsSentAgain) {
   const RemoteServant servant;
   RemoteProxy* const proxy = client_.Proxy(servant.Port());
   Command(proxy, "lose 1");
-  EXPECT_EQ(rmt_max_message_size(proxy), 0);
+  Fail(proxy);
   EXPECT_EQ(rmt_last_error_code(), RMT_LOST);
   EXPECT_EQ(Command(proxy, "count MaxMessageSize"), "1");
   Command(proxy, "lose 1");
@@ -155,15 +124,11 @@ TEST_F(Scenario20Remote, OnlyShutdownIsSentAgain) {
 }
 
 TEST_F(Scenario20Remote, AnAnswerOfAHundredMegabytesIsRefused) {
-  const RemoteServant servant("tcp -h 127.0.0.1 -p 0",
-                              {"Ice.MessageSizeMax=0"});
+  const RemoteServant servant(kAnyPort, {"Ice.MessageSizeMax=0"});
   RemoteProxy* const proxy = client_.Proxy(servant.Port());
-  RemoteStringValue* const reply = rmt_new_string_value();
-  EXPECT_FALSE(rmt_send_command(proxy, "bytes 104857600", reply));
+  EXPECT_TRUE(Command(proxy, "bytes 104857600").starts_with('-'));
   EXPECT_EQ(rmt_last_error_code(), RMT_TOO_LARGE) << rmt_last_error();
-  EXPECT_STREQ(rmt_string_value_text(reply), "");
   EXPECT_EQ(rmt_max_message_size(proxy), 1048576) << "the next call fails";
-  rmt_delete_string_value(reply);
 }
 
 TEST_F(Scenario20Remote, AnOldServerLacksOperationsButSpeaksEncodingOneZero) {
@@ -172,8 +137,7 @@ TEST_F(Scenario20Remote, AnOldServerLacksOperationsButSpeaksEncodingOneZero) {
                 "string b; int c; int d; int e; }\n"
                 "interface ServiceBase { int MaxMessageSize(); "
                 "bool SendCommand(string command, out string reply); } } }");
-  const RemoteServant servant("tcp -h 127.0.0.1 -p 0",
-                              {"Ice.Default.EncodingVersion=1.0"},
+  const RemoteServant servant(kAnyPort, {"Ice.Default.EncodingVersion=1.0"},
                               std::filesystem::current_path(), "Old.ice");
   RemoteProxy* const proxy = client_.Proxy(servant.Port());
   EXPECT_EQ(rmt_max_message_size(proxy), 1048576);
@@ -198,19 +162,6 @@ TEST_F(Scenario20Remote, WhatGoesWrongInTheServerHasTextsOfItsOwn) {
                                       servant.Port(), "Nobody", 0, 0)));
   EXPECT_EQ(rmt_last_error(),
             Place(servant.Port()) + ": the server has no object 'Nobody'");
-}
-
-TEST_F(Scenario20Remote, AnAddressOf128CharactersLeavesTheRecordUntouched) {
-  WriteTestFile("../conf/client.xml",
-                "<config><services><service name='a' svc='Svc' ip='" +
-                    std::string(128, 'h') + "' port='1'/></services></config>");
-  RemoteServiceInfo record;
-  std::memset(&record, 0x5A, sizeof record);
-  const RemoteServiceInfo before = record;
-  EXPECT_FALSE(rmt_get_remote_server("a", &record));
-  EXPECT_EQ(std::memcmp(&record, &before, sizeof record), 0);
-  EXPECT_TRUE(log_.Has("'a' has an attribute 'ip' that is too long"))
-      << log_.Text();
 }
 
 }  // namespace

@@ -1,20 +1,12 @@
-// What every database of the record store does alike, whatever the locale.
+// What every database of the record store does alike.
 #include <gtest/gtest.h>
 
 #include <clocale>
-#include <cstdint>
-#include <string>
-#include <thread>
-#include <utility>
-#include <vector>
 
-#include "dm/dm.h"
 #include "kiv/date_time.h"
-#include "kiv/encoding.h"
 #include "kiv/startup.h"
 #include "kiv/store/store.h"
-#include "port/test_folder.h"
-#include "testing/store_backend.h"
+#include "testing/postgres_server.h"
 #include "testing/test_log.h"
 
 namespace kiv::testing {
@@ -29,30 +21,23 @@ using store::Table;
 using Any = dm::ObjectPtr<int*>;
 using StructPtr = dm::ObjectPtr<dm::StructType>;
 
-// 订单
-constexpr char kOrders[] = "\xB6\xA9\xB5\xA5";
-// 客户
-constexpr char kCustomer[] = "\xBF\xCD\xBB\xA7";
 // 价格
 constexpr char kPrice[] = "\xBC\xDB\xB8\xF1";
 // Of code page 936, but not of the strict set.
 // €镕·—
 constexpr char kRare[] = "\x80\xE9\x46\xA1\xA4\xA1\xAA";
 
-struct Surroundings {
-  StoreBackend backend;
-  const char* locale;
-};
-
-class StoreConformance : public ::testing::TestWithParam<Surroundings> {
+class StoreConformance : public ::testing::TestWithParam<std::string> {
  protected:
   void SetUp() override {
-    if (GetParam().backend.fresh_text != SqliteText &&
-        !PostgresServer::IsInstalled())
+    if (!IsSqlite() && !PostgresServer::IsInstalled())
       GTEST_SKIP() << PostgresServer::kWhyNot;
     GlobalInit();
-    ASSERT_NE(std::setlocale(LC_ALL, GetParam().locale), nullptr);
-    text_ = GetParam().backend.fresh_text();
+    ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr);
+    static int count = 0;
+    text_ = IsSqlite()
+                ? "ado:ado:Driver=SQLite3;Database=store.db"
+                : SharedPostgres().Text("kiv_" + std::to_string(++count));
     store_ = Factory().CreateConnection(text_);
     ASSERT_NE(store_, nullptr);
     ASSERT_TRUE(store_->Create("", "")) << log_.Text();
@@ -60,40 +45,42 @@ class StoreConformance : public ::testing::TestWithParam<Surroundings> {
     ASSERT_NE(rows_, nullptr);
   }
   void TearDown() override {
-    rows_.reset();
-    store_.reset();
+    Disconnect();
+    type_ = nullptr;
     std::setlocale(LC_ALL, "C");
     GlobalUninit();
   }
-
-  using Fields = std::vector<std::pair<const char*, void*>>;
-  static StructPtr TypeOf(const Fields& fields) {
-    auto type = StructPtr::Take(dm_o_struct_metadata_new());
-    for (const auto& [name, field] : fields)
-      EXPECT_TRUE(dm_o_struct_metadata_append(type.get(), name, field));
-    return type;
+  static bool IsSqlite() { return GetParam() == "Sqlite"; }
+  void Disconnect() {
+    rows_.reset();
+    store_.reset();
   }
-  std::shared_ptr<Table> Make(const std::string& name, const StructPtr& type) {
+
+  // A table, and the type of its records.
+  std::shared_ptr<Table> Make(
+      const std::string& name,
+      const std::vector<std::pair<const char*, void*>>& fields = {
+          {"id", dm_o_int32_metadata()}}) {
+    type_ = StructPtr::Take(dm_o_struct_metadata_new());
+    for (const auto& [field, type] : fields)
+      EXPECT_TRUE(dm_o_struct_metadata_append(type_.get(), field, type));
     auto table = store_->CreateTable(name);
-    EXPECT_NE(table, nullptr);
-    EXPECT_TRUE(table->CreateColumns(type)) << log_.Text();
+    EXPECT_TRUE(table->CreateColumns(type_)) << log_.Text();
     EXPECT_TRUE(table->CompleteCreate()) << log_.Text();
     return table;
   }
-  static Any New(const StructPtr& type) {
-    return Any::Take(dm_o_instance_from_metadata(type.get()));
+  Any New() const {
+    return Any::Take(dm_o_instance_from_metadata(type_.get()));
   }
   static dm::Object Field(const Any& record, std::size_t index) {
     return dm::Object(dm_o_struct_field_at(record.get(), index));
   }
+  // How many rows it has.
   long long Count(const std::string& table) {
-    const auto reader = rows_->Query("select count(*) from " + table);
-    if (!reader || !reader->Next()) return -1;
-    const Any value = reader->Value(0);
-    std::int64_t large = -1;
-    std::int32_t small = -1;
-    if (value && value.object().Read(large)) return large;
-    return value && value.object().Read(small) ? small : -1;
+    return rows_->Execute("update " + table + " set id = id");
+  }
+  void ExpectLogged(const std::vector<std::string>& texts) const {
+    for (const std::string& text : texts) EXPECT_TRUE(log_.Has(text)) << text;
   }
 
   const TestFolder folder_;
@@ -101,125 +88,66 @@ class StoreConformance : public ::testing::TestWithParam<Surroundings> {
   std::string text_;
   std::shared_ptr<Connection> store_;
   std::shared_ptr<Rows> rows_;
+  StructPtr type_;
 };
 
+constexpr auto kNameOf = [](const auto& given) { return given.param; };
+INSTANTIATE_TEST_SUITE_P(Databases, StoreConformance,
+                         ::testing::Values("Sqlite", "Postgres"), kNameOf);
+
 TEST_P(StoreConformance, StoreAndTableAreMadeOnceAndOpenedAgain) {
-  const StructPtr type = TypeOf({{"id", dm_o_int32_metadata()}});
-  Make("t", type);
+  const auto table = Make("t");
+  ASSERT_TRUE(rows_->Insert("t", {New()}));
   const auto twice = store_->CreateTable("t");
-  ASSERT_NE(twice, nullptr);
-  EXPECT_TRUE(twice->CreateColumns(type));
+  EXPECT_TRUE(twice->CreateColumns(type_));
   EXPECT_FALSE(twice->CompleteCreate());
-  EXPECT_TRUE(log_.Has("AdoTable::CompleteCreate Failed: "));
   // Not real before that.
-  EXPECT_TRUE(store_->CreateTable("never")->CreateColumns(type));
+  EXPECT_TRUE(store_->CreateTable("never")->CreateColumns(type_));
   EXPECT_FALSE(store_->IsExistTable("never"));
-  rows_.reset();
-  store_.reset();
+  Disconnect();
   const auto again = Factory().CreateConnection(text_);
   EXPECT_FALSE(again->Create("", ""));
-  EXPECT_TRUE(log_.Has("AdoConnection::Create Failed(Catalog.Create): "));
   EXPECT_TRUE(again->OpenOrCreate("", ""));
   EXPECT_TRUE(again->IsExistTable("t"));
-  EXPECT_FALSE(again->IsExistTable("u"));
   EXPECT_FALSE(again->IsExistTable(""));
+  ExpectLogged({"AdoTable::CompleteCreate Failed: ",
+                "AdoConnection::Create Failed(Catalog.Create): "});
+  // The table outlives its connection.
+  const auto recordset = table->OpenRecordset();
+  ASSERT_NE(recordset, nullptr);
+  EXPECT_EQ(recordset->GetFields()->Item(0)->Value().vt, VT_I4);
 }
 
-TEST_P(StoreConformance, ClosedStoreRefusesWithATextEach) {
+TEST_P(StoreConformance, ClosedStoreAndEmptyNamesAreRefusedWithATextEach) {
   const auto closed = Factory().CreateConnection(text_);
   EXPECT_FALSE(closed->IsExistTable("t"));
   EXPECT_EQ(closed->GetTable("t"), nullptr);
   EXPECT_EQ(closed->BeginTransaction(), nullptr);
   EXPECT_EQ(Rows::On(closed), nullptr);
-  const auto table = closed->CreateTable("t");
-  ASSERT_NE(table, nullptr);
-  EXPECT_FALSE(table->CompleteCreate());
-  for (const char* const text : {"AdoConnection::IsExistTable Failed:",
-                                 // ')失败。
-                                 "AdoConnection::GetTable Failed: "
-                                 "o->GetTable('t')\xCA\xA7\xB0\xDC\xA1\xA3",
-                                 "AdoConnection::BeginTransaction Failed: ",
-                                 "AdoTable::CompleteCreate Failed: "})
-    EXPECT_TRUE(log_.Has(text)) << text;
-}
-
-TEST_P(StoreConformance, EmptyNamesAreRefused) {
+  EXPECT_FALSE(closed->CreateTable("t")->CompleteCreate());
+  ExpectLogged({"AdoConnection::IsExistTable Failed:",
+                // ')失败。
+                "AdoConnection::GetTable Failed: "
+                "o->GetTable('t')\xCA\xA7\xB0\xDC\xA1\xA3",
+                "AdoConnection::BeginTransaction Failed: ",
+                "AdoTable::CompleteCreate Failed: "});
   EXPECT_EQ(store_->GetTable(""), nullptr);
   EXPECT_EQ(store_->CreateTable(""), nullptr);
   EXPECT_FALSE(store_->DeleteTable(""));
-  const auto table = Make("t", TypeOf({{"id", dm_o_int32_metadata()}}));
-  EXPECT_EQ(table->GetColumn(""), nullptr);
+  EXPECT_EQ(Make("t")->GetColumn(""), nullptr);
   for (const std::string call :
        {"AdoConnection::GetTable", "AdoConnection::CreateTable",
         "AdoConnection::DeleteTable", "AdoTable::GetColumn"})
     // 不能为空。
-    EXPECT_TRUE(log_.Has("db: " + call +
-                         " Failed: name "
-                         "\xB2\xBB\xC4\xDC\xCE\xAA\xBF\xD5\xA1\xA3"))
-        << call;
+    ExpectLogged({"db: " + call +
+                  " Failed: name \xB2\xBB\xC4\xDC\xCE\xAA\xBF\xD5\xA1\xA3"});
 }
 
-TEST_P(StoreConformance, NamesMayBeChinese) {
-  const StructPtr type = TypeOf({{kCustomer, dm_o_ansi_string_metadata()},
-                                 {kPrice, dm_o_double_metadata()}});
-  Make(kOrders, type);
-  ASSERT_TRUE(store_->IsExistTable(kOrders));
-  const auto table = store_->GetTable(kOrders);
-  ASSERT_NE(table, nullptr);
-  EXPECT_EQ(table->GetName(), kOrders);
-  ASSERT_EQ(table->GetColumnCount(), 2);
-  EXPECT_EQ(table->GetColumn(0)->GetName(), kCustomer);
-  EXPECT_EQ(table->ColumnList({1, 0}, {"", ""}),
-            std::string(kPrice) + "," + kCustomer);
-  EXPECT_EQ(table->ColumnList({1, 0}, {""}), "");
-  EXPECT_EQ(table->ColumnList({2}, {""}), "");
-  EXPECT_TRUE(table->HasColumn(kPrice));
-
-  const Any record = New(type);
-  ASSERT_TRUE(dm_o_string_assign(Field(record, 0).get(), kRare));
-  ASSERT_TRUE(Field(record, 1).Write(9.5));
-  ASSERT_TRUE(rows_->Insert(kOrders, {record})) << log_.Text();
-
-  const auto recordset = table->OpenRecordset();
-  ASSERT_NE(recordset, nullptr);
-  const auto fields = recordset->GetFields();
-  EXPECT_EQ(fields->Item(1)->Name(), kPrice);
-  const auto text = fields->Item(kCustomer)->Value();
-  ASSERT_EQ(text.vt, VT_BSTR);
-  EXPECT_EQ(std::u16string(text.bstrVal), u"\u20AC\u9555\u00B7\u2014");
-
-  EXPECT_TRUE(store_->DeleteTable(kOrders)) << log_.Text();
-  EXPECT_FALSE(store_->IsExistTable(kOrders));
-}
-
-TEST_P(StoreConformance, ColumnsComeAndGo) {
-  const auto table = Make("t", TypeOf({{"a", dm_o_int32_metadata()},
-                                       {"a_b", dm_o_ansi_string_metadata()},
-                                       {"axb", dm_o_double_metadata()}}));
-  EXPECT_TRUE(table->CreateColumn("more", Any(dm_o_ansi_string_metadata()), 9))
-      << log_.Text();
-  EXPECT_EQ(table->GetColumnCount(), 4);
-  EXPECT_TRUE(table->DeleteColumn("a_b")) << log_.Text();
-  EXPECT_FALSE(table->HasColumn("a_b"));
-  EXPECT_TRUE(table->HasColumn("axb"));
-  EXPECT_EQ(table->GetColumnCount(), 3);
-  EXPECT_FALSE(table->DeleteColumn("a_b"));
-  EXPECT_TRUE(log_.Has("AdoTable::DeleteColumn Failed: "));
-  EXPECT_EQ(table->GetColumn(3), nullptr);
-  EXPECT_EQ(table->GetColumn(-1), nullptr);
-  // Another look at the same table sees the same.
-  const auto again = store_->GetTable("t");
-  EXPECT_EQ(again->GetColumnCount(), 3);
-  EXPECT_EQ(again->GetColumn(2)->GetName(), "more");
-  EXPECT_EQ(again->GetColumn(2)->GetDefinedSize(), 9);
-}
-
-TEST_P(StoreConformance, ColumnThatIsRealCanOnlyBeRenamed) {
-  const auto table = Make("t", TypeOf({{"a", dm_o_int32_metadata()},
-                                       {"b", dm_o_ansi_string_metadata()}}));
+TEST_P(StoreConformance, ColumnsComeAndGoAndCanOnlyBeRenamed) {
+  const auto table = Make(
+      "t", {{"a", dm_o_int32_metadata()}, {"b", dm_o_ansi_string_metadata()}});
   EXPECT_TRUE(table->GetColumn("b")->IsAllowNull());
   const auto column = table->GetColumn("a");
-  ASSERT_NE(column, nullptr);
   EXPECT_EQ(column->GetAttributes(),
             Column::ATTRIBUTE_FIXED | Column::ATTRIBUTE_NULLABLE);
   EXPECT_FALSE(column->IsAllowNull());
@@ -234,131 +162,147 @@ TEST_P(StoreConformance, ColumnThatIsRealCanOnlyBeRenamed) {
       {column->SetSortOrder(2), "AdoColumn::GetDefinedSize Failed: "}};
   for (const auto& [is_done, text] : refusals) {
     EXPECT_FALSE(is_done) << text;
-    EXPECT_TRUE(log_.Has(text)) << text;
+    ExpectLogged({text});
   }
   EXPECT_TRUE(column->SetName(kPrice)) << log_.Text();
-  EXPECT_TRUE(store_->GetTable("t")->HasColumn(kPrice));
-}
-
-TEST_P(StoreConformance, ColumnsHaveTheTypesOfTheirFields) {
-  void* const types[] = {dm_o_bool_metadata(),     dm_o_byte_metadata(),
-                         dm_o_int16_metadata(),    dm_o_int32_metadata(),
-                         dm_o_int64_metadata(),    dm_o_float_metadata(),
-                         dm_o_double_metadata(),   dm_o_guid_metadata(),
-                         dm_o_datetime_metadata(), dm_o_ansi_string_metadata()};
-  const StructPtr type = TypeOf({});
-  for (std::size_t i = 0; i < std::size(types); ++i)
-    ASSERT_TRUE(dm_o_struct_metadata_append(
-        type.get(), ("c" + std::to_string(i)).c_str(), types[i]));
-  const auto table = Make("t", type);
-  ASSERT_EQ(table->GetColumnCount(), 10);
-  for (long i = 0; i < 10; ++i) {
-    const auto column = table->GetColumn(i);
-    // PostgreSQL has no type of one byte and takes two for it.
-    if (types[i] == dm_o_byte_metadata() &&
-        column->GetType().get() == dm_o_int16_metadata())
-      continue;
-    EXPECT_EQ(dm_o_type_info_from_metadata(column->GetType().get())->type_id,
-              dm_o_type_info_from_metadata(types[i])->type_id)
-        << column->GetName();
-  }
+  EXPECT_TRUE(table->CreateColumn("c", Any(dm_o_ansi_string_metadata()), 9));
+  EXPECT_TRUE(table->DeleteColumn("b")) << log_.Text();
+  EXPECT_FALSE(table->DeleteColumn("b"));
+  ExpectLogged({"AdoTable::DeleteColumn Failed: "});
+  EXPECT_EQ(table->GetColumn(2), nullptr);
+  EXPECT_EQ(table->GetColumn(-1), nullptr);
+  // Another look at the same table sees the same.
+  const auto again = store_->GetTable("t");
+  EXPECT_EQ(again->GetColumnCount(), 2);
+  EXPECT_EQ(again->GetColumn(1)->GetDefinedSize(), 9);
+  EXPECT_EQ(again->ColumnList({1, 0}, {"", ""}), "c," + std::string(kPrice));
+  EXPECT_EQ(again->ColumnList({1, 0}, {""}), "");
+  EXPECT_EQ(again->ColumnList({2}, {""}), "");
 }
 
 TEST_P(StoreConformance, DatesThatLoseDigitsAreCounted) {
-  const StructPtr type = TypeOf({{"due", dm_o_datetime_metadata()}});
-  Make("t", type);
-  const Any record = New(type);
+  Make("t", {{"due", dm_o_datetime_metadata()}});
+  const Any record = New();
   ASSERT_TRUE(Field(record, 0).Write(DateTime(632000000000000017)));
   EXPECT_TRUE(rows_->Insert("t", {record, record}));
   EXPECT_EQ(
       rows_->Execute("update t set due = ?", {Any(Field(record, 0).get())}), 2);
+  if (IsSqlite()) {
+    EXPECT_EQ(log_.Text(), "");
+    return;
+  }
   // 警告, and: 个日期时间值只能保存到微秒，其余位数被截去。
   const std::string rest =
       " \xB8\xF6\xC8\xD5\xC6\xDA\xCA\xB1\xBC\xE4\xD6\xB5\xD6\xBB\xC4\xDC\xB1"
       "\xA3\xB4\xE6\xB5\xBD\xCE\xA2\xC3\xEB\xA3\xAC\xC6\xE4\xD3\xE0\xCE\xBB\xCA"
       "\xFD\xB1\xBB\xBD\xD8\xC8\xA5\xA1\xA3";
-  const bool is_cut = GetParam().backend.fresh_text != SqliteText;
-  EXPECT_EQ(log_.Has("[\xBE\xAF\xB8\xE6] db: Rows::Insert( 't' ): 2" + rest),
-            is_cut);
-  EXPECT_EQ(log_.Has("Rows::Execute( 'update t set due = ?' ): 1" + rest),
-            is_cut);
-  EXPECT_EQ(log_.Text().empty(), !is_cut);
+  ExpectLogged({"[\xBE\xAF\xB8\xE6] db: Rows::Insert( 't' ): 2" + rest,
+                "Rows::Execute( 'update t set due = ?' ): 1" + rest});
 }
 
 TEST_P(StoreConformance, RecordsetEndsAndSaysSo) {
-  const StructPtr type = TypeOf({{"id", dm_o_int32_metadata()}});
-  const auto table = Make("t", type);
+  const auto table = Make("t");
   ASSERT_EQ(rows_->Execute("insert into t values (null)"), 1);
   const auto recordset = table->OpenRecordset();
   ASSERT_NE(recordset, nullptr);
   const auto fields = recordset->GetFields();
-  ASSERT_NE(fields, nullptr);
   EXPECT_EQ(fields->Count(), 1);
   EXPECT_EQ(fields->Item("id")->Value().vt, VT_NULL);
-  EXPECT_FALSE(FillRecord(*recordset, New(type))) << "no room for a null";
+  EXPECT_FALSE(FillRecord(*recordset, New())) << "no room for a null";
   EXPECT_TRUE(recordset->MoveNext());
   EXPECT_TRUE(recordset->IsEOF());
   EXPECT_FALSE(recordset->MoveNext());
-  EXPECT_EQ(fields->Item(0)->Name(), "id");
   EXPECT_EQ(fields->Item(0)->Value().vt, VT_EMPTY);
   EXPECT_EQ(fields->Item(1), nullptr);
   EXPECT_EQ(fields->Item(-1), nullptr);
   EXPECT_EQ(fields->Item("none"), nullptr);
   ASSERT_TRUE(store_->DeleteTable("t"));
   EXPECT_EQ(table->OpenRecordset(), nullptr);
-  for (const char* const text :
-       {"AdoField::Value Exception: ", "AdoFields::Item( long ) Exception: ",
-        "AdoRecordset::LoadTable Failed:",
-        // 失败。
-        "db: AdoTable::OpenRecordset Failed: Kernal call LoadTable() "
-        "\xCA\xA7\xB0\xDC\xA1\xA3"})
-    EXPECT_TRUE(log_.Has(text)) << text;
+  ExpectLogged(
+      {"AdoField::Value Exception: ", "AdoFields::Item( long ) Exception: ",
+       "AdoRecordset::LoadTable Failed:",
+       // 失败。
+       "db: AdoTable::OpenRecordset Failed: Kernal call LoadTable() "
+       "\xCA\xA7\xB0\xDC\xA1\xA3"});
 }
 
 TEST_P(StoreConformance, TransactionIsAllOrNothing) {
-  const StructPtr type = TypeOf({{"id", dm_o_int32_metadata()}});
-  Make("t", type);
+  Make("t");
   const auto change = [&] {
     auto transaction = store_->BeginTransaction();
     EXPECT_NE(transaction, nullptr);
-    EXPECT_TRUE(rows_->Insert("t", {New(type)}));
+    EXPECT_TRUE(rows_->Insert("t", {New()}));
     return transaction;
   };
   const auto ended = change();
   EXPECT_TRUE(ended->Commit());
-  EXPECT_EQ(Count("t"), 1);
   EXPECT_TRUE(change()->Rollback());
   EXPECT_EQ(Count("t"), 1);
   change();  // dropped
   EXPECT_EQ(Count("t"), 1);
-  {
-    const auto open = change();
-    EXPECT_EQ(store_->BeginTransaction(), nullptr);
-    EXPECT_TRUE(log_.Has("AdoConnection::BeginTransaction Failed: "));
-    // An ended one must not end it.
-    EXPECT_FALSE(ended->Commit());
-    EXPECT_TRUE(log_.Has("AdoTransaction::Commit Failed: "));
-    EXPECT_FALSE(ended->Rollback());
-    EXPECT_TRUE(log_.Has("AdoTransaction::Rollback Failed: "));
-    EXPECT_TRUE(open->Commit());
-  }
+  const auto open = change();
+  EXPECT_EQ(store_->BeginTransaction(), nullptr);
+  // An ended one must not end it.
+  EXPECT_FALSE(ended->Commit());
+  EXPECT_FALSE(ended->Rollback());
+  ExpectLogged(
+      {"AdoConnection::BeginTransaction Failed: ",
+       "AdoTransaction::Commit Failed: ", "AdoTransaction::Rollback Failed: "});
+  EXPECT_TRUE(open->Commit());
   EXPECT_EQ(Count("t"), 2);
+}
+
+using Scenario17StoreNames = StoreConformance;
+INSTANTIATE_TEST_SUITE_P(Databases, Scenario17StoreNames,
+                         ::testing::Values("Sqlite", "Postgres"), kNameOf);
+
+// Each table has one row, with its name and 600 characters.
+TEST_P(Scenario17StoreNames, AreExactAndNothingElseIsDropped) {
+  ASSERT_NE(std::setlocale(LC_ALL, "C"), nullptr);
+  std::string whole;
+  for (int i = 0; i < 300; ++i) whole += "x\xB6\xA9";
+  const std::string names[] = {"x\"; drop table y;--", "a_b",
+                               // 订单
+                               "\xB6\xA9\xB5\xA5",
+                               // Left when those are gone.
+                               "y", "axb", "x'; drop table y;--"};
+  Make("its type", {{"text", dm_o_ansi_string_metadata()}});
+  const Any record = New();
+  for (const std::string& name : names) {
+    const auto table = store_->CreateTable(name);
+    ASSERT_TRUE(
+        table->CreateColumn("text", Any(dm_o_ansi_string_metadata()), 650));
+    ASSERT_TRUE(table->CompleteCreate()) << log_.Text();
+    ASSERT_TRUE(
+        dm_o_string_assign(Field(record, 0).get(), (name + whole).c_str()));
+    ASSERT_TRUE(rows_->Insert(name, {record})) << log_.Text();
+  }
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_TRUE(store_->DeleteTable(names[i])) << log_.Text();
+    EXPECT_FALSE(store_->IsExistTable(names[i])) << names[i];
+  }
+  for (int i = 3; i < 6; ++i) {
+    EXPECT_TRUE(store_->IsExistTable(names[i])) << names[i];
+    const auto recordset = store_->GetTable(names[i])->OpenRecordset();
+    ASSERT_TRUE(FillRecord(*recordset, record)) << log_.Text();
+    EXPECT_EQ(dm_o_string_text(Field(record, 0).get()), names[i] + whole);
+    EXPECT_TRUE(recordset->MoveNext());
+    EXPECT_TRUE(recordset->IsEOF());
+  }
 }
 
 // A connection each, on one store.
 TEST_P(StoreConformance, ThreadsDoNotMeet) {
   constexpr int kThreads = 4;
   constexpr int kRecords = 40;
-  const StructPtr type = TypeOf(
-      {{"id", dm_o_int32_metadata()}, {"name", dm_o_ansi_string_metadata()}});
-  Make("shared", type);
+  Make("shared",
+       {{"id", dm_o_int32_metadata()}, {"name", dm_o_ansi_string_metadata()}});
   const auto work = [&](int number) {
     const auto store = Factory().CreateConnection(text_);
     ASSERT_TRUE(store->Open("", ""));
     const auto rows = Rows::On(store);
-    ASSERT_NE(rows, nullptr);
+    const Any record = New();
     for (int i = 0; i < kRecords; ++i) {
-      const Any record = New(type);
       EXPECT_TRUE(Field(record, 0).Write(number * kRecords + i));
       dm_o_string_assign(Field(record, 1).get(), kRare);
       const auto transaction = store->BeginTransaction();
@@ -368,8 +312,7 @@ TEST_P(StoreConformance, ThreadsDoNotMeet) {
       EXPECT_FALSE(store->IsExistTable("missing"));
     }
     const auto recordset = store->GetTable("shared")->OpenRecordset();
-    ASSERT_NE(recordset, nullptr);
-    for (const Any record = New(type); !recordset->IsEOF();) {
+    while (!recordset->IsEOF()) {
       EXPECT_TRUE(FillRecord(*recordset, record));
       EXPECT_STREQ(dm_o_string_text(Field(record, 1).get()), kRare);
       ASSERT_TRUE(recordset->MoveNext());
@@ -380,29 +323,6 @@ TEST_P(StoreConformance, ThreadsDoNotMeet) {
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(Count("shared"), kThreads * kRecords / 2) << log_.Text();
 }
-
-TEST_P(StoreConformance, TableOutlivesItsConnection) {
-  const StructPtr type = TypeOf({{"id", dm_o_int32_metadata()}});
-  const auto table = Make("t", type);
-  ASSERT_TRUE(rows_->Insert("t", {New(type)}));
-  rows_.reset();
-  store_.reset();
-  const auto recordset = table->OpenRecordset();
-  ASSERT_NE(recordset, nullptr);
-  EXPECT_EQ(recordset->GetFields()->Item(0)->Value().vt, VT_I4);
-}
-
-INSTANTIATE_TEST_SUITE_P(Databases, StoreConformance,
-                         ::testing::Values(Surroundings{kSqlite, "C"},
-                                           Surroundings{kSqlite, "C.UTF-8"},
-                                           Surroundings{kPostgres, "C"},
-                                           Surroundings{kPostgres, "C.UTF-8"}),
-                         [](const auto& given) {
-                           return std::string(given.param.backend.name) +
-                                  (given.param.locale == std::string("C")
-                                       ? "InC"
-                                       : "InUtf8");
-                         });
 
 }  // namespace
 }  // namespace kiv::testing

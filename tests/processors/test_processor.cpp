@@ -70,17 +70,17 @@ EXPORTED bool Journal(const char* bytes, int length, void*) {
 // writes down what it was given and by whom. The rest it answers with true.
 EXPORTED bool Obey(const char* bytes, int length, void* context) {
   const std::string message(bytes, static_cast<std::size_t>(length));
-  Write(std::to_string(::getpid()) + ' ' +
-        (length < 100 ? message
-                      : std::to_string(length) + ' ' + message.front() +
-                            message.back()) +
-        (context != nullptr ? " with context\n" : "\n"));
+  const std::string process = std::to_string(::getpid()) + ' ';
+  const std::string shown = length < 100 ? message
+                                         : std::to_string(length) + ' ' +
+                                               message.front() + message.back();
+  Write(process + shown + (context != nullptr ? " with context\n" : "\n"));
   if (message == "abort") std::abort();
   if (message == "exit") ::_exit(3);
   if (message == "throw") throw std::runtime_error("out of paper");
   if (message == "refuse") return false;
   if (message == "farewell")
-    g_farewell.text = std::to_string(::getpid()) + " farewell at the end\n";
+    g_farewell.text = process + message + " at the end\n";
   while (message == "hang") ::sleep(60);
   return true;
 }

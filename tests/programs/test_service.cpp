@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <fstream>
 
-#include "kiv/log.h"
 #include "kiv/nt_service.h"
 #include "kiv/startup.h"
 

@@ -1,45 +1,33 @@
 // Changes documents of a container until it is killed, and keeps a journal of
-// it: xdb_worker HOME JOURNAL NAME SEED. Its documents are those whose names
-// begin with NAME and "-".
+// it: xdb_worker NAME. Its documents are those whose names begin with NAME and
+// "-", and NAME is the journal's.
 //
 // Started again with the same journal, it first compares what it finds with
 // what the journal says. When the environment dies under it, it closes it,
 // opens it again and goes on.
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <memory>
-#include <random>
-#include <string>
-#include <vector>
+#include <utility>
 
 #include "kiv/startup.h"
 #include "testing/xdb_journal.h"
-#include "xdb/container/container.h"
 #include "xdb/container/store_error.h"
 
 namespace {
 
-using kiv::testing::XdbAccount;
-using kiv::testing::XdbChange;
-using kiv::testing::XdbContent;
-using kiv::testing::XdbDocuments;
-using kiv::testing::XdbJournal;
-using kiv::xdb::Container;
-using kiv::xdb::Environment;
+using namespace kiv::testing;
 using kiv::xdb::Failure;
 using kiv::xdb::StoreError;
 using std::chrono::steady_clock;
 
 class Worker {
  public:
-  Worker(std::string home, const std::string& journal, std::string name,
-         unsigned seed)
-      : home_(std::move(home)),
-        path_(journal),
-        journal_(journal),
-        name_(std::move(name)),
-        random_(seed) {}
+  explicit Worker(std::string name)
+      : name_(std::move(name)),
+        journal_(::open(name_.c_str(),
+                        O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600)) {}
 
   [[noreturn]] void Run() {
     for (;;) {
@@ -48,117 +36,69 @@ class Worker {
         Settle();
         for (;;) Change();
       } catch (const StoreError& error) {
-        if (error.failure() != Failure::NeedsRecovery) {
-          journal_.Add(std::string("error ") + error.what());
-          ::_exit(4);
-        }
-        if (is_trying_) journal_.Add("lost");
+        if (error.failure() != Failure::NeedsRecovery)
+          Stop(std::string("error ") + error.what());
+        if (is_trying_) Write("lost");
         container_.reset();
-        if (environment_ != nullptr) environment_->Close();
+        environment_->Close();
       }
     }
   }
 
  private:
+  void Write(std::string line) const {
+    line += '\n';
+    if (::write(journal_, line.data(), line.size()) < 0) ::_exit(3);
+  }
+  [[noreturn]] void Stop(const std::string& problem) const {
+    Write(problem);
+    ::_exit(4);
+  }
+
   void Open() {
-    environment_ = std::make_shared<Environment>();
+    environment_ = std::make_shared<kiv::xdb::Environment>();
     const auto start = steady_clock::now();
-    const int code = environment_->Open(
-        home_,
-        {.thread = true, .lock = true, .log = true, .transactions = true}, "");
+    if (environment_->Open("home", kXdbEnvironment, "") != 0)
+      Stop("cannot open: " + environment_->ErrorText());
     const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(
         steady_clock::now() - start);
-    if (code != 0) {
-      journal_.Add("cannot open after " + std::to_string(took.count()) +
-                   " ms: " + environment_->ErrorText());
-      ::_exit(5);
-    }
-    journal_.Add("open " + std::to_string(took.count()) + " " +
-                 std::to_string(environment_->Statistics().recovery_count));
-    container_ = kiv::xdb::OpenContainer(environment_, "orders.xdb",
-                                         {.create = true,
-                                          .encrypted = false,
-                                          .thread = true,
-                                          .transactional = true});
+    Write("open " + std::to_string(took.count()));
+    container_ =
+        kiv::xdb::OpenContainer(environment_, "orders.xdb", kXdbContainer);
   }
 
   // Compares what is there with what the journal says.
   void Settle() {
-    const XdbAccount account(path_);
-    XdbDocuments found;
-    std::string prefix = name_ + "-";
-    container_->EachName(
-        [&](const std::string& name) {
-          if (name.rfind(prefix, 0) == 0) found[name] = 0;
-          return true;
-        },
-        nullptr);
-    for (auto& [name, version] : found) {
-      const std::string content = container_->Get(name, nullptr);
-      version = VersionOf(content);
-      if (content != XdbContent(name_, version))
-        journal_.Add("wrong content of " + name);
-    }
-    const bool is_before = found == account.documents;
-    const bool is_after = account.is_in_doubt && found == account.after;
-    if (!is_before && !is_after) {
-      journal_.Add("wrong documents: " + Difference(found, account.documents));
-      ::_exit(6);
-    }
-    if (account.is_in_doubt) journal_.Add(is_after ? "did" : "not");
+    const XdbAccount account(name_);
+    const auto is_found = [this](XdbDocuments documents) {
+      bool is_same = true;
+      container_->EachName(
+          [&](const std::string& name) {
+            if (!name.starts_with(name_ + "-")) return true;
+            const int version = documents[name];
+            documents.erase(name);
+            return is_same = container_->Get(name, nullptr) ==
+                             XdbContent(name_, version);
+          },
+          nullptr);
+      return is_same && documents.empty();
+    };
+    const bool is_after = account.is_in_doubt && is_found(account.after);
+    if (!is_after && !is_found(account.documents))
+      Stop("wrong documents behind transaction " +
+           std::to_string(account.number));
+    if (account.is_in_doubt) Write(is_after ? "did" : "not");
     is_trying_ = false;
-    documents_ = found;
-    version_ = account.last_version;
-  }
-
-  static int VersionOf(const std::string& content) {
-    constexpr char kAttribute[] = "version=\"";
-    const std::size_t at = content.find(kAttribute);
-    return at == std::string::npos
-               ? -1
-               : std::stoi(content.substr(at + sizeof(kAttribute) - 1));
-  }
-
-  static std::string Difference(const XdbDocuments& found,
-                                const XdbDocuments& wanted) {
-    std::string text;
-    for (const auto& [name, version] : wanted) {
-      const auto at = found.find(name);
-      if (at == found.end() || at->second != version)
-        text += " " + name + "/" + std::to_string(version) +
-                (at == found.end() ? " is missing"
-                                   : " is " + std::to_string(at->second));
-    }
-    for (const auto& [name, version] : found)
-      if (wanted.count(name) == 0)
-        text += " " + name + "/" + std::to_string(version) + " is too many";
-    return text;
-  }
-
-  XdbChange Choose(const XdbDocuments& documents) {
-    constexpr std::size_t kMostDocuments = 80;
-    XdbChange change{"put", name_ + "-" + std::to_string(++version_), "-",
-                     version_};
-    if (documents.empty()) return change;
-    auto at = documents.begin();
-    std::advance(at, random_() % documents.size());
-    const auto choice = random_() % 10;
-    if (choice < 3)
-      change = {"replace", at->first, "-", version_};
-    else if (choice < 5)
-      change = {"rename", at->first, change.name, version_};
-    else if (choice < 6 || documents.size() > kMostDocuments)
-      change = {"delete", at->first, "-", 0};
-    return change;
+    documents_ = is_after ? account.after : account.documents;
+    number_ = account.number;
   }
 
   void Apply(const XdbChange& change, kiv::xdb::Transaction* transaction) {
+    const std::string content = XdbContent(name_, change.version);
     if (change.kind == "put")
-      container_->Put(change.name, XdbContent(name_, change.version),
-                      transaction);
+      container_->Put(change.name, content, transaction);
     else if (change.kind == "replace")
-      container_->Replace(change.name, XdbContent(name_, change.version),
-                          transaction);
+      container_->Replace(change.name, content, transaction);
     else if (change.kind == "rename")
       container_->Rename(change.name, change.new_name, transaction);
     else
@@ -166,33 +106,24 @@ class Worker {
   }
 
   void Change() {
-    constexpr int kBetweenCheckpoints = 12;
-    if (random_() % kBetweenCheckpoints == 0) environment_->Checkpoint();
+    if (++number_ % 12 == 0) environment_->Checkpoint();
     XdbDocuments after = documents_;
-    std::vector<XdbChange> changes;
-    const std::size_t count = random_() % 3 == 0 ? 3 : 1;
-    while (changes.size() < count) {
-      changes.push_back(Choose(after));
-      changes.back().ApplyTo(after);
-    }
-    journal_.AddTry(changes);
+    const auto changes = XdbTransaction(name_, number_, after);
+    Write("try " + std::to_string(number_));
     is_trying_ = true;
     const bool is_done = Try(changes);
     is_trying_ = false;
-    journal_.Add(is_done ? "did" : "not");
+    Write(is_done ? "did" : "not");
     if (is_done) documents_ = after;
   }
 
   // False when it was given up for others.
   bool Try(const std::vector<XdbChange>& changes) {
     try {
-      if (changes.size() == 1) {
-        Apply(changes.front(), nullptr);
-        return true;
-      }
-      const auto transaction = environment_->Begin();
+      const auto transaction =
+          changes.size() == 1 ? nullptr : environment_->Begin();
       for (const XdbChange& change : changes) Apply(change, transaction.get());
-      transaction->Commit();
+      if (transaction != nullptr) transaction->Commit();
       return true;
     } catch (const StoreError& error) {
       if (error.failure() == Failure::Deadlock ||
@@ -202,23 +133,19 @@ class Worker {
     }
   }
 
-  const std::string home_;
-  const std::string path_;
-  const XdbJournal journal_;
   const std::string name_;
-  std::mt19937 random_;
-  std::shared_ptr<Environment> environment_;
-  std::shared_ptr<Container> container_;
+  const int journal_;
+  std::shared_ptr<kiv::xdb::Environment> environment_;
+  std::shared_ptr<kiv::xdb::Container> container_;
   XdbDocuments documents_;
-  int version_ = 0;
+  int number_ = 0;
   bool is_trying_ = false;
 };
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 5) return 2;
+  if (argc != 2) return 2;
   kiv::GlobalInit();
-  Worker(argv[1], argv[2], argv[3], static_cast<unsigned>(std::stoul(argv[4])))
-      .Run();
+  Worker(argv[1]).Run();
 }

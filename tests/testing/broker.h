@@ -2,19 +2,11 @@
 #define TESTING_BROKER_H_
 
 #include <array>
-#include <chrono>
 #include <csignal>
-#include <filesystem>
 #include <memory>
-#include <stdexcept>
-#include <string>
-#include <vector>
 
-#include "port/test_folder.h"
 #include "testing/certificate.h"
-#include "testing/eventually.h"
 #include "testing/loopback.h"
-#include "testing/running_program.h"
 
 namespace kiv::testing {
 
@@ -34,41 +26,49 @@ class Broker {
   static bool IsInstalled() { return std::filesystem::exists(kProgram); }
 
   // Starts it.
-  Broker() : folder_(MakeFolder()) {
-    WriteTestFile(folder_ / "enabled_plugins", "[].\n");
+  Broker() {
+    std::string name =
+        std::filesystem::temp_directory_path() / "kiv-broker-XXXXXX";
+    if (::mkdtemp(name.data()) == nullptr)
+      throw std::runtime_error("no folder for the broker");
+    folder_ = name;
+    {
+      // All at the same time, so that each is another one. Nobody else is
+      // likely to take them meanwhile.
+      const std::array<LoopbackSocket, 4> sockets{};
+      for (std::size_t i = 0; i < 4; ++i)
+        ports_[i] = std::to_string(sockets[i].Bind());
+    }
     MakeCertificate(folder_ / "broker");
-    WriteTestFile(
-        folder_ / "rabbitmq.conf",
-        "log.file.level = error\ndisk_free_limit.absolute = 1MB\n"
-        "listeners.ssl.1 = 127.0.0.1:" +
-            std::to_string(ports_.Get(3)) +
-            "\nssl_options.certfile = " + Certificate() +
-            "\nssl_options.keyfile = " + (folder_ / "broker.key").string() +
-            "\nssl_options.verify = verify_none\n"
-            "ssl_options.fail_if_no_peer_cert = false\n");
-    const std::string names = std::to_string(ports_.Get(0));
+    WriteTestFile(folder_ / "plugins", "[].\n");
+    WriteTestFile(folder_ / "rabbitmq.conf",
+                  "log.file.level = error\ndisk_free_limit.absolute = 1MB\n"
+                  "listeners.ssl.1 = 127.0.0.1:" +
+                      ports_[3] + "\nssl_options.certfile = " + Certificate() +
+                      "\nssl_options.keyfile = " + In("broker.key") +
+                      "\nssl_options.verify = verify_none\n"
+                      "ssl_options.fail_if_no_peer_cert = false\n");
     variables_ = {
-        "HOME=" + folder_.string(), "ERL_EPMD_PORT=" + names,
+        "HOME=" + name, "ERL_EPMD_PORT=" + ports_[0],
         "ERL_EPMD_ADDRESS=127.0.0.1",
-        "RABBITMQ_NODENAME=kiv-" + names + "@localhost",
-        "RABBITMQ_NODE_IP_ADDRESS=127.0.0.1",
-        "RABBITMQ_NODE_PORT=" + std::to_string(Port()),
-        "RABBITMQ_DIST_PORT=" + std::to_string(ports_.Get(2)),
-        "RABBITMQ_MNESIA_BASE=" + (folder_ / "mnesia").string(),
-        "RABBITMQ_LOG_BASE=" + (folder_ / "log").string(),
-        "RABBITMQ_PID_FILE=" + (folder_ / "pid").string(),
-        "RABBITMQ_CONF_ENV_FILE=" + (folder_ / "none").string(),
-        "RABBITMQ_CONFIG_FILE=" + (folder_ / "rabbitmq.conf").string(),
-        "RABBITMQ_ADVANCED_CONFIG_FILE=" + (folder_ / "none").string(),
-        "RABBITMQ_ENABLED_PLUGINS_FILE=" +
-            (folder_ / "enabled_plugins").string(),
+        "RABBITMQ_NODENAME=kiv-" + ports_[0] + "@localhost",
+        "RABBITMQ_NODE_IP_ADDRESS=127.0.0.1", "RABBITMQ_NODE_PORT=" + ports_[1],
+        "RABBITMQ_DIST_PORT=" + ports_[2],
+        "RABBITMQ_MNESIA_BASE=" + In("mnesia"),
+        "RABBITMQ_LOG_BASE=" + In("log"), "RABBITMQ_PID_FILE=" + In("pid"),
+        "RABBITMQ_CONF_ENV_FILE=" + In("none"),
+        "RABBITMQ_CONFIG_FILE=" + In("rabbitmq.conf"),
+        "RABBITMQ_ADVANCED_CONFIG_FILE=" + In("none"),
+        "RABBITMQ_ENABLED_PLUGINS_FILE=" + In("plugins"),
         "RABBITMQ_SERVER_ADDITIONAL_ERL_ARGS=-kernel inet_dist_use_interface "
         "{127,0,0,1} +S 2:2",
         // The script then becomes the broker instead of its parent.
         "RUNNING_UNDER_SYSTEMD=true"};
-    names_ = Run("/usr/bin/epmd", {"-port", names, "-address", "127.0.0.1"});
+    names_ =
+        Run("/usr/bin/epmd", {"-port", ports_[0], "-address", "127.0.0.1"});
     // A broker that finds none there starts one that nobody ends.
-    if (!Eventually([this] { return LoopbackSocket().Connect(ports_.Get(0)); }))
+    if (!Eventually(
+            [this] { return LoopbackSocket().Connect(std::stoi(ports_[0])); }))
       throw std::runtime_error("no names for the broker: " + names_->Errors());
     Start();
   }
@@ -78,12 +78,10 @@ class Broker {
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
   }
-  Broker(const Broker&) = delete;
-  Broker& operator=(const Broker&) = delete;
 
   void Start() {
     broker_ = Run(kProgram, {});
-    if (!Eventually([this] { return Answers(); }, std::chrono::seconds(90)))
+    if (!Eventually([this] { return IsAt(Port()); }, std::chrono::seconds(90)))
       throw std::runtime_error("the broker does not start: " +
                                broker_->Output() + broker_->Errors());
   }
@@ -95,18 +93,13 @@ class Broker {
     Start();
   }
   // As a power failure would.
-  void Kill() {
-    if (broker_ == nullptr) return;
-    broker_->Send(SIGKILL);
-    broker_->WaitForEnd();
-    broker_.reset();
-  }
+  void Kill() { broker_.reset(); }
 
   // It keeps its connections and says nothing.
   void Suspend() {
     broker_->Send(SIGSTOP);
     // Its threads do not stop at once.
-    if (!Eventually([this] { return !Answers(); }))
+    if (!Eventually([this] { return !IsAt(Port()); }))
       throw std::runtime_error("the broker does not stop");
   }
   void Resume() { broker_->Send(SIGCONT); }
@@ -123,57 +116,33 @@ class Broker {
            ::recv(socket.Get(), &answer, 1, 0) == 1;
   }
 
-  int Port() const { return ports_.Get(1); }
+  int Port() const { return std::stoi(ports_[1]); }
   std::string Url(const std::string& user = "guest:guest") const {
-    return "amqp://" + user + "@127.0.0.1:" + std::to_string(Port());
+    return "amqp://" + user + "@127.0.0.1:" + ports_[1];
   }
   std::string TlsUrl(const std::string& host = "localhost") const {
-    return "amqps://guest:guest@" + host + ":" + std::to_string(ports_.Get(3));
+    return "amqps://guest:guest@" + host + ":" + ports_[3];
   }
   // The file that a client of the second port has to trust.
-  std::string Certificate() const { return (folder_ / "broker.pem").string(); }
+  std::string Certificate() const { return In("broker.pem"); }
   // Of somebody else who says that he is the broker.
   std::string StrangersCertificate() {
     MakeCertificate(folder_ / "stranger");
-    return (folder_ / "stranger.pem").string();
+    return In("stranger.pem");
   }
 
  private:
-  // Free when asked for; nobody else is likely to take them meanwhile.
-  class FreePorts {
-   public:
-    FreePorts() {
-      // All at the same time, so that each is another one.
-      const std::array<LoopbackSocket, kPorts> sockets{};
-      for (std::size_t i = 0; i < kPorts; ++i) ports_[i] = sockets[i].Bind();
-    }
-    int Get(std::size_t index) const { return ports_.at(index); }
-
-   private:
-    static constexpr std::size_t kPorts = 4;
-    std::array<int, kPorts> ports_{};
-  };
-
-  static std::filesystem::path MakeFolder() {
-    std::string name =
-        (std::filesystem::temp_directory_path() / "kiv-broker-XXXXXX").string();
-    if (::mkdtemp(name.data()) == nullptr)
-      throw std::runtime_error("no folder for the broker");
-    return name;
-  }
-
+  std::string In(const char* name) const { return folder_ / name; }
   std::unique_ptr<RunningProgram> Run(const std::string& file,
-                                      std::vector<std::string> arguments) {
+                                      const std::vector<std::string>& words) {
     return std::make_unique<RunningProgram>(
-        file, std::move(arguments),
-        RunningProgram::Surroundings{
-            .files = folder_, .terminal = nullptr, .variables = variables_});
+        file, words,
+        RunningProgram::Surroundings{.files = folder_,
+                                     .variables = variables_});
   }
 
-  bool Answers() const { return IsAt(Port()); }
-
-  const FreePorts ports_;
-  const std::filesystem::path folder_;
+  std::array<std::string, 4> ports_;
+  std::filesystem::path folder_;
   std::vector<std::string> variables_;
   std::unique_ptr<RunningProgram> names_;  // where the broker's parts meet
   std::unique_ptr<RunningProgram> broker_;

@@ -4,9 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <string>
-#include <vector>
 
 #include "kiv/startup.h"
 #include "mq/file_queue.h"
@@ -50,19 +47,17 @@ class FileQueueFolder {
   }
   // Every file below in/ that is no folder's, relative to it; sorted.
   std::vector<std::string> Files() const {
+    using Walk = std::filesystem::recursive_directory_iterator;
     std::vector<std::string> files;
     std::error_code gone;
     // A folder that goes away ends the walk; it begins again then.
     do {
       files.clear();
       gone.clear();
-      for (auto at = std::filesystem::recursive_directory_iterator(in(), gone);
-           at != std::filesystem::recursive_directory_iterator();
-           at.increment(gone)) {
+      for (Walk at(in(), gone); at != Walk(); at.increment(gone)) {
         std::error_code ignored;
-        const auto name = at->path().filename();
-        if (!at->is_directory(ignored) && name != "lock")
-          files.push_back(at->path().lexically_relative(in()).string());
+        if (!at->is_directory(ignored) && at->path().filename() != "lock")
+          files.push_back(at->path().lexically_relative(in()));
       }
     } while (gone && std::filesystem::exists(in()));
     std::sort(files.begin(), files.end());

@@ -3,11 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <utility>
-#include <vector>
-
-#include "testing/pseudo_terminal.h"
 #include "testing/running_program.h"
 
 namespace kiv::testing {
@@ -24,16 +19,16 @@ class KivCommand : public Fixture {
   // The exit code.
   int Run(Words words, const PseudoTerminal* terminal = nullptr) {
     words.insert(words.begin(), name_);
-    RunningProgram kiv(
-        KIV_PROGRAM, words,
-        {.terminal = terminal, .variables = {variable_, "NO_COLOR=1"}});
-    return Keep(kiv);
+    return Keep(
+        {KIV_PROGRAM,
+         words,
+         {.terminal = terminal, .variables = {variable_, "NO_COLOR=1"}}});
   }
   // With redirections; $KIV is the program.
   int Shell(const std::string& command) {
-    RunningProgram shell("/bin/sh", {"-c", command},
-                         {.variables = {"KIV=" KIV_PROGRAM, variable_}});
-    return Keep(shell);
+    return Keep({"/bin/sh",
+                 {"-c", command},
+                 {.variables = {"KIV=" KIV_PROGRAM, variable_}}});
   }
   bool Says(const std::string& part) const {
     return errors_.find(part) != std::string::npos;
@@ -51,7 +46,7 @@ class KivCommand : public Fixture {
   std::string errors_;
 
  private:
-  int Keep(RunningProgram& program) {
+  int Keep(RunningProgram program) {
     const int exit_code = program.WaitForEnd();
     output_ = program.Output();
     errors_ = program.Errors();

@@ -1,10 +1,8 @@
 #ifndef TESTING_LISTENER_H_
 #define TESTING_LISTENER_H_
 
-#include <stdexcept>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "testing/loopback.h"
@@ -26,24 +24,18 @@ class Listener {
     thread_.join();
     for (const int connection : connections_) ::close(connection);
   }
-  Listener(const Listener&) = delete;
-  Listener& operator=(const Listener&) = delete;
 
   int Port() const { return port_; }
 
  private:
   void Accept() {
-    for (;;) {
-      const int connection =
-          ::accept4(socket_.Get(), nullptr, nullptr, SOCK_CLOEXEC);
-      if (connection < 0) return;
-      if (greeting_.empty()) {
-        connections_.push_back(connection);
-        continue;
-      }
-      static_cast<void>(
-          ::send(connection, greeting_.data(), greeting_.size(), MSG_NOSIGNAL));
-      ::close(connection);
+    int connection;
+    while ((connection = ::accept4(socket_.Get(), nullptr, nullptr,
+                                   SOCK_CLOEXEC)) >= 0) {
+      connections_.push_back(connection);
+      if (greeting_.empty()) continue;
+      ::send(connection, greeting_.data(), greeting_.size(), MSG_NOSIGNAL);
+      ::shutdown(connection, SHUT_RDWR);
     }
   }
 

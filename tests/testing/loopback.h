@@ -27,13 +27,16 @@ class LoopbackSocket {
   // For somebody else to close.
   int Release() { return std::exchange(socket_, -1); }
   bool Connect(int port) const {
-    const sockaddr_in address = Address(port);
-    return ::connect(socket_, reinterpret_cast<const sockaddr*>(&address),
+    sockaddr_in address = {AF_INET,
+                           htons(static_cast<std::uint16_t>(port)),
+                           {htonl(INADDR_LOOPBACK)},
+                           {}};
+    return ::connect(socket_, reinterpret_cast<sockaddr*>(&address),
                      sizeof address) == 0;
   }
   // The free port that it now has.
   int Bind() const {
-    sockaddr_in address = Address(0);
+    sockaddr_in address = {AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
     socklen_t size = sizeof address;
     auto* const any = reinterpret_cast<sockaddr*>(&address);
     if (::bind(socket_, any, size) != 0 ||
@@ -43,14 +46,6 @@ class LoopbackSocket {
   }
 
  private:
-  static sockaddr_in Address(int port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    return address;
-  }
-
   int socket_;
 };
 

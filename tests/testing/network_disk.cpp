@@ -5,23 +5,9 @@
 #include <sys/vfs.h>
 #include <unistd.h>
 
-#include <atomic>
-
-namespace kiv::testing {
-namespace {
-
-std::atomic<long> pretended_magic = 0;
-
-}  // namespace
-
-NetworkDisk::NetworkDisk(long magic) { pretended_magic = magic; }
-NetworkDisk::~NetworkDisk() { pretended_magic = 0; }
-
-}  // namespace kiv::testing
-
 extern "C" int fstatfs(int folder, struct statfs* status) noexcept {
   const auto result = static_cast<int>(::syscall(SYS_fstatfs, folder, status));
-  const long magic = kiv::testing::pretended_magic;
+  const long magic = kiv::testing::NetworkDisk::pretended_magic;
   if (result == 0 && magic != 0) status->f_type = magic;
   return result;
 }

@@ -5,25 +5,11 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 
-namespace kiv::testing {
-namespace {
-
-std::atomic<bool> has_random_bytes = true;
-
-}  // namespace
-
-NoRandomBytes::NoRandomBytes() { has_random_bytes = false; }
-NoRandomBytes::~NoRandomBytes() { has_random_bytes = true; }
-
-}  // namespace kiv::testing
-
 extern "C" ssize_t getrandom(void* buffer, size_t size, unsigned flags) {
-  if (kiv::testing::has_random_bytes) {
+  if (!kiv::testing::NoRandomBytes::is_so)
     return ::syscall(SYS_getrandom, buffer, size, flags);
-  }
   errno = ENOSYS;
   return -1;
 }

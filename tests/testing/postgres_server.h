@@ -2,18 +2,9 @@
 #define TESTING_POSTGRES_SERVER_H_
 
 #include <pwd.h>
-#include <unistd.h>
 
-#include <chrono>
-#include <filesystem>
 #include <memory>
-#include <stdexcept>
-#include <string>
-#include <utility>
-#include <vector>
 
-#include "port/test_folder.h"
-#include "testing/eventually.h"
 #include "testing/running_program.h"
 
 namespace kiv::testing {
@@ -35,13 +26,19 @@ class PostgresServer {
   static bool IsInstalled() { return !ProgramFolder().empty(); }
 
   // Starts it, with an empty database "postgres" in UTF-8.
-  PostgresServer() : folder_(MakeFolder()) {
-    WriteTestFile(folder_ / "password", std::string(kPassword) + "\n");
-    GiveAway(folder_ / "password");
+  PostgresServer() {
+    std::string name = std::filesystem::temp_directory_path() / "kiv-pg-XXXXXX";
+    if (::mkdtemp(name.data()) == nullptr)
+      throw std::runtime_error("no folder for the server");
+    folder_ = name;
+    const std::string password = folder_ / "password";
+    WriteTestFile(password, std::string(kPassword) + "\n");
+    GiveAway(folder_);
+    GiveAway(password);
     const auto maker = Run(
         "initdb", {"--pgdata=" + Data(), "--encoding=UTF8", "--locale=C",
-                   "--username=" + std::string(kUser), "--auth=scram-sha-256",
-                   "--pwfile=" + (folder_ / "password").string(), "--no-sync"});
+                   std::string("--username=") + kUser, "--auth=scram-sha-256",
+                   "--pwfile=" + password, "--no-sync"});
     if (maker->WaitForEnd(kStartLimit) != 0)
       throw std::runtime_error("no cluster: " + maker->Errors());
     Start();
@@ -51,20 +48,17 @@ class PostgresServer {
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
   }
-  PostgresServer(const PostgresServer&) = delete;
-  PostgresServer& operator=(const PostgresServer&) = delete;
 
   void Start() {
-    server_ =
-        Run("postgres", {"-D", Data(), "-k", folder_.string(), "-p",
-                         std::to_string(kPort), "-c", "listen_addresses=", "-c",
-                         "fsync=off", "-c", "max_connections=20"});
-    const std::filesystem::path ready = folder_ / "data" / "postmaster.pid";
-    if (!Eventually(
-            [&] {
-              return ReadTestFile(ready).find("ready") != std::string::npos;
-            },
-            kStartLimit))
+    server_ = Run(
+        "postgres",
+        {"-D", Data(), "-k", Host(), "-p", std::to_string(Port()), "-c",
+         "listen_addresses=", "-c", "fsync=off", "-c", "max_connections=20"});
+    const auto is_ready = [this] {
+      return ReadTestFile(Data() + "/postmaster.pid").find("ready") !=
+             std::string::npos;
+    };
+    if (!Eventually(is_ready, kStartLimit))
       throw std::runtime_error("the server does not start: " +
                                server_->Errors());
   }
@@ -77,14 +71,21 @@ class PostgresServer {
   }
 
   // For an ODBC connection text.
-  std::string Host() const { return folder_.string(); }
-  static int Port() { return kPort; }
+  std::string Host() const { return folder_; }
+  // Part of the socket's name; nobody listens on it.
+  static int Port() { return 5432; }
+  // One whole, for the record store and a database of that name. In braces, as
+  // ODBC wants what has ";" in it: our password.
+  std::string Text(const std::string& database,
+                   const char* password = "{Geheim;{}}'x}") const {
+    return "ado:ado:Driver=PostgreSQL Unicode;Server=" + Host() +
+           ";Port=" + std::to_string(Port()) + ";Database=" + database +
+           ";UID=" + kUser + ";PWD=" + password;
+  }
 
  private:
   // A second or two, unless the machine has other things to do.
   static constexpr std::chrono::minutes kStartLimit{2};
-  // Part of the socket's name; nobody listens on it.
-  static constexpr int kPort = 5432;
 
   static std::filesystem::path ProgramFolder() {
     std::error_code missing;
@@ -98,15 +99,6 @@ class PostgresServer {
     return newest;
   }
 
-  static std::filesystem::path MakeFolder() {
-    std::string name =
-        (std::filesystem::temp_directory_path() / "kiv-pg-XXXXXX").string();
-    if (::mkdtemp(name.data()) == nullptr)
-      throw std::runtime_error("no folder for the server");
-    GiveAway(name);
-    return name;
-  }
-
   static void GiveAway(const std::filesystem::path& path) {
     if (::geteuid() != 0) return;
     const passwd* const nobody = ::getpwnam("nobody");
@@ -115,27 +107,23 @@ class PostgresServer {
       throw std::runtime_error("no user to run the server");
   }
 
-  std::string Data() const { return (folder_ / "data").string(); }
+  std::string Data() const { return folder_ / "data"; }
 
-  std::unique_ptr<RunningProgram> Run(const std::string& program,
-                                      std::vector<std::string> arguments) {
-    std::string file = (ProgramFolder() / program).string();
-    if (::geteuid() == 0) {
-      // The change of user takes the signal at our death away.
-      std::vector<std::string> words{"--reuid=nobody", "--regid=nogroup",
-                                     "--clear-groups", "--pdeathsig=KILL",
-                                     std::move(file)};
-      words.insert(words.end(), arguments.begin(), arguments.end());
-      arguments = std::move(words);
-      file = "/usr/bin/setpriv";
-    }
+  std::unique_ptr<RunningProgram> Run(const char* program,
+                                      std::vector<std::string> words) {
+    words.insert(words.begin(), ProgramFolder() / program);
+    // The change of user takes the signal at our death away.
+    if (::geteuid() == 0)
+      words.insert(words.begin(),
+                   {"/usr/bin/setpriv", "--reuid=nobody", "--regid=nogroup",
+                    "--clear-groups", "--pdeathsig=KILL"});
     return std::make_unique<RunningProgram>(
-        file, std::move(arguments),
-        RunningProgram::Surroundings{
-            .files = folder_, .terminal = nullptr, .variables = {"LC_ALL=C"}});
+        words[0], std::vector(words.begin() + 1, words.end()),
+        RunningProgram::Surroundings{.files = folder_,
+                                     .variables = {"LC_ALL=C"}});
   }
 
-  const std::filesystem::path folder_;
+  std::filesystem::path folder_;
   std::unique_ptr<RunningProgram> server_;
 };
 

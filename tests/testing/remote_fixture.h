@@ -3,14 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <memory>
-#include <string>
-#include <vector>
-
 #include "kiv/startup.h"
-#include "port/test_folder.h"
 #include "rmt/rmt.h"
 #include "testing/running_program.h"
 #include "testing/test_log.h"
@@ -25,39 +18,25 @@ class RemoteServant {
       const std::string& endpoint = "tcp -h 127.0.0.1 -p 0",
       const std::vector<std::string>& properties = {},
       const std::filesystem::path& files = std::filesystem::current_path(),
-      const std::string& slice_file = KIV_SLICE_FILE)
-      : program_(KIV_SYSTEM_PYTHON, Words(slice_file, endpoint, properties),
-                 {.files = files}) {
-    Eventually([this] {
-      const std::string output = program_.Output();
-      if (output.starts_with("port ") && output.ends_with('\n'))
-        port_ = std::atoi(output.c_str() + 5);
-      return port_ != 0;
-    });
-    if (port_ == 0)
-      throw std::runtime_error("no servant: " + program_.Errors());
+      const std::string& slice_file = KIV_SLICE_FILE) {
+    std::vector<std::string> words{KIV_TEST_SERVANT, slice_file, endpoint};
+    words.insert(words.end(), properties.begin(), properties.end());
+    program_ = std::make_unique<RunningProgram>(
+        KIV_SYSTEM_PYTHON, words, RunningProgram::Surroundings{.files = files});
+    if (!program_->WaitForOutput("\n"))
+      throw std::runtime_error("no servant: " + program_->Errors());
+    port_ = std::atoi(program_->Output().c_str() + sizeof "port");
   }
 
   int Port() const { return port_; }
   std::string Address() const { return "127.0.0.1:" + std::to_string(port_); }
   // Connections stay. Returns when it stands still: what comes next is not
   // answered any more.
-  void Freeze() const { program_.Suspend(); }
-  void Kill() {
-    program_.Send(SIGKILL);
-    program_.WaitForEnd();
-  }
+  void Freeze() const { program_->Suspend(); }
+  void Kill() { program_.reset(); }
 
  private:
-  static std::vector<std::string> Words(
-      const std::string& slice_file, const std::string& endpoint,
-      const std::vector<std::string>& properties) {
-    std::vector<std::string> words{KIV_TEST_SERVANT, slice_file, endpoint};
-    words.insert(words.end(), properties.begin(), properties.end());
-    return words;
-  }
-
-  RunningProgram program_;
+  std::unique_ptr<RunningProgram> program_;
   int port_ = 0;
 };
 
@@ -88,13 +67,12 @@ class RemoteClient {
 
 // The reply of a command; "-" and the failure when it is not answered.
 inline std::string Command(RemoteProxy* proxy, const std::string& command) {
-  const std::unique_ptr<RemoteStringValue, decltype(&rmt_delete_string_value)>
-      reply(rmt_new_string_value(), &rmt_delete_string_value);
-  if (!rmt_send_command(proxy, command.c_str(), reply.get()) &&
-      rmt_last_error_code() != RMT_ANSWERED_NO)
-    return std::string("-") + rmt_last_error();
-  return {rmt_string_value_text(reply.get()),
-          rmt_string_value_size(reply.get())};
+  RemoteStringValue* const reply = rmt_new_string_value();
+  const bool is_answered = rmt_send_command(proxy, command.c_str(), reply) ||
+                           rmt_last_error_code() == RMT_ANSWERED_NO;
+  std::string text(rmt_string_value_text(reply), rmt_string_value_size(reply));
+  rmt_delete_string_value(reply);
+  return is_answered ? text : std::string("-") + rmt_last_error();
 }
 
 // What is in an array, which is released.

@@ -1,16 +1,11 @@
 #ifndef TESTING_RUNNING_PROGRAM_H_
 #define TESTING_RUNNING_PROGRAM_H_
 
-#include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <chrono>
-#include <filesystem>
-#include <stdexcept>
-#include <string>
 #include <vector>
 
 #include "port/test_folder.h"
@@ -45,21 +40,16 @@ class RunningProgram {
       throw std::runtime_error("cannot run " + file);
     const std::string screen =
         terminal_ != nullptr ? terminal_->Device() : output_file_;
-    const bool is_interactive = surroundings.is_interactive;
-    const std::string streams[] = {is_interactive ? screen : "/dev/null",
-                                   screen,
-                                   is_interactive ? screen : error_file_};
-    std::vector<char*> words{file.data()};
-    for (std::string& argument : arguments) words.push_back(argument.data());
-    words.push_back(nullptr);
+    const bool is_all = surroundings.is_interactive;
+    const std::string streams[] = {is_all ? screen : "/dev/null", screen,
+                                   is_all ? screen : error_file_};
+    arguments.insert(arguments.begin(), file);
     std::vector<std::string> variables = surroundings.variables;
-    std::vector<char*> environment;
-    for (std::string& variable : variables)
-      environment.push_back(variable.data());
     // Of two with one name the first counts.
     for (char** variable = environ; *variable != nullptr; ++variable)
-      environment.push_back(*variable);
-    environment.push_back(nullptr);
+      variables.emplace_back(*variable);
+    const std::vector<char*> words = Pointers(arguments);
+    const std::vector<char*> environment = Pointers(variables);
     const pid_t test = ::getpid();
     process_ = ::fork();
     if (process_ == 0) Become(test, streams, words.data(), environment.data());
@@ -73,8 +63,15 @@ class RunningProgram {
 
   // So far.
   std::string Output() {
-    if (terminal_ != nullptr) TakeFromTerminal();
-    return terminal_ != nullptr ? output_ : ReadTestFile(output_file_);
+    if (terminal_ == nullptr) return ReadTestFile(output_file_);
+    const int far_end = terminal_->FarEnd();
+    char bytes[4096];
+    for (pollfd waiting{far_end, POLLIN, 0}; ::poll(&waiting, 1, 0) > 0;) {
+      const ssize_t size = ::read(far_end, bytes, sizeof bytes);
+      if (size <= 0) break;
+      output_.append(bytes, static_cast<std::size_t>(size));
+    }
+    return output_;
   }
   std::string Errors() const { return ReadTestFile(error_file_); }
   bool WaitForOutput(const std::string& part) {
@@ -106,6 +103,12 @@ class RunningProgram {
   }
 
  private:
+  static std::vector<char*> Pointers(std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    for (std::string& text : texts) pointers.push_back(text.data());
+    pointers.push_back(nullptr);
+    return pointers;
+  }
   // In the child; no more than may follow a fork of a program with threads.
   [[noreturn]] static void Become(pid_t test, const std::string (&streams)[3],
                                   char* const* words,
@@ -122,23 +125,13 @@ class RunningProgram {
     ::_exit(127);
   }
   bool IsRunning() {
-    if (!is_over_) is_over_ = ::waitpid(process_, &status_, WNOHANG) != 0;
+    is_over_ = is_over_ || ::waitpid(process_, &status_, WNOHANG) != 0;
     return !is_over_;
   }
   void Kill() {
-    ::kill(process_, SIGKILL);
+    Send(SIGKILL);
     ::waitpid(process_, &status_, 0);
     is_over_ = true;
-  }
-  void TakeFromTerminal() {
-    const int far_end = terminal_->FarEnd();
-    const int flags = ::fcntl(far_end, F_GETFL);
-    ::fcntl(far_end, F_SETFL, flags | O_NONBLOCK);
-    char bytes[4096];
-    ssize_t size = 0;
-    while ((size = ::read(far_end, bytes, sizeof bytes)) > 0)
-      output_.append(bytes, static_cast<std::size_t>(size));
-    ::fcntl(far_end, F_SETFL, flags);
   }
 
   const PseudoTerminal* const terminal_;

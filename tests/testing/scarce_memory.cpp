@@ -8,15 +8,12 @@
 
 #include <dlfcn.h>
 
-#include <atomic>
-#include <cstdint>
 #include <cstdlib>
 #include <new>
 
-namespace kiv::testing {
 namespace {
 
-std::atomic<std::size_t> scarce_from = SIZE_MAX;
+using kiv::testing::ScarceMemory;
 
 // The operator of that mangled name that this program would have without ours.
 template <class Operator>
@@ -28,21 +25,14 @@ Operator Next(const char* name) {
 
 }  // namespace
 
-ScarceMemory::ScarceMemory(std::size_t from_bytes) { scarce_from = from_bytes; }
-ScarceMemory::~ScarceMemory() { scarce_from = SIZE_MAX; }
-
-}  // namespace kiv::testing
-
 void* operator new(std::size_t size) {
-  static const auto next = kiv::testing::Next<void* (*)(std::size_t)>("_Znwm");
-  if (size >= kiv::testing::scarce_from) throw std::bad_alloc();
+  static const auto next = Next<void* (*)(std::size_t)>("_Znwm");
+  if (size >= ScarceMemory::scarce_from) throw std::bad_alloc();
   return next(size);
 }
 
 void* operator new(std::size_t size, const std::nothrow_t& tag) noexcept {
-  static const auto next =
-      kiv::testing::Next<void* (*)(std::size_t, const std::nothrow_t&)>(
-          "_ZnwmRKSt9nothrow_t");
-  if (size >= kiv::testing::scarce_from) return nullptr;
-  return next(size, tag);
+  static const auto next = Next<void* (*)(std::size_t, const std::nothrow_t&)>(
+      "_ZnwmRKSt9nothrow_t");
+  return size < ScarceMemory::scarce_from ? next(size, tag) : nullptr;
 }

@@ -1,7 +1,9 @@
 #ifndef TESTING_SCARCE_MEMORY_H_
 #define TESTING_SCARCE_MEMORY_H_
 
+#include <atomic>
 #include <cstddef>
+#include <cstdint>
 
 namespace kiv::testing {
 
@@ -11,10 +13,12 @@ namespace kiv::testing {
 constexpr std::size_t kScarceBytes = 3'000'000;
 
 struct ScarceMemory {
-  explicit ScarceMemory(std::size_t from_bytes = kScarceBytes);
-  ~ScarceMemory();
-  ScarceMemory(const ScarceMemory&) = delete;
-  ScarceMemory& operator=(const ScarceMemory&) = delete;
+  explicit ScarceMemory(std::size_t from_bytes = kScarceBytes) {
+    scarce_from = from_bytes;
+  }
+  ~ScarceMemory() { scarce_from = SIZE_MAX; }
+
+  static inline std::atomic<std::size_t> scarce_from = SIZE_MAX;
 };
 
 }  // namespace kiv::testing

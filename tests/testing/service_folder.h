@@ -1,13 +1,7 @@
 #ifndef TESTING_SERVICE_FOLDER_H_
 #define TESTING_SERVICE_FOLDER_H_
 
-#include <filesystem>
-#include <memory>
-#include <string>
-#include <vector>
-
 #include "kiv/mq/config.h"
-#include "port/test_folder.h"
 #include "testing/test_log.h"
 
 namespace kiv::testing {

@@ -1,13 +1,8 @@
 #ifndef TESTING_TEST_LOG_H_
 #define TESTING_TEST_LOG_H_
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <string>
-#include <string_view>
-
 #include "kiv/log.h"
+#include "port/test_folder.h"
 
 namespace kiv::testing {
 
@@ -31,8 +26,7 @@ class TestLog {
     std::error_code missing;
     for (const auto& entry :
          std::filesystem::directory_iterator(folder_, missing)) {
-      std::ifstream file(entry.path(), std::ios::binary);
-      text.append(std::istreambuf_iterator<char>(file), {});
+      text += ReadTestFile(entry.path());
     }
     return text;
   }

@@ -21,10 +21,10 @@ class TestProcessor {
  public:
   // `file` with the suffix ".so".
   explicit TestProcessor(const std::filesystem::path& file) {
-    std::filesystem::create_directories(
-        std::filesystem::absolute(file).parent_path());
-    std::filesystem::copy_file(KIV_TEST_PROCESSOR, file);
-    std::filesystem::permissions(file, std::filesystem::perms::owner_all);
+    namespace fs = std::filesystem;
+    fs::create_directories(fs::absolute(file).parent_path());
+    fs::copy_file(KIV_TEST_PROCESSOR, file);
+    fs::permissions(file, fs::perms::owner_all);
     std::string reason;
     library_ = port::SharedLibrary::Open(file.string(), reason);
     if (library_ == nullptr) throw std::runtime_error(reason);

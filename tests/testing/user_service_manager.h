@@ -2,13 +2,8 @@
 #define TESTING_USER_SERVICE_MANAGER_H_
 
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "testing/running_program.h"
 
@@ -24,16 +19,17 @@ class UserServiceManager {
  public:
   // Null where none can be had; `reason` then says why.
   static std::unique_ptr<UserServiceManager> Start(std::string& reason) {
-    if (::geteuid() != 0) {
-      reason = "only root can make one";
-      return nullptr;
-    }
-    if (::access(kProgram, X_OK) != 0) {
-      reason = "systemd is not installed";
-      return nullptr;
-    }
+    reason = ::geteuid() != 0 ? "only root can make one"
+             : ::access("/usr/lib/systemd/systemd", X_OK) != 0
+                 ? "systemd is not installed"
+                 : "";
+    if (!reason.empty()) return nullptr;
     std::unique_ptr<UserServiceManager> manager(new UserServiceManager);
-    if (manager->WaitUntilRunning()) return manager;
+    const auto is_running = [&manager] {
+      const std::string state = manager->Ask({"is-system-running"});
+      return state == "running" || state == "degraded";
+    };
+    if (Eventually(is_running, std::chrono::seconds(10))) return manager;
     reason = "it does not start: " + manager->process_.Errors();
     return nullptr;
   }
@@ -62,29 +58,27 @@ class UserServiceManager {
   }
 
  private:
-  static constexpr char kProgram[] = "/usr/lib/systemd/systemd";
   // The control group first: it takes whatever is in its group into a scope of
   // its own. Behind the end of it, and of all that it started, the group goes.
   static constexpr char kScript[] =
-      "if ! [ -d /run/systemd/system ]; then\n"
-      "  mkdir -p /run/systemd\n"
-      "  mount -t tmpfs none /run/systemd && mkdir /run/systemd/system || exit "
-      "1\n"
-      "fi\n"
-      "groups=\n"
-      "for group in /sys/fs/cgroup/systemd /sys/fs/cgroup/unified "
-      "/sys/fs/cgroup; do\n"
-      "  [ -w $group/cgroup.procs ] && mkdir $group/kiv-test.$$ || continue\n"
-      "  groups=\"$groups $group/kiv-test.$$\"\n"
-      "done\n"
-      "[ -n \"$groups\" ] || exit 1\n"
-      "(for group in $groups; do echo 0 >$group/cgroup.procs; done\n"
-      " exec /usr/lib/systemd/systemd --user) &\n"
-      "manager=$!\n"
-      "trap 'kill $manager' TERM\n"
-      "while kill -0 $manager 2>/dev/null; do wait $manager; done\n"
-      "for group in $groups; do find $group -depth -type d -exec rmdir {} +; "
-      "done\n";
+      R"(
+if ! [ -d /run/systemd/system ]; then
+  mkdir -p /run/systemd
+  mount -t tmpfs none /run/systemd && mkdir /run/systemd/system || exit 1
+fi
+groups=
+cd /sys/fs/cgroup
+for group in $PWD/systemd $PWD/unified $PWD; do
+  [ -w $group/cgroup.procs ] && mkdir $group/kiv-test.$$ || continue
+  groups="$groups $group/kiv-test.$$"
+done
+[ -n "$groups" ] || exit 1
+(for group in $groups; do echo 0 >$group/cgroup.procs; done
+ exec /usr/lib/systemd/systemd --user) &
+trap 'kill $!' TERM
+while kill -0 $! 2>/dev/null; do wait $!; done
+for group in $groups; do find $group -depth -type d -exec rmdir {} +; done
+)";
 
   UserServiceManager()
       : folder_(std::filesystem::current_path() / "service-manager"),
@@ -102,14 +96,6 @@ class UserServiceManager {
     std::filesystem::create_directories(folder / "config");
     ::chmod((folder / "run").c_str(), 0700);
     return folder;
-  }
-  bool WaitUntilRunning() const {
-    return Eventually(
-        [this] {
-          const std::string state = Ask({"is-system-running"});
-          return state == "running" || state == "degraded";
-        },
-        std::chrono::seconds(10));
   }
 
   const std::filesystem::path folder_;

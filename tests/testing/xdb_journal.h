@@ -1,18 +1,29 @@
 #ifndef TESTING_XDB_JOURNAL_H_
 #define TESTING_XDB_JOURNAL_H_
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <filesystem>
+#include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <map>
+#include <random>
 #include <sstream>
-#include <string>
-#include <vector>
+
+#include "xdb/container/container.h"
 
 namespace kiv::testing {
+
+// Whether those tests that run for as long as one likes are to run for long;
+// ctest asks it of the slow ones.
+inline bool AreLongTestsWanted() {
+  return std::getenv("KIV_LONG_TESTS") != nullptr;
+}
+
+// With all that there is.
+inline constexpr xdb::EnvironmentSwitches kXdbEnvironment = {
+    .thread = true, .lock = true, .log = true, .transactions = true};
+inline constexpr xdb::ContainerSwitches kXdbContainer = {
+    .create = true, .encrypted = false, .thread = true, .transactional = true};
 
 // What one worker of a container has: its documents' names and versions.
 using XdbDocuments = std::map<std::string, int>;
@@ -21,15 +32,38 @@ using XdbDocuments = std::map<std::string, int>;
 struct XdbChange {
   std::string kind;  // put, replace, delete, rename
   std::string name;
-  std::string new_name;  // "-" where there is none
-  int version = 0;
-
-  void ApplyTo(XdbDocuments& documents) const {
-    if (kind == "put" || kind == "replace") documents[name] = version;
-    if (kind == "rename") documents[new_name] = documents[name];
-    if (kind == "delete" || kind == "rename") documents.erase(name);
-  }
+  std::string new_name;  // of a rename
+  int version;
 };
+
+// What the transaction of that number changes, always the same; `documents` are
+// then what they become.
+inline std::vector<XdbChange> XdbTransaction(const std::string& owner,
+                                             int number,
+                                             XdbDocuments& documents) {
+  std::mt19937 random(static_cast<unsigned>(number));
+  std::vector<XdbChange> changes;
+  for (int left = random() % 3 == 0 ? 3 : 1; left > 0; --left) {
+    const int version = number * 4 + left;
+    const std::string fresh = owner + "-" + std::to_string(version);
+    auto at = documents.begin();
+    if (at != documents.end()) std::advance(at, random() % documents.size());
+    const auto choice = random() % 10;
+    if (at == documents.end() || (choice > 5 && documents.size() < 80)) {
+      changes.push_back({"put", fresh, "", version});
+      documents[fresh] = version;
+    } else if (choice < 3) {
+      changes.push_back({"replace", at->first, "", version});
+      at->second = version;
+    } else {
+      changes.push_back(
+          {choice < 5 ? "rename" : "delete", at->first, fresh, 0});
+      if (choice < 5) documents[fresh] = at->second;
+      documents.erase(at);
+    }
+  }
+  return changes;
+}
 
 // The document of a name and version; large ones go over several pages.
 inline std::string XdbContent(const std::string& owner, int version) {
@@ -42,84 +76,46 @@ inline std::string XdbContent(const std::string& owner, int version) {
   return text + "</order>";
 }
 
-// A worker's journal. Every line is written before the next step and stays when
-// the process is killed:
-//   open MS COUNT           the environment is open, so many recoveries
-//   try CHANGE; CHANGE ...  one transaction, then
-//   did, not                how it ended
-//   lost                    how it ended is not known: the environment died
-class XdbJournal {
- public:
-  explicit XdbJournal(const std::filesystem::path& path)
-      : file_(::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC,
-                     0600)) {}
-  ~XdbJournal() { ::close(file_); }
-  XdbJournal(const XdbJournal&) = delete;
-  XdbJournal& operator=(const XdbJournal&) = delete;
-
-  void Add(std::string line) const {
-    line += '\n';
-    if (::write(file_, line.data(), line.size()) < 0) ::_exit(3);
-  }
-  void AddTry(const std::vector<XdbChange>& changes) const {
-    std::string line = "try";
-    for (const XdbChange& change : changes)
-      line += " " + change.kind + " " + change.name + " " + change.new_name +
-              " " + std::to_string(change.version);
-    Add(line);
-  }
-
- private:
-  const int file_;
-};
-
-// What a journal says so far.
+// What the journal of a worker says so far. Every line is written before the
+// next step and stays when the process is killed:
+//   open MS     the environment is open
+//   try NUMBER  the transaction of that number, then
+//   did, not    how it ended
+//   lost        how it ended is not known: the environment died
 struct XdbAccount {
   XdbDocuments documents;
   // How the last transaction ended is not known: these, or what they become.
   bool is_in_doubt = false;
   XdbDocuments after;
-  int last_version = 0;
+  int number = 0;  // of the last transaction
   int done = 0;
-  int opened = 0;
   int longest_open_ms = 0;
-  std::vector<int> recovery_counts;
-  std::vector<std::string> problems;
+  std::string problems;  // a line each
 
-  explicit XdbAccount(const std::filesystem::path& path) {
-    std::ifstream file(path);
-    for (std::string line; std::getline(file, line);) Take(line);
-  }
-
- private:
-  void Take(const std::string& line) {
-    std::istringstream words(line);
-    std::string word;
-    words >> word;
-    if (word == "open") {
-      int milliseconds = 0;
-      int recoveries = 0;
-      words >> milliseconds >> recoveries;
-      ++opened;
-      longest_open_ms = std::max(longest_open_ms, milliseconds);
-      recovery_counts.push_back(recoveries);
-    } else if (word == "try") {
-      is_in_doubt = true;
-      after = documents;
-      XdbChange change;
-      while (words >> change.kind >> change.name >> change.new_name >>
-             change.version) {
-        change.ApplyTo(after);
-        last_version = std::max(last_version, change.version);
+  // Of the file of that name.
+  explicit XdbAccount(const std::string& owner) {
+    std::ifstream file(owner);
+    for (std::string line; std::getline(file, line);) {
+      std::istringstream words(line);
+      std::string word;
+      words >> word;
+      if (word == "open") {
+        int milliseconds = 0;
+        words >> milliseconds;
+        longest_open_ms = std::max(longest_open_ms, milliseconds);
+      } else if (word == "try") {
+        words >> number;
+        is_in_doubt = true;
+        after = documents;
+        XdbTransaction(owner, number, after);
+      } else if (word == "did" || word == "not") {
+        is_in_doubt = false;
+        if (word == "not") continue;
+        documents = after;
+        ++done;
+      } else if (word != "lost") {
+        problems += line + "\n";
       }
-    } else if (word == "did") {
-      documents = after;
-      is_in_doubt = false;
-      ++done;
-    } else if (word == "not") {
-      is_in_doubt = false;
-    } else if (word != "lost") {
-      problems.push_back(line);
     }
   }
 };
