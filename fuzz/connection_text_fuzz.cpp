@@ -2,6 +2,9 @@
 // password survives masking. And what a factory is handed.
 //
 // Input: one byte for the kind of text, then the text.
+#include <algorithm>
+#include <string>
+
 #include "input_of_fuzz.h"
 #include "kiv/store/factory.h"
 #include "store/ado/connection_text.h"

@@ -1,6 +1,7 @@
 // Any bytes as local text, as UTF-8 and as UTF-16: nothing may be read or
 // written outside, and what a conversion gave converts back to itself.
 #include <cstring>
+#include <string>
 
 #include "input_of_fuzz.h"
 #include "kiv/encoding.h"

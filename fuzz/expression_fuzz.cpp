@@ -1,6 +1,8 @@
 // The composite readers on one text: connection and location expressions, local
 // paths, dates and times.
+#include <cstring>
 #include <stdexcept>
+#include <string>
 
 #include "input_of_fuzz.h"
 #include "kiv/parser/parser.h"

@@ -1,5 +1,6 @@
 // Any bytes as digits: what is accepted must come back, and nothing may be read
 // or written outside.
+#include <string>
 #include <vector>
 
 #include "input_of_fuzz.h"

@@ -1,5 +1,8 @@
 // Any bytes as a block of the index: refused, or entries that, written again,
 // are read the same.
+#include <cstring>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "input_of_fuzz.h"

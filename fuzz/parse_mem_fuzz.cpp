@@ -1,5 +1,8 @@
 // Any bytes as a document: parsed by both parsers, walked, written, and what
 // was written parses again to the same tree.
+#include <cstring>
+#include <string>
+
 #include "input_of_fuzz.h"
 #include "kiv/dom.h"
 

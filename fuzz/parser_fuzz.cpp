@@ -2,6 +2,10 @@
 // used more than there is.
 //
 // Input: how many of the next bytes are a delimiter, these, then the text.
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <string>
 #include <vector>
 
 #include "input_of_fuzz.h"

@@ -1,6 +1,8 @@
 // The path grammar: whatever text comes in, the canonical text is a fixed point
 // of the grammar, and its parts add up to it.
 #include <iostream>
+#include <string>
+#include <string_view>
 
 #include "input_of_fuzz.h"
 #include "kiv/file_system_path.h"

@@ -3,7 +3,9 @@
 //
 // Input: event character, package size, buffer size, sizes of the reads (one
 // byte each), then the stream.
+#include <algorithm>
 #include <cstring>
+#include <string>
 #include <utility>
 #include <vector>
 

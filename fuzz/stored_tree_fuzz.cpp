@@ -1,5 +1,8 @@
 // Any bytes as the stored form of a tree whose paths are those of a fixed
 // dictionary: refused, or walked through, written and indexed without harm.
+#include <cstring>
+#include <memory>
+
 #include "input_of_fuzz.h"
 #include "xdb/tree/index_values.h"
 #include "xdb/tree/tree.h"

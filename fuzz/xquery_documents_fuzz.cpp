@@ -1,6 +1,8 @@
 // Any documents and queries over them, with the plans that indices and joins
 // make and without: the answers are the same.
+#include <cstdint>
 #include <cstdio>
+#include <string>
 
 #include "input_of_fuzz.h"
 #include "xdb/xquery/compile/twin_queries_testing.h"

@@ -1,6 +1,10 @@
 // Any pattern on any text: a first line of flags, one of the pattern, the text
 // in the rest. The pattern is refused with its code or compiles; a search ends,
 // and the pieces between and in the matches are the text.
+#include <algorithm>
+#include <string>
+#include <string_view>
+
 #include "input_of_fuzz.h"
 #include "util/utf8.h"
 #include "xdb/xquery/functions/pattern.h"

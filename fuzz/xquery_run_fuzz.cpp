@@ -1,6 +1,8 @@
 // Any text as a query over a few small documents, doc('c/d') and
 // collection('c') with its index: a result or an error, within its limits. What
 // it gives can be written out, and so can its plan.
+#include <string>
+
 #include "input_of_fuzz.h"
 #include "xdb/xquery/compile/query.h"
 #include "xdb/xquery/run/listed_documents_testing.h"

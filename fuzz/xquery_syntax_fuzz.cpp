@@ -1,5 +1,9 @@
 // Any text as a query: a tree or an error at a known place, never more. What is
 // parsed can be walked, and it lies no deeper than the limit allows.
+#include <algorithm>
+#include <string>
+#include <string_view>
+
 #include "input_of_fuzz.h"
 #include "xdb/xquery/syntax/parser.h"
 #include "xdb/xquery/syntax/syntax_testing.h"

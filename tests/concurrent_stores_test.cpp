@@ -3,7 +3,11 @@
 
 #include <atomic>
 #include <chrono>
+#include <memory>
+#include <random>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "kiv/startup.h"
 #include "testing/service_folder.h"

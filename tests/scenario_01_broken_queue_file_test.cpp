@@ -2,6 +2,8 @@
 // run, and the log says where it is broken.
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "kiv/startup.h"
 #include "testing/service_folder.h"
 

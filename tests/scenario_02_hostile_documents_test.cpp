@@ -2,6 +2,10 @@
 // the memory is refused before it does.
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
 
 #include "gtest/gtest.h"
 #include "kiv/dom.h"

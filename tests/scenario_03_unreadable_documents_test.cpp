@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <filesystem>
+#include <string>
 
 #include "gtest/gtest.h"
 #include "kiv/dom.h"

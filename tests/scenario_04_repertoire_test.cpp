@@ -1,5 +1,7 @@
 // What a GB2312 document really holds is code page 936, and what that lacks is
 // written as a reference: nothing is lost on the way in or out.
+#include <string>
+
 #include "gmock/gmock.h"
 #include "xml/xml_testing.h"
 

@@ -1,12 +1,15 @@
 // Saving is cut short by a full disk or by the end of the process: the file is
 // the old one or the new one.
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <filesystem>
 #include <random>
+#include <string>
 #include <thread>
 
 #include "gmock/gmock.h"

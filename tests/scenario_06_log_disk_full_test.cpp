@@ -5,6 +5,8 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
+#include <string>
+
 #include "gmock/gmock.h"
 #include "util/log_test_fixture.h"
 

@@ -3,8 +3,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <functional>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "gmock/gmock.h"
 #include "util/log_test_fixture.h"

@@ -1,6 +1,9 @@
 // Foreign text in a message cannot fake an entry or reach a terminal: one call
 // gives one line, whatever is in it.
+#include <gtest/gtest.h>
+
 #include <stdexcept>
+#include <string>
 
 #include "gmock/gmock.h"
 #include "util/log_test_fixture.h"

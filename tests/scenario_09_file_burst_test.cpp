@@ -1,5 +1,10 @@
 // Files that come faster than they are handled, in folders that come and move.
+#include <gtest/gtest.h>
+
 #include <atomic>
+#include <filesystem>
+#include <string>
+#include <vector>
 
 #include "testing/file_queue_folder.h"
 

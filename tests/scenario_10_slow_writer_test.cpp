@@ -1,8 +1,15 @@
 // Files that are still written, written again, gone or unreadable when they are
 // to be taken.
+#include <gtest/gtest.h>
 #include <sys/fsuid.h>
 
 #include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
 
 #include "testing/file_queue_folder.h"
 

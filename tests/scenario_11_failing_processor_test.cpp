@@ -5,13 +5,21 @@
 // never handed to a processor again. One that lies in .processing may have been
 // handed over, wholly or in part, and is handed over again: no host can know
 // how far a processor came that died with it.
+#include <gtest/gtest.h>
 #include <sys/fsuid.h>
 #include <sys/mount.h>
 
+#include <algorithm>
 #include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <map>
 #include <random>
 #include <set>
+#include <string>
+#include <thread>
+#include <vector>
 
 #include "testing/file_queue_folder.h"
 #include "testing/running_program.h"

@@ -1,11 +1,15 @@
 // What may lie in a watched folder beside ordinary files.
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <filesystem>
+#include <string>
+#include <vector>
 
 #include "testing/file_queue_folder.h"
 

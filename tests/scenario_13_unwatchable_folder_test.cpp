@@ -1,6 +1,15 @@
 // Folders that cannot be watched, or not for long.
+#include <gtest/gtest.h>
 #include <sched.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
 
 #include "testing/file_queue_folder.h"
 #include "testing/xml_probe.h"

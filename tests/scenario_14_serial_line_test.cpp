@@ -1,9 +1,14 @@
 // What happens to a serial line: it is unplugged and comes back elsewhere, it
 // belongs to another program, it sends noise.
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <ctime>
+#include <filesystem>
+#include <string>
+#include <thread>
 
 #include "kiv/startup.h"
 #include "testing/pseudo_terminal.h"

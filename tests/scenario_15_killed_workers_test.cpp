@@ -9,9 +9,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
+#include <iterator>
+#include <memory>
 #include <random>
 #include <set>
 #include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
 
 #include "kiv/mq/msmq_queue.h"
 #include "kiv/startup.h"

@@ -6,7 +6,11 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <future>
+#include <memory>
+#include <string>
 #include <thread>
 
 #include "kiv/mq/msmq_queue.h"

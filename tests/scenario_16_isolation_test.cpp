@@ -2,7 +2,12 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <chrono>
+#include <fstream>
 #include <set>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "kiv/startup.h"
 #include "mq/isolation.h"

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <string>
+
 #include "kiv/module/dll_file_module.h"
 #include "kiv/startup.h"
 #include "testing/service_folder.h"

@@ -1,6 +1,9 @@
 // Stores that cannot be opened, or whose server goes.
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <string>
+
 #include "kiv/startup.h"
 #include "kiv/store/store.h"
 #include "kiv/strings.h"

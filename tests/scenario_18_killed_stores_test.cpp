@@ -2,6 +2,16 @@
 // what was acknowledged is there, what was not is not, and the next to open
 // puts everything right once.
 #include <gtest/gtest.h>
+#include <signal.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
 
 #include "kiv/startup.h"
 #include "testing/running_program.h"

@@ -5,7 +5,11 @@
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 
+#include <filesystem>
+#include <fstream>
+#include <memory>
 #include <set>
+#include <string>
 
 #include "kiv/startup.h"
 #include "testing/service_folder.h"

@@ -1,7 +1,13 @@
 // Remote services that are not there, silent, something else, or end in the
 // middle: a neutral result in time, each with a text of its own.
 
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstring>
 #include <future>
+#include <memory>
+#include <string>
 
 #include "testing/listener.h"
 #include "testing/remote_fixture.h"

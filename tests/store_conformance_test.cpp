@@ -2,6 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
 
 #include "kiv/date_time.h"
 #include "kiv/startup.h"

@@ -1,4 +1,7 @@
 #include "kiv/store/store.h"
+
+#include <string>
+
 #include "dm/dm.h"
 #include "store/store_test_fixture.h"
 

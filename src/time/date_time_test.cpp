@@ -9,6 +9,7 @@
 #include <ctime>
 #include <limits>
 #include <stdexcept>
+#include <string>
 #include <tuple>
 #include <utility>
 

@@ -4,6 +4,7 @@
 #include <iconv.h>
 
 #include <numeric>
+#include <string>
 #include <utility>
 
 namespace kiv {

@@ -1,10 +1,12 @@
 #include "kiv/md5.h"
 
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <fstream>
 #include <stdexcept>
+#include <string>
 
 #include "kiv/hex.h"
 #include "util/gb_text.h"

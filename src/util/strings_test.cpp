@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <climits>
+#include <string>
 #include <tuple>
 
 namespace kiv {

@@ -1,4 +1,5 @@
 // Queries answered with the index of a container and without it.
+#include <algorithm>
 #include <forward_list>
 #include <utility>
 

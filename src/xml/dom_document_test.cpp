@@ -1,5 +1,7 @@
 #include "kiv/dom_document.h"
 
+#include <gmock/gmock.h>
+
 #include <filesystem>
 
 #include "xml/xml_testing.h"

@@ -1,5 +1,7 @@
 #include "kiv/dom_element.h"
 
+#include <gmock/gmock.h>
+
 #include <vector>
 
 #include "xml/xml_testing.h"

@@ -1,5 +1,7 @@
 #include "kiv/dom_node.h"
 
+#include <gmock/gmock.h>
+
 #include "xml/xml_testing.h"
 
 namespace kiv {

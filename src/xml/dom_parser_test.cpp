@@ -1,5 +1,6 @@
 #include "kiv/dom_parser.h"
 
+#include <gmock/gmock.h>
 #include <sys/stat.h>
 
 #include <atomic>

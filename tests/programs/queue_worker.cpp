@@ -8,6 +8,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cstring>
+#include <string>
+
 #include "kiv/mq/msmq_queue.h"
 #include "kiv/startup.h"
 

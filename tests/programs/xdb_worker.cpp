@@ -9,7 +9,10 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <memory>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "kiv/startup.h"
 #include "testing/xdb_journal.h"

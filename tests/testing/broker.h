@@ -2,8 +2,13 @@
 #define TESTING_BROKER_H_
 
 #include <array>
+#include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "testing/certificate.h"
 #include "testing/loopback.h"

@@ -1,6 +1,9 @@
 #ifndef TESTING_CERTIFICATE_H_
 #define TESTING_CERTIFICATE_H_
 
+#include <filesystem>
+#include <stdexcept>
+
 #include "testing/running_program.h"
 
 namespace kiv::testing {

@@ -1,8 +1,10 @@
 #ifndef TESTING_LISTENER_H_
 #define TESTING_LISTENER_H_
 
+#include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "testing/loopback.h"

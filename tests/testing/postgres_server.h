@@ -3,7 +3,12 @@
 
 #include <pwd.h>
 
+#include <chrono>
+#include <filesystem>
 #include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "testing/running_program.h"
 

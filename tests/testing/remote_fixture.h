@@ -3,6 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
 #include "kiv/startup.h"
 #include "rmt/rmt.h"
 #include "testing/running_program.h"

@@ -1,11 +1,16 @@
 #ifndef TESTING_RUNNING_PROGRAM_H_
 #define TESTING_RUNNING_PROGRAM_H_
 
+#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 
+#include <chrono>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "port/test_folder.h"

@@ -1,6 +1,9 @@
 #ifndef TESTING_SERVICE_FOLDER_H_
 #define TESTING_SERVICE_FOLDER_H_
 
+#include <filesystem>
+#include <string>
+
 #include "kiv/mq/config.h"
 #include "testing/test_log.h"
 

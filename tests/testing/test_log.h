@@ -1,6 +1,11 @@
 #ifndef TESTING_TEST_LOG_H_
 #define TESTING_TEST_LOG_H_
 
+#include <filesystem>
+#include <iterator>
+#include <string>
+#include <string_view>
+
 #include "kiv/log.h"
 #include "port/test_folder.h"
 

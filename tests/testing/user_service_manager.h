@@ -3,7 +3,10 @@
 
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "testing/running_program.h"
 

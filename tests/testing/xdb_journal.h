@@ -8,6 +8,8 @@
 #include <map>
 #include <random>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "xdb/container/container.h"
 

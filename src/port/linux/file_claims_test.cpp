@@ -9,7 +9,9 @@
 #include <unistd.h>
 
 #include <cstdarg>
+#include <filesystem>
 #include <functional>
+#include <string>
 #include <thread>
 #include <utility>
 

@@ -1,13 +1,14 @@
 #include "port/shared_library.h"
 
 #include <elf.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
+#include <filesystem>
 #include <sstream>
+#include <string>
 #include <tuple>
 
 #include "port/test_folder.h"

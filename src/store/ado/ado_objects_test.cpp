@@ -1,8 +1,10 @@
 #include "store/ado/ado_objects.h"
 
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 
 #include "store/ado/database_testing.h"
 #include "store/ado/odbc_connection.h"

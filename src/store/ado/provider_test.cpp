@@ -1,6 +1,7 @@
 #include "store/ado/provider.h"
 
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <map>
 #include <utility>

@@ -1,5 +1,6 @@
 // Queries, fillers and transactions where they are easily got wrong.
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "kiv/date_time.h"
 #include "store/ado/database_testing.h"

@@ -1,9 +1,11 @@
 #include "store/ado/records.h"
 
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <bit>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <numeric>
 #include <random>

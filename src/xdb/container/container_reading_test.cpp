@@ -1,5 +1,6 @@
 #include "xdb/container/container_reading.h"
 
+#include <algorithm>
 #include <random>
 #include <string>
 
