@@ -1,73 +1,54 @@
-// Usage: kiv_bench [FILTER] [--report FILE]. FILTER is a part of a comparison's
+// Usage: kiv_bench [FILTER] [--report FILE]. FILTER is a part of a benchmark's
 // name. Exits 1 when a target is missed.
 #include "compare.h"
 
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <filesystem>
-#include <fstream>
-#include <map>
+#include <iterator>
+#include <stdexcept>
 #include <utility>
-#include <vector>
 
 #include "kiv/startup.h"
+#include "report.h"
 
 namespace bench {
 namespace {
 
-constexpr int kRounds = 7;
-constexpr int kGrowthRounds = 3;
+// Of the benchmark itself, and of another point of its curve.
+constexpr Effort kCompared = {.least = 8, .most = 30, .seconds = 3};
+constexpr Effort kPoint = {.least = 3, .most = 10, .seconds = 0.8};
+constexpr double kRoundSeconds = 0.1;
 
-struct Pair {
-  Comparison comparison;
-  Body ours;
-  Body peer;
+struct Figures {
+  double ours = 0;  // 0 may be measured where there is a limit
+  double peer = 0;
+  double ratio = 0;
+  bool is_measured = false;
 };
 
-struct Growing {
-  Growth growth;
-  SizedBody ours;
-  SizedBody peer;
-};
-
-struct Limit {
+struct Benchmark {
   std::string name;
   std::string unit;
-  double limit;
-  std::function<double()> measure;
-};
-
-struct Result {
-  std::string name;
-  std::string unit;
-  double ours;
   std::string peer_name;
-  double peer;
-  double ratio;
   double target;
-  bool is_met() const { return ratio >= target; }
-};
-
-struct LeftOut {
-  std::string name;
-  std::string reason;
+  bool has_limit;
+  Growth growth;
+  std::function<Figures(std::size_t size, const Effort& effort)> measure;
 };
 
 // Made on first use: the cases register themselves before main.
-std::vector<Pair>& Pairs() {
-  static std::vector<Pair> pairs;
-  return pairs;
-}
-
-std::vector<Growing>& Growths() {
-  static std::vector<Growing> growths;
-  return growths;
-}
-
-std::vector<Limit>& Limits() {
-  static std::vector<Limit> limits;
-  return limits;
+std::vector<Benchmark>& Benchmarks() {
+  static std::vector<Benchmark> benchmarks;
+  return benchmarks;
 }
 
 std::vector<LeftOut>& AllLeftOut() {
@@ -75,18 +56,24 @@ std::vector<LeftOut>& AllLeftOut() {
   return left_out;
 }
 
-std::vector<Curve>& Curves() {
-  static std::vector<Curve> curves;
-  return curves;
+std::vector<Plot::Point>& OwnPoints() {
+  static std::vector<Plot::Point> points;
+  return points;
 }
 
-// Seconds an iteration of every round, by the benchmark's name.
-using Seconds = std::map<std::string, std::vector<double>, std::less<>>;
+std::vector<Plot>& Plots() {
+  static std::vector<Plot> plots;
+  return plots;
+}
+
+const Benchmark* Find(const std::string& name) {
+  for (const Benchmark& benchmark : Benchmarks())
+    if (benchmark.name == name) return &benchmark;
+  return nullptr;
+}
 
 class Collector : public benchmark::BenchmarkReporter {
  public:
-  explicit Collector(Seconds& seconds) : seconds_(seconds) {}
-
   bool ReportContext(const Context&) override { return true; }
 
   void ReportRuns(const std::vector<Run>& runs) override {
@@ -97,216 +84,320 @@ class Collector : public benchmark::BenchmarkReporter {
                      run.error_message.c_str());
         continue;
       }
-      seconds_[run.run_name.function_name].push_back(
-          run.real_accumulated_time / static_cast<double>(run.iterations));
+      iterations = run.iterations;
+      seconds = run.real_accumulated_time / static_cast<double>(iterations);
     }
+  }
+
+  benchmark::IterationCount iterations = 0;
+  double seconds = 0;  // an iteration; 0 when it failed
+};
+
+// The first run warms the side up and finds how many iterations fill a round.
+class Side {
+ public:
+  Side(std::string name, const Body& body, std::size_t size)
+      : name_(std::move(name)), body_(body), size_(size) {}
+
+  double Seconds() {
+    auto* const made = benchmark::RegisterBenchmark(
+        name_.c_str(),
+        [this](benchmark::State& state) { body_(state, size_); });
+    made->UseRealTime();
+    if (iterations_ == 0)
+      made->MinTime(kRoundSeconds);
+    else
+      made->Iterations(iterations_);
+    Collector collector;
+    benchmark::RunSpecifiedBenchmarks(&collector);
+    benchmark::ClearRegisteredBenchmarks();
+    iterations_ = collector.iterations;
+    return collector.seconds;
   }
 
  private:
-  Seconds& seconds_;
+  const std::string name_;
+  const Body& body_;
+  const std::size_t size_;
+  benchmark::IterationCount iterations_ = 0;
 };
 
-std::string SideName(const Comparison& comparison, const std::string& side) {
-  return comparison.name + '/' + side;
+Figures FiguresOf(const Rounds& rounds, double amount) {
+  if (rounds.ours.empty()) return {};
+  std::vector<double> ratios;
+  for (std::size_t i = 0; i < rounds.ours.size(); ++i)
+    ratios.push_back(rounds.peer[i] / rounds.ours[i]);
+  return {amount / Median(rounds.ours), amount / Median(rounds.peer),
+          Median(ratios), true};
 }
 
-void RunSide(const std::string& name, const Body& body, Seconds& seconds) {
-  benchmark::RegisterBenchmark(name.c_str(), body)
-      ->MinTime(0.15)
-      ->UseRealTime();
-  Collector collector(seconds);
-  benchmark::RunSpecifiedBenchmarks(&collector);
-  benchmark::ClearRegisteredBenchmarks();
-}
-
-// The two sides in turns, each the first of every other round: a slow spell of
-// the machine falls on both, and neither always follows the other.
-void RunInTurns(const Pair& pair, int rounds, const std::string& ours,
-                const std::string& peer, Seconds& seconds) {
-  for (int round = 0; round < rounds; ++round) {
-    const bool ours_first = round % 2 == 0;
-    if (ours_first) RunSide(ours, pair.ours, seconds);
-    RunSide(peer, pair.peer, seconds);
-    if (!ours_first) RunSide(ours, pair.ours, seconds);
+// From the process of a benchmark; closed by its end.
+class Pipe {
+ public:
+  Pipe() {
+    if (pipe2(ends_, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
   }
+  ~Pipe() {
+    close(ends_[0]);
+    CloseIn();
+  }
+  Pipe(const Pipe&) = delete;
+  Pipe& operator=(const Pipe&) = delete;
+
+  void CloseIn() {
+    if (ends_[1] >= 0) close(ends_[1]);
+    ends_[1] = -1;
+  }
+  template <class T>
+  void Write(const T& value) {
+    if (write(ends_[1], &value, sizeof value) !=
+        static_cast<ssize_t>(sizeof value))
+      throw std::runtime_error("the figures were not told");
+  }
+  template <class T>
+  bool Read(T& value) {
+    return read(ends_[0], &value, sizeof value) ==
+           static_cast<ssize_t>(sizeof value);
+  }
+
+ private:
+  int ends_[2];
+};
+
+// In a process of its own. OwnPoints has its points.
+Figures Measure(const Benchmark& benchmark, std::size_t size,
+                const Effort& effort) {
+  Pipe pipe;
+  const pid_t child = fork();
+  if (child == 0) {
+    kiv::GlobalInit();
+    pipe.Write(benchmark.measure(size, effort));
+    for (const Plot::Point& point : OwnPoints()) {
+      pipe.Write(point.x);
+      pipe.Write(point.values.front());
+    }
+    kiv::GlobalUninit();
+    std::exit(0);
+  }
+  pipe.CloseIn();
+  Figures figures;
+  if (!pipe.Read(figures)) figures = {};
+  OwnPoints().clear();
+  for (double x = 0, ours = 0; pipe.Read(x) && pipe.Read(ours);)
+    AddPoint(x, ours);
+  int status = 0;
+  waitpid(child, &status, 0);
+  if (status != 0) figures = {};
+  return figures;
+}
+
+Plot& PlotOf(const Benchmark& benchmark, const std::string& by) {
+  std::vector<Plot>& plots = Plots();
+  for (Plot& plot : plots)
+    if (plot.name == benchmark.name) return plot;
+  Plot made{benchmark.name, benchmark.unit, by, {"ours"}, {}};
+  if (!benchmark.has_limit) made.lines.push_back(benchmark.peer_name);
+  return plots.emplace_back(std::move(made));
 }
 
 // Nothing where one of the sides failed, which is said already.
-std::vector<Curve::Point> PointsOf(const Growing& growing) {
-  const auto at = [](const SizedBody& body, double size) {
-    return [&body, size](benchmark::State& state) { body(state, size); };
-  };
-  std::vector<Curve::Point> points;
-  for (const double size : growing.growth.sizes) {
-    const std::string ours = growing.growth.name + "/ours";
-    const std::string peer = growing.growth.name + "/peer";
-    Seconds seconds;
-    RunInTurns({{}, at(growing.ours, size), at(growing.peer, size)},
-               kGrowthRounds, ours, peer, seconds);
-    const double ours_seconds = Median(seconds[ours]);
-    const double peer_seconds = Median(seconds[peer]);
-    if (ours_seconds <= 0 || peer_seconds <= 0) return {};
-    const double amount = growing.growth.amount(size);
-    points.push_back({size, {amount / ours_seconds, amount / peer_seconds}});
+void AddTo(Plot& plot, std::size_t size, const Figures& figures) {
+  if (!figures.is_measured) return;
+  Plot::Point point{Size(size), {figures.ours}, 0};
+  if (plot.lines.size() > 1) {
+    point.values.push_back(figures.peer);
+    point.ratio = figures.ratio;
   }
-  return points;
+  const auto after =
+      std::find_if(plot.points.begin(), plot.points.end(),
+                   [&](const Plot::Point& other) { return other.x > point.x; });
+  plot.points.insert(after, std::move(point));
 }
 
-void RunGrowths(const std::string& filter) {
-  for (const Growing& growing : Growths()) {
-    const Growth& growth = growing.growth;
-    if (growth.name.find(filter) == std::string::npos) continue;
-    AddCurve({growth.name,
-              growth.unit,
-              growth.x_name,
-              {"ours", growth.peer_name},
-              PointsOf(growing)});
-    std::fprintf(stderr, "%s done\n", growth.name.c_str());
+// Measures what the growth says, and names in the result where it is to be
+// seen. Gives the figures at the size that is compared.
+class Grower {
+ public:
+  Grower(const Benchmark& benchmark, Result& result)
+      : benchmark_(benchmark), result_(result) {}
+
+  Figures operator()(const Curve& curve) {
+    const Figures compared = Measure(benchmark_, curve.compared, kCompared);
+    result_.curve = benchmark_.name;
+    result_.size = curve.compared;
+    Plot& plot = PlotOf(benchmark_, curve.by);
+    AddTo(plot, curve.compared, compared);
+    for (const std::size_t size : curve.others)
+      AddTo(plot, size, Measure(benchmark_, size, kPoint));
+    return compared;
   }
+  Figures operator()(const OnCurveOf& other) {
+    const Benchmark& owner = *Find(other.name);
+    const Figures compared = Measure(benchmark_, other.compared, kCompared);
+    result_.curve = owner.name;
+    result_.size = other.compared;
+    AddTo(PlotOf(owner, std::get<Curve>(owner.growth).by), other.compared,
+          compared);
+    return compared;
+  }
+  Figures operator()(const OwnCurve& curve) {
+    const Figures compared = Measure(benchmark_, 0, kCompared);
+    result_.curve = benchmark_.name;
+    Plot& plot = PlotOf(benchmark_, curve.by);
+    plot.unit = curve.unit;
+    plot.points = OwnPoints();
+    return compared;
+  }
+  Figures operator()(const Constant& constant) {
+    result_.constant = constant.reason;
+    return Measure(benchmark_, 0, kCompared);
+  }
+
+ private:
+  const Benchmark& benchmark_;
+  Result& result_;
+};
+
+Result Run(const Benchmark& benchmark) {
+  Result result;
+  result.name = benchmark.name;
+  result.unit = benchmark.unit;
+  result.peer_name = benchmark.peer_name;
+  result.target = benchmark.target;
+  const Figures figures =
+      std::visit(Grower(benchmark, result), benchmark.growth);
+  result.ours = figures.ours;
+  result.peer = figures.peer;
+  result.ratio = figures.ratio;
+  result.is_met = figures.is_measured &&
+                  (benchmark.has_limit ? figures.ours <= figures.peer
+                                       : figures.ratio >= benchmark.target);
+  return result;
 }
 
-std::vector<Result> Run(const std::string& filter) {
-  const auto is_wanted = [&](const std::string& name) {
-    return name.find(filter) != std::string::npos;
+// Throws for a growth that would show nothing.
+void Check(const Benchmark& benchmark) {
+  const auto require = [&](bool holds) {
+    if (!holds)
+      throw std::logic_error(benchmark.name +
+                             " says neither what it grows with nor why not");
   };
-  Seconds seconds;
+  if (const auto* const curve = std::get_if<Curve>(&benchmark.growth))
+    require(!curve->by.empty() && curve->others.size() >= 2);
+  if (const auto* const other = std::get_if<OnCurveOf>(&benchmark.growth)) {
+    const Benchmark* const owner = Find(other->name);
+    require(owner != nullptr && std::holds_alternative<Curve>(owner->growth));
+  }
+  if (const auto* const own = std::get_if<OwnCurve>(&benchmark.growth))
+    require(!own->by.empty());
+  if (const auto* const constant = std::get_if<Constant>(&benchmark.growth))
+    require(!constant->reason.empty());
+}
+
+void Register(Comparison comparison, bool has_limit, Growth growth,
+              std::function<Figures(std::size_t, const Effort&)> measure) {
+  Benchmarks().push_back({std::move(comparison.name),
+                          std::move(comparison.unit),
+                          std::move(comparison.peer_name), comparison.target,
+                          has_limit, std::move(growth), std::move(measure)});
+}
+
+int Main(const std::string& filter, const std::string& report) {
+  const auto is_wanted = [&](const auto& one) {
+    return one.name.find(filter) != std::string::npos;
+  };
+  for (const Benchmark& benchmark : Benchmarks()) Check(benchmark);
   std::vector<Result> results;
-  for (const Pair& pair : Pairs()) {
-    if (!is_wanted(pair.comparison.name)) continue;
-    const Comparison& comparison = pair.comparison;
-    const std::string ours = SideName(comparison, "ours");
-    const std::string peer = SideName(comparison, comparison.peer_name);
-    RunInTurns(pair, kRounds, ours, peer, seconds);
-    const double ours_seconds = Median(seconds[ours]);
-    const double peer_seconds = Median(seconds[peer]);
-    const bool is_measured = ours_seconds > 0 && peer_seconds > 0;
-    results.push_back({comparison.name, comparison.unit,
-                       is_measured ? comparison.amount / ours_seconds : 0,
-                       comparison.peer_name,
-                       is_measured ? comparison.amount / peer_seconds : 0,
-                       is_measured ? peer_seconds / ours_seconds : 0,
-                       comparison.target});
-    std::fprintf(stderr, "%s done\n", comparison.name.c_str());
+  for (const Benchmark& benchmark : Benchmarks()) {
+    if (!is_wanted(benchmark)) continue;
+    results.push_back(Run(benchmark));
+    std::fprintf(stderr, "%s done\n", benchmark.name.c_str());
   }
-  for (const Limit& limit : Limits()) {
-    if (!is_wanted(limit.name)) continue;
-    const double figure = limit.measure();
-    results.push_back({limit.name, limit.unit, figure, "limit", limit.limit,
-                       figure > 0 ? limit.limit / figure : 0, 1});
-    std::fprintf(stderr, "%s done\n", limit.name.c_str());
-  }
-  return results;
-}
+  std::vector<LeftOut> left_out;
+  std::copy_if(AllLeftOut().begin(), AllLeftOut().end(),
+               std::back_inserter(left_out), is_wanted);
 
-std::vector<LeftOut> LeftOutBy(const std::string& filter) {
-  std::vector<LeftOut> wanted;
-  for (const LeftOut& one : AllLeftOut())
-    if (one.name.find(filter) != std::string::npos) wanted.push_back(one);
-  return wanted;
-}
-
-void PrintTable(const std::vector<Result>& results) {
-  std::printf("%-32s %12s %-12s %12s  %-14s %7s %7s  %s\n", "name", "ours",
-              "unit", "peer", "peer name", "ratio", "target", "met");
-  for (const Result& result : results) {
-    std::printf("%-32s %12.4g %-12s %12.4g  %-14s %7.2f %7.2f  %s\n",
-                result.name.c_str(), result.ours, result.unit.c_str(),
-                result.peer, result.peer_name.c_str(), result.ratio,
-                result.target, result.is_met() ? "yes" : "NO");
+  PrintTable(results);
+  PrintPlots(Plots());
+  if (!report.empty()) {
+    WriteReport(results, left_out, report);
+    WritePlots(Plots(),
+               std::filesystem::path(report).parent_path() / "growth.json");
   }
-}
-
-// Names, units and peers are this program's own and need no escaping.
-void WriteReport(const std::vector<Result>& results,
-                 const std::vector<LeftOut>& left_out,
-                 const std::string& path) {
-  std::ofstream file(path);
-  file << '[';
-  const char* between = "\n";
-  for (const Result& result : results) {
-    file << between << "  {\"name\": \"" << result.name << "\", \"unit\": \""
-         << result.unit << "\", \"ours\": " << result.ours
-         << ", \"peer_name\": \"" << result.peer_name
-         << "\", \"peer\": " << result.peer << ", \"ratio\": " << result.ratio
-         << ", \"target\": " << result.target
-         << ", \"met\": " << (result.is_met() ? "true" : "false") << '}';
-    between = ",\n";
+  if (results.empty() && left_out.empty()) {
+    std::fprintf(stderr, "no benchmark is called so: %s\n", filter.c_str());
+    return 1;
   }
-  for (const LeftOut& one : left_out) {
-    file << between << "  {\"name\": \"" << one.name << "\", \"left_out\": \""
-         << one.reason << "\"}";
-    between = ",\n";
-  }
-  file << "\n]\n";
-}
-
-// A list of JSON; `write` writes one.
-template <class Items, class Write>
-void WriteList(std::ostream& out, const Items& items, Write write) {
-  const char* between = "";
-  for (const auto& item : items) {
-    out << between;
-    write(item);
-    between = ", ";
-  }
-}
-
-void WriteCurves(const std::vector<Curve>& curves,
-                 const std::filesystem::path& path) {
-  std::ofstream file(path);
-  const auto write_text = [&](const std::string& text) {
-    file << '"' << text << '"';
-  };
-  const auto write_number = [&](double number) { file << number; };
-  file << "[";
-  WriteList(file, curves, [&](const Curve& curve) {
-    file << "\n  {\"name\": \"" << curve.name << "\", \"unit\": \""
-         << curve.unit << "\", \"x_name\": \"" << curve.x_name
-         << "\", \"lines\": [";
-    WriteList(file, curve.lines, write_text);
-    file << "], \"points\": [";
-    WriteList(file, curve.points, [&](const Curve::Point& point) {
-      file << '[' << point.x << ", ";
-      WriteList(file, point.values, write_number);
-      file << ']';
-    });
-    file << "]}";
-  });
-  file << "\n]\n";
-}
-
-void PrintCurves(const std::vector<Curve>& curves) {
-  for (const Curve& curve : curves) {
-    std::printf("\n%s, %s, by %s:", curve.name.c_str(), curve.unit.c_str(),
-                curve.x_name.c_str());
-    for (const std::string& line : curve.lines)
-      std::printf(" %s", line.c_str());
-    for (const Curve::Point& point : curve.points) {
-      std::printf("\n%12.7g", point.x);
-      for (const double value : point.values) std::printf(" %12.4g", value);
-    }
-    std::printf("\n");
-  }
+  const bool all_met =
+      std::all_of(results.begin(), results.end(),
+                  [](const Result& result) { return result.is_met; }) &&
+      std::none_of(Plots().begin(), Plots().end(),
+                   [](const Plot& plot) { return plot.points.empty(); });
+  return all_met ? 0 : 1;
 }
 
 }  // namespace
 
-bool Compare(Comparison comparison, Body ours, Body peer) {
-  Pairs().push_back({std::move(comparison), std::move(ours), std::move(peer)});
+Rounds TakeTurns(const Effort& effort, const std::function<double()>& ours,
+                 const std::function<double()>& peer) {
+  using Clock = std::chrono::steady_clock;
+  const auto end = Clock::now() + std::chrono::duration<double>(effort.seconds);
+  Rounds rounds;
+  for (int round = 0;
+       round < effort.least || (round < effort.most && Clock::now() < end);
+       ++round) {
+    const bool is_ours_first = round % 2 == 0;
+    const double first = is_ours_first ? ours() : peer();
+    const double second = is_ours_first ? peer() : ours();
+    if (first <= 0 || second <= 0) return {};
+    rounds.ours.push_back(is_ours_first ? first : second);
+    rounds.peer.push_back(is_ours_first ? second : first);
+  }
+  return rounds;
+}
+
+bool CompareRounds(
+    Comparison comparison, Growth growth,
+    std::function<Rounds(std::size_t size, const Effort& effort)> measure) {
+  const Amount amount = comparison.amount;
+  Register(std::move(comparison), false, std::move(growth),
+           [amount, measure = std::move(measure)](std::size_t size,
+                                                  const Effort& effort) {
+             return FiguresOf(measure(size, effort), amount(size));
+           });
   return true;
 }
 
-bool CompareGrowth(Growth growth, SizedBody ours, SizedBody peer) {
-  Growths().push_back({std::move(growth), std::move(ours), std::move(peer)});
+bool Compare(Comparison comparison, Growth growth, const Body& ours,
+             const Body& peer) {
+  const std::string name = comparison.name + '/';
+  const std::string peer_name = comparison.peer_name;
+  return CompareRounds(
+      std::move(comparison), std::move(growth),
+      [=](std::size_t size, const Effort& effort) -> Rounds {
+        Side our_side(name + "ours", ours, size);
+        Side peer_side(name + peer_name, peer, size);
+        if (our_side.Seconds() <= 0 || peer_side.Seconds() <= 0) return {};
+        return TakeTurns(
+            effort, [&] { return our_side.Seconds(); },
+            [&] { return peer_side.Seconds(); });
+      });
+}
+
+bool StayBelow(Limit limit, Growth growth,
+               std::function<double(std::size_t size)> measure) {
+  const double most = limit.most;
+  Register({std::move(limit.name), std::move(limit.unit), One, "limit", 1},
+           true, std::move(growth),
+           [most, measure = std::move(measure)](std::size_t size,
+                                                const Effort&) -> Figures {
+             const double figure = measure(size);
+             return {figure, most, figure > 0 ? most / figure : 0, true};
+           });
   return true;
 }
 
-bool StayBelow(std::string name, std::string unit, double limit,
-               std::function<double()> measure) {
-  Limits().push_back(
-      {std::move(name), std::move(unit), limit, std::move(measure)});
-  return true;
-}
+void AddPoint(double x, double ours) { OwnPoints().push_back({x, {ours}, 0}); }
 
 bool LeaveOut(std::string name, std::string reason) {
   AllLeftOut().push_back({std::move(name), std::move(reason)});
@@ -316,10 +407,10 @@ bool LeaveOut(std::string name, std::string reason) {
 double Median(std::vector<double> values) {
   if (values.empty()) return 0;
   std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
+  const std::size_t middle = values.size() / 2;
+  return values.size() % 2 != 0 ? values[middle]
+                                : (values[middle - 1] + values[middle]) / 2;
 }
-
-void AddCurve(Curve curve) { Curves().push_back(std::move(curve)); }
 
 }  // namespace bench
 
@@ -336,30 +427,10 @@ int main(int argc, char** argv) {
   char* options[] = {argv[0], nullptr};
   int option_count = 1;
   benchmark::Initialize(&option_count, options);
-
-  kiv::GlobalInit();
-  const std::vector<bench::Result> results = bench::Run(filter);
-  bench::RunGrowths(filter);
-  kiv::GlobalUninit();
-  const std::vector<bench::Curve>& curves = bench::Curves();
-
-  bench::PrintTable(results);
-  bench::PrintCurves(curves);
-  if (!report.empty()) {
-    bench::WriteReport(results, bench::LeftOutBy(filter), report);
-    bench::WriteCurves(
-        curves, std::filesystem::path(report).parent_path() / "growth.json");
-  }
-  if (results.empty() && curves.empty() && bench::LeftOutBy(filter).empty()) {
-    std::fprintf(stderr, "no comparison is called so: %s\n", filter.c_str());
+  try {
+    return bench::Main(filter, report);
+  } catch (const std::exception& fault) {
+    std::fprintf(stderr, "kiv_bench: %s\n", fault.what());
     return 1;
   }
-  const bool all_met =
-      std::all_of(
-          results.begin(), results.end(),
-          [](const bench::Result& result) { return result.is_met(); }) &&
-      std::none_of(curves.begin(), curves.end(), [](const bench::Curve& curve) {
-        return curve.points.empty();
-      });
-  return all_met ? 0 : 1;
 }

@@ -21,14 +21,9 @@ namespace fs = std::filesystem;
 
 using kiv::mq::QueueInfo;
 
-constexpr int kMessages = 50;
-constexpr int kRounds = 30;
 constexpr char kQueue[] = "orders";
 
-const std::string& Body() {
-  static const std::string body(512, 'b');
-  return body;
-}
+constexpr std::size_t kBodyBytes = 512;
 
 // A service folder on the disk that the program runs on: /tmp may be memory.
 class Service {
@@ -62,16 +57,15 @@ class OurQueue {
     if (sender_ == nullptr || receiver_ == nullptr)
       throw std::runtime_error(queues.LastError());
   }
-  bool Send() { return sender_->Send(Body()); }
+  bool Send(const std::string& body) { return sender_->Send(body); }
   bool Receive() {
     const auto message = receiver_->Receive();
     std::string body;
     return message != nullptr && message->GetBody(body) &&
-           body.size() == Body().size();
+           body.size() == kBodyBytes;
   }
 
  private:
-  const Service service_;
   std::shared_ptr<kiv::mq::MsmqQueue> sender_;
   std::shared_ptr<kiv::mq::MsmqQueue> receiver_;
 };
@@ -104,14 +98,14 @@ class Statements {
   Statements(const Statements&) = delete;
   Statements& operator=(const Statements&) = delete;
 
-  bool Send() {
+  bool Send(const std::string& body) {
     Run(begin_);
     sqlite3_bind_text(insert_, 1, "f81d4fae-7dec-11d0-a765-00a0c91e6bf6", 36,
                       SQLITE_STATIC);
     sqlite3_bind_int64(insert_, 2, 1'700'000'000'000);
     sqlite3_bind_text(insert_, 3, "", 0, SQLITE_STATIC);
-    sqlite3_bind_blob(insert_, 4, Body().data(),
-                      static_cast<int>(Body().size()), SQLITE_STATIC);
+    sqlite3_bind_blob(insert_, 4, body.data(), static_cast<int>(body.size()),
+                      SQLITE_STATIC);
     return Run(insert_) && Run(commit_);
   }
   bool Receive() {
@@ -121,7 +115,7 @@ class Statements {
       body.assign(static_cast<const char*>(sqlite3_column_blob(take_, 3)),
                   static_cast<std::size_t>(sqlite3_column_bytes(take_, 3)));
     sqlite3_reset(take_);
-    return Run(commit_) && body.size() == Body().size();
+    return Run(commit_) && body.size() == kBodyBytes;
   }
 
  private:
@@ -140,7 +134,6 @@ class Statements {
     return is_done;
   }
 
-  const Service service_;
   sqlite3* file_ = nullptr;
   sqlite3_stmt* begin_ = nullptr;
   sqlite3_stmt* commit_ = nullptr;
@@ -156,60 +149,68 @@ double SecondsOf(const std::function<bool()>& step) {
 }
 
 // A disk's syncs take a fifth of a millisecond or twenty of them, as it
-// pleases: the two sides take turns message by message, and the medians are
-// compared.
-struct Times {
-  std::vector<double> ours;
-  std::vector<double> peer;
+// pleases: the two sides take turns message by message.
+bench::Effort MessageByMessage(const bench::Effort& effort) {
+  return {20, 100'000, effort.seconds};
+}
 
-  void Take(bool is_ours_first, const std::function<bool()>& our_step,
-            const std::function<bool()>& peer_step) {
-    if (is_ours_first) ours.push_back(SecondsOf(our_step));
-    peer.push_back(SecondsOf(peer_step));
-    if (!is_ours_first) ours.push_back(SecondsOf(our_step));
-  }
-  double Figure(const char* what) const {
-    std::fprintf(stderr, "%s: ours %.0f, bare SQLite %.0f messages/s\n", what,
-                 1 / bench::Median(ours), 1 / bench::Median(peer));
-    return bench::Median(ours) / bench::Median(peer);
-  }
-};
-
-struct Figures {
-  double send = 0;
-  double receive = 0;
-};
-
-// Both are measured in one go: what is received has to be sent.
-Figures Measure() {
+bench::Rounds SendAll(std::size_t bytes, const bench::Effort& effort) {
+  const std::string body(bytes, 'b');
+  const Service service;
   OurQueue ours;
   Statements peer;
-  Times sends;
-  Times receives;
-  for (int round = 0; round < kRounds; ++round) {
-    for (int i = 0; i < kMessages; ++i)
-      sends.Take(
-          i % 2 == 0, [&] { return ours.Send(); }, [&] { return peer.Send(); });
-    for (int i = 0; i < kMessages; ++i)
-      receives.Take(
-          i % 2 == 0, [&] { return ours.Receive(); },
-          [&] { return peer.Receive(); });
-  }
-  return {sends.Figure("durable send"), receives.Figure("durable receive")};
+  return bench::TakeTurns(
+      MessageByMessage(effort),
+      [&] { return SecondsOf([&] { return ours.Send(body); }); },
+      [&] { return SecondsOf([&] { return peer.Send(body); }); });
 }
 
-const Figures& Measured() {
-  static const Figures figures = Measure();
-  return figures;
+// What each holds once it is many times as much: a million syncs take long.
+void Multiply(const fs::path& queue, std::size_t messages) {
+  sqlite3* file = nullptr;
+  const std::string insert =
+      "WITH RECURSIVE n(i) AS (VALUES(1) UNION ALL SELECT i + 1 FROM n WHERE i "
+      "< " +
+      std::to_string(messages) +
+      ") INSERT INTO message(id, sent, label, body) SELECT id, sent, label, "
+      "body FROM n, (SELECT * FROM message LIMIT 1)";
+  const bool is_done = sqlite3_open(queue.c_str(), &file) == SQLITE_OK &&
+                       sqlite3_exec(file, insert.c_str(), nullptr, nullptr,
+                                    nullptr) == SQLITE_OK;
+  sqlite3_close(file);
+  if (!is_done) throw std::runtime_error("no messages in " + queue.string());
 }
 
-// At least 0.9 of the peer's rate.
-constexpr double kLimit = 1 / 0.9;
+// So many others lie in the queue all the while.
+bench::Rounds ReceiveAll(std::size_t lying, const bench::Effort& effort) {
+  const std::string body(kBodyBytes, 'b');
+  const Service service;
+  OurQueue ours;
+  Statements peer;
+  ours.Send(body);
+  peer.Send(body);
+  for (const auto& queue : fs::directory_iterator("../queues"))
+    if (queue.path().filename().string().find('-') == std::string::npos)
+      Multiply(queue.path(), lying);
+  return bench::TakeTurns(
+      MessageByMessage(effort),
+      [&] {
+        ours.Send(body);
+        return SecondsOf([&] { return ours.Receive(); });
+      },
+      [&] {
+        peer.Send(body);
+        return SecondsOf([&] { return peer.Receive(); });
+      });
+}
 
-const bool send = bench::StayBelow("mq/durable_send", "x bare SQLite", kLimit,
-                                   [] { return Measured().send; });
-const bool receive =
-    bench::StayBelow("mq/durable_receive", "x bare SQLite", kLimit,
-                     [] { return Measured().receive; });
+const bool send = bench::CompareRounds(
+    {"mq/durable_send", "messages/s", bench::One, "bare SQLite", 0.9},
+    bench::Curve{"bytes of a message", kBodyBytes, {16, 16'384, 1 << 20}},
+    SendAll);
+const bool receive = bench::CompareRounds(
+    {"mq/durable_receive", "messages/s", bench::One, "bare SQLite", 0.9},
+    bench::Curve{"messages that lie there", 50, {1'000, 10'000, 100'000}},
+    ReceiveAll);
 
 }  // namespace

@@ -1,7 +1,7 @@
 // Watched directories: files from the writer's close to the processor's return,
 // against a loop that opens, reads and deletes what inotify names, and one that
-// claims them by a rename before, as a queue has to; how late a
-// file is at a steady rate; what 64 silent directories cost.
+// claims them by a rename before, as a queue has to; how late a file is at a
+// steady rate; what silent directories cost.
 #include <fcntl.h>
 #include <sys/inotify.h>
 #include <sys/resource.h>
@@ -27,8 +27,10 @@ namespace {
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
-constexpr int kFiles = 10'000;
+constexpr std::size_t kFiles = 10'000;
 constexpr std::size_t kFileBytes = 2048;
+// Of large files, fewer.
+constexpr std::size_t kBytesAtOnce = 128 << 20;
 
 class Folder {
  public:
@@ -44,7 +46,8 @@ class Folder {
   fs::path path_;
 };
 
-void WriteFile(const fs::path& folder, int number, const std::string& bytes) {
+void WriteFile(const fs::path& folder, std::size_t number,
+               const std::string& bytes) {
   const std::string path = (folder / std::to_string(number)).string();
   const int file =
       open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
@@ -63,7 +66,7 @@ class FileCounter final : public kiv::module::Module {
     if (count_.fetch_add(1) + 1 == target_) count_.notify_one();
     return true;
   }
-  void Expect(int files) { target_ = count_ + files; }
+  void Expect(std::size_t files) { target_ = count_ + static_cast<int>(files); }
   void Wait() const {
     for (int seen = count_; seen != target_; seen = count_) count_.wait(seen);
   }
@@ -127,21 +130,27 @@ class Watched {
   std::thread thread_;
 };
 
+// Written in one go.
+struct Load {
+  std::size_t files;
+  std::size_t file_bytes;
+};
+
 void WriteRounds(benchmark::State& state, const fs::path& folder,
-                 FileCounter& counter) {
-  const std::string bytes(kFileBytes, 'x');
+                 FileCounter& counter, const Load& load) {
+  const std::string bytes(load.file_bytes, 'x');
   for (auto _ : state) {
-    counter.Expect(kFiles);
-    for (int i = 0; i < kFiles; ++i) WriteFile(folder, i, bytes);
+    counter.Expect(load.files);
+    for (std::size_t i = 0; i < load.files; ++i) WriteFile(folder, i, bytes);
     counter.Wait();
   }
 }
 
-void FileQueue(benchmark::State& state) {
+void FileQueue(benchmark::State& state, const Load& load) {
   const Folder folder;
   const auto counter = std::make_shared<FileCounter>();
   const Watched watched({folder.path()}, counter);
-  WriteRounds(state, folder.path(), *counter);
+  WriteRounds(state, folder.path(), *counter, load);
 }
 
 enum class Claims { No, Yes };
@@ -149,9 +158,10 @@ enum class Claims { No, Yes };
 // What one would write for one folder, one program and no mishap; with a claim
 // it is for several programs, and a file has two names in its life.
 void TakeLoop(int inotify, const fs::path& folder, Claims claims,
-              FileCounter& counter, const std::atomic<bool>& stop) {
+              std::size_t file_bytes, FileCounter& counter,
+              const std::atomic<bool>& stop) {
   alignas(inotify_event) std::array<char, 65536> events;
-  std::string bytes(kFileBytes + 1, '\0');
+  std::string bytes(file_bytes + 1, '\0');
   while (!stop) {
     const ssize_t size = read(inotify, events.data(), events.size());
     for (ssize_t at = 0; at < size;) {
@@ -175,7 +185,7 @@ void TakeLoop(int inotify, const fs::path& folder, Claims claims,
   }
 }
 
-void RawLoop(benchmark::State& state, Claims claims) {
+void RawLoop(benchmark::State& state, Claims claims, const Load& load) {
   const Folder folder;
   fs::create_directory(folder.path() / ".taken");
   FileCounter counter;
@@ -183,52 +193,55 @@ void RawLoop(benchmark::State& state, Claims claims) {
   inotify_add_watch(inotify, folder.path().c_str(),
                     IN_CLOSE_WRITE | IN_MOVED_TO);
   std::atomic<bool> stop{false};
-  std::thread taker(
-      [&] { TakeLoop(inotify, folder.path(), claims, counter, stop); });
-  WriteRounds(state, folder.path(), counter);
+  std::thread taker([&] {
+    TakeLoop(inotify, folder.path(), claims, load.file_bytes, counter, stop);
+  });
+  WriteRounds(state, folder.path(), counter, load);
   stop = true;
-  WriteFile(folder.path(), kFiles, "x");  // wakes it
+  WriteFile(folder.path(), load.files, "x");  // wakes it
   taker.join();
   close(inotify);
 }
 
-// At 500 files a second: milliseconds that 99 of 100 files stay below, from the
-// writer's close to the processor, which does no more than note the time.
-double LatencyAtASteadyRate() {
-  constexpr int kSteadyFiles = 2'500;
-  constexpr auto kInterval = std::chrono::milliseconds(2);
+// At so many files a second, for five seconds: milliseconds that 99 of 100
+// files stay below, from the writer's close to the processor, which does no
+// more than note the time.
+double LatencyAtASteadyRate(std::size_t files_a_second) {
+  const std::size_t files = 5 * files_a_second;
+  const auto interval =
+      Clock::duration(std::chrono::seconds(1)) / files_a_second;
   const Folder folder;
   const std::string bytes(kFileBytes, 'x');
   const auto counter = std::make_shared<FileCounter>();
   std::vector<Clock::time_point> received;
-  received.reserve(kSteadyFiles);
+  received.reserve(files);
   counter->received = &received;
   std::vector<Clock::time_point> closed;
   const Watched watched({folder.path()}, counter);
-  counter->Expect(kSteadyFiles);
+  counter->Expect(files);
   auto next = Clock::now();
-  for (int i = 0; i < kSteadyFiles; ++i) {
-    std::this_thread::sleep_until(next += kInterval);
+  for (std::size_t i = 0; i < files; ++i) {
+    std::this_thread::sleep_until(next += interval);
     WriteFile(folder.path(), i, bytes);
     closed.push_back(Clock::now());
   }
   counter->Wait();
   std::vector<double> milliseconds;
-  for (int i = 0; i < kSteadyFiles; ++i)
+  for (std::size_t i = 0; i < files; ++i)
     milliseconds.push_back(
         std::chrono::duration<double, std::milli>(received[i] - closed[i])
             .count());
   std::sort(milliseconds.begin(), milliseconds.end());
-  return milliseconds[kSteadyFiles * 99 / 100];
+  return milliseconds[files * 99 / 100];
 }
 
-// How often the worker of 64 silent directories wakes in three seconds, beyond
-// its start and its stop.
-double WakesWhileIdle() {
-  const auto switches = [](std::chrono::milliseconds time) {
+// How often the worker of silent directories wakes in three seconds, beyond its
+// start and its stop.
+double WakesWhileIdle(std::size_t directories) {
+  const auto switches = [directories](std::chrono::milliseconds time) {
     std::vector<std::unique_ptr<Folder>> folders;
     std::vector<fs::path> paths;
-    for (int i = 0; i < 64; ++i) {
+    for (std::size_t i = 0; i < directories; ++i) {
       folders.push_back(std::make_unique<Folder>());
       paths.push_back(folders.back()->path());
     }
@@ -243,15 +256,39 @@ double WakesWhileIdle() {
   return static_cast<double>(std::max(extra, 0L));
 }
 
+Load OfBytes(std::size_t file_bytes) {
+  return {std::min(kFiles, kBytesAtOnce / file_bytes), file_bytes};
+}
+Load OfFiles(std::size_t files) { return {files, kFileBytes}; }
+
 const bool throughput = bench::Compare(
-    {"mq/file_queue", "files/s", kFiles, "raw inotify loop", 0.7}, FileQueue,
-    [](benchmark::State& state) { RawLoop(state, Claims::No); });
+    {"mq/file_queue", "files/s",
+     [](std::size_t bytes) { return bench::Size(OfBytes(bytes).files); },
+     "raw inotify loop", 0.7},
+    bench::Curve{"bytes of a file", kFileBytes, {64, 32'768, 524'288}},
+    [](benchmark::State& state, std::size_t bytes) {
+      FileQueue(state, OfBytes(bytes));
+    },
+    [](benchmark::State& state, std::size_t bytes) {
+      RawLoop(state, Claims::No, OfBytes(bytes));
+    });
 const bool claimed = bench::Compare(
-    {"mq/file_queue_claimed", "files/s", kFiles, "raw loop that claims", 0.7},
-    FileQueue, [](benchmark::State& state) { RawLoop(state, Claims::Yes); });
-const bool latency = bench::StayBelow("mq/file_queue_p99", "ms at 500/s", 5,
-                                      LatencyAtASteadyRate);
+    {"mq/file_queue_claimed", "files/s", bench::Size, "raw loop that claims",
+     0.7},
+    bench::Curve{"files written in one go", kFiles, {10, 100, 1000}},
+    [](benchmark::State& state, std::size_t files) {
+      FileQueue(state, OfFiles(files));
+    },
+    [](benchmark::State& state, std::size_t files) {
+      RawLoop(state, Claims::Yes, OfFiles(files));
+    });
+const bool latency =
+    bench::StayBelow({"mq/file_queue_p99", "ms", 5},
+                     bench::Curve{"files a second", 500, {100, 2'000, 5'000}},
+                     LatencyAtASteadyRate);
+// There may be no more directories.
 const bool idle =
-    bench::StayBelow("mq/file_queue_idle", "wakes in 3 s", 1, WakesWhileIdle);
+    bench::StayBelow({"mq/file_queue_idle", "wakes in 3 s", 1},
+                     bench::Curve{"directories", 64, {1, 8}}, WakesWhileIdle);
 
 }  // namespace

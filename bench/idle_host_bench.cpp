@@ -1,4 +1,4 @@
-// What a host costs while nothing comes: kiv host itself on two silent lines.
+// What a host costs while nothing comes: kiv host itself on silent lines.
 #include <fcntl.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -11,6 +11,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "compare.h"
 #include "testing/pseudo_terminal.h"
@@ -29,11 +30,10 @@ long long BusyNanoseconds(pid_t process) {
   return sum;
 }
 
-// kiv host on two silent lines: per cent of a core.
-double IdleHost() {
+// Per cent of a core.
+double IdleHost(std::size_t lines) {
   namespace fs = std::filesystem;
-  const kiv::testing::PseudoTerminal first;
-  const kiv::testing::PseudoTerminal second;
+  const std::vector<kiv::testing::PseudoTerminal> terminals(lines);
   const fs::path programs = fs::read_symlink("/proc/self/exe").parent_path();
   char folder[] = "/tmp/kiv_idle_XXXXXX";
   if (mkdtemp(folder) == nullptr) throw std::runtime_error("no folder");
@@ -45,8 +45,8 @@ double IdleHost() {
                 service / "lib" / "libweighbridge_processor.so");
   std::ofstream config(service / "conf" / "queue.xml");
   config << "<service><queues>";
-  for (const auto* terminal : {&first, &second}) {
-    config << "<queue type=\"com\" name=\"" << terminal->Device()
+  for (const kiv::testing::PseudoTerminal& terminal : terminals) {
+    config << "<queue type=\"com\" name=\"" << terminal.Device()
            << "\" processor=\"dll://../lib/weighbridge_processor:Weigh\"/>";
   }
   config << "</queues></service>";
@@ -78,6 +78,7 @@ double IdleHost() {
 }
 
 const bool idle =
-    bench::StayBelow("mq/idle_host", "% of a core", 0.5, IdleHost);
+    bench::StayBelow({"mq/idle_host", "% of a core", 0.5},
+                     bench::Curve{"serial queues", 2, {8, 32}}, IdleHost);
 
 }  // namespace

@@ -19,12 +19,6 @@
 
 namespace {
 
-constexpr double kMessage = 200;
-
-std::string Message(double size) {
-  return std::string(static_cast<std::size_t>(size), 'm');
-}
-
 // This thread and what it starts, until this ends.
 class OnOneCore {
  public:
@@ -48,11 +42,11 @@ class OnOneCore {
   bool is_bound_ = false;
 };
 
-void Isolated(benchmark::State& state, double size) {
+void Isolated(benchmark::State& state, std::size_t size) {
   const OnOneCore core(state);
   setenv("KIV_PROCESSOR_HOST", KIV_PROCESSOR, 1);
   setenv("KIV_MODULE_TRUST", "any", 1);
-  const std::string message = Message(size);
+  const std::string message(size, 'm');
   const auto module = kiv::module::CreateModule(
       std::string("dll://") + KIV_BENCH_PROCESSOR + ":Nothing", {true, 60}, "");
   for (auto _ : state)
@@ -72,9 +66,9 @@ void Isolated(benchmark::State& state, double size) {
   _exit(0);
 }
 
-void Bare(benchmark::State& state, double size) {
+void Bare(benchmark::State& state, std::size_t size) {
   const OnOneCore core(state);
-  const std::string message = Message(size);
+  const std::string message(size, 'm');
   int ends[2];
   if (socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends) != 0) {
     state.SkipWithError("no sockets");
@@ -99,20 +93,10 @@ void Bare(benchmark::State& state, double size) {
   waitpid(child, nullptr, 0);
 }
 
-bench::Body Short(const bench::SizedBody& body) {
-  return [body](benchmark::State& state) { body(state, kMessage); };
-}
-
-const bool isolated =
-    bench::Compare({"mq/isolated", "messages/s", 1, "bare sockets", 0.5},
-                   Short(Isolated), Short(Bare));
-const bool growth =
-    bench::CompareGrowth({"mq/isolated_by_length",
-                          "messages/s",
-                          "bytes of a message",
-                          {1, 1024, 16384, 65536, 262144, 1048576},
-                          [](double) { return 1.0; },
-                          "bare sockets"},
-                         Isolated, Bare);
+const bool isolated = bench::Compare(
+    {"mq/isolated", "messages/s", bench::One, "bare sockets", 0.5},
+    bench::Curve{
+        "bytes of a message", 200, {1, 1024, 16384, 65536, 262144, 1048576}},
+    Isolated, Bare);
 
 }  // namespace

@@ -20,9 +20,8 @@ namespace {
 using kiv::testing::PseudoTerminal;
 
 constexpr int kBlocks = 20'000;
-constexpr std::string_view kLine =
-    "$GPGGA,092750.000,5321.6802,N,00630.3372,W,1,8,1.03,61.7,M,55.2,M,,*"
-    "76\r\n";
+constexpr std::string_view kSentence =
+    "$GPGGA,092750.000,5321.6802,N,00630.3372,W,1,8,1.03,61.7,M,55.2,M,,*76";
 
 // Counts to kBlocks, over and over.
 class BlockCounter final : public kiv::module::Module {
@@ -62,9 +61,12 @@ class LineQueue final : public kiv::mq::QueueConfig {
 };
 
 void SendRounds(benchmark::State& state, PseudoTerminal& line,
-                const BlockCounter& counter) {
+                const BlockCounter& counter, std::size_t block_bytes) {
+  std::string block;
+  while (block.size() < block_bytes) block += kSentence;
+  block.resize(block_bytes);
   std::string stream;
-  for (int i = 0; i < kBlocks; ++i) stream += kLine;
+  for (int i = 0; i < kBlocks; ++i) stream += block + "\r\n";
   for (auto _ : state) {
     const int round = counter.Rounds();
     line.Send(stream);
@@ -72,12 +74,12 @@ void SendRounds(benchmark::State& state, PseudoTerminal& line,
   }
 }
 
-void Reader(benchmark::State& state) {
+void Reader(benchmark::State& state, std::size_t block_bytes) {
   PseudoTerminal line;
   const auto counter = std::make_shared<BlockCounter>();
   const auto queue = std::make_shared<LineQueue>(line.Device(), counter);
   queue->GetQueueReader()->Start();
-  SendRounds(state, line, *counter);
+  SendRounds(state, line, *counter, block_bytes);
   queue->Stop();
 }
 
@@ -104,19 +106,21 @@ void ReadLoop(int port, kiv::module::Module& processor) {
   }
 }
 
-void PlainLoop(benchmark::State& state) {
+void PlainLoop(benchmark::State& state, std::size_t block_bytes) {
   PseudoTerminal line;
   BlockCounter counter;
   const int port = ::open(line.Device().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
   std::thread reader([&] { ReadLoop(port, counter); });
-  SendRounds(state, line, counter);
+  SendRounds(state, line, counter, block_bytes);
   line.Unplug();
   reader.join();
   ::close(port);
 }
 
 const bool framed_blocks = bench::Compare(
-    {"mq/serial_blocks", "blocks/s", kBlocks, "plain read loop", 0.9}, Reader,
+    {"mq/serial_blocks", "blocks/s", bench::Always(kBlocks), "plain read loop",
+     0.9},
+    bench::Curve{"bytes of a block", kSentence.size(), {10, 300, 1000}}, Reader,
     PlainLoop);
 
 }  // namespace

@@ -26,11 +26,8 @@ namespace {
 namespace fs = std::filesystem;
 using Any = dm::ObjectPtr<int*>;
 
-constexpr int kReadRows = 200000;
-constexpr int kWrittenRows = 100000;
-constexpr int kBlock = 500;
+constexpr std::size_t kBlock = 500;
 constexpr char kFile[] = "kiv_store_bench.db";
-
 constexpr char kOurText[] =
     "ado::Provider=Microsoft.Jet.OLEDB.4.0;Data Source=kiv_store_bench.db";
 constexpr char kBareText[] =
@@ -154,15 +151,43 @@ PlainRow RowOf(int number) {
   return row;
 }
 
+// Is rolled back where it is not committed.
+class BareTransaction {
+ public:
+  explicit BareTransaction(const Bare& connection)
+      : connection_(connection.get()) {
+    Switch(SQL_AUTOCOMMIT_OFF);
+  }
+  ~BareTransaction() {
+    SQLEndTran(SQL_HANDLE_DBC, connection_, SQL_ROLLBACK);
+    Switch(SQL_AUTOCOMMIT_ON);
+  }
+  BareTransaction(const BareTransaction&) = delete;
+  BareTransaction& operator=(const BareTransaction&) = delete;
+
+  void Commit() {
+    Require(SQL_SUCCEEDED(SQLEndTran(SQL_HANDLE_DBC, connection_, SQL_COMMIT)),
+            "bare commit");
+  }
+
+ private:
+  void Switch(std::size_t to) {
+    SQLSetConnectAttr(connection_, SQL_ATTR_AUTOCOMMIT,
+                      reinterpret_cast<void*>(to), 0);
+  }
+
+  const SQLHDBC connection_;
+};
+
 // In one transaction, with arrays of a column each. The driver parses the
 // statement for every row: the shorter it is, the better, so it names no
 // columns.
-void InsertBare(const Bare& connection, const std::vector<PlainRow>& rows) {
-  SQLSetConnectAttr(connection.get(), SQL_ATTR_AUTOCOMMIT,
-                    reinterpret_cast<void*>(SQL_AUTOCOMMIT_OFF), 0);
+void InsertBare(const Bare& connection, const std::string& table,
+                const std::vector<PlainRow>& rows) {
+  BareTransaction transaction(connection);
   {
     BareStatement statement(connection);
-    std::string text = "INSERT INTO b VALUES (?,?,?,?,?,?,?,?,?,?)";
+    std::string text = "INSERT INTO " + table + " VALUES (?,?,?,?,?,?,?,?,?,?)";
     SQLPrepare(statement.get(), reinterpret_cast<SQLCHAR*>(text.data()),
                SQL_NTS);
     SQLSetStmtAttr(statement.get(), SQL_ATTR_PARAMSET_SIZE,
@@ -187,39 +212,48 @@ void InsertBare(const Bare& connection, const std::vector<PlainRow>& rows) {
       Require(SQL_SUCCEEDED(SQLExecute(statement.get())), "bare insertion");
     }
   }
-  Require(
-      SQL_SUCCEEDED(SQLEndTran(SQL_HANDLE_DBC, connection.get(), SQL_COMMIT)),
-      "bare commit");
-  SQLSetConnectAttr(connection.get(), SQL_ATTR_AUTOCOMMIT,
-                    reinterpret_cast<void*>(SQL_AUTOCOMMIT_ON), 0);
+  transaction.Commit();
 }
 
 // --- The data ----------------------------------------------------------------
 
-// Two tables on the disk that the program runs on: `b` to write, `r` to read.
+std::vector<PlainRow> Rows(std::size_t count) {
+  std::vector<PlainRow> rows;
+  for (std::size_t i = 0; i < count; ++i)
+    rows.push_back(RowOf(static_cast<int>(i)));
+  return rows;
+}
+
+// A file on the disk that the program runs on, with tables. A process has one.
 class Database {
  public:
-  Database() {
+  // Empty ones: t0, t1 and so on.
+  static void MakeTables(std::size_t count) {
+    static const Database database(count);
+  }
+  // In t0.
+  static void MakeRows(std::size_t count) {
+    static const bool is_made = [count] {
+      MakeTables(1);
+      InsertBare(Bare(), "t0", Rows(count));
+      return true;
+    }();
+    static_cast<void>(is_made);
+  }
+
+ private:
+  explicit Database(std::size_t tables) {
     fs::remove(kFile);
-    auto connection = kiv::store::Factory().CreateConnection(kOurText);
+    const auto connection = kiv::store::Factory().CreateConnection(kOurText);
     Require(connection != nullptr && connection->Create("", ""), "database");
     const Bare bare;
-    BareStatement(bare).Execute("CREATE TABLE b " + std::string(kColumns));
-    BareStatement(bare).Execute("CREATE TABLE r " + std::string(kColumns));
-    std::vector<PlainRow> rows;
-    for (int i = 0; i < kReadRows; ++i) rows.push_back(RowOf(i));
-    InsertBare(bare, rows);
-    BareStatement(bare).Execute("INSERT INTO r SELECT * FROM b");
-    Empty(bare);
+    BareTransaction transaction(bare);
+    for (std::size_t i = 0; i < tables; ++i)
+      BareStatement(bare).Execute("CREATE TABLE t" + std::to_string(i) + ' ' +
+                                  kColumns);
+    transaction.Commit();
   }
   ~Database() { fs::remove(kFile); }
-
-  static void Empty(const Bare& bare) {
-    BareStatement(bare).Execute("DELETE FROM b");
-  }
-
-  // Made for the first benchmark that runs.
-  static void Prepare() { static const Database database; }
 };
 
 std::shared_ptr<kiv::store::Connection> Open() {
@@ -230,25 +264,25 @@ std::shared_ptr<kiv::store::Connection> Open() {
 
 // --- Reading -----------------------------------------------------------------
 
-void ReadOurs(benchmark::State& state) {
-  Database::Prepare();
+void ReadOurs(benchmark::State& state, std::size_t row_count) {
+  Database::MakeRows(row_count);
   const auto connection = Open();
   for (auto _ : state) {
-    const auto rows = connection->GetTable("r")->OpenRecordset();
+    const auto rows = connection->GetTable("t0")->OpenRecordset();
     const auto fields = rows->GetFields();
     std::vector<std::shared_ptr<kiv::store::Field>> columns;
     for (long i = 0; i < fields->Count(); ++i)
       columns.push_back(fields->Item(i));
-    int count = 0;
+    std::size_t count = 0;
     for (; !rows->IsEOF(); rows->MoveNext(), ++count)
       for (const auto& column : columns)
         benchmark::DoNotOptimize(column->Value().llVal);
-    Require(count == kReadRows, "rows read");
+    Require(count == row_count, "rows read");
   }
 }
 
-void ReadBare(benchmark::State& state) {
-  Database::Prepare();
+void ReadBare(benchmark::State& state, std::size_t row_count) {
+  Database::MakeRows(row_count);
   const Bare connection;
   for (auto _ : state) {
     BareStatement statement(connection);
@@ -267,13 +301,13 @@ void ReadBare(benchmark::State& state) {
       SQLBindCol(statement.get(), static_cast<SQLUSMALLINT>(i + 1),
                  kBound[i].c_type, values[i].data(),
                  static_cast<SQLLEN>(kBound[i].width), sizes[i].data());
-    statement.Execute("SELECT * FROM r");
-    int count = 0;
+    statement.Execute("SELECT * FROM t0");
+    std::size_t count = 0;
     while (SQL_SUCCEEDED(SQLFetch(statement.get()))) {
-      count += static_cast<int>(fetched);
+      count += fetched;
       benchmark::DoNotOptimize(values);
     }
-    Require(count == kReadRows, "bare rows");
+    Require(count == row_count, "bare rows");
   }
 }
 
@@ -285,7 +319,7 @@ void SetField(void* record, std::size_t index, T value) {
           "a field");
 }
 
-std::vector<Any> Records() {
+std::vector<Any> Records(std::size_t count) {
   const Any type = Any::Take(dm_o_struct_metadata_new());
   const std::pair<const char*, void*> fields[] = {
       {"id", dm_o_int32_metadata()},
@@ -301,8 +335,7 @@ std::vector<Any> Records() {
   for (const auto& [name, field] : fields)
     dm_o_struct_metadata_append(type.get(), name, field);
   std::vector<Any> records;
-  for (int i = 0; i < kWrittenRows; ++i) {
-    const PlainRow row = RowOf(i);
+  for (const PlainRow& row : Rows(count)) {
     records.push_back(Any::Take(dm_o_instance_from_metadata(type.get())));
     void* const record = records.back().get();
     SetField(record, 0, row.id);
@@ -321,44 +354,45 @@ std::vector<Any> Records() {
   return records;
 }
 
-void WriteOurs(benchmark::State& state) {
-  Database::Prepare();
-  const std::vector<Any> records = Records();
+constexpr char kEmptying[] = "DELETE FROM t0";
+
+void WriteOurs(benchmark::State& state, std::size_t row_count) {
+  Database::MakeTables(1);
+  const std::vector<Any> records = Records(row_count);
   const auto rows = kiv::store::Rows::On(Open());
   for (auto _ : state) {
-    Require(rows->Insert("b", records), "our insertion");
+    Require(rows->Insert("t0", records), "our insertion");
     state.PauseTiming();
-    Require(rows->Execute("DELETE FROM b") >= 0, "our emptying");
+    Require(rows->Execute(kEmptying) >= 0, "our emptying");
     state.ResumeTiming();
   }
 }
 
-void WriteBare(benchmark::State& state) {
-  Database::Prepare();
-  std::vector<PlainRow> rows;
-  for (int i = 0; i < kWrittenRows; ++i) rows.push_back(RowOf(i));
+void WriteBare(benchmark::State& state, std::size_t row_count) {
+  Database::MakeTables(1);
+  const std::vector<PlainRow> rows = Rows(row_count);
   const Bare connection;
   for (auto _ : state) {
-    InsertBare(connection, rows);
+    InsertBare(connection, "t0", rows);
     state.PauseTiming();
-    Database::Empty(connection);
+    BareStatement(connection).Execute(kEmptying);
     state.ResumeTiming();
   }
 }
 
 // --- Opening -----------------------------------------------------------------
 
-void LookUpOurs(benchmark::State& state) {
-  Database::Prepare();
-  for (auto _ : state) Require(Open()->IsExistTable("r"), "our table");
+void LookUpOurs(benchmark::State& state, std::size_t tables) {
+  Database::MakeTables(tables);
+  for (auto _ : state) Require(Open()->IsExistTable("t0"), "our table");
 }
 
-void LookUpBare(benchmark::State& state) {
-  Database::Prepare();
+void LookUpBare(benchmark::State& state, std::size_t tables) {
+  Database::MakeTables(tables);
   for (auto _ : state) {
     const Bare connection;
     BareStatement statement(connection);
-    std::string name = "r", kind = "TABLE";
+    std::string name = "t0", kind = "TABLE";
     SQLTables(statement.get(), nullptr, 0, nullptr, 0,
               reinterpret_cast<SQLCHAR*>(name.data()), SQL_NTS,
               reinterpret_cast<SQLCHAR*>(kind.data()), SQL_NTS);
@@ -366,23 +400,20 @@ void LookUpBare(benchmark::State& state) {
   }
 }
 
-const bool registered = bench::Compare({.name = "store/recordset",
-                                        .unit = "rows/s",
-                                        .amount = kReadRows,
-                                        .peer_name = "bare ODBC",
-                                        .target = 1 / 1.5},
-                                       ReadOurs, ReadBare) &&
-                        bench::Compare({.name = "store/batch_insert",
-                                        .unit = "rows/s",
-                                        .amount = kWrittenRows,
-                                        .peer_name = "bare ODBC",
-                                        .target = 1 / 1.3},
-                                       WriteOurs, WriteBare) &&
-                        bench::Compare({.name = "store/open_lookup",
-                                        .unit = "opens/s",
-                                        .amount = 1,
-                                        .peer_name = "bare ODBC",
-                                        .target = 1 / 2.0},
-                                       LookUpOurs, LookUpBare);
+// Whole blocks, for the peer.
+bench::Growth ByRows(std::size_t compared) {
+  return bench::Curve{"rows", compared, {kBlock, 5'000, 20'000}};
+}
+
+const bool reading = bench::Compare(
+    {"store/recordset", "rows/s", bench::Size, "bare ODBC", 1 / 1.5},
+    ByRows(200'000), ReadOurs, ReadBare);
+const bool writing = bench::Compare(
+    {"store/batch_insert", "rows/s", bench::Size, "bare ODBC", 1 / 1.3},
+    ByRows(100'000), WriteOurs, WriteBare);
+const bool opening = bench::Compare(
+    {"store/open_lookup", "opens/s", bench::One, "bare ODBC", 1 / 2.0},
+    bench::Curve{"tables of the database", 2, {20, 200, 2'000}}, LookUpOurs,
+    LookUpBare);
 
 }  // namespace

@@ -20,25 +20,23 @@ constexpr std::size_t kMebibyte = 1 << 20;
 
 // Words of Chinese (GB2312 level 1 and 2) and of ASCII in turns, as the log and
 // the configuration files have them.
-std::string MixedText(std::size_t size = kMebibyte) {
+std::string MixedText(std::size_t size) {
   std::mt19937 random(936);
   std::string text;
   while (text.size() < size) {
-    for (auto n = 2 + random() % 12; n > 0; --n) {
+    for (auto n = 2 + random() % 12; n > 0 && text.size() + 2 <= size; --n) {
       text += static_cast<char>(0xB0 + random() % 39);
       text += static_cast<char>(0xA1 + random() % 94);
     }
-    for (auto n = 1 + random() % 16; n > 0; --n) {
+    for (auto n = 1 + random() % 16; n > 0 && text.size() < size; --n) {
       text += static_cast<char>(0x20 + random() % 95);
     }
   }
   return text;
 }
 
-std::string OneMebibyte() { return MixedText(); }
-
-std::string AsciiText() {
-  std::string text(kMebibyte, ' ');
+std::string AsciiText(std::size_t size) {
+  std::string text(size, ' ');
   for (std::size_t i = 0; i < text.size(); ++i) {
     text[i] = static_cast<char>(0x20 + i % 95);
   }
@@ -104,40 +102,34 @@ void IconvRoundTrip(benchmark::State& state, const std::string& text) {
   iconv_close(to_narrow);
 }
 
-bench::SizedBody OnMixed(void (*body)(benchmark::State&, const std::string&)) {
-  return [body](benchmark::State& state, double size) {
-    body(state, MixedText(static_cast<std::size_t>(size)));
+bench::Body On(std::string (*make_text)(std::size_t),
+               void (*body)(benchmark::State&, const std::string&)) {
+  return [body, make_text](benchmark::State& state, std::size_t size) {
+    body(state, make_text(size));
   };
 }
 
-bench::Body On(void (*body)(benchmark::State&, const std::string&),
-               std::string (*make_text)()) {
-  return
-      [body, make_text](benchmark::State& state) { body(state, make_text()); };
+bench::Growth ByLength() {
+  return bench::Curve{
+      "bytes of text", kMebibyte, {16, 64, 256, 1024, 16384, 262144}};
 }
 
 const bool round_trip_icu = bench::Compare(
-    {"util/gb2312_round_trip", "MB/s", 1.048576, "icu", 1.5},
-    On(OurRoundTrip, OneMebibyte), On(IcuRoundTrip, OneMebibyte));
-const bool round_trip_growth =
-    bench::CompareGrowth({"util/gb2312_by_length",
-                          "MB/s",
-                          "bytes of text",
-                          {16, 64, 256, 1024, 16384, 262144, 4194304},
-                          [](double size) { return size / 1e6; },
-                          "icu"},
-                         OnMixed(OurRoundTrip), OnMixed(IcuRoundTrip));
+    {"util/gb2312_round_trip", "MB/s", bench::Megabytes, "icu", 1.5},
+    ByLength(), On(MixedText, OurRoundTrip), On(MixedText, IcuRoundTrip));
 const bool round_trip_iconv = bench::Compare(
-    {"util/gb2312_round_trip_iconv", "MB/s", 1.048576, "iconv", 3},
-    On(OurRoundTrip, OneMebibyte), On(IconvRoundTrip, OneMebibyte));
-const bool ascii_icu =
-    bench::Compare({"util/gb2312_ascii", "MB/s", 1.048576, "icu", 5},
-                   On(OurRoundTrip, AsciiText), On(IcuRoundTrip, AsciiText));
+    {"util/gb2312_round_trip_iconv", "MB/s", bench::Megabytes, "iconv", 3},
+    ByLength(), On(MixedText, OurRoundTrip), On(MixedText, IconvRoundTrip));
+const bool ascii_icu = bench::Compare(
+    {"util/gb2312_ascii", "MB/s", bench::Megabytes, "icu", 5}, ByLength(),
+    On(AsciiText, OurRoundTrip), On(AsciiText, IcuRoundTrip));
 
-// 64 MiB of bytes that do not compress to a pattern.
+constexpr std::size_t kLargeBytes = 64 * kMebibyte;
+
+// Bytes that do not compress to a pattern.
 const std::vector<unsigned char>& LargeBlock() {
   static const std::vector<unsigned char> block = [] {
-    std::vector<unsigned char> bytes(64 * kMebibyte);
+    std::vector<unsigned char> bytes(kLargeBytes);
     std::mt19937 random(5);
     for (std::size_t i = 0; i < bytes.size(); i += 4) {
       const auto word = static_cast<std::uint32_t>(random());
@@ -148,7 +140,7 @@ const std::vector<unsigned char>& LargeBlock() {
   return block;
 }
 
-void OurMd5Of(benchmark::State& state, std::size_t bytes) {
+void OurMd5(benchmark::State& state, std::size_t bytes) {
   const auto& block = LargeBlock();
   for (auto _ : state) {
     kiv::md5 digest;
@@ -158,7 +150,7 @@ void OurMd5Of(benchmark::State& state, std::size_t bytes) {
   }
 }
 
-void OpenSslMd5Of(benchmark::State& state, std::size_t bytes) {
+void OpenSslMd5(benchmark::State& state, std::size_t bytes) {
   const auto& block = LargeBlock();
   unsigned char digest[16];
   unsigned size = sizeof digest;
@@ -168,56 +160,45 @@ void OpenSslMd5Of(benchmark::State& state, std::size_t bytes) {
   }
 }
 
-void OurMd5(benchmark::State& state) { OurMd5Of(state, LargeBlock().size()); }
-void OpenSslMd5(benchmark::State& state) {
-  OpenSslMd5Of(state, LargeBlock().size());
+bench::Growth ByBytes() {
+  return bench::Curve{"bytes", kLargeBytes, {16, 256, 4096, 65536, 1 << 20}};
 }
 
-const bool md5_growth = bench::CompareGrowth(
-    {"util/md5_by_length",
-     "MB/s",
-     "bytes",
-     {16, 64, 256, 1024, 16384, 262144, 4194304},
-     [](double size) { return size / 1e6; },
-     "openssl"},
-    [](benchmark::State& state, double size) {
-      OurMd5Of(state, static_cast<std::size_t>(size));
-    },
-    [](benchmark::State& state, double size) {
-      OpenSslMd5Of(state, static_cast<std::size_t>(size));
-    });
-const bool md5 = bench::Compare({"util/md5", "MB/s", 67.108864, "openssl", 0.9},
-                                OurMd5, OpenSslMd5);
+const bool md5 =
+    bench::Compare({"util/md5", "MB/s", bench::Megabytes, "openssl", 0.9},
+                   ByBytes(), OurMd5, OpenSslMd5);
 
-// Hexadecimal of 64 MiB each way, against a plain copy of what is written: one
-// byte in two characters out, then back. Within twice a copy's time is asked.
-void OurHex(benchmark::State& state) {
+// Hexadecimal each way, against a plain copy of what is written: one byte in
+// two characters out, then back. Within twice a copy's time is asked.
+void OurHex(benchmark::State& state, std::size_t bytes) {
   const auto& block = LargeBlock();
-  const auto size = static_cast<unsigned>(block.size());
-  std::vector<char> text(2 * block.size() + 1);
-  std::vector<unsigned char> back(block.size());
+  const auto size = static_cast<unsigned>(bytes);
+  std::vector<char> text(2 * bytes + 1);
+  std::vector<unsigned char> back(bytes);
   for (auto _ : state) {
     kiv::bytesToHex(block.data(), size, text.data(), 2 * size + 1, true);
     kiv::hexToBytes(text.data(), 2 * size, back.data(), size);
     benchmark::ClobberMemory();
   }
-  if (back != block) state.SkipWithError("the bytes did not come back");
+  if (std::memcmp(back.data(), block.data(), bytes) != 0)
+    state.SkipWithError("the bytes did not come back");
 }
 
-void CopyBothWays(benchmark::State& state) {
+void CopyBothWays(benchmark::State& state, std::size_t bytes) {
   const auto& block = LargeBlock();
-  std::vector<char> text(2 * block.size() + 1, 'x');
-  std::vector<char> copy(2 * block.size() + 1, 'y');
-  std::vector<unsigned char> back(block.size());
+  std::vector<char> text(2 * bytes + 1, 'x');
+  std::vector<char> copy(2 * bytes + 1, 'y');
+  std::vector<unsigned char> back(bytes);
   for (auto _ : state) {
     std::memcpy(copy.data(), text.data(), text.size());
     benchmark::ClobberMemory();
-    std::memcpy(back.data(), block.data(), block.size());
+    std::memcpy(back.data(), block.data(), bytes);
     benchmark::ClobberMemory();
   }
 }
 
-const bool hex = bench::Compare({"util/hex", "MB/s", 67.108864, "memcpy", 0.5},
-                                OurHex, CopyBothWays);
+const bool hex =
+    bench::Compare({"util/hex", "MB/s", bench::Megabytes, "memcpy", 0.5},
+                   ByBytes(), OurHex, CopyBothWays);
 
 }  // namespace

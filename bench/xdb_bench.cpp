@@ -31,7 +31,7 @@ using kiv::xdb::Container;
 using kiv::xdb::ContainerSwitches;
 using kiv::xdb::Environment;
 
-constexpr int kOrders = 20'000;
+constexpr std::size_t kOrders = 20'000;
 constexpr std::size_t kBatch = 1'000;
 constexpr ContainerSwitches kCreate = {
     .create = true, .encrypted = false, .thread = true, .transactional = true};
@@ -110,25 +110,23 @@ struct Documents {
   }
 };
 
-const fs::path& OrdersFolder() {
-  static const fs::path folder = [] {
-    const fs::path made = Work().Fresh("orders");
+fs::path OrdersFolder(std::size_t count) {
+  const fs::path folder = Work().path() / ("orders" + std::to_string(count));
+  if (!fs::exists(folder))
     RunCommand("python3 " +
                (DataFolder() / "orders" / "gen_orders.py").string() + " " +
-               made.string() + " " + std::to_string(kOrders));
-    return made;
-  }();
+               folder.string() + " " + std::to_string(count));
   return folder;
 }
 
-const fs::path& AuctionFolder() {
-  static const fs::path folder = [] {
-    const fs::path made = Work().Fresh("auction");
-    RunCommand("gzip -dc " +
-               (DataFolder() / "auction" / "auction.xml.gz").string() + " > " +
-               (made / "auction.xml").string());
-    return made;
-  }();
+// With the first of so many per cent of its items, persons and auctions.
+fs::path AuctionFolder(std::size_t percent) {
+  const fs::path folder = Work().path() / ("auction" + std::to_string(percent));
+  if (fs::create_directory(folder))
+    RunCommand("python3 " KIV_BENCH_FOLDER "/xquery/cut_auction.py " +
+               (DataFolder() / "auction" / "auction.xml.gz").string() + ' ' +
+               (folder / "auction.xml").string() + ' ' +
+               std::to_string(percent));
   return folder;
 }
 
@@ -146,8 +144,9 @@ Documents ReadAll(const fs::path& folder) {
   return documents;
 }
 
-const Documents& Orders() {
-  static const Documents orders = ReadAll(OrdersFolder());
+// Of one size in a process.
+const Documents& Orders(std::size_t count) {
+  static const Documents orders = ReadAll(OrdersFolder(count));
   return orders;
 }
 
@@ -229,51 +228,43 @@ double BasexSeconds(const fs::path& folder) {
   return std::strtod(said.c_str() + at + before.size(), nullptr) / 1000;
 }
 
-// In turns: a slow spell of the machine falls on both.
-double LoadAgainstBasex(const fs::path& folder) {
-  constexpr int kRounds = 5;
-  std::vector<double> ours;
-  std::vector<double> basex;
-  for (int i = 0; i < kRounds; ++i) {
-    ours.push_back(LoadSeconds(folder));
-    basex.push_back(BasexSeconds(folder));
-  }
-  std::fprintf(stderr, "load of %s: ours %.2f s, BaseX %.2f s\n",
-               folder.filename().c_str(), bench::Median(ours),
-               bench::Median(basex));
-  return bench::Median(ours) / bench::Median(basex);
+bench::Rounds LoadAgainstBasex(const fs::path& folder,
+                               const bench::Effort& effort) {
+  return bench::TakeTurns(
+      {std::min(effort.least, 5), 5, effort.seconds},
+      [&] { return LoadSeconds(folder); },
+      [&] { return BasexSeconds(folder); });
 }
 
-double SizeOf(const Documents& documents, const char* what) {
+double SizeOf(const Documents& documents) {
   Store store("size");
   store.Load(documents);
-  const double bytes = store.FileBytes();
-  std::fprintf(stderr, "%s: container %.0f bytes, documents %zu bytes\n", what,
-               bytes, documents.bytes);
-  return bytes / static_cast<double>(documents.bytes);
+  return store.FileBytes() / static_cast<double>(documents.bytes);
 }
 
 // Names in an order in which neighbours do not follow one another.
-const std::string& NameOf(std::size_t turn) {
-  return Orders().all[turn * 7919 % Orders().all.size()].first;
+const std::string& NameOf(const Documents& documents, std::size_t turn) {
+  return documents.all[turn * 7919 % documents.all.size()].first;
 }
 
-void GetOurs(benchmark::State& state) {
-  static Store* const store = [] {
-    auto* made = new Store("get");
-    made->Load(Orders());
-    return made;
-  }();
-  std::size_t turn = 0;
-  for (auto _ : state)
-    benchmark::DoNotOptimize(store->container().Get(NameOf(++turn), nullptr));
-}
+class OurStore {
+ public:
+  explicit OurStore(const Documents& documents) : store_("get") {
+    store_.Load(documents);
+  }
+  std::string Get(const std::string& name) {
+    return store_.container().Get(name, nullptr);
+  }
+
+ private:
+  Store store_;
+};
 
 // The documents themselves in one table of an environment that is opened and
 // set as ours is.
 class BareStore {
  public:
-  BareStore() {
+  explicit BareStore(const Documents& documents) {
     if (environment_.Open(Work().Fresh("bare").string(),
                           {true, true, true, true}, "") != 0)
       throw std::runtime_error(environment_.ErrorText());
@@ -284,7 +275,7 @@ class BareStore {
                        DB_CREATE | DB_THREAD | DB_AUTO_COMMIT, 0));
     DbTxn* transaction = nullptr;
     Check(handle->txn_begin(nullptr, &transaction, 0));
-    for (const auto& [name, content] : Orders().all) {
+    for (const auto& [name, content] : documents.all) {
       Dbt key(const_cast<char*>(name.data()),
               static_cast<u_int32_t>(name.size()));
       Dbt value(const_cast<char*>(content.data()),
@@ -315,10 +306,14 @@ class BareStore {
   std::vector<char> buffer_ = std::vector<char>(1 << 16);
 };
 
-void GetBare(benchmark::State& state) {
-  static BareStore* const store = new BareStore;
+template <typename Made>
+void Get(benchmark::State& state, std::size_t count) {
+  const Documents& documents = Orders(count);
+  // Not closed: nobody is left then who could.
+  static Made& made = *new Made(documents);
   std::size_t turn = 0;
-  for (auto _ : state) benchmark::DoNotOptimize(store->Get(NameOf(++turn)));
+  for (auto _ : state)
+    benchmark::DoNotOptimize(made.Get(NameOf(documents, ++turn)));
 }
 
 std::string SmallDocument(std::size_t number) {
@@ -353,21 +348,16 @@ class Growing {
 // How much more a put costs among the last of a million documents than at a
 // hundredth to a tenth of it: a second container grows beside the last steps of
 // the first, so that a slow spell of the machine falls on both. All steps of
-// the first are plotted; the page of the benchmarks has the plot.
-double PutGrowth() {
+// the first are plotted.
+double PutGrowth(std::size_t) {
   constexpr std::size_t kMost = 1'000'000;
   constexpr std::size_t kStep = 10'000;
   constexpr std::size_t kCompared = 9 * kStep;
   Growing large("large");
-  bench::Curve curve{"xdb/put_growth",
-                     "us a put, in durable batches of 1,000",
-                     "documents in the container",
-                     {"ours"},
-                     {}};
   const auto grow = [&] {
     // The first steps are small: from 1,000 on there is something to see.
     const double each = large.Grow(large.count() < kStep ? kBatch : kStep);
-    curve.points.push_back({static_cast<double>(large.count()), {each}});
+    bench::AddPoint(static_cast<double>(large.count()), each);
     return each;
   };
   while (large.count() < kMost - kCompared) grow();
@@ -379,7 +369,6 @@ double PutGrowth() {
     early.push_back(small.Grow(kStep));
     late.push_back(grow());
   }
-  bench::AddCurve(std::move(curve));
   std::fprintf(stderr,
                "a put costs %.1f us among 10,000 to 100,000 documents, %.1f us "
                "among 910,000 to 1,000,000\n",
@@ -392,26 +381,52 @@ bool LeaveOutAll(std::initializer_list<const char*> names) {
   return false;
 }
 
+bench::Growth ByDocuments() {
+  return bench::Curve{"documents", kOrders, {200, 2'000}};
+}
+bench::Growth ByPercent() {
+  return bench::Curve{"per cent of the document of 11 MB", 100, {1, 10}};
+}
+
 const bool orders =
     HasData("orders")
-        ? bench::StayBelow("xdb/load_orders", "x BaseX", 1,
-                           [] { return LoadAgainstBasex(OrdersFolder()); }) &&
-              bench::StayBelow("xdb/size_orders", "x documents", 2,
-                               [] { return SizeOf(Orders(), "orders"); }) &&
+        ? bench::CompareRounds(
+              {"xdb/load_orders", "documents/s", bench::Size, "BaseX", 1},
+              ByDocuments(),
+              [](std::size_t count, const bench::Effort& effort) {
+                return LoadAgainstBasex(OrdersFolder(count), effort);
+              }) &&
+              bench::StayBelow(
+                  {"xdb/size_orders", "x documents", 2}, ByDocuments(),
+                  [](std::size_t count) { return SizeOf(Orders(count)); }) &&
               bench::Compare(
-                  {"xdb/get_by_name", "gets/s", 1, "Berkeley DB", 0.5}, GetOurs,
-                  GetBare)
+                  {"xdb/get_by_name", "gets/s", bench::One, "Berkeley DB", 0.5},
+                  ByDocuments(), Get<OurStore>, Get<BareStore>)
         : LeaveOutAll(
               {"xdb/load_orders", "xdb/size_orders", "xdb/get_by_name"});
 const bool auction =
     HasData("auction")
-        ? bench::StayBelow("xdb/load_auction", "x BaseX", 1,
-                           [] { return LoadAgainstBasex(AuctionFolder()); }) &&
-              bench::StayBelow(
-                  "xdb/size_auction", "x document", 2,
-                  [] { return SizeOf(ReadAll(AuctionFolder()), "auction"); })
+        ? bench::CompareRounds(
+              {"xdb/load_auction", "MB/s",
+               [](std::size_t percent) {
+                 return bench::Megabytes(
+                     fs::file_size(AuctionFolder(percent) / "auction.xml"));
+               },
+               "BaseX", 1},
+              ByPercent(),
+              [](std::size_t percent, const bench::Effort& effort) {
+                return LoadAgainstBasex(AuctionFolder(percent), effort);
+              }) &&
+              bench::StayBelow({"xdb/size_auction", "x document", 2},
+                               ByPercent(),
+                               [](std::size_t percent) {
+                                 return SizeOf(ReadAll(AuctionFolder(percent)));
+                               })
         : LeaveOutAll({"xdb/load_auction", "xdb/size_auction"});
 const bool growth =
-    bench::StayBelow("xdb/put_growth", "x at 1-10 % of it", 2, PutGrowth);
+    bench::StayBelow({"xdb/put_growth", "x at 1-10 % of it", 2},
+                     bench::OwnCurve{"us a put, in durable batches of 1,000",
+                                     "documents in the container"},
+                     PutGrowth);
 
 }  // namespace

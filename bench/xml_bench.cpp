@@ -1,4 +1,4 @@
-// Walking 100,000 elements and reading three attributes of each, through the
+// Walking elements and reading three attributes of each, through the
 // wrapper and with the DOM itself.
 #include <string>
 #include <xercesc/dom/DOM.hpp>
@@ -11,11 +11,9 @@
 
 namespace {
 
-constexpr int kElements = 100'000;
-
-std::string Document(int elements) {
+std::string Document(std::size_t elements) {
   std::string text = "<?xml version=\"1.0\" encoding=\"GB2312\"?><records>";
-  for (int i = 0; i < elements; ++i) {
+  for (std::size_t i = 0; i < elements; ++i) {
     const std::string number = std::to_string(i);
     text += "<record id=\"" + number +
             "\" scale=\"weighbridge-01\" plate=\"\xBE\xA9"  // 京
@@ -25,7 +23,7 @@ std::string Document(int elements) {
   return text + "</records>";
 }
 
-void WrapperOn(benchmark::State& state, int elements) {
+void Wrapper(benchmark::State& state, std::size_t elements) {
   kiv::DomParser parser;
   kiv::DomDocument document;
   kiv::DomElement root;
@@ -38,7 +36,7 @@ void WrapperOn(benchmark::State& state, int elements) {
   }
   for (auto _ : state) {
     std::size_t bytes = 0;
-    int count = 0;
+    std::size_t count = 0;
     std::string value;
     kiv::DomElement element;
     bool is_there = root.GetFirstChild(element);
@@ -57,7 +55,7 @@ void WrapperOn(benchmark::State& state, int elements) {
 
 // As a program on the DOM alone does it: names converted once, each value into
 // a string of the local encoding.
-void RawDomOn(benchmark::State& state, int elements) {
+void RawDom(benchmark::State& state, std::size_t elements) {
   xercesc::XercesDOMParser parser;
   const std::string text = Document(elements);
   const xercesc::MemBufInputSource source(
@@ -67,7 +65,7 @@ void RawDomOn(benchmark::State& state, int elements) {
   const XMLCh* const names[] = {u"id", u"scale", u"plate"};
   for (auto _ : state) {
     std::size_t bytes = 0;
-    int count = 0;
+    std::size_t count = 0;
     for (const xercesc::DOMElement* element = root->getFirstElementChild();
          element != nullptr; element = element->getNextElementSibling()) {
       for (const XMLCh* name : names) {
@@ -84,24 +82,10 @@ void RawDomOn(benchmark::State& state, int elements) {
   }
 }
 
-void Wrapper(benchmark::State& state) { WrapperOn(state, kElements); }
-void RawDom(benchmark::State& state) { RawDomOn(state, kElements); }
-
-const bool growth = bench::CompareGrowth(
-    {"xml/walk_by_elements",
-     "elements/s",
-     "elements",
-     {100, 1000, 10'000, 100'000, 1'000'000},
-     [](double elements) { return elements; },
-     "raw xerces"},
-    [](benchmark::State& state, double elements) {
-      WrapperOn(state, static_cast<int>(elements));
-    },
-    [](benchmark::State& state, double elements) {
-      RawDomOn(state, static_cast<int>(elements));
-    });
-const bool walk = bench::Compare({"xml/walk_three_attributes", "elements/s",
-                                  kElements, "raw xerces", 1 / 1.5},
-                                 Wrapper, RawDom);
+const bool walk = bench::Compare(
+    {"xml/walk_three_attributes", "elements/s", bench::Size, "raw xerces",
+     1 / 1.5},
+    bench::Curve{"elements", 100'000, {100, 1000, 10'000, 1'000'000}}, Wrapper,
+    RawDom);
 
 }  // namespace

@@ -6,10 +6,12 @@ usage: performance_page.py RUN_FOLDER PAGE
 RUN_FOLDER has report.json and growth.json of one run, xquery.json and
 xquery-growth.json where queries were measured. The page is Markdown; its pictures
 go into a folder of its name beside it. Every figure comes from the run. Pictures of
-what could not be measured stay, since other pages show them.
+what could not be measured stay, since other pages show them. A benchmark has to
+say what its curve is, or why it has none.
 """
 import json
 import pathlib
+import re
 import sys
 
 import machine
@@ -22,16 +24,18 @@ TITLES = {
     "remote": "Remote services",
 }
 
-# How it was measured.
-IN_TURNS = "Ours and the peer take turns, and the medians are compared."
+# How it was measured, where that is not as the page says.
 METHODS = {
-    "mq": IN_TURNS + " Both processes of \"isolated\" run on one core, on either "
-          "side.",
-    "xdb": IN_TURNS + " The put growth is the cost of a put among the last of a "
-           "million documents, by that among 10,000 to 100,000.",
+    "mq": "Both processes of \"isolated\" run on one core, on either side. Of the "
+          "durable queues a round is a message.",
+    "xdb": "The put growth is the cost of a put among the last of a million "
+           "documents, by that among 10,000 to 100,000.",
     "xquery": "One side after the other: the fewest milliseconds of several runs, "
               "behind runs that warm them. The worst ratio is that of the query "
-              "that does worst beside the peer's.",
+              "that does worst beside the peer's, and so is its curve. The most "
+              "memory is that of all queries, over as many per cent of the orders "
+              "too.",
+    "remote": "Both sides call over one communicator.",
 }
 # Beyond so many points a table of them helps nobody.
 MOST_ROWS = 10
@@ -45,18 +49,36 @@ def title(name):
     return name.split("/", 1)[1].replace("_", " ")
 
 
-def row(result):
+def growth_of(result, curves):
+    """What the benchmark's curve is over, or why there is none."""
+    if result.get("constant"):
+        return "nothing: " + result["constant"]
+    if not result.get("curve"):
+        sys.exit(f"{result['name']} names no curve, nor why it has none")
+    curve = curves.get(result["curve"])
+    if curve is None:
+        return "not measured"
+    here = f", here {result['size']:,}" if result["size"] else ""
+    see = ("" if result["curve"] == result["name"]
+           else f"; see {title(result['curve'])}")
+    return curve["x_name"] + here + see
+
+
+def row(result, curves):
     if "left_out" in result:
         return (f"| {title(result['name'])} | | | | | | | not measured: "
-                f"{result['left_out']} |")
+                f"{result['left_out']} | |")
     is_limit = result["peer_name"] == "limit"
     peer = "at most" if is_limit else result["peer_name"]
-    ratio = f"{result['ratio']:.2f}" if result["ratio"] > 0 else "failed"
+    # Nothing fits into a limit without end.
+    ratio = (f"{result['ratio']:.2f}" if result["ratio"] > 0
+             else "" if result["met"] else "failed")
     met = "yes" if result["met"] else "**no**"
     asked = "" if is_limit else f"{result['target']:.2f}"
     return (f"| {title(result['name'])} | "
             f"{figure(result['ours'])} | {peer} | {figure(result['peer'])} | "
-            f"{result['unit']} | {ratio} | {asked} | {met} |")
+            f"{result['unit']} | {ratio} | {asked} | {met} | "
+            f"{growth_of(result, curves)} |")
 
 
 def points(growth):
@@ -64,10 +86,14 @@ def points(growth):
     if len(growth["points"]) > MOST_ROWS:
         return []
     rows = [[growth["x_name"]] + [f"{name}, {growth['unit']}"
-                                  for name in growth["lines"]],
-            ["--:"] * (1 + len(growth["lines"]))]
+                                  for name in growth["lines"]]]
     rows += [[f"{point[0]:,.0f}"] + [figure(value) for value in point[1:]]
              for point in growth["points"]]
+    if any(growth["ratios"]):
+        rows[0].append("ratio")
+        for cells, ratio in zip(rows[1:], growth["ratios"]):
+            cells.append(f"{ratio:.2f}")
+    rows.insert(1, ["--:"] * len(rows[0]))
     return [""] + ["| " + " | ".join(cells) + " |" for cells in rows]
 
 
@@ -81,6 +107,7 @@ def main():
                if (run / file).exists()
                for growth in json.loads((run / file).read_text())
                if growth["points"]]
+    curves = {growth["name"]: growth for growth in growths}
     left_out = {result["name"].split("/")[0] for result in results
                 if "left_out" in result}
     counted = [result for result in results if "left_out" not in result]
@@ -101,8 +128,16 @@ def main():
         "The script writes this page; it is not to be changed by hand.", "",
         "A ratio above 1 is in our favour; \"asked\" is the ratio that the "
         "benchmark fails below. Where there is no peer but a limit, the ratio "
-        "says how often the figure fits into it. Curves show how those grow that "
-        "were measured with several sizes.", "",
+        "says how often the figure fits into it.", "",
+        "Ours and the peer take turns, a short round each, and each is the first "
+        "of every other round; a run before warms both. A figure is the median "
+        "of its rounds. A ratio is the median of the ratios of two rounds side by "
+        "side, not that of two medians: what slows the machine for a while slows "
+        "both of them.", "",
+        "Every benchmark is measured again as what it works on gets smaller or "
+        "larger, each size in a process of its own: the last column says what "
+        "that is, with the size that the row is of, and a curve follows; or it "
+        "says why there is nothing that grows.", "",
         f"{met} of {len(counted)} benchmarks give what is asked."]
     if len(counted) < len(results):
         lines[-1] += f" {len(results) - len(counted)} could not be measured."
@@ -111,20 +146,22 @@ def main():
     folders.sort(key=lambda name: list(TITLES).index(name)
                  if name in TITLES else len(TITLES))
     for folder in folders:
-        lines += ["", f"## {TITLES.get(folder, folder)}", "",
-                  METHODS.get(folder, IN_TURNS), ""]
+        lines += ["", f"## {TITLES.get(folder, folder)}", ""]
+        if folder in METHODS:
+            lines += [METHODS[folder], ""]
         own = [result for result in results
                if result["name"].startswith(folder + "/")]
         if own:
             lines += ["| | ours | peer | its figure | unit | ratio | asked | "
-                      "met |", "|---|--:|---|--:|---|--:|--:|---|"]
-            lines += [row(result) for result in own]
+                      "met | grows with |",
+                      "|---|--:|---|--:|---|--:|--:|---|---|"]
+            lines += [row(result, curves) for result in own]
         measured = [result for result in own if result.get("ratio", 0) > 0]
         if measured:
             lines += ["", picture(f"{folder}-ratios", svg_plot.ratios(measured))]
         for growth in growths:
             if growth["name"].startswith(folder + "/"):
-                name = growth["name"].replace("/", "-").replace("_", "-")
+                name = re.sub("[/_,]+", "-", growth["name"])
                 lines += ["", picture(name, svg_plot.curves(growth))]
                 lines += points(growth)
     target.write_text("\n".join(lines) + "\n", "utf-8")

@@ -37,9 +37,10 @@ def short(number):
 
 class Log:
     """A logarithmic axis over whole decades, or over 1, 2, 5 steps where those
-    are few."""
+    are few. What is 0 lies at its begin."""
 
     def __init__(self, values, begin, end):
+        values = [value for value in values if value > 0] or [1]
         low, high = min(values), max(values)
         steps = [factor * 10.0 ** power
                  for power in range(math.floor(math.log10(low)) - 1,
@@ -56,6 +57,7 @@ class Log:
         self.ticks = inner if len(inner) <= 9 else decades
 
     def at(self, value):
+        value = max(value, self.low)
         share = ((math.log10(value) - math.log10(self.low))
                  / (math.log10(self.high) - math.log10(self.low)))
         return self.begin + share * (self.end - self.begin)

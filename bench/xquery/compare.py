@@ -4,12 +4,15 @@
 compare.py [--data FOLDER] [--timer PROGRAM] [--runs N] [--report FILE]
 
 The 20 auction queries over one document of 11 MB, and a point look-up, a count,
-an order by and a join over 20,000 small documents. Both sides take the fewest
-milliseconds of N runs behind runs that warm them, from the text of the query to
-the text of the answer. The answers to the auction queries are compared, byte for
-byte, with those that are known. Exits 1 when a target is missed or one is wrong.
+an order by and a join over 20,000 small documents; and the same over less and
+more, for curves. Both sides take the fewest milliseconds of N runs behind runs
+that warm them, from the text of the query to the text of the answer. The answers
+to the auction queries are compared, byte for byte, with those that are known.
+The curves go beside the report. Exits 1 when a target is missed or an answer is
+wrong.
 """
 import argparse
+import collections
 import gzip
 import json
 import os
@@ -19,9 +22,21 @@ import subprocess
 import sys
 import tempfile
 
+import cut_auction
+
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 COLLECTION = "declare variable $coll external;"
 AUCTION_QUERIES = 20
+# Of the auction document, and orders.
+Stage = collections.namedtuple("Stage", "percent orders")
+COMPARED = Stage(100, 20_000)
+STAGES = (Stage(1, 200), Stage(10, 2_000), COMPARED, Stage(0, 200_000))
+BY_PERCENT = "per cent of the document of 11 MB"
+POINT_ID = 12_345
+# Bytes of a query that is prepared; those that are wanting are blanks.
+QUERY_BYTES = (1_000, 10_000)
+# Beside the names of the queries.
+SUM, MEMORY = "sum", "memory"
 # Of the warming runs of BaseX, for its compiler: by what one of them takes.
 WARM_MS, MOST_WARM_RUNS = 3000, 200
 
@@ -34,16 +49,19 @@ def run(command):
     return done.stdout
 
 
-def write_queries(data, folder):
-    """The queries with the names that both databases know the documents by."""
+def write_queries(data, folder, stage):
+    """The queries with the names that both databases know the documents by, and
+    with an order that is there."""
     folder.mkdir()
-    for file in sorted((data / "auction/q").glob("*.xq")):
+    for file in sorted((data / "auction/q").glob("*.xq")) * (stage.percent > 0):
         text = file.read_text().replace('doc("auction.xml")',
                                         'doc("auction/auction.xml")')
         (folder / file.name).write_text(text)
     for file in sorted((data / "orders").glob("*.xq")):
         text = file.read_text().replace(
             COLLECTION, 'declare variable $coll := collection("orders");')
+        if stage.orders <= POINT_ID:
+            text = text.replace(f"o{POINT_ID}", f"o{stage.orders // 2}")
         (folder / file.name).write_text(text)
     return sorted(folder.glob("*.xq"))
 
@@ -114,45 +132,70 @@ class BaseX:
 
 
 def wrong_answers(data, output):
-    return [file.name[:3] for file in sorted((data / "auction/answers").iterdir())
+    return [file.name[:3]
+            for file in sorted((data / "auction/answers").iterdir())
             if gzip.open(file).read() !=
             (output / file.name[:3]).read_bytes()]
 
 
-def result(name, unit, ours, peer, peer_name, target):
+def result(name, unit, ours, peer, peer_name, target, size):
     """As a result of the other benchmarks: less is better here, so that the
     ratio is the peer's figure by ours, and `target` the least it is to be."""
     ratio = peer / ours
     return {"name": f"xquery/{name}", "unit": unit, "ours": ours, "peer": peer,
             "peer_name": peer_name, "ratio": ratio, "target": target,
-            "met": ratio >= target}
+            "met": ratio >= target, "curve": f"xquery/{name}", "size": size}
+
+
+def curve(of, x_name, points):
+    """Points of a size, ours and, where there is one, the peer's figure."""
+    return {"name": of["name"], "unit": of["unit"], "x_name": x_name,
+            "lines": ["ours", "BaseX"][:len(points[0]) - 1], "points": points,
+            "ratios": [point[2] / point[1] if len(point) > 2 else 0
+                       for point in points]}
 
 
 def right_answers(wrong):
     right = AUCTION_QUERIES - len(wrong)
     return {"name": "xquery/right_answers", "unit": "answers", "ours": right,
             "peer": AUCTION_QUERIES, "peer_name": "all there are",
-            "ratio": right / AUCTION_QUERIES, "target": 1, "met": not wrong}
+            "ratio": right / AUCTION_QUERIES, "target": 1, "met": not wrong,
+            "constant": "an answer is right or not, and these are all"}
 
 
-def results_of(ours, basex, prepare_ns, our_mb, basex_mb):
-    auction = [name for name in ours if name.startswith("q")]
-    sums = [sum(side[name] for name in auction) for side in (ours, basex)]
-    slowest = max(auction, key=lambda name: ours[name] / basex[name])
+def results_of(measured, prepare_ns):
+    """The results, and the curve of each."""
+    ours, basex = measured[COMPARED]
+    slowest = max((name for name in ours if name.startswith("q")),
+                  key=lambda name: ours[name] / basex[name])
     point, count, order, join = sorted(n for n in ours if n.startswith("o"))
+    results, curves = [], []
 
-    def beside(name, query, target):
-        return result(name, "ms", ours[query], basex[query], "BaseX", target)
-    return [
-        result("auction_sum_of_20", "ms", *sums, "BaseX", 5),
-        beside(f"auction_worst_ratio,_{slowest[:3]}", slowest, 1 / 1.5),
-        result("orders_point", "ms", ours[point], 0.2, "limit", 1),
-        beside("orders_count", count, 1),
-        beside("orders_order_by", order, 1),
-        beside("orders_join", join, 2),
-        result("prepare_of_a_cached_query", "ns", prepare_ns, 1000, "limit", 1),
-        result("most_memory", "MB", our_mb, basex_mb, "BaseX", 4),
-    ]
+    def add(name, unit, key, target, limit=None):
+        is_orders = key.startswith("o")
+        results.append(result(
+            name, unit, ours[key], limit or basex[key],
+            "limit" if limit else "BaseX", target,
+            COMPARED.orders if is_orders else COMPARED.percent))
+        curves.append(curve(
+            results[-1], "documents" if is_orders else BY_PERCENT,
+            [[stage.orders if is_orders else stage.percent,
+              our[key], their[key]]
+             for stage, (our, their) in measured.items()
+             if is_orders or stage.percent > 0]))
+
+    add("auction_sum_of_20", "ms", SUM, 5)
+    add(f"auction_worst_ratio,_{slowest[:3]}", "ms", slowest, 1 / 1.5)
+    add("orders_point", "ms", point, 1, limit=0.2)
+    add("orders_count", "ms", count, 1)
+    add("orders_order_by", "ms", order, 1)
+    add("orders_join", "ms", join, 2)
+    add("most_memory", "MB", MEMORY, 4)
+    size, nanoseconds = prepare_ns[0]
+    results.append(result("prepare_of_a_cached_query", "ns", nanoseconds, 1000,
+                          "limit", 1, size))
+    curves.append(curve(results[-1], "bytes of the query", prepare_ns))
+    return results, curves
 
 
 def main():
@@ -171,34 +214,17 @@ def main():
             options.report.write_text(json.dumps(
                 [{"name": "xquery/all", "left_out": "no data"}]))
         return 0
-    # Not in /tmp, which may be memory.
-    with tempfile.TemporaryDirectory(dir=pathlib.Path.cwd(),
-                                     prefix="kiv_xquery_") as folder:
-        return measure(options, pathlib.Path(folder))
-
-
-def measure(options, work):
-    queries = write_queries(options.data, work / "queries")
-    document = work / "auction.xml"
-    document.write_bytes(
-        gzip.open(options.data / "auction/auction.xml.gz").read())
-    run([sys.executable, options.data / "orders/gen_orders.py", work / "orders"])
-    ours, basex = Ours(options.timer, work), BaseX(work)
-    for side in (ours, basex):
-        side.load("auction", document)
-        side.load("orders", work / "orders")
-    output = work / "answers"
-    output.mkdir()
-    our_ms, plans, our_mb = ours.times(queries, options.runs, output)
-    basex_ms, basex_mb = basex.times(queries, options.runs)
-    prepare_ns = ours.prepare(queries[0])
-
-    print(f"{'query':16}{'ours, ms':>10}{'its plan':>10}{'BaseX, ms':>11}")
-    for name, figure in our_ms.items():
-        print(f"{name:16}{figure:10.3f}{plans[name]:10.3f}"
-              f"{basex_ms[name]:11.2f}")
-    wrong = wrong_answers(options.data, output)
-    results = results_of(our_ms, basex_ms, prepare_ns, our_mb, basex_mb)
+    measured = {}
+    for stage in STAGES:
+        # Not in /tmp, which may be memory.
+        with tempfile.TemporaryDirectory(dir=pathlib.Path.cwd(),
+                                         prefix="kiv_xquery_") as folder:
+            work = pathlib.Path(folder)
+            measured[stage] = measure(options, work, stage)
+            if stage == COMPARED:
+                wrong = wrong_answers(options.data, work / "answers")
+                prepare_ns = prepare(options, work)
+    results, curves = results_of(measured, prepare_ns)
     results.append(right_answers(wrong))
     print(f"\n{'':34}{'ours':>10}{'peer':>10}{'ratio':>10}{'asked':>8}")
     for one in results:
@@ -209,7 +235,50 @@ def measure(options, work):
         print("wrong answers:", *wrong)
     if options.report:
         options.report.write_text(json.dumps(results, indent=1))
+        options.report.with_name("xquery-growth.json").write_text(
+            json.dumps(curves, indent=1))
     return 0 if all(one["met"] for one in results) else 1
+
+
+def measure(options, work, stage):
+    """Milliseconds by query of both sides, their sum, and megabytes."""
+    queries = write_queries(options.data, work / "queries", stage)
+    ours, basex = Ours(options.timer, work), BaseX(work)
+    sources = {"orders": work / "orders"}
+    run([sys.executable, options.data / "orders/gen_orders.py",
+         sources["orders"], stage.orders])
+    if stage.percent:
+        sources["auction"] = work / "auction.xml"
+        cut_auction.cut(options.data / "auction/auction.xml.gz",
+                        sources["auction"], stage.percent)
+    for container, source in sources.items():
+        ours.load(container, source)
+        basex.load(container, source)
+    output = work / "answers"
+    output.mkdir()
+    our_ms, plans, our_mb = ours.times(queries, options.runs, output)
+    basex_ms, basex_mb = basex.times(queries, options.runs)
+    print(f"{str(stage.percent) + ' %, ' + str(stage.orders):16}"
+          f"{'ours, ms':>10}{'its plan':>10}{'BaseX, ms':>11}")
+    for name, figure in our_ms.items():
+        print(f"{name:16}{figure:10.3f}{plans[name]:10.3f}"
+              f"{basex_ms[name]:11.2f}", flush=True)
+    for side, megabytes in ((our_ms, our_mb), (basex_ms, basex_mb)):
+        side[SUM] = sum(side[query.name] for query in queries
+                        if query.name.startswith("q"))
+        side[MEMORY] = megabytes
+    return our_ms, basex_ms
+
+
+def prepare(options, work):
+    """Nanoseconds, by the bytes of the query."""
+    query = sorted((work / "queries").iterdir())[0]
+    text = query.read_text()
+    points = []
+    for size in (len(text), *QUERY_BYTES):
+        query.write_text(text.ljust(size))
+        points.append([size, Ours(options.timer, work).prepare(query)])
+    return points
 
 
 if __name__ == "__main__":
