@@ -18,11 +18,11 @@ namespace kiv {
 // Calls of which not one gives or does anything.
 template <class... Answers>
 void ExpectAllFalse(Answers... answers) {
-  EXPECT_THAT((std::vector<bool>{answers...}), testing::Each(false));
+  EXPECT_THAT((std::vector<bool>{answers...}), ::testing::Each(false));
 }
 
 // The XML platform, a fresh current folder, and the library's log in it.
-class XmlTest : public testing::Test {
+class XmlTest : public ::testing::Test {
  protected:
   XmlTest() {
     StartValues();
