@@ -81,8 +81,8 @@ class EngineStreamPlan final : public CallPlan<Plan, StreamFunction> {
 };
 
 template <typename P>
-PlanPtr WithType(std::unique_ptr<P> plan, SequenceType type) {
-  plan->properties.type = std::move(type);
+PlanPtr WithType(std::unique_ptr<P> plan, const SequenceType& type) {
+  plan->properties.type = type;
   return plan;
 }
 

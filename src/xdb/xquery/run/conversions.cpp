@@ -237,7 +237,7 @@ CastPlan::CastPlan(PlanPtr operand, Type type, bool is_optional)
 }
 
 Item CastPlan::Compute(const Frame& frame) const {
-  const Item value = operand_->One(frame);
+  Item value = operand_->One(frame);
   if (!value.IsNone()) return Cast(value, type_);
   if (is_optional_) return value;
   throw Error("XPTY0004", "no value to cast to " + NameOf(type_));

@@ -24,8 +24,8 @@ int LocalZone(std::time_t second) {
   const std::time_t day = second - (second % 86400 + 86400) % 86400;
   long minutes = local.tm_hour * 60L + local.tm_min -
                  static_cast<long>((second - day) / 60);
-  if (minutes > 14 * 60) minutes -= 24 * 60;
-  if (minutes < -14 * 60) minutes += 24 * 60;
+  if (minutes > 14L * 60) minutes -= 24L * 60;
+  if (minutes < -14L * 60) minutes += 24L * 60;
   return static_cast<int>(minutes);
 }
 

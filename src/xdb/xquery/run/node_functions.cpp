@@ -11,7 +11,7 @@ namespace kiv::xdb::xq {
 namespace {
 
 Item NodeName(const Frame& frame, const Plans& arguments) {
-  const Item node = arguments[0]->One(frame);
+  Item node = arguments[0]->One(frame);
   if (node.IsNone()) return node;
   auto name = NameOfNode(node);
   return name ? Item::OfQName(*std::move(name)) : Item();
@@ -36,7 +36,7 @@ IteratorPtr Data(const Frame& frame, const Plans& arguments) {
 }
 
 Item BaseUri(const Frame& frame, const Plans& arguments) {
-  const Item node = arguments[0]->One(frame);
+  Item node = arguments[0]->One(frame);
   if (node.IsNone()) return node;
   const auto uri = BaseUriOf(node);
   return uri ? Item::OfText(*uri, Type::AnyUri) : Item();
@@ -105,7 +105,7 @@ Item Root(const Frame& frame, const Plans& arguments) {
 }
 
 Item ResolveQName(const Frame& frame, const Plans& arguments) {
-  const Item text = arguments[0]->One(frame);
+  Item text = arguments[0]->One(frame);
   const Item element = arguments[1]->One(frame);
   if (text.IsNone()) return text;
   std::string_view prefix, local;
@@ -224,7 +224,7 @@ IteratorPtr IdRef(const Frame& frame, const Plans& arguments) {
 }
 
 Item Doc(const Frame& frame, const Plans& arguments) {
-  const Item uri = arguments[0]->One(frame);
+  Item uri = arguments[0]->One(frame);
   if (uri.IsNone()) return uri;
   return frame.run->Document(AbsoluteUri(frame, uri.AsText(), "FODC0005"));
 }

@@ -158,7 +158,7 @@ SignPlan::SignPlan(bool is_negative, PlanPtr operand)
 }
 
 Item SignPlan::Compute(const Frame& frame) const {
-  const Item value = operand_->One(frame);
+  Item value = operand_->One(frame);
   if (value.IsNone()) return value;
   return is_negative_ ? Negate(value) : UnaryPlus(value);
 }
