@@ -227,8 +227,11 @@ class Grower {
     result_.size = curve.compared;
     Plot& plot = PlotOf(benchmark_, curve.by);
     AddTo(plot, curve.compared, compared);
-    for (const std::size_t size : curve.others)
-      AddTo(plot, size, Measure(benchmark_, size, kPoint));
+    for (const std::size_t size : curve.others) {
+      const Figures figures = Measure(benchmark_, size, kPoint);
+      result_.is_whole = result_.is_whole && figures.is_measured;
+      AddTo(plot, size, figures);
+    }
     return compared;
   }
   Figures operator()(const OnCurveOf& other) {
@@ -269,7 +272,7 @@ Result Run(const Benchmark& benchmark) {
   result.ours = figures.ours;
   result.peer = figures.peer;
   result.ratio = figures.ratio;
-  result.is_met = figures.is_measured &&
+  result.is_met = result.is_whole && figures.is_measured &&
                   (benchmark.has_limit ? figures.ours <= figures.peer
                                        : figures.ratio >= benchmark.target);
   return result;

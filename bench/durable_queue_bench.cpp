@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "compare.h"
+#include "folder.h"
 #include "kiv/mq/msmq_queue.h"
 
 namespace {
@@ -25,26 +26,22 @@ constexpr char kQueue[] = "orders";
 
 constexpr std::size_t kBodyBytes = 512;
 
-// A service folder on the disk that the program runs on: /tmp may be memory.
+// A service folder; the program runs in it.
 class Service {
  public:
-  Service() : before_(fs::current_path()) {
-    folder_ = before_ / ("kiv_queue_bench_" + std::to_string(std::rand()));
-    fs::create_directories(folder_ / "bin");
-    fs::create_directories(folder_ / "queues");
-    fs::permissions(folder_ / "queues", fs::perms::owner_all);
-    fs::current_path(folder_ / "bin");
+  Service() {
+    fs::create_directories(folder_.path() / "bin");
+    fs::create_directories(folder_.path() / "queues");
+    fs::permissions(folder_.path() / "queues", fs::perms::owner_all);
+    fs::current_path(folder_.path() / "bin");
   }
-  ~Service() {
-    fs::current_path(before_);
-    fs::remove_all(folder_);
-  }
+  ~Service() { fs::current_path(before_); }
   Service(const Service&) = delete;
   Service& operator=(const Service&) = delete;
 
  private:
-  fs::path before_;
-  fs::path folder_;
+  const fs::path before_ = fs::current_path();
+  const bench::Folder folder_{before_};
 };
 
 class OurQueue {
@@ -120,7 +117,8 @@ class Statements {
 
  private:
   void Execute(const char* sql) {
-    sqlite3_exec(file_, sql, nullptr, nullptr, nullptr);
+    if (sqlite3_exec(file_, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
+      throw std::runtime_error(sqlite3_errmsg(file_));
   }
   sqlite3_stmt* Prepare(const char* sql) {
     sqlite3_stmt* statement = nullptr;

@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "compare.h"
+#include "folder.h"
 #include "mq/file_queue_worker.h"
 
 namespace {
@@ -32,19 +33,8 @@ constexpr std::size_t kFileBytes = 2048;
 // Of large files, fewer.
 constexpr std::size_t kBytesAtOnce = 128 << 20;
 
-class Folder {
- public:
-  Folder() {
-    char name[] = "/dev/shm/kiv_fileq_XXXXXX";
-    if (mkdtemp(name) == nullptr) throw std::runtime_error("no folder");
-    path_ = name;
-  }
-  ~Folder() { fs::remove_all(path_); }
-  const fs::path& path() const { return path_; }
-
- private:
-  fs::path path_;
-};
+// In memory: what a disk does then decides nothing.
+constexpr char kParent[] = "/dev/shm";
 
 void WriteFile(const fs::path& folder, std::size_t number,
                const std::string& bytes) {
@@ -147,7 +137,7 @@ void WriteRounds(benchmark::State& state, const fs::path& folder,
 }
 
 void FileQueue(benchmark::State& state, const Load& load) {
-  const Folder folder;
+  const bench::Folder folder(kParent);
   const auto counter = std::make_shared<FileCounter>();
   const Watched watched({folder.path()}, counter);
   WriteRounds(state, folder.path(), *counter, load);
@@ -186,7 +176,7 @@ void TakeLoop(int inotify, const fs::path& folder, Claims claims,
 }
 
 void RawLoop(benchmark::State& state, Claims claims, const Load& load) {
-  const Folder folder;
+  const bench::Folder folder(kParent);
   fs::create_directory(folder.path() / ".taken");
   FileCounter counter;
   const int inotify = inotify_init1(IN_CLOEXEC);
@@ -210,7 +200,7 @@ double LatencyAtASteadyRate(std::size_t files_a_second) {
   const std::size_t files = 5 * files_a_second;
   const auto interval =
       Clock::duration(std::chrono::seconds(1)) / files_a_second;
-  const Folder folder;
+  const bench::Folder folder(kParent);
   const std::string bytes(kFileBytes, 'x');
   const auto counter = std::make_shared<FileCounter>();
   std::vector<Clock::time_point> received;
@@ -239,11 +229,11 @@ double LatencyAtASteadyRate(std::size_t files_a_second) {
 // start and its stop.
 double WakesWhileIdle(std::size_t directories) {
   const auto switches = [directories](std::chrono::milliseconds time) {
-    std::vector<std::unique_ptr<Folder>> folders;
+    const bench::Folder folder(kParent);
     std::vector<fs::path> paths;
     for (std::size_t i = 0; i < directories; ++i) {
-      folders.push_back(std::make_unique<Folder>());
-      paths.push_back(folders.back()->path());
+      paths.push_back(folder.path() / std::to_string(i));
+      fs::create_directory(paths.back());
     }
     Watched watched(paths, std::make_shared<FileCounter>());
     std::this_thread::sleep_for(time);

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "compare.h"
+#include "folder.h"
 #include "testing/pseudo_terminal.h"
 
 namespace {
@@ -35,9 +36,8 @@ double IdleHost(std::size_t lines) {
   namespace fs = std::filesystem;
   const std::vector<kiv::testing::PseudoTerminal> terminals(lines);
   const fs::path programs = fs::read_symlink("/proc/self/exe").parent_path();
-  char folder[] = "/tmp/kiv_idle_XXXXXX";
-  if (mkdtemp(folder) == nullptr) throw std::runtime_error("no folder");
-  const fs::path service(folder);
+  const bench::Folder folder(fs::temp_directory_path());
+  const fs::path& service = folder.path();
   for (const char* name : {"bin", "conf", "lib"}) {
     fs::create_directory(service / name);
   }
@@ -57,7 +57,7 @@ double IdleHost(std::size_t lines) {
     const int nowhere = open("/dev/null", O_WRONLY);
     dup2(nowhere, STDOUT_FILENO);
     const std::string program = (programs / "kiv").string();
-    execl(program.c_str(), "kiv", "host", folder, nullptr);
+    execl(program.c_str(), "kiv", "host", service.c_str(), nullptr);
     _exit(127);
   }
   constexpr auto kWarmUp = std::chrono::seconds(2);
@@ -69,7 +69,6 @@ double IdleHost(std::size_t lines) {
   kill(host, SIGTERM);
   int status = 0;
   waitpid(host, &status, 0);
-  fs::remove_all(service);
   if (status != 0 || before == 0) {
     throw std::runtime_error("the host did not run");
   }

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "compare.h"
+#include "folder.h"
 #include "kiv/log.h"
 #include "share_out.h"
 
@@ -16,25 +17,12 @@ constexpr int kEntries = 20'000;
 constexpr const char* kMessage =
     "Config::Load Info: the config file 'C:\\svc\\conf\\queue.xml' was read";
 
-class Folder {
- public:
-  Folder()
-      : path_(std::filesystem::temp_directory_path() /
-              ("kiv_log_bench_" + std::to_string(std::rand()))) {
-    std::filesystem::create_directories(path_);
-  }
-  ~Folder() { std::filesystem::remove_all(path_); }
-  std::string path() const { return path_.string(); }
-
- private:
-  std::filesystem::path path_;
-};
-
 void OurLog(benchmark::State& state, std::size_t threads) {
-  const Folder folder;
+  const bench::Folder folder(std::filesystem::temp_directory_path());
   kiv::Log log;
-  log.Open(kiv::FileSystemPath(folder.path(), kiv::FileSystemPath::native),
-           true);
+  log.Open(
+      kiv::FileSystemPath(folder.path().string(), kiv::FileSystemPath::native),
+      true);
   const kiv::FileSystemPath no_path;
   for (auto _ : state) {
     bench::ShareOut(kEntries, threads, [&](int entries) {
@@ -49,9 +37,9 @@ void OurLog(benchmark::State& state, std::size_t threads) {
 
 // The same characters: time, category, source, message, CR LF.
 void Spdlog(benchmark::State& state, std::size_t threads) {
-  const Folder folder;
+  const bench::Folder folder(std::filesystem::temp_directory_path());
   auto sink = std::make_shared<spdlog::sinks::basic_file_sink_mt>(
-      folder.path() + "/peer.txt");
+      (folder.path() / "peer.txt").string());
   spdlog::logger log("mq", sink);
   log.set_pattern("%H:%M:%S [%l] %n: %v\r");
   for (auto _ : state) {

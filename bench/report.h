@@ -16,6 +16,7 @@ struct Result {
   double peer = 0;
   double ratio = 0;  // 0: there is none
   double target = 1;
+  bool is_whole = true;  // each size of the curve was measured
   bool is_met = false;
   // One of the two: the benchmark that has its curve, why there is none.
   std::string curve;

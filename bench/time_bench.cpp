@@ -71,12 +71,13 @@ void OurAddMonths(benchmark::State& state, std::size_t /*size*/) {
 
 // The same rule: the day cut to the month's length, the time of day kept.
 void PeerAddMonths(benchmark::State& state, std::size_t /*size*/) {
+  const std::vector<long long>& ticks = Ticks();
   for (auto _ : state) {
     long long sum = 0;
     for (std::size_t i = 0; i < kDates; ++i) {
-      const date::sys_days start = DayOf(Ticks()[i]);
+      const date::sys_days start = DayOf(ticks[i]);
       const auto time_of_day =
-          date::sys_time<Tick>(Tick(Ticks()[i] - kiv::DateTime::UnixEpoch)) -
+          date::sys_time<Tick>(Tick(ticks[i] - kiv::DateTime::UnixEpoch)) -
           start;
       date::year_month_day day =
           date::year_month_day(start) + date::months(MonthsFor(i));

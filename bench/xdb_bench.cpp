@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "compare.h"
+#include "folder.h"
 #include "xdb/container/container.h"
 #include "xdb/container/environment_access.h"
 #include "xdb/container/store_error.h"
@@ -52,36 +53,16 @@ std::string ReadFile(const fs::path& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// On the disk that the program runs on: /tmp may be memory.
-class WorkFolder {
- public:
-  WorkFolder()
-      : path_(fs::current_path() /
-              ("kiv_xdb_bench_" + std::to_string(std::rand()))) {
-    fs::create_directories(path_);
-  }
-  ~WorkFolder() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  WorkFolder(const WorkFolder&) = delete;
-  WorkFolder& operator=(const WorkFolder&) = delete;
+const fs::path& Work() {
+  static const bench::Folder folder(fs::current_path());
+  return folder.path();
+}
 
-  const fs::path& path() const { return path_; }
-  // Anew each time.
-  fs::path Fresh(const char* name) const {
-    fs::remove_all(path_ / name);
-    fs::create_directories(path_ / name);
-    return path_ / name;
-  }
-
- private:
-  const fs::path path_;
-};
-
-const WorkFolder& Work() {
-  static const WorkFolder folder;
-  return folder;
+// Anew each time.
+fs::path FreshFolder(const char* name) {
+  fs::remove_all(Work() / name);
+  fs::create_directories(Work() / name);
+  return Work() / name;
 }
 
 fs::path DataFolder() {
@@ -111,7 +92,7 @@ struct Documents {
 };
 
 fs::path OrdersFolder(std::size_t count) {
-  const fs::path folder = Work().path() / ("orders" + std::to_string(count));
+  const fs::path folder = Work() / ("orders" + std::to_string(count));
   if (!fs::exists(folder))
     RunCommand("python3 " +
                (DataFolder() / "orders" / "gen_orders.py").string() + " " +
@@ -121,7 +102,7 @@ fs::path OrdersFolder(std::size_t count) {
 
 // With the first of so many per cent of its items, persons and auctions.
 fs::path AuctionFolder(std::size_t percent) {
-  const fs::path folder = Work().path() / ("auction" + std::to_string(percent));
+  const fs::path folder = Work() / ("auction" + std::to_string(percent));
   if (fs::create_directory(folder))
     RunCommand("python3 " KIV_BENCH_FOLDER "/xquery/cut_auction.py " +
                (DataFolder() / "auction" / "auction.xml.gz").string() + ' ' +
@@ -154,7 +135,7 @@ const Documents& Orders(std::size_t count) {
 class Store {
  public:
   explicit Store(const char* folder)
-      : home_(Work().Fresh(folder)),
+      : home_(FreshFolder(folder)),
         environment_(std::make_shared<Environment>()) {
     if (environment_->Open(home_.string(), {true, true, true, true}, "") != 0)
       throw std::runtime_error(environment_->ErrorText());
@@ -212,8 +193,8 @@ double LoadSeconds(const fs::path& folder) {
 // By its own clock, which leaves out that its machine starts. Its own parser is
 // much the faster one of the two it has.
 double BasexSeconds(const fs::path& folder) {
-  const fs::path home = Work().Fresh("basex");
-  const fs::path output = Work().path() / "basex.txt";
+  const fs::path home = FreshFolder("basex");
+  const fs::path output = Work() / "basex.txt";
   RunCommand("java -Dorg.basex.path=" + home.string() +
              " -Dorg.basex.DBPATH=" + (home / "data").string() +
              " -cp /usr/share/java/basex.jar org.basex.BaseX -V"
@@ -265,7 +246,7 @@ class OurStore {
 class BareStore {
  public:
   explicit BareStore(const Documents& documents) {
-    if (environment_.Open(Work().Fresh("bare").string(),
+    if (environment_.Open(FreshFolder("bare").string(),
                           {true, true, true, true}, "") != 0)
       throw std::runtime_error(environment_.ErrorText());
     DbEnv* const handle = kiv::xdb::EnvironmentHandle(environment_);

@@ -29,9 +29,12 @@ METHODS = {
     "mq": "Both processes of \"isolated\" run on one core, on either side. Of the "
           "durable queues a round is a message.",
     "xdb": "The put growth is the cost of a put among the last of a million "
-           "documents, by that among 10,000 to 100,000.",
+           "documents, by that among 10,000 to 100,000. Of the loads nothing is "
+           "warmed: BaseX starts anew for each, and is timed by its own clock, "
+           "without its start.",
     "xquery": "One side after the other: the fewest milliseconds of several runs, "
-              "behind runs that warm them. The worst ratio is that of the query "
+              "behind runs that warm them. BaseX opens its database for each query. "
+              "The worst ratio is that of the query "
               "that does worst beside the peer's, and so is its curve. The most "
               "memory is that of all queries, over as many per cent of the orders "
               "too.",
@@ -81,8 +84,9 @@ def row(result, curves):
             f"{growth_of(result, curves)} |")
 
 
-def points(growth):
-    """The rows of a table, where it is a short one."""
+def points(growth, asked):
+    """The rows of a table, where it is a short one; bold where a ratio is less
+    than is asked of the benchmark at the size of its row."""
     if len(growth["points"]) > MOST_ROWS:
         return []
     rows = [[growth["x_name"]] + [f"{name}, {growth['unit']}"
@@ -92,7 +96,7 @@ def points(growth):
     if any(growth["ratios"]):
         rows[0].append("ratio")
         for cells, ratio in zip(rows[1:], growth["ratios"]):
-            cells.append(f"{ratio:.2f}")
+            cells.append(f"{ratio:.2f}" if ratio >= asked else f"**{ratio:.2f}**")
     rows.insert(1, ["--:"] * len(rows[0]))
     return [""] + ["| " + " | ".join(cells) + " |" for cells in rows]
 
@@ -133,12 +137,13 @@ def main():
         "of every other round; a run before warms both. A figure is the median "
         "of its rounds. A ratio is the median of the ratios of two rounds side by "
         "side, not that of two medians: what slows the machine for a while slows "
-        "both of them.", "",
+        "both of them. The figure of a limit is measured once.", "",
         "Every benchmark is measured again as what it works on gets smaller or "
         "larger, each size in a process of its own: the last column says what "
         "that is, with the size that the row is of, and a curve follows; or it "
         "says why there is nothing that grows.", "",
-        f"{met} of {len(counted)} benchmarks give what is asked."]
+        f"{met} of {len(counted)} benchmarks give what is asked, at "
+        "the size of their row. A ratio in bold, at another size, is below it."]
     if len(counted) < len(results):
         lines[-1] += f" {len(results) - len(counted)} could not be measured."
     folders = list(dict.fromkeys(
@@ -163,7 +168,9 @@ def main():
             if growth["name"].startswith(folder + "/"):
                 name = re.sub("[/_,]+", "-", growth["name"])
                 lines += ["", picture(name, svg_plot.curves(growth))]
-                lines += points(growth)
+                lines += points(growth, next(
+                    (result["target"] for result in own
+                     if result["name"] == growth["name"]), 0))
     target.write_text("\n".join(lines) + "\n", "utf-8")
     print(f"{target}: {len(counted)} benchmarks, {len(growths)} curves")
     return 0
