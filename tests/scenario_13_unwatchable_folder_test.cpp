@@ -75,6 +75,23 @@ TEST_F(Scenario13UnwatchableFolder, IsPolledAsOftenAsItsOwnerSays) {
   EXPECT_EQ(folder_.Files(), Names{});
 }
 
+// It goes away with a folder further up, and another one comes at once.
+TEST_F(Scenario13UnwatchableFolder, IsWatchedAgainWhenAFolderFurtherUpMoved) {
+  const fs::path in = folder_.service.path() / "far/up/in";
+  fs::create_directories(in);
+  folder_.WriteAll("<directory name='in' process='true'><path>" + in.string() +
+                   "</path>" + testing::FileQueueFolder::kProcessor +
+                   "</directory>");
+  ASSERT_TRUE(queue_.Start());
+  fs::rename("../far", "../aside");
+  fs::create_directories(in);
+  ASSERT_TRUE(
+      Eventually([&] { return folder_.service.log.Has("'in' is back"); }));
+  WriteTestFile(in / "file", "1");
+  EXPECT_TRUE(folder_.processor.WaitForMessages(1));
+  EXPECT_TRUE(queue_.Stop(20000));
+}
+
 class Scenario13LostFolder : public Scenario13UnwatchableFolder,
                              public ::testing::WithParamInterface<const char*> {
 };

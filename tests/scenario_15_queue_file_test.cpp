@@ -235,6 +235,18 @@ TEST_F(Scenario15QueueFile, IsForItsOwnerAlone) {
   EXPECT_EQ(files, 3) << "the file, its log and the log's index";
 }
 
+TEST_F(Scenario15QueueFile, RemovedOrReplacedSwallowsNothing) {
+  Create();
+  const auto sender = Open(kSend);
+  ASSERT_TRUE(sender->Send("one"));
+  fs::remove_all("../queues");
+  EXPECT_FALSE(sender->Send("two"));
+  EXPECT_EQ(sender->LastError(), "there is no such queue");
+  Create();
+  EXPECT_TRUE(sender->Send("three"));
+  EXPECT_EQ(Drain(), 1);
+}
+
 // A queue that is being deleted loses its table before its file.
 TEST_F(Scenario15QueueFile, HalfDeletedIsNoQueueForWhoHasItOpen) {
   Create();

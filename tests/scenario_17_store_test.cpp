@@ -69,11 +69,14 @@ TEST_F(Scenario17Store, InTheWayAnswersFalseAndSaysWhy) {
       {"GarbageForAnAccessFile", "g.mdb",
        "ado::Provider=Microsoft.Jet.OLEDB.4.0;Data Source=g.mdb",
        "the file 'g.mdb' cannot be opened"}};
+  bool are_all_run = true;
   for (const auto& [name, file, given, part, other_part] : obstacles) {
     SCOPED_TRACE(name);
     if ((given.empty() || given.find("PostgreSQL") != std::string::npos) &&
-        !PostgresServer::IsInstalled())
+        !PostgresServer::IsInstalled()) {
+      are_all_run = false;
       continue;
+    }
     const TestFolder folder;
     const TestLog log;
     std::string garbage(5000, '\x5A');
@@ -99,6 +102,7 @@ TEST_F(Scenario17Store, InTheWayAnswersFalseAndSaysWhy) {
     // Not emptied, not completed.
     EXPECT_TRUE(file.empty() || ReadTestFile(file) == garbage);
   }
+  if (!are_all_run) GTEST_SKIP() << PostgresServer::kWhyNot;
 }
 
 // Every operation says so at once, and a new connection works when the server

@@ -179,7 +179,7 @@ TEST_F(Scenario19DamagedStores, AreOpenedOverTheMemoryOfOneWhoDied) {
       [](const fs::path& file) {
         Overwrite(file, 8192, std::string(200'000, '\xFF'));
       }};
-  for (const Make damage : damages)
+  for (const Make& damage : damages)
     for (const char* const region : {"__db.001", "__db.002", "__db.003"}) {
       SCOPED_TRACE(region);
       fs::copy("crashed", "home", fs::copy_options::recursive);

@@ -67,6 +67,8 @@ TEST(Startup, ThreadsMayStartAtOnce) {
 
 TEST(Identity, NamesItsBuildAndItsOwners) {
   EXPECT_STREQ(BuildInfo(), "BuildInfo");
+  EXPECT_NE(*WhereAmI(), '\0');
+  EXPECT_LE(std::string(WhereAmI()).size(), 260u);
   EXPECT_EQ(std::string(Copyright()).substr(0, 4), "\xB0\xE6\xC8\xA8");  // 版权
 }
 

@@ -7,24 +7,18 @@
 #include <cstring>
 
 #include "dm/data_test_fixture.h"
+#include "xml/xml_testing.h"
 
 namespace dm {
 namespace {
 
-using ::testing::Each;
+using kiv::ExpectAllFalse;
 using Sweep = DataTest;
-
-// Null, 0 or false, each of them.
-template <typename... Answers>
-void ExpectNone(Answers... answers) {
-  const bool somethings[] = {static_cast<bool>(answers)...};
-  EXPECT_THAT(somethings, Each(false));
-}
 
 // What a function that takes one object answers.
 void ExpectNothing(void* object) {
   char memory[64];
-  ExpectNone(
+  ExpectAllFalse(
       dm_o_string_assign(object, "x"), dm_o_string_assign_wide(object, u"x"),
       dm_o_vector_resize(object, 1), dm_o_vector_set(object, 0, object, false),
       dm_o_vector_erase(object, 0), dm_o_vector_append(object, object),
@@ -63,13 +57,14 @@ void ExpectNothing(void* object) {
 void ExpectNoLife(void* object) {
   dm_o_destroy(object);
   int value = 0;
-  ExpectNone(dm_o_construct(object, nullptr), dm_o_copy_from(object, nullptr),
-             dm_o_read_value(object, &value, sizeof value),
-             dm_o_is_value_type_from_object(object),
-             dm_o_is_big_value_type_from_object(object),
-             dm_o_is_struct_type_from_object(object), dm_o_type_info(object),
-             dm_o_sizeof_from_object(object), dm_o_data(object),
-             dm_o_metadata(object));
+  ExpectAllFalse(dm_o_construct(object, nullptr),
+                 dm_o_copy_from(object, nullptr),
+                 dm_o_read_value(object, &value, sizeof value),
+                 dm_o_is_value_type_from_object(object),
+                 dm_o_is_big_value_type_from_object(object),
+                 dm_o_is_struct_type_from_object(object),
+                 dm_o_type_info(object), dm_o_sizeof_from_object(object),
+                 dm_o_data(object), dm_o_metadata(object));
   ExpectNothing(object);
 }
 
@@ -82,7 +77,7 @@ TEST_F(Sweep, NullGivesNothing) {
   void* const int32 = dm_o_int32_metadata();
   GUID guid{};
   char text[37] = "01234567-89ab-cdef-1032-547698badcfe";
-  ExpectNone(
+  ExpectAllFalse(
       dm_o_deletor_info(nullptr), dm_o_add_ref(nullptr),
       dm_o_assign(nullptr, nullptr),
       dm_o_raw_placement_new(0x1100, nullptr, nullptr),

@@ -80,7 +80,16 @@ TEST_F(FileSystemTest, NamesOnDiskAreUtf8) {
   EXPECT_THAT(List(folder.string().c_str()),
               UnorderedElementsAre(file.string()));
   EXPECT_TRUE(FileSystem::rename(file, kChineseName));
-  EXPECT_EQ(ReadTestFile(kChineseNameUtf8), "x");
+  for (const bool is_free : {true, false})
+    EXPECT_EQ(FileSystem::copy_file(kChineseName, "copy"), is_free);
+  EXPECT_EQ(ReadTestFile("copy") + ReadTestFile(kChineseNameUtf8), "xx");
+}
+
+TEST_F(FileSystemTest, InitialPathStaysTheFirst) {
+  const std::string initial = FileSystem::initial_path().string();
+  fs::create_directory("other");
+  fs::current_path("other");
+  EXPECT_EQ(FileSystem::initial_path().string(), initial);
 }
 
 TEST_F(FileSystemTest, MakesFoldersFromTheTop) {

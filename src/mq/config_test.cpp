@@ -35,7 +35,7 @@ class QueueFile : public ::testing::Test {
   const testing::ServiceFolder service_;
 };
 
-#define ERROR "[\xB4\xED\xCE\xF3] mq: "  // 错误
+constexpr char kError[] = "[\xB4\xED\xCE\xF3] mq: ";  // 错误
 
 TEST_F(QueueFile, MayBeMissingOrHoldNoQueues) {
   TestConfig config;
@@ -56,7 +56,7 @@ TEST_F(QueueFile, MayBeMissingOrHoldNoQueues) {
         "Info: parser config file PATH , can not found queue sub element"})
     EXPECT_TRUE(LoadSaid(text)) << text;
   EXPECT_TRUE(service_.log.Has(
-      ERROR "Config::Load Failed: parser config file '" +
+      std::string(kError) + "Config::Load Failed: parser config file '" +
       (service_.path() / "conf/queue.xml").string() + "' failed\r\n"));
 }
 
@@ -83,7 +83,7 @@ TEST_F(QueueFile, NamesABadQueueByItsIndexAndReadsTheOthers) {
         "properties\r\n",
         "QueueConfig::Init Error: parser config file queue failed, invalid "
         "durations\r\n"})
-    EXPECT_TRUE(service_.log.Has(ERROR + text)) << text;
+    EXPECT_TRUE(service_.log.Has(kError + text)) << text;
 }
 
 TEST_F(QueueFile, GivesASerialReaderItsInterval) {
@@ -107,6 +107,7 @@ TEST_F(QueueFile, GivesASerialPortItsSettings) {
       {"BaudRate='-1' Parity='x' EvChar='cr'",
        {19200, 8, 'N', 1, '\r', 5000, 0}},
       {"Parity='O' EvChar='&#10;'", {19200, 8, 'O', 1, '\n', 5000, 0}},
+      {"Parity='space' EvChar='CR'", {19200, 8, 'S', 1, '\r', 5000, 0}},
       {"Parity='m' EvChar='Cr'", {19200, 8, 'M', 1, 'C', 5000, 0}}};
   for (const auto& [attributes, expected] : rows) {
     service_.WriteQueues("<q type='com' name='1' processor='p' " + attributes +

@@ -5,13 +5,18 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstring>
 #include <ctime>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
 
+#include "kiv/dom.h"
+#include "kiv/module/module.h"
 #include "kiv/mq/msmq_queue.h"
+#include "kiv/mq/queue_config.h"
 #include "port/clock.h"
 #include "testing/eventually.h"
 #include "testing/service_folder.h"
@@ -115,6 +120,58 @@ TEST_F(PolledQueue, IsDrainedByAnIntervalOfZeroAndLosesWhatIsRefused) {
   EXPECT_EQ(Status().messages, 251u);
   EXPECT_EQ(Status().bytes, 1003u);
   EXPECT_EQ(Status().failures, 1u);
+}
+
+// A queue each of whose messages is packed in a way that nobody reads.
+class UnreadableMessage final : public Message {
+  bool GetBody(std::string&) override { return false; }
+};
+class UnreadableQueue final : public Queue, public QueueInfo {
+ public:
+  std::shared_ptr<Message> Receive() override {
+    ++received;
+    return std::make_shared<UnreadableMessage>();
+  }
+  std::string LastError() const override { return ""; }
+  bool Create(const char*, const char*, bool) override { return true; }
+  bool Delete(const char*) override { return true; }
+  std::shared_ptr<Queue> Open(const char*, int, int) override {
+    return std::shared_ptr<Queue>(std::shared_ptr<void>(), this);
+  }
+  std::atomic<int> received = 0;
+};
+class NeverAsked final : public module::Module {
+  bool process_mem(const char*, int, void*) override {
+    ADD_FAILURE() << "there is no message for it";
+    return true;
+  }
+};
+class ConfigOf final : public QueueConfig {
+ public:
+  ConfigOf(const char* text, std::shared_ptr<QueueInfo> queues) {
+    DomParser parser;
+    DomDocument document;
+    DomElement element;
+    EXPECT_TRUE(parser.parseMem(text, static_cast<unsigned>(std::strlen(text)),
+                                document));
+    EXPECT_TRUE(document.GetDocumentElement(element));
+    EXPECT_TRUE(
+        Init(element, std::make_shared<SerialQueueReader>(element, this)));
+    queue_info_ = std::move(queues);
+    module_ = std::make_shared<NeverAsked>();
+  }
+};
+
+TEST_F(PolledQueue, GivesItsProcessorNothingOfAMessageThatCannotBeRead) {
+  const auto queue = std::make_shared<UnreadableQueue>();
+  ConfigOf config(
+      "<q type='msmq' name='orders' processor='none' interval='0'>"
+      "<duration>" TIME("00:00:00", "23:59:59") "</duration></q>",
+      queue);
+  ASSERT_TRUE(config.StartListen());
+  EXPECT_TRUE(Eventually([&] { return queue->received > 2; }));
+  EXPECT_TRUE(config.Stop(20000));
+  EXPECT_EQ(config.Status().messages, 0u);
 }
 
 TEST_F(PolledQueue, IsReadInEveryOneOfItsTimesAndWithoutAnyNever) {

@@ -4,6 +4,7 @@
 #include <sys/mount.h>
 
 #include <chrono>
+#include <cstddef>
 #include <cstring>
 #include <filesystem>
 #include <string>
@@ -26,6 +27,10 @@ using ::testing::Not;
 
 constexpr RemoteServiceInfo kRecord{"Host1", 10001, "Svc", PROJECT_GB " <&\"'>",
                                     "code",  10,    2};
+
+// Programs that were built with it have them at these places.
+static_assert(sizeof(RemoteServiceInfo) == 588 &&
+              offsetof(RemoteServiceInfo, document_version) == 584);
 
 int Mode(const char* path) {
   return static_cast<int>(std::filesystem::status(path).permissions());
@@ -74,6 +79,8 @@ TEST_F(ClientFile, KeepsWhatARecordDoesNotHave) {
   Write(
       "<!-- ours --><service name='a' ip='x' timeout='3' port='1' svc='s'/>"
       "<service name='b' ip='y' svc='t'/><other/>");
+  std::filesystem::permissions("../conf/client.xml",
+                               std::filesystem::perms(0644));
   RemoteServiceInfo record = kRecord;
   record.port = -5;
   ASSERT_TRUE(Set("a", record)) << rmt_last_error();
@@ -202,6 +209,7 @@ TEST_F(ClientFile, ThatCannotBeReadIsKeptBesideTheNewOne) {
   std::filesystem::create_directory("../conf/client.xml");
   EXPECT_FALSE(Set("a"));
   EXPECT_STREQ(rmt_last_error(), "'../conf/client.xml' is a folder");
+  EXPECT_EQ(rmt_last_error_code(), RMT_NOT_WRITTEN);
 }
 
 TEST_F(ClientFile, LosesNoChangeOfManyThreadsAndOfAnotherProgram) {

@@ -27,6 +27,8 @@ TEST_F(CreateColumns, MakesOneForEachFieldInOrder) {
   Append("at", dm_o_datetime_metadata());
   EXPECT_TRUE(table_->CreateColumns(type_));
   ASSERT_EQ(table_->GetColumnCount(), 2);
+  EXPECT_TRUE(table_->HasColumn("id"));
+  EXPECT_FALSE(table_->HasColumn("no"));
   EXPECT_EQ(table_->GetColumn(0)->GetName(), "id");
   EXPECT_EQ(table_->GetColumn(1)->GetType().get(), dm_o_datetime_metadata());
   EXPECT_EQ(log_.Text(), "");
@@ -68,6 +70,7 @@ TEST_F(StoreTest, FactoryIsSilentAboutWhatHasNoProtocol) {
 TEST_F(StoreTest, FactoryNamesAConnectionThatItCannotMake) {
   for (const auto& [text, shown] :
        {std::pair("ADO:access:Data Source=a", "ADO:access:Data Source=a"),
+        std::pair("xmldb2://x", "xmldb2://x"),
         std::pair("ado:oracle:PWD=secret", "ado:oracle:PWD=***")}) {
     EXPECT_EQ(Make(text), nullptr) << text;
     // ' ) 失败。

@@ -183,16 +183,19 @@ TEST(Cp936Block, EncodesTheSameHoweverLittleRoomThereIs) {
   std::u16string text;
   for (std::size_t i = 0; i < 30; ++i)
     text += std::u16string(i, u'a') + u"\u955D\xD83D\xDE00\u20AC\xDE00";
-  for (const std::size_t room : {2, 3, 40}) {
+  // Little text at a time, and little room.
+  for (const auto& [block, room] :
+       {std::pair(2u, 40u), {3u, 40u}, {1000u, 2u}, {1000u, 3u}}) {
     std::string result;
     std::string bytes(room, '\0');
     for (std::u16string_view rest = text; !rest.empty();) {
-      const BlockProgress done = EncodeCp936Block(rest, bytes.data(), room);
+      const BlockProgress done =
+          EncodeCp936Block(rest.substr(0, block), bytes.data(), room);
       ASSERT_GT(done.read, 0u);
       result.append(bytes, 0, done.written);
       rest.remove_prefix(done.read);
     }
-    ASSERT_EQ(result, Utf16ToCp936(text)) << room;
+    ASSERT_EQ(result, Utf16ToCp936(text)) << block << ' ' << room;
   }
   // A text that ends with half a pair must not make the caller wait for ever.
   char byte = 0;

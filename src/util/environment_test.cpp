@@ -105,6 +105,13 @@ TEST(Time, NowIsTheLocalClockFromYearOne) {
   }
 }
 
+TEST(Time, SleepOfNoTimeReturnsAtOnce) {
+  const auto start = std::chrono::steady_clock::now();
+  kiv::sleep(-5);
+  kiv::sleep(0);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+}
+
 TEST(Time, LocaltimeIsTheThreadsOwnAndNullWhenItCannot) {
   const EastClock clock(0);
   const port::ClockOverride override_clock(clock);

@@ -276,6 +276,13 @@ TEST_F(LogDerived, FlushesWhenItsLayoutFlushesAndGetsTextsThatAreShown) {
   EXPECT_EQ(Lines(In("host.txt")).back(), "12:00:00 [\\x1B] s\\n: a\\r\\nb");
 }
 
+TEST_F(LogTest, CannotBeOpenedWithoutACurrentDirectory) {
+  std::filesystem::create_directory(In("gone"));
+  std::filesystem::current_path(In("gone"));
+  std::filesystem::remove(In("gone"));
+  EXPECT_FALSE(Log().Open());
+}
+
 TEST_F(LogTest, LibraryMessagesKeepTheirLineBreaksAndCategory) {
   Log::Instance().Open(Folder(), true);
   LogError("xml", "two\r\nlines");

@@ -15,10 +15,11 @@
 // For tests.
 namespace kiv {
 
-// Calls of which not one gives or does anything.
+// Calls of which not one gives or does anything: null, 0 or false.
 template <class... Answers>
 void ExpectAllFalse(Answers... answers) {
-  EXPECT_THAT((std::vector<bool>{answers...}), ::testing::Each(false));
+  EXPECT_THAT((std::vector<bool>{static_cast<bool>(answers)...}),
+              ::testing::Each(false));
 }
 
 // The XML platform, a fresh current folder, and the library's log in it.

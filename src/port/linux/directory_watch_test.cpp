@@ -111,6 +111,15 @@ TEST_F(DirectoryChanges, OfNoneCostNothing) {
   EXPECT_EQ(watch_->Wait(-1, change), Outcome::Stopped);
 }
 
+TEST(FileSystemKind, CountsFoldersUpToALimit) {
+  const TestFolder folder;
+  fs::create_directories("a/b/.c");
+  fs::create_directory_symlink("a", "link");
+  EXPECT_EQ(CountFolders(".", 100), 4u);
+  EXPECT_EQ(CountFolders(".", 2), 3u);
+  EXPECT_GT(WatchLimit(), 0u);
+}
+
 TEST(FileSystemKind, KnowsThoseThatOthersChange) {
   EXPECT_STREQ(NetworkName(0x6969), "NFS");
   // As a signed field of 32 bits gives it.

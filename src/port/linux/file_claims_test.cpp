@@ -142,6 +142,10 @@ TEST_F(Claims, ThatSomebodyTookAwayAreNotFound) {
     EXPECT_TRUE(IsNotFound(LastError())) << name;
     EXPECT_FALSE(claims_->MoveToDone(taking.claim));
     EXPECT_TRUE(IsNotFound(LastError())) << name;
+    // The next file is not lost with the folders of claims.
+    WriteTestFile("in/" + name);
+    EXPECT_EQ(Take(name).outcome, Outcome::Lost);
+    EXPECT_TRUE(fs::exists("in/" + name));
     claims_ = FileClaims::Open("in", reason_);
   }
 }

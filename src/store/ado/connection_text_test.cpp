@@ -82,6 +82,7 @@ TEST(MaskedText, ShowsNoPassword) {
       {"InAnOpenQuote", "x='a=1;PWD=Secret;y=1", "x='a=1;PWD=***;y=1"},
       {"DoubledEquals", "PWD==Secret;x=1", "PWD=***;x=1"},
       {"AcrossAMark", "x='a;PWD=Secret'Secret2;y=1", "x='a;PWD=***'***;y=1"},
+      {"BehindAnOddMark", "x=\"a;PWD=\"Secret;y=1", "x=\"a;PWD=\"***;y=1"},
       {"EmptyStays", "Password=;x=1", "Password=;x=1"},
       {"NoPairs", "just words", "just words"},
       {"Twice", "PWD=Secret;pwd=Secret2", "PWD=***;pwd=***"}};

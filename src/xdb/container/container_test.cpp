@@ -17,21 +17,24 @@ using testing::IsEmpty;
 TEST_F(ContainerTest, SaysWhatItRefusesAndChangesNothing) {
   container_->Put("a", "<a/>", nullptr);
   container_->Put("b", "<b/>", nullptr);
-  Container& all = *container_;
+  Container& container = *container_;
   const struct {
     std::function<void()> call;
     Failure failure;
     const char* text;
   } kRefused[] = {
-      {[&] { all.Put("a", "<c/>", nullptr); }, Failure::AlreadyThere, "'a'"},
-      {[&] { all.Rename("b", "a", nullptr); }, Failure::AlreadyThere, "'a'"},
-      {[&] { all.Get("x", nullptr); }, Failure::NotFound, "'x'"},
-      {[&] { all.Replace("x", "<a/>", nullptr); }, Failure::NotFound, "'x'"},
-      {[&] { all.Rename("x", "x", nullptr); }, Failure::NotFound, "'x'"},
-      {[&] { all.Delete("x", nullptr); }, Failure::NotFound, "'x'"},
-      {[&] { all.Put("x", "<a>\n <b></a>", nullptr); }, Failure::NotXml,
+      {[&] { container.Put("a", "<c/>", nullptr); }, Failure::AlreadyThere,
+       "'a'"},
+      {[&] { container.Rename("b", "a", nullptr); }, Failure::AlreadyThere,
+       "'a'"},
+      {[&] { container.Get("x", nullptr); }, Failure::NotFound, "'x'"},
+      {[&] { container.Replace("x", "<a/>", nullptr); }, Failure::NotFound,
+       "'x'"},
+      {[&] { container.Rename("x", "x", nullptr); }, Failure::NotFound, "'x'"},
+      {[&] { container.Delete("x", nullptr); }, Failure::NotFound, "'x'"},
+      {[&] { container.Put("x", "<a>\n <b></a>", nullptr); }, Failure::NotXml,
        "'x', line 2, column "},
-      {[&] { all.Put("", "<a/>", nullptr); }, Failure::Other, ""}};
+      {[&] { container.Put("", "<a/>", nullptr); }, Failure::Other, ""}};
   for (const auto& [call, failure, text] : kRefused) {
     const auto error = Thrown(call);
     EXPECT_EQ(error.failure(), failure) << error.what();
