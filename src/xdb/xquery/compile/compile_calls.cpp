@@ -86,8 +86,8 @@ PlanPtr Compiler::LibraryCall(const ast::FunctionCall& expr,
         slot_count_);
   }
   if (function->engine != EngineFunction::None)
-    return CallOfEngine(*function, std::move(arguments), std::move(result));
-  return CallOfScalar(*function, std::move(arguments), std::move(result));
+    return CallOfEngine(*function, std::move(arguments), result);
+  return CallOfScalar(*function, std::move(arguments), result);
 }
 
 PlanPtr Compiler::UserCall(const ast::FunctionCall& expr, const QName& name) {

@@ -89,19 +89,19 @@ PlanPtr WithType(std::unique_ptr<P> plan, const SequenceType& type) {
 }  // namespace
 
 PlanPtr CallOfScalar(const Function& function, Plans arguments,
-                     SequenceType result) {
+                     const SequenceType& result) {
   if (function.list != nullptr) {
     return WithType(std::make_unique<ListCallPlan>(function.name, function.list,
                                                    std::move(arguments)),
-                    std::move(result));
+                    result);
   }
   return WithType(std::make_unique<ScalarCallPlan>(
                       function.name, function.scalar, std::move(arguments)),
-                  std::move(result));
+                  result);
 }
 
 PlanPtr CallOfEngine(const Function& function, Plans arguments,
-                     SequenceType result) {
+                     const SequenceType& result) {
   EngineImplementation found = NodeFunction(function.engine);
   if (found.single == nullptr && found.stream == nullptr)
     found = SequenceFunction(function.engine);
@@ -110,11 +110,11 @@ PlanPtr CallOfEngine(const Function& function, Plans arguments,
   if (found.single != nullptr) {
     return WithType(std::make_unique<EngineSinglePlan>(
                         function.name, found.single, std::move(arguments)),
-                    std::move(result));
+                    result);
   }
   return WithType(std::make_unique<EngineStreamPlan>(
                       function.name, found.stream, std::move(arguments)),
-                  std::move(result));
+                  result);
 }
 
 }  // namespace kiv::xdb::xq

@@ -14,7 +14,7 @@ using Plans = std::vector<PlanPtr>;
 
 // A call of a function that takes values: every argument is converted.
 PlanPtr CallOfScalar(const Function& function, Plans arguments,
-                     SequenceType result);
+                     const SequenceType& result);
 
 // A function that the engine carries out itself: of one item at most, or of
 // any sequence.
@@ -37,7 +37,7 @@ EngineImplementation SequenceFunction(EngineFunction function);
 EngineImplementation AggregateFunction(EngineFunction function);
 
 PlanPtr CallOfEngine(const Function& function, Plans arguments,
-                     SequenceType result);
+                     const SequenceType& result);
 
 }  // namespace kiv::xdb::xq
 
