@@ -41,7 +41,9 @@ DllFileModule::DllFileModule(const char* file, const char* function) {
 
 DllFileModule::~DllFileModule() = default;
 
-bool DllFileModule::process_mem(const char* data, int length, void* context) {
+// There is no object behind a forced unwind; the reference to it is never used.
+__attribute__((no_sanitize("null"))) bool DllFileModule::process_mem(
+    const char* data, int length, void* context) {
   if (entry_ == nullptr) {
     SetProcessorFault(load_error_);
     return false;
