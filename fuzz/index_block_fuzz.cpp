@@ -27,11 +27,13 @@ void CheckEntry(const std::string& bytes) {
 
 // A block that is changed stays one that can be read.
 void CheckChanges(std::string_view block) {
+  // The editor looks back at the entries that it was given.
   const std::string middle(block.substr(0, block.size() / 2));
+  const std::string next = middle + "x", last = middle + "y";
   BlockEditor editor(block);
   editor.Insert(middle);
-  editor.Remove(middle + "x");
-  editor.Insert(middle + "y");
+  editor.Remove(next);
+  editor.Insert(last);
   const std::string edited = editor.Finish();
   std::vector<std::string> entries;
   BlockReader reader(edited);
