@@ -31,21 +31,25 @@ using SteadyClock = std::chrono::steady_clock;
 
 #define TIME(from, to) "<x from='" from "' to='" to "'/>"
 
-// The test itself is the clock: every day has the same date, only the hour
-// counts.
-class PolledQueue : public ::testing::Test, public port::Clock {
+// Every day has the same date: only the hour counts.
+class HourClock final : public port::Clock {
+ public:
+  long long UnixTicks() const override {
+    return (1'100'000'000LL / 86400 * 86400 + hour * 3600LL) * 10'000'000;
+  }
+  bool LocalTime(std::time_t second, std::tm& out) const override {
+    return ::gmtime_r(&second, &out) != nullptr;
+  }
+
+  std::atomic<int> hour = 12;
+};
+
+class PolledQueue : public ::testing::Test {
  protected:
   static void SetUpTestSuite() { StartValues(); }
   static void TearDownTestSuite() { StopValues(); }
   PolledQueue() { queues_.Create("orders", nullptr, false); }
   ~PolledQueue() override { EXPECT_TRUE(config_.Stop(20000)); }
-
-  long long UnixTicks() const override {
-    return (1'100'000'000LL / 86400 * 86400 + hour_ * 3600LL) * 10'000'000;
-  }
-  bool LocalTime(std::time_t second, std::tm& out) const override {
-    return ::gmtime_r(&second, &out) != nullptr;
-  }
 
   void Send(int messages = 1, const std::string& body = "body") {
     const auto queue = queues_.OpenQueue("orders", QueueInfo::ACCESS_SEND);
@@ -85,8 +89,8 @@ class PolledQueue : public ::testing::Test, public port::Clock {
         << service_.log.Text();
   }
 
-  std::atomic<int> hour_{12};
-  const port::ClockOverride clock_override_{*this};
+  HourClock clock_;
+  const port::ClockOverride clock_override_{clock_};
   const testing::ServiceFolder service_;
   testing::TestProcessor processor_{"../lib/p.so"};
   MsmqQueueInfo queues_;
@@ -182,7 +186,7 @@ TEST_F(PolledQueue, IsReadInEveryOneOfItsTimesAndWithoutAnyNever) {
     ASSERT_TRUE(WaitForState(QueueState::OutsideTimes));
   }
   EXPECT_EQ(Left(), 1u);
-  hour_ = 13;
+  clock_.hour = 13;
   EXPECT_TRUE(processor_.WaitForMessages(1));
   EXPECT_TRUE(WaitForState(QueueState::Reading));
   EXPECT_EQ(Status().last_message.Hour(), 13);
@@ -199,9 +203,9 @@ TEST_F(PolledQueue, IsShownAsFailedUntilAReceiveWorksAgain) {
   while (SteadyClock::now() < end)
     ASSERT_EQ(Status().state, QueueState::Failed);
   // No try is made meanwhile that could work.
-  hour_ = 14;
+  clock_.hour = 14;
   ASSERT_TRUE(WaitForState(QueueState::OutsideTimes));
-  hour_ = 12;
+  clock_.hour = 12;
   ASSERT_TRUE(WaitForState(QueueState::Failed));
   ASSERT_TRUE(queues_.Create("orders", nullptr, false));
   EXPECT_TRUE(WaitForState(QueueState::Reading));
@@ -251,6 +255,10 @@ TEST_F(PolledQueue, FailsAloneWhenSomethingIsThrown) {
 
 // A cancelled thread unwinds; who stops it there ends the process.
 TEST_F(PolledQueue, MayBeCancelledByItsProcessor) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "what unwinds a cancelled thread leaves the marks of its "
+                  "frames on the stack";
+#endif
   processor_.answer = [](std::string_view, void*) {
     ::pthread_cancel(::pthread_self());
     ::pthread_testcancel();
