@@ -209,7 +209,7 @@ TEST_F(ConfigCheck, SaysThatADirectoryMayNotBeWrittenTo) {
   if (::geteuid() != 0) GTEST_SKIP() << "needs the right to be another user";
   fs::permissions(folder_.service.path(), fs::perms(0755));
   folder_.Write();
-  std::thread([this] {
+  std::thread([] {
     ::setfsuid(65534);  // of this thread alone
     ExpectMatch(Check("fileq.xml"), "*1 F in: *may not be written to*");
   }).join();

@@ -104,12 +104,11 @@ TEST(DateTime, FieldsAreCheckedButNotTheMillisecond) {
                                     {2004, 1, 1, 0, 0, 60},
                                     {INT_MIN, INT_MIN, INT_MIN},
                                     {INT_MAX, INT_MAX, 1}};
-  for (const auto& [year, month, day, hour, minute, second] : bad)
-    EXPECT_EQ(Thrown([=] {
-                DateTime(year, month, day, hour, minute, second, INT_MAX);
-              }),
-              kUnrepresentable)
-        << year << '-' << month << '-' << day << ' ' << hour << ':' << minute;
+  for (const auto& f : bad)
+    EXPECT_EQ(
+        Thrown([&f] { DateTime(f[0], f[1], f[2], f[3], f[4], f[5], INT_MAX); }),
+        kUnrepresentable)
+        << ::testing::PrintToString(f);
   EXPECT_EQ(Thrown([] { DateTime::DaysInMonth(2004, 13); }),
             "Out of range in DateTime::DaysInMonth");
 }
